@@ -1,0 +1,20 @@
+// Tag references inside templates: "%TAG(" [field ","] tagname ")", with the closing
+// parenthesis the one that balances the marker's.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace common {
+
+// Finds the references of `text` in order of appearance: the exact reference texts, the
+// trimmed tag names and the trimmed fields ("Value" when none). False, and the arrays
+// untouched, when there is none.
+bool GetTagArrays(const std::string& text, std::vector<std::string>& tokens,
+                  std::vector<std::string>& tagNames, std::vector<std::string>& fields);
+
+// Appends to `target` each element of `source` that `target` did not hold on entry,
+// compared without regard to case. Elements holding CR LF become several elements.
+void MergeStringArrays(std::vector<std::string>& target, const std::vector<std::string>& source);
+
+}  // namespace common

@@ -1,0 +1,24 @@
+// Texts of the codes stored in configurations and engine state. Unknown codes give the
+// documented fallback texts; nothing here fails.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace common {
+
+// "Part", "Process", ... "Time" for 1 to 9; "" otherwise.
+std::string GetDescriptorType(int32_t code);
+// The operator ("=") or, with description, "= (Tag Value = Compare Value)".
+std::string GetEvaluationType(int32_t code, bool withDescription);
+// "No Connection" ... "Connection Ready" for 0 to 6; "" otherwise.
+std::string GetDataLinkStatus(int32_t code);
+
+// The fixed names of the historian's tables and columns.
+inline constexpr char kTagsTable[] = "ihTags";
+inline constexpr char kRawDataTable[] = "ihRawData";
+inline constexpr char kTagnameField[] = "Tagname";
+inline constexpr char kTimeStampField[] = "TimeStamp";
+inline constexpr char kValueField[] = "Value";
+
+}  // namespace common

@@ -1,0 +1,37 @@
+// Text helpers. "Without regard to case" means ASCII case folding; every other
+// comparison is byte by byte.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace runtime {
+
+// Removes leading and trailing space characters only (tabs, CR and LF stay).
+std::string_view TrimSpaces(std::string_view text);
+
+std::string ToUpper(std::string_view text);
+std::string ToLower(std::string_view text);
+bool EqualsNoCase(std::string_view a, std::string_view b);
+
+// Splits at every occurrence of a non-empty separator; an empty text gives one empty piece.
+std::vector<std::string> Split(std::string_view text, std::string_view separator);
+std::string Join(const std::vector<std::string>& pieces, std::string_view separator);
+
+// Replaces every occurrence of `find`, compared without regard to case, scanning left to
+// right from the start; replaced text is not scanned again.
+std::string ReplaceNoCase(std::string_view text, std::string_view find, std::string_view with);
+
+// Hash and equality for containers keyed without regard to case.
+struct NoCaseHash {
+  using is_transparent = void;
+  size_t operator()(std::string_view text) const;
+};
+struct NoCaseEqual {
+  using is_transparent = void;
+  bool operator()(std::string_view a, std::string_view b) const { return EqualsNoCase(a, b); }
+};
+
+}  // namespace runtime
