@@ -9,6 +9,8 @@ using Bool16 = int16_t;
 inline constexpr Bool16 kTrue = -1;
 inline constexpr Bool16 kFalse = 0;
 
-constexpr Bool16 ToBool16(bool value) { return value ? kTrue : kFalse; }
+constexpr Bool16 ToBool16(bool value) {
+  return value ? kTrue : kFalse;
+}
 
 }  // namespace host

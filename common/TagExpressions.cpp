@@ -1,0 +1,83 @@
+#include "common/TagExpressions.h"
+
+#include <unordered_set>
+
+#include "runtime/Text.h"
+
+namespace common {
+namespace {
+
+constexpr std::string_view kMarker = "%TAG(";
+constexpr std::string_view kLineBreak = "\r\n";
+
+// Length of the piece up to and including the ")" that balances the marker's "(", or 0.
+size_t BalancedLength(std::string_view piece) {
+  int level = 1;
+  for (size_t j = 0; j < piece.size(); ++j) {
+    if (piece[j] == ')') --level;
+    if (piece[j] == '(') ++level;
+    if (level == 0) return j + 1;
+  }
+  return 0;
+}
+
+}  // namespace
+
+bool GetTagArrays(const std::string& text, std::vector<std::string>& tokens,
+                  std::vector<std::string>& tagNames, std::vector<std::string>& fields) {
+  try {
+    std::string_view trimmed = runtime::TrimSpaces(text);
+    if (trimmed.empty()) return false;
+    std::vector<std::string> pieces = runtime::Split(trimmed, kMarker);
+    if (pieces.size() < 2) return false;
+
+    std::vector<std::string> foundTokens, foundNames, foundFields;
+    for (size_t p = 1; p < pieces.size(); ++p) {
+      std::string_view piece = pieces[p];
+      size_t length = BalancedLength(piece);
+      if (length == 0) continue;
+      std::string_view body = piece.substr(0, length - 1);
+      foundTokens.push_back(std::string(kMarker) + std::string(piece.substr(0, length)));
+      size_t comma = body.find(',');
+      if (comma == std::string_view::npos) {
+        foundFields.emplace_back("Value");
+        foundNames.emplace_back(runtime::TrimSpaces(body));
+      } else {
+        foundFields.emplace_back(runtime::TrimSpaces(body.substr(0, comma)));
+        foundNames.emplace_back(runtime::TrimSpaces(body.substr(comma + 1)));
+      }
+    }
+    if (foundTokens.empty()) return false;
+    tokens = std::move(foundTokens);
+    tagNames = std::move(foundNames);
+    fields = std::move(foundFields);
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
+void MergeStringArrays(std::vector<std::string>& target, const std::vector<std::string>& source) {
+  try {
+    std::string joined = runtime::Join(target, kLineBreak);
+    if (joined.empty()) {
+      joined = runtime::Join(source, kLineBreak);
+    } else {
+      // Only what the target held on entry is searched, so a name repeated inside the
+      // source is appended each time.
+      const std::unordered_set<std::string_view, runtime::NoCaseHash, runtime::NoCaseEqual> held(
+          target.begin(), target.end());
+      for (const std::string& s : source) {
+        if (!held.contains(s)) {
+          joined += kLineBreak;
+          joined += s;
+        }
+      }
+    }
+    if (!joined.empty()) target = runtime::Split(joined, kLineBreak);
+  } catch (...) {
+    // The target stays as it was on entry.
+  }
+}
+
+}  // namespace common
