@@ -42,7 +42,7 @@ class DescriptorItem {
   std::vector<Resolved> resolved_;
 };
 
-// True for the descriptor types that carry a group: Part, Process, Job, Shift, User-Defined.
+// False for the groupless types Lot, Serial Number, Size and Time; true for every other code.
 bool HasGroup(int32_t descriptorType);
 
 }  // namespace config

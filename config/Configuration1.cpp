@@ -1,0 +1,295 @@
+#include "config/Configuration1.h"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <string_view>
+#include <utility>
+
+#include "common/ErrorDisplay.h"
+#include "common/TagExpressions.h"
+#include "common/TypeTables.h"
+#include "config/MergedNames.h"
+#include "runtime/Clock.h"
+#include "runtime/Conversions.h"
+#include "runtime/Date.h"
+#include "runtime/Error.h"
+#include "runtime/Text.h"
+
+namespace config {
+namespace {
+
+constexpr std::string_view kLineBreak = "\r\n";
+
+template <typename Item>
+std::shared_ptr<Item> ItemAt(const std::vector<std::shared_ptr<Item>>& list, int32_t index) {
+  if (index < 1 || static_cast<size_t>(index) > list.size()) return nullptr;
+  return list[index - 1];
+}
+
+template <typename Item>
+bool RemoveAt(std::vector<std::shared_ptr<Item>>& list, int32_t index) {
+  if (index < 1 || static_cast<size_t>(index) > list.size()) return false;
+  list.erase(list.begin() + (index - 1));
+  return true;
+}
+
+int32_t ReadNumber(const std::string& value) {
+  return runtime::RoundToLong(runtime::LeadingNumber(value));
+}
+
+template <typename Item>
+std::shared_ptr<Item> ReadItem(const std::string& body) {
+  auto item = std::make_shared<Item>();
+  item->SetData(body);
+  return item;
+}
+
+}  // namespace
+
+Configuration1::Configuration1(host::Components& components) : components_(components) {
+  ClearData();
+}
+
+void Configuration1::ClearData() {
+  record_ = Record{};
+  // Today at eight in the morning, built as text the way users would type it.
+  const std::string today = runtime::FormatShortDate(runtime::Today()) + " 8:00:00";
+  record_.syncTime = components_.DateMath().DateToSerial(runtime::ParseDate(today).value());
+  descriptors_.clear();
+  tests_.clear();
+  conditions_.clear();
+}
+
+void Configuration1::SetDataLink(std::string dataLink) {
+  record_.dataLink = std::move(dataLink);
+  TestDataLink();
+}
+
+void Configuration1::AddDescriptor(std::shared_ptr<DescriptorItem> item) {
+  descriptors_.push_back(std::move(item));
+}
+
+std::shared_ptr<DescriptorItem> Configuration1::GetDescriptorItem(int32_t index) const {
+  return ItemAt(descriptors_, index);
+}
+
+bool Configuration1::RemoveDescriptorItem(int32_t index) {
+  return RemoveAt(descriptors_, index);
+}
+
+std::shared_ptr<DescriptorItem> Configuration1::GetDescriptorType(int32_t type) const {
+  for (const std::shared_ptr<DescriptorItem>& item : descriptors_) {
+    if (item->DescriptorType() == type) return item;
+  }
+  return nullptr;
+}
+
+int32_t Configuration1::DescriptorCount() const {
+  return static_cast<int32_t>(descriptors_.size());
+}
+
+void Configuration1::AddTest(std::shared_ptr<TestItem> item) {
+  tests_.push_back(std::move(item));
+}
+
+std::shared_ptr<TestItem> Configuration1::GetTestItem(int32_t index) const {
+  return ItemAt(tests_, index);
+}
+
+bool Configuration1::RemoveTestItem(int32_t index) {
+  return RemoveAt(tests_, index);
+}
+
+int32_t Configuration1::TestCount() const {
+  return static_cast<int32_t>(tests_.size());
+}
+
+void Configuration1::AddCondition(std::shared_ptr<ConditionItem> item) {
+  conditions_.push_back(std::move(item));
+}
+
+std::shared_ptr<ConditionItem> Configuration1::GetConditionItem(int32_t index) const {
+  return ItemAt(conditions_, index);
+}
+
+bool Configuration1::RemoveConditionItem(int32_t index) {
+  return RemoveAt(conditions_, index);
+}
+
+int32_t Configuration1::ConditionCount() const {
+  return static_cast<int32_t>(conditions_.size());
+}
+
+std::string Configuration1::GetData() const {
+  std::string text = "NAME=" + record_.configurationName;
+  text += "\r\nACTIVE=";
+  text += record_.active ? "1" : "0";
+  text += "\r\nDATALINK=" + record_.dataLink;
+  text += "\r\nSYNCTIME=" + std::to_string(record_.syncTime);
+  text += "\r\nSUBGROUPINTERVAL=" + std::to_string(record_.subgroupInterval);
+  text += "\r\nSUBGROUPUNIT=" + std::to_string(record_.subgroupUnit);
+  text += "\r\nRETRYINTERVAL=" + std::to_string(record_.retryInterval);
+  text += "\r\nRETRYUNIT=" + std::to_string(record_.retryUnit);
+  for (const std::shared_ptr<DescriptorItem>& item : descriptors_) {
+    text += "\r\nDESCRIPTOR=" + item->GetData();
+  }
+  for (const std::shared_ptr<TestItem>& item : tests_) text += "\r\nTEST=" + item->GetData();
+  for (const std::shared_ptr<ConditionItem>& item : conditions_) {
+    text += "\r\nCONDITION=" + item->GetData();
+  }
+  return text;
+}
+
+void Configuration1::SetData(const std::string& text) {
+  runtime::RaisingFrom("Configuration1.SetData", [&] {
+    ClearData();
+    const std::string_view trimmed = runtime::TrimSpaces(text);
+    if (!trimmed.empty()) {
+      int lineNumber = 0;
+      for (const std::string& line : runtime::Split(trimmed, kLineBreak)) {
+        ++lineNumber;
+        try {
+          ReadLine(line);
+        } catch (...) {
+          const runtime::Error error = runtime::ToError(std::current_exception());
+          throw runtime::Error(error.Number(), error.Description() + " (line " +
+                                                   std::to_string(lineNumber) +
+                                                   " of the configuration text)");
+        }
+      }
+    }
+    TestDataLink();
+    RebuildTagItems();
+    ReadTableDefinitions();
+  });
+}
+
+void Configuration1::ReadLine(const std::string& line) {
+  using Reader = void (*)(Configuration1&, const std::string&);
+  // Compared in this order; the first equal key decides.
+  static constexpr std::array<std::pair<std::string_view, Reader>, 11> kReaders = {{
+      {"NAME", [](Configuration1& c, const std::string& v) { c.record_.configurationName = v; }},
+      {"ACTIVE", [](Configuration1& c,
+                    const std::string& v) { c.record_.active = runtime::TextToBoolean(v); }},
+      {"DATALINK", [](Configuration1& c, const std::string& v) { c.record_.dataLink = v; }},
+      {"SYNCTIME",
+       [](Configuration1& c, const std::string& v) { c.record_.syncTime = ReadNumber(v); }},
+      {"SUBGROUPINTERVAL",
+       [](Configuration1& c, const std::string& v) { c.record_.subgroupInterval = ReadNumber(v); }},
+      {"SUBGROUPUNIT",
+       [](Configuration1& c, const std::string& v) { c.record_.subgroupUnit = ReadNumber(v); }},
+      {"RETRYINTERVAL",
+       [](Configuration1& c, const std::string& v) { c.record_.retryInterval = ReadNumber(v); }},
+      {"RETRYUNIT",
+       [](Configuration1& c, const std::string& v) { c.record_.retryUnit = ReadNumber(v); }},
+      {"DESCRIPTOR",
+       [](Configuration1& c, const std::string& v) {
+         c.descriptors_.push_back(ReadItem<DescriptorItem>(v));
+       }},
+      {"TEST",
+       [](Configuration1& c, const std::string& v) { c.tests_.push_back(ReadItem<TestItem>(v)); }},
+      {"CONDITION",
+       [](Configuration1& c, const std::string& v) {
+         c.conditions_.push_back(ReadItem<ConditionItem>(v));
+       }},
+  }};
+
+  if (line.empty()) {
+    throw runtime::Error(runtime::kSubscriptOutOfRange, "Subscript out of range: an empty line");
+  }
+  const size_t equals = line.find('=');
+  const std::string key = runtime::ToUpper(std::string_view(line).substr(0, equals));
+  const auto reader = std::find_if(kReaders.begin(), kReaders.end(),
+                                   [&](const auto& entry) { return entry.first == key; });
+  if (reader == kReaders.end()) return;
+  if (equals == std::string::npos) {
+    throw runtime::Error(runtime::kSubscriptOutOfRange,
+                         "Subscript out of range: " + key + " without \"=\"");
+  }
+  reader->second(*this, line.substr(equals + 1));
+}
+
+void Configuration1::TestDataLink() {
+  if (runtime::TrimSpaces(record_.dataLink).empty()) {
+    record_.dataLinkState = 0;
+    return;
+  }
+  using namespace std::string_literals;
+  struct Step {
+    std::string sql;
+    int32_t failedState;
+  };
+  const std::array<Step, 4> steps = {{
+      {"SELECT COUNT(*) FROM "s + common::kTagsTable, 2},
+      {"SELECT "s + common::kTagnameField + " FROM " + common::kTagsTable, 2},
+      {"SELECT COUNT(*) FROM "s + common::kRawDataTable, 3},
+      {"SELECT "s + common::kTagnameField + "," + common::kTimeStampField + "," +
+           common::kValueField + " FROM " + common::kRawDataTable,
+       5},
+  }};
+  int32_t state = 1;
+  try {
+    std::unique_ptr<host::Connection> connection = components_.CreateConnection();
+    connection->Open(record_.dataLink, "", "", -1);
+    for (const Step& step : steps) {
+      state = step.failedState;
+      connection->Execute(step.sql);
+    }
+    record_.dataLinkState = 6;
+  } catch (...) {
+    record_.dataLinkError = runtime::ToError(std::current_exception()).NumberAndDescription();
+    record_.dataLinkState = state;
+  }
+}
+
+bool Configuration1::GetUniqueTagNames(std::vector<std::string>& names) const {
+  bool result = false;
+  common::ShowingErrors(components_, "Configuration1.GetUniqueTagNames", [&] {
+    MergedNames merged;
+    bool found = false;
+    auto gather = [&](const std::string& text) {
+      std::vector<std::string> tokens, tagNames, fields;
+      if (common::GetTagArrays(text, tokens, tagNames, fields)) {
+        merged.Merge(tagNames);
+        found = true;
+      }
+    };
+    for (const std::shared_ptr<DescriptorItem>& item : descriptors_) {
+      gather(item->Group() + item->Item());
+    }
+    for (const std::shared_ptr<TestItem>& item : tests_) {
+      gather(item->Group() + item->Item() + item->Value() + item->Defect());
+    }
+    for (const std::shared_ptr<ConditionItem>& item : conditions_) {
+      gather(item->Value1() + item->Value2());
+    }
+    if (found) {
+      names = merged.Names();
+      result = true;
+    }
+  });
+  return result;
+}
+
+void Configuration1::RebuildTagItems() {
+  tagItems_ = config::TagItems();
+  std::vector<std::string> names;
+  if (!GetUniqueTagNames(names)) return;
+  for (const std::string& name : names) {
+    // A template naming one tag twice brings the name twice; users expect one item.
+    if (tagItems_.Find(name)) continue;
+    auto item = std::make_shared<TagItem>();
+    item->TagName = name;
+    tagItems_.Add(std::move(item), name);
+  }
+}
+
+void Configuration1::ReadTableDefinitions() {
+  const host::HostFileSystem& files = components_.FileSystem();
+  const std::string path = files.JoinPath(files.ComponentFolder(), "oxaGEPDAD.INI");
+  realDateField_ =
+      components_.OpenSettingsFile(path)->ReadInteger("TABLE DEFINITIONS", "RealDateField", 0) != 0;
+}
+
+}  // namespace config

@@ -1,0 +1,18 @@
+#include "config/ItemFields.h"
+
+#include "runtime/Conversions.h"
+#include "runtime/Text.h"
+
+namespace config {
+
+ItemFields::ItemFields(const std::string& body) : fields_(runtime::Split(body, "\t")) {}
+
+std::string ItemFields::Text(size_t position) const {
+  return position < fields_.size() ? fields_[position] : "";
+}
+
+int32_t ItemFields::Number(size_t position) const {
+  return runtime::RoundToLong(runtime::LeadingNumber(Text(position)));
+}
+
+}  // namespace config
