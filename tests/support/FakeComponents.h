@@ -1,0 +1,114 @@
+// host::Components for tests: real ODBC connections and settings files, folders in a
+// temporary folder of its own, simple stand-ins for the host's utility objects, and a
+// record of everything shown to the user. Host objects the tests do not need (database
+// session, records, subgroups, selection dialogs, timers) fail to create with error 429
+// unless a test installs a factory for them.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/Components.h"
+#include "tests/support/TempFolder.h"
+
+namespace testsupport {
+
+// One call of HostError::Show.
+struct ShownError {
+  std::string module, source, description;
+  int32_t number = 0;
+  std::string location;
+};
+
+class FakeDateMath : public host::HostDateMath {
+ public:
+  runtime::Date SerialToDate(int32_t serial) const override;
+  int32_t DateToSerial(runtime::Date date) const override;
+  runtime::Date NextPeriodTime(runtime::Date base, runtime::Date now, int32_t unit,
+                               int32_t interval) const override;
+};
+
+// Numbers compare as numbers when both sides are numeric, everything else as text.
+class FakeComparer : public host::HostComparer {
+ public:
+  bool CompareValues(const runtime::Variant& value1, int32_t evaluation,
+                     const runtime::Variant& value2) const override;
+};
+
+class IdentityExpander : public host::HostTextExpander {
+ public:
+  std::string ExpandText(const std::string& text) const override { return text; }
+};
+
+class IdentityCodec : public host::HostTextCodec {
+ public:
+  std::string DecodeText(const std::string&, const std::string& text) const override {
+    return text;
+  }
+  std::string EncodeText(const std::string&, const std::string& text) const override {
+    return text;
+  }
+};
+
+// The folders "log", "settings", "components" and "data" inside one temporary folder.
+class TempFileSystem : public host::HostFileSystem {
+ public:
+  explicit TempFileSystem(const TempFolder& root);
+  std::string JoinPath(const std::string& folder, const std::string& fileName) const override;
+  std::string LogFolder() const override { return log_; }
+  std::string SettingsFolder() const override { return settings_; }
+  std::string ComponentFolder() const override { return components_; }
+  std::string DataFolder() const override { return data_; }
+
+ private:
+  std::string log_, settings_, components_, data_;
+};
+
+class FakeComponents : public host::Components {
+ public:
+  FakeComponents();
+
+  host::HostDateMath& DateMath() override { return dateMath_; }
+  host::HostComparer& Comparer() override { return comparer_; }
+  host::HostTextExpander& TextExpander() override { return expander_; }
+  host::HostTextCodec& TextCodec() override { return codec_; }
+  host::HostFileSystem& FileSystem() override { return fileSystem_; }
+
+  std::unique_ptr<host::Connection> CreateConnection() override;
+  std::unique_ptr<host::HostTimer> CreateTimer() override;
+  std::unique_ptr<host::HostError> CreateError() override;
+  std::unique_ptr<host::SettingsFile> OpenSettingsFile(const std::string& path) override;
+  std::shared_ptr<host::DatabaseSession> CreateDatabaseSession() override;
+  std::unique_ptr<host::HostRecord> CreateRecord(host::RecordKind kind) override;
+  std::unique_ptr<host::HostSubgroup> CreateSubgroup() override;
+  std::unique_ptr<host::SelectionDialog> CreateSelectionDialog(host::SelectionKind kind) override;
+
+  void MessageBox(const std::string& text) override { messageBoxes.push_back(text); }
+  void Beep() override { ++beeps; }
+
+  // The temporary folder that holds this object's folders; tests may put files there.
+  const TempFolder& Root() const { return root_; }
+
+  std::vector<ShownError> shownErrors;
+  std::vector<std::string> messageBoxes;
+  int beeps = 0;
+
+  std::function<std::unique_ptr<host::HostTimer>()> timerFactory;
+  std::function<std::shared_ptr<host::DatabaseSession>()> databaseSessionFactory;
+  std::function<std::unique_ptr<host::HostRecord>(host::RecordKind)> recordFactory;
+  std::function<std::unique_ptr<host::HostSubgroup>()> subgroupFactory;
+  std::function<std::unique_ptr<host::SelectionDialog>(host::SelectionKind)> selectionDialogFactory;
+
+ private:
+  TempFolder root_;
+  FakeDateMath dateMath_;
+  FakeComparer comparer_;
+  IdentityExpander expander_;
+  IdentityCodec codec_;
+  TempFileSystem fileSystem_;
+};
+
+}  // namespace testsupport
