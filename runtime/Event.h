@@ -44,7 +44,7 @@ class Event {
     std::weak_ptr<std::vector<std::shared_ptr<Slot>>> weak = slots_;
     return Subscription([weak, slot] {
       slot->active = false;
-      if (auto slots = weak.lock()) std::erase(*slots, slot);
+      if (auto list = weak.lock()) std::erase(*list, slot);
     });
   }
 
