@@ -1,0 +1,27 @@
+// The host's registry of driver modules: a text file with one line per registered class,
+// "class name<TAB>module path". Modules add themselves (DllRegisterServer) and remove
+// themselves (DllUnregisterServer); the host reads it to find the module of a class.
+// The file is $DAM_REGISTRY_FILE, else $XDG_CONFIG_HOME/oxaDAM/drivers.registry
+// (~/.config when XDG_CONFIG_HOME is unset).
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace host {
+
+struct RegisteredDriver {
+  std::string className;
+  std::string modulePath;
+};
+
+std::string DriverRegistryPath();
+// An absent file is an empty registry; a line that is not "class<TAB>path" is skipped.
+std::vector<RegisteredDriver> ReadDriverRegistry();
+// Adds or replaces the entry of `entry.className`. Fails with error 75 when the file
+// cannot be written.
+void RegisterDriver(const RegisteredDriver& entry);
+// Removes the entry of `className`; true when there was one.
+bool UnregisterDriver(const std::string& className);
+
+}  // namespace host

@@ -1,0 +1,46 @@
+#include "platform/utility/TextCodec.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "runtime/Error.h"
+
+namespace {
+
+TEST(TextCodec, RoundTripsAnyBytesAsOneLine) {
+  platform::TextCodec codec;
+  std::mt19937 random(11);
+  std::vector<std::string> samples = {
+      "", "a", "ab", "abc", "NAME=x\r\nACTIVE=1", std::string("\0\r\n\xff~", 5), "Grüße ~ %TAG(A)"};
+  for (int i = 0; i < 500; ++i) {
+    std::string bytes(random() % 64, '\0');
+    for (char& c : bytes) c = static_cast<char>(random());
+    samples.push_back(bytes);
+  }
+  for (const std::string& text : samples) {
+    std::string encoded = codec.EncodeText("QZ", text);
+    EXPECT_EQ(encoded.find_first_of("\r\n"), std::string::npos);
+    EXPECT_EQ(codec.DecodeText("QZ", encoded), text);
+  }
+}
+
+TEST(TextCodec, RefusesWhatIsNotAnEncoding) {
+  platform::TextCodec codec;
+  const std::string good = codec.EncodeText("QZ", "NAME=Line 3");
+  std::string damaged = good;
+  damaged[3] = damaged[3] == 'A' ? 'B' : 'A';
+  for (const std::string& bad :
+       {std::string("NAME=Line 3"), std::string(""), std::string("~~"),
+        std::string("~abc~00000000"), damaged, good + "x", codec.EncodeText("XY", "NAME=Line 3")}) {
+    try {
+      codec.DecodeText("QZ", bad);
+      ADD_FAILURE() << "decoded " << bad;
+    } catch (const runtime::Error& e) {
+      EXPECT_EQ(e.Number(), 5);
+      EXPECT_NE(e.Description().find("not an encoded configuration"), std::string::npos);
+    }
+  }
+}
+
+}  // namespace
