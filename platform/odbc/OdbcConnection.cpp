@@ -1,0 +1,88 @@
+#include "platform/odbc/OdbcConnection.h"
+
+#include "platform/odbc/OdbcConnectionString.h"
+#include "platform/odbc/OdbcParameters.h"
+#include "platform/odbc/OdbcRecordset.h"
+#include "runtime/Error.h"
+
+namespace platform {
+namespace {
+
+constexpr int32_t kConnectionClosed = 3709;
+
+std::unique_ptr<host::Recordset> Run(const std::shared_ptr<OdbcSession>& session,
+                                     const std::string& sql,
+                                     const std::vector<runtime::Variant>& parameters) {
+  OdbcHandle statement(SQL_HANDLE_STMT, &session->connection());
+  {
+    OdbcParameters bound(statement, parameters);
+    std::string text = sql;
+    statement.Check(SQLExecDirect(statement.get(), reinterpret_cast<SQLCHAR*>(text.data()),
+                                  static_cast<SQLINTEGER>(text.size())),
+                    "SQLExecDirect");
+  }
+  return std::make_unique<OdbcRecordset>(session, std::move(statement));
+}
+
+}  // namespace
+
+void OdbcConnection::Open(const std::string& connectionString, const std::string& user,
+                          const std::string& password, int32_t) {
+  Close();
+  std::string text = connectionString;
+  if (!user.empty() && !HasConnectionKey(text, "UID")) AppendConnectionKey(text, "UID", user);
+  if (!password.empty() && !HasConnectionKey(text, "PWD")) {
+    AppendConnectionKey(text, "PWD", password);
+  }
+  session_ = std::make_shared<OdbcSession>(text);
+}
+
+std::unique_ptr<host::Recordset> OdbcConnection::Execute(const std::string& sql, int32_t) {
+  return Run(Session(), sql, {});
+}
+
+void OdbcConnection::Close() {
+  session_.reset();
+}
+
+std::unique_ptr<host::Recordset> OdbcConnection::Execute(
+    const std::string& sql, const std::vector<runtime::Variant>& parameters) {
+  return Run(Session(), sql, parameters);
+}
+
+std::unique_ptr<OdbcStatement> OdbcConnection::Prepare(const std::string& sql) {
+  return std::make_unique<OdbcStatement>(Session(), sql);
+}
+
+void OdbcConnection::BeginTransaction() {
+  Session()->BeginTransaction();
+}
+
+void OdbcConnection::Commit() {
+  Session()->EndTransaction(true);
+}
+
+void OdbcConnection::Rollback() {
+  Session()->EndTransaction(false);
+}
+
+std::string OdbcConnection::DbmsName() const {
+  const OdbcHandle& connection = Session()->connection();
+  char name[256] = {};
+  SQLSMALLINT length = 0;
+  connection.Check(SQLGetInfo(connection.get(), SQL_DBMS_NAME, name, sizeof name, &length),
+                   "SQLGetInfo");
+  return name;
+}
+
+const std::shared_ptr<OdbcSession>& OdbcConnection::Session() const {
+  if (!session_) {
+    throw runtime::Error(kConnectionClosed,
+                         "The connection cannot be used to perform this operation. It is "
+                         "either closed or invalid in this context.",
+                         "OdbcConnection");
+  }
+  return session_;
+}
+
+}  // namespace platform

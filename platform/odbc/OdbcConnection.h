@@ -1,0 +1,56 @@
+// host::Connection over ODBC (unixODBC here, the driver manager on Windows). The
+// connection string is an ODBC one ("Driver=SQLite3;Database=/path/file.db"). Beyond
+// host::Connection it offers what the SPC database needs: transactions, bound parameters,
+// prepared statements and the database product's name.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/Connection.h"
+#include "platform/odbc/OdbcSession.h"
+#include "platform/odbc/OdbcStatement.h"
+#include "runtime/Variant.h"
+
+namespace platform {
+
+class OdbcConnection : public host::Connection {
+ public:
+  OdbcConnection() = default;
+
+  // Connects without prompting, closing an open connection first. A non-empty `user` or
+  // `password` is added as UID or PWD unless the connection string names that key.
+  // `options` is not used by ODBC.
+  void Open(const std::string& connectionString, const std::string& user,
+            const std::string& password, int32_t options = -1) override;
+  // `options` is not used by ODBC.
+  std::unique_ptr<host::Recordset> Execute(const std::string& sql, int32_t options = -1) override;
+  // Releases this object's hold on the connection; recordsets and prepared statements
+  // still alive keep it open until they are released.
+  void Close() override;
+
+  // Runs `sql` with `parameters` bound to its "?" markers in order. A single parameter
+  // must be written as std::vector<runtime::Variant>{value}: a braced integer alone
+  // would choose the overload above.
+  std::unique_ptr<host::Recordset> Execute(const std::string& sql,
+                                           const std::vector<runtime::Variant>& parameters);
+  std::unique_ptr<OdbcStatement> Prepare(const std::string& sql);
+
+  // Changes from here on wait for Commit or Rollback; either returns to autocommit.
+  // Closing the last hold on the connection rolls back open changes.
+  void BeginTransaction();
+  void Commit();
+  void Rollback();
+
+  // The database product, as the driver names it ("SQLite", "PostgreSQL").
+  std::string DbmsName() const;
+
+ private:
+  // The open session; error 3709 when the connection is closed.
+  const std::shared_ptr<OdbcSession>& Session() const;
+
+  std::shared_ptr<OdbcSession> session_;
+};
+
+}  // namespace platform

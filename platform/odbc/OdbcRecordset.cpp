@@ -1,0 +1,87 @@
+#include "platform/odbc/OdbcRecordset.h"
+
+#include <utility>
+
+#include "platform/odbc/OdbcValue.h"
+#include "runtime/Error.h"
+
+namespace platform {
+namespace {
+
+constexpr int32_t kNoCurrentRecord = 3021;
+constexpr int32_t kItemNotFound = 3265;
+
+runtime::Error NoCurrentRecord(const char* location) {
+  return runtime::Error(kNoCurrentRecord,
+                        "Either BOF or EOF is True, or the current record has been deleted. "
+                        "Requested operation requires a current record.",
+                        location);
+}
+
+std::string ColumnName(const OdbcHandle& statement, SQLUSMALLINT column, SQLSMALLINT& type) {
+  std::string name(256, '\0');
+  for (;;) {
+    SQLSMALLINT length = 0;
+    SQLULEN size = 0;
+    SQLSMALLINT digits = 0;
+    SQLSMALLINT nullable = 0;
+    statement.Check(SQLDescribeCol(statement.get(), column, reinterpret_cast<SQLCHAR*>(name.data()),
+                                   static_cast<SQLSMALLINT>(name.size()), &length, &type, &size,
+                                   &digits, &nullable),
+                    "SQLDescribeCol");
+    if (length < static_cast<SQLSMALLINT>(name.size())) {
+      name.resize(length);
+      return name;
+    }
+    name.assign(length + 1, '\0');
+  }
+}
+
+}  // namespace
+
+OdbcRecordset::OdbcRecordset(std::shared_ptr<OdbcSession> session, OdbcHandle statement)
+    : session_(std::move(session)), statement_(std::move(statement)) {
+  SQLSMALLINT count = 0;
+  statement_.Check(SQLNumResultCols(statement_.get(), &count), "SQLNumResultCols");
+  columnTypes_.resize(count);
+  for (SQLSMALLINT i = 0; i < count; ++i) {
+    std::string name = ColumnName(statement_, static_cast<SQLUSMALLINT>(i + 1), columnTypes_[i]);
+    // The first of several columns with one name is the one found by name.
+    columns_.emplace(std::move(name), i);
+  }
+  if (count > 0) Fetch();
+}
+
+void OdbcRecordset::MoveNext() {
+  if (eof_) throw NoCurrentRecord("OdbcRecordset.MoveNext");
+  Fetch();
+}
+
+runtime::Variant OdbcRecordset::Field(std::string_view name) const {
+  auto found = columns_.find(name);
+  if (found == columns_.end()) {
+    throw runtime::Error(kItemNotFound,
+                         "Item cannot be found in the collection corresponding to the requested "
+                         "name or ordinal.",
+                         "OdbcRecordset.Field");
+  }
+  if (eof_) throw NoCurrentRecord("OdbcRecordset.Field");
+  return row_[found->second];
+}
+
+void OdbcRecordset::Fetch() {
+  eof_ = true;
+  row_.clear();
+  if (statement_.Check(SQLFetch(statement_.get()), "SQLFetch") == SQL_NO_DATA) {
+    // Releases the cursor now, so that the database is not kept locked by a finished read.
+    statement_.Check(SQLFreeStmt(statement_.get(), SQL_CLOSE), "SQLFreeStmt");
+    return;
+  }
+  row_.reserve(columnTypes_.size());
+  for (size_t i = 0; i < columnTypes_.size(); ++i) {
+    row_.push_back(ReadOdbcColumn(statement_, static_cast<SQLUSMALLINT>(i + 1), columnTypes_[i]));
+  }
+  eof_ = false;
+}
+
+}  // namespace platform

@@ -1,0 +1,26 @@
+#include "platform/odbc/OdbcStatement.h"
+
+#include <utility>
+
+#include "platform/odbc/OdbcParameters.h"
+
+namespace platform {
+
+OdbcStatement::OdbcStatement(std::shared_ptr<OdbcSession> session, const std::string& sql)
+    : session_(std::move(session)), statement_(SQL_HANDLE_STMT, &session_->connection()) {
+  std::string text = sql;
+  statement_.Check(SQLPrepare(statement_.get(), reinterpret_cast<SQLCHAR*>(text.data()),
+                              static_cast<SQLINTEGER>(text.size())),
+                   "SQLPrepare");
+}
+
+int64_t OdbcStatement::Execute(const std::vector<runtime::Variant>& parameters) {
+  OdbcParameters bound(statement_, parameters);
+  SQLRETURN rc = statement_.Check(SQLExecute(statement_.get()), "SQLExecute");
+  SQLLEN rows = 0;
+  if (rc != SQL_NO_DATA) statement_.Check(SQLRowCount(statement_.get(), &rows), "SQLRowCount");
+  statement_.Check(SQLFreeStmt(statement_.get(), SQL_CLOSE), "SQLFreeStmt");
+  return rows;
+}
+
+}  // namespace platform

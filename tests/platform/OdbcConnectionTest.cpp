@@ -1,0 +1,206 @@
+#include "platform/odbc/OdbcConnection.h"
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "runtime/Error.h"
+#include "tests/support/Historian.h"
+#include "tests/support/TempFolder.h"
+
+namespace {
+
+using runtime::Variant;
+using Kind = runtime::Variant::Kind;
+
+class OdbcConnectionTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    link_ = testsupport::CreateSqliteDatabase(
+        folder_.File("test.db"),
+        {"CREATE TABLE samples (id INTEGER, big INTEGER, ratio REAL, name TEXT, "
+         "taken TIMESTAMP, looksLikeDate TEXT, flag BIT)",
+         "INSERT INTO samples VALUES (1, 5000000000, 2.5, 'first', '2024-01-01 10:00:00.250', "
+         "'2024-01-01 10:00:00', 1)",
+         "INSERT INTO samples VALUES (2, -7, NULL, NULL, NULL, NULL, 0)"});
+    connection_.Open(link_, "", "");
+  }
+
+  int Count(const std::string& table) {
+    return connection_.Execute("SELECT count(*) AS n FROM " + table)->Field("n").AsLong();
+  }
+
+  testsupport::TempFolder folder_;
+  std::string link_;
+  platform::OdbcConnection connection_;
+};
+
+runtime::Error ErrorOf(const std::function<void()>& body) {
+  try {
+    body();
+  } catch (const runtime::Error& e) {
+    return e;
+  }
+  ADD_FAILURE() << "no error";
+  return runtime::Error(0, "");
+}
+
+TEST_F(OdbcConnectionTest, FieldsReadAsTheirColumnsType) {
+  auto rows = connection_.Execute("SELECT * FROM samples ORDER BY id");
+  ASSERT_FALSE(rows->Eof());
+  EXPECT_EQ(rows->Field("ID"), Variant(1));
+  EXPECT_EQ(rows->Field("big"), Variant(5000000000.0));
+  EXPECT_EQ(rows->Field("Ratio"), Variant(2.5));
+  EXPECT_EQ(rows->Field("name"), Variant("first"));
+  Variant taken = rows->Field("taken");
+  ASSERT_EQ(taken.kind(), Kind::Date);
+  runtime::Date expected = runtime::MakeDate({2024, 1, 1, 10, 0, 0});
+  EXPECT_NEAR(taken.AsDate().serial, expected.serial + 0.25 / 86400, 1e-9);
+  EXPECT_EQ(rows->Field("looksLikeDate"), Variant("2024-01-01 10:00:00"));
+  EXPECT_EQ(rows->Field("flag"), Variant(true));
+  // Reading a field twice gives the same value: the row is read once at fetch.
+  EXPECT_EQ(rows->Field("name"), Variant("first"));
+
+  rows->MoveNext();
+  ASSERT_FALSE(rows->Eof());
+  EXPECT_EQ(rows->Field("big"), Variant(-7));
+  EXPECT_TRUE(rows->Field("ratio").IsNull());
+  EXPECT_TRUE(rows->Field("name").IsNull());
+  EXPECT_TRUE(rows->Field("taken").IsNull());
+  EXPECT_EQ(rows->Field("flag"), Variant(false));
+
+  runtime::Error unknown = ErrorOf([&] { rows->Field("nope"); });
+  EXPECT_EQ(unknown.Number(), 3265);
+  EXPECT_EQ(unknown.Description(),
+            "Item cannot be found in the collection corresponding to the requested name or "
+            "ordinal.");
+
+  rows->MoveNext();
+  EXPECT_TRUE(rows->Eof());
+  EXPECT_EQ(ErrorOf([&] { rows->Field("id"); }).Number(), 3021);
+  EXPECT_EQ(ErrorOf([&] { rows->MoveNext(); }).Number(), 3021);
+}
+
+TEST_F(OdbcConnectionTest, LongTextAndUtf8SurviveTheRoundTrip) {
+  std::string longText(20000, 'x');
+  longText += "\xC3\xA4\xE2\x82\xAC end";
+  connection_.Execute("INSERT INTO samples (id, name) VALUES (?, ?)",
+                      std::vector<Variant>{3, longText});
+  auto rows = connection_.Execute("SELECT name FROM samples WHERE id = 3");
+  EXPECT_EQ(rows->Field("name"), Variant(longText));
+}
+
+TEST_F(OdbcConnectionTest, EofAtOnceForNoRowsAndForStatementsWithoutResults) {
+  EXPECT_TRUE(connection_.Execute("SELECT * FROM samples WHERE id = 99")->Eof());
+  EXPECT_TRUE(connection_.Execute("UPDATE samples SET id = 5 WHERE id = 99")->Eof());
+  EXPECT_TRUE(connection_.Execute("CREATE TABLE other (x INTEGER)")->Eof());
+}
+
+TEST_F(OdbcConnectionTest, RecordsetOutlivesItsConnection) {
+  std::unique_ptr<host::Recordset> rows;
+  {
+    platform::OdbcConnection connection;
+    connection.Open(link_, "", "");
+    rows = connection.Execute("SELECT id FROM samples ORDER BY id");
+  }
+  rows->MoveNext();
+  EXPECT_EQ(rows->Field("id"), Variant(2));
+
+  auto open = connection_.Execute("SELECT id FROM samples ORDER BY id");
+  connection_.Close();
+  open->MoveNext();
+  EXPECT_EQ(open->Field("id"), Variant(2));
+  EXPECT_EQ(ErrorOf([&] { connection_.Execute("SELECT 1"); }).Number(), 3709);
+}
+
+TEST_F(OdbcConnectionTest, FailuresCarryTheSqlstateAndANonZeroNumber) {
+  runtime::Error noTable = ErrorOf([&] { connection_.Execute("SELECT * FROM ihTags"); });
+  EXPECT_NE(noTable.Number(), 0);
+  EXPECT_NE(noTable.Description().find("[SQLSTATE "), std::string::npos) << noTable.Description();
+  EXPECT_NE(noTable.Description().find("ihTags"), std::string::npos);
+  EXPECT_EQ(noTable.Source(), "ODBC");
+
+  platform::OdbcConnection other;
+  runtime::Error noDriver = ErrorOf([&] { other.Open("Driver=NoSuchDriver;Database=x", "", ""); });
+  EXPECT_NE(noDriver.Number(), 0);
+  EXPECT_NE(noDriver.Description().find("NoSuchDriver"), std::string::npos)
+      << noDriver.Description();
+  EXPECT_EQ(ErrorOf([&] { other.Execute("SELECT 1"); }).Number(), 3709);
+
+  // A failed open leaves the connection usable for the next open.
+  other.Open(link_, "someone", "p;w}d");
+  EXPECT_EQ(other.DbmsName(), "SQLite");
+}
+
+TEST_F(OdbcConnectionTest, BoundParametersKeepTheirTypes) {
+  runtime::Date when = runtime::MakeDate({2023, 6, 30, 23, 59, 58});
+  when.serial += 0.5 / 86400;
+  connection_.Execute(
+      "INSERT INTO samples (id, big, ratio, name, taken, flag) VALUES (?, ?, ?, ?, ?, ?)",
+      {Variant(10), Variant(runtime::Null), Variant(0.125), Variant("it's"), Variant(when),
+       Variant(true)});
+  auto rows = connection_.Execute("SELECT * FROM samples WHERE name = ? AND id = ?",
+                                  {Variant("it's"), Variant(10)});
+  ASSERT_FALSE(rows->Eof());
+  EXPECT_TRUE(rows->Field("big").IsNull());
+  EXPECT_EQ(rows->Field("ratio"), Variant(0.125));
+  EXPECT_NEAR(rows->Field("taken").AsDate().serial, when.serial, 1e-8);
+  EXPECT_EQ(rows->Field("flag"), Variant(true));
+
+  // Too few values for the markers is an error, not a crash.
+  runtime::Error missing = ErrorOf([&] {
+    connection_.Execute("SELECT * FROM samples WHERE id = ? AND name = ?", {Variant(1)});
+  });
+  EXPECT_NE(missing.Description().find("SQLSTATE"), std::string::npos);
+}
+
+TEST_F(OdbcConnectionTest, TransactionsCommitOrLeaveNothing) {
+  connection_.BeginTransaction();
+  connection_.Execute("INSERT INTO samples (id) VALUES (20)");
+  connection_.Execute("INSERT INTO samples (id) VALUES (21)");
+  EXPECT_EQ(Count("samples"), 4);
+  connection_.Rollback();
+  EXPECT_EQ(Count("samples"), 2);
+
+  connection_.BeginTransaction();
+  connection_.Execute("INSERT INTO samples (id) VALUES (22)");
+  connection_.Commit();
+  // Back in autocommit: this insert stays although nothing commits it.
+  connection_.Execute("INSERT INTO samples (id) VALUES (23)");
+  connection_.BeginTransaction();
+  connection_.Execute("INSERT INTO samples (id) VALUES (24)");
+  connection_.Close();
+
+  platform::OdbcConnection reopened;
+  reopened.Open(link_, "", "");
+  EXPECT_EQ(reopened.Execute("SELECT count(*) AS n FROM samples")->Field("n"), Variant(4));
+}
+
+TEST_F(OdbcConnectionTest, PreparedStatementRunsManyTimes) {
+  std::unique_ptr<platform::OdbcStatement> insert =
+      connection_.Prepare("INSERT INTO samples (id, name) VALUES (?, ?)");
+  connection_.BeginTransaction();
+  for (int32_t i = 100; i < 600; ++i) {
+    EXPECT_EQ(insert->Execute({Variant(i), Variant("row " + std::to_string(i))}), 1);
+  }
+  connection_.Commit();
+  auto update = connection_.Prepare("UPDATE samples SET name = ? WHERE id >= ?");
+  EXPECT_EQ(update->Execute({Variant("late"), Variant(590)}), 10);
+  EXPECT_EQ(update->Execute({Variant("none"), Variant(9999)}), 0);
+
+  connection_.Close();
+  EXPECT_EQ(insert->Execute({Variant(7), Variant(runtime::Null)}), 1);
+  insert.reset();
+  connection_.Open(link_, "", "");
+  EXPECT_EQ(Count("samples"), 503);
+  EXPECT_EQ(connection_.Execute("SELECT name FROM samples WHERE id = 599")->Field("name"),
+            Variant("late"));
+  runtime::Error noTable = ErrorOf(
+      [&] { connection_.Prepare("INSERT INTO nowhere VALUES (?)")->Execute({Variant(1)}); });
+  EXPECT_NE(noTable.Description().find("nowhere"), std::string::npos);
+}
+
+}  // namespace
