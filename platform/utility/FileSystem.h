@@ -1,0 +1,30 @@
+// host::HostFileSystem on the XDG base directories. Each folder can be redirected by an
+// environment variable (tests and services use them):
+//
+//   log        DAM_LOG_DIR        else $XDG_STATE_HOME/oxaGEPDAD6   (~/.local/state/...)
+//   settings   DAM_SETTINGS_DIR   else $XDG_CONFIG_HOME/oxaGEPDAD6  (~/.config/...)
+//   components DAM_COMPONENT_DIR  else $XDG_CONFIG_HOME/oxaGEPDAD6  (~/.config/...)
+//   data       DAM_DATA_DIR       else $XDG_DATA_HOME/oxaGEPDAD6    (~/.local/share/...)
+//
+// An empty variable counts as unset; an XDG variable that is not an absolute path is
+// ignored, as the XDG rules say. The variables are read on every call. A folder is
+// created when it is asked for, since its callers ask right before writing a file there;
+// a folder that cannot be created is left to that write to report.
+#pragma once
+
+#include "host/HostFileSystem.h"
+
+namespace platform {
+
+class FileSystem : public host::HostFileSystem {
+ public:
+  // `folder` + "/" + `fileName`, without doubling a trailing "/"; an empty folder gives
+  // the file name alone.
+  std::string JoinPath(const std::string& folder, const std::string& fileName) const override;
+  std::string LogFolder() const override;
+  std::string SettingsFolder() const override;
+  std::string ComponentFolder() const override;
+  std::string DataFolder() const override;
+};
+
+}  // namespace platform
