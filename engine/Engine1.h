@@ -1,0 +1,146 @@
+// The collection engine. Started with a configuration, it checks its host timer ten times
+// a second and, once the planned collection time has passed, runs one collection: query
+// the historian for the current value of every configured tag, update the tag items,
+// evaluate the conditions, resolve descriptors and characteristics, and save one subgroup
+// through the host database. Success plans the next collection one subgroup period on,
+// any failure (unmet conditions included) after the retry period.
+//
+// The engine never shows an error. Each step is a boolean function: an expected failure
+// is recorded with its three texts by LogError, an unexpected one under the procedure's
+// name, and the step returns false, which ends the collection. LogError keeps the last
+// error in the status record, raises CollectionError and appends a line to the collection
+// log. Everything runs on the thread that owns the engine, inside timer ticks.
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+#include "config/Configuration1.h"
+#include "host/Components.h"
+#include "runtime/Date.h"
+#include "runtime/Event.h"
+
+namespace engine {
+
+class Engine1 {
+ public:
+  // `components` outlives the engine.
+  explicit Engine1(host::Components& components);
+  ~Engine1();
+  Engine1(const Engine1&) = delete;
+  Engine1& operator=(const Engine1&) = delete;
+
+  // Clears the status record, plans the first collection and starts the timer; starting a
+  // running engine restarts it. The configuration is shared: later edits are seen.
+  bool StartEngine(std::shared_ptr<config::Configuration1> configuration);
+  // Stops the timer; the timer and the configuration are kept for the next start.
+  bool StopEngine();
+
+  bool IsRunning() const { return status_.isRunning; }
+  int32_t SavedSubgroups() const { return status_.savedSubgroups; }
+  runtime::Date LastSavedSubgroup() const { return status_.lastSavedSubgroup; }
+  runtime::Date NextCollectionTime() const { return status_.nextCollectionTime; }
+  runtime::Date LastErrorTime() const { return status_.lastErrorTime; }
+  const std::string& LastErrorDescription() const { return status_.lastErrorDescription; }
+  const std::string& LastErrorDetail() const { return status_.lastErrorDetail; }
+  const std::string& LastErrorExtended() const { return status_.lastErrorExtended; }
+
+  runtime::Event<> EngineStarted;
+  runtime::Event<> EngineStopped;
+  runtime::Event<> CollectionError;
+  runtime::Event<> CollectionTimeSet;
+  runtime::Event<> DescriptorsRefreshed;
+  runtime::Event<> TestsRefreshed;
+  runtime::Event<> TagsRefreshed;
+  runtime::Event<> ConditionsRefreshed;
+  runtime::Event<> SubgroupSaved;
+
+ private:
+  struct Status {
+    bool isRunning = false;
+    int32_t savedSubgroups = 0;
+    runtime::Date lastSavedSubgroup;
+    runtime::Date nextCollectionTime;
+    runtime::Date lastErrorTime;
+    std::string lastErrorDescription;
+    std::string lastErrorDetail;
+    std::string lastErrorExtended;
+  };
+
+  // One characteristic reading of the subgroup being saved.
+  struct TestEntry {
+    std::string group;
+    std::string item;
+    double value = 0;
+    std::string defect;
+    int32_t occurrence = 0;
+  };
+
+  // Scheduling (Engine1.cpp).
+  void moTimer_OnTimer();
+  bool CollectSample();
+  bool SetNextSubgroupPeriod();
+  bool SetNextRetryPeriod();
+  bool SetNextPeriod(int32_t unit, int32_t interval);
+
+  // The historian query (EngineQuery.cpp).
+  bool GetRecordset(std::unique_ptr<host::Recordset>& rs);
+  std::string GetWHEREClause();
+  static std::string GetORClause(const std::vector<std::string>& tagNames);
+
+  // Tag values and conditions (EngineConditions.cpp).
+  bool ProcessRecordSet(std::unique_ptr<host::Recordset> rs);
+  bool ResolveCondition();
+  void EvaluateCondition(config::ConditionItem& condition);
+  bool ConditionsSatisfied();
+
+  // Descriptors and characteristics (EngineResolution.cpp).
+  bool ResolveDescriptors();
+  bool ResolveTests();
+  std::string ResolveItem(const std::string& text);
+  void ProcessTestItems(std::vector<TestEntry>& entries);
+
+  // The subgroup save (EngineSave.cpp).
+  void PrepareSubgroup();
+  bool SaveSubgroup();
+  std::string InvalidDescriptor(const config::DescriptorItem& descriptor) const;
+  static std::string InvalidCharacteristic(const config::TestItem& test);
+  void StoreSubgroup();
+
+  // Error recording (EngineErrors.cpp).
+  void LogError(const std::string& description, const std::string& detail,
+                const std::string& extended);
+  void LogUnexpected(const char* procedure, std::exception_ptr thrown);
+  // Runs `body` under the engine's unexpected-error handler for `procedure`: an error is
+  // recorded as "Engine1.<procedure>" and the result is false, "" or nothing.
+  template <typename Body>
+  auto Trapped(const char* procedure, Body&& body) -> decltype(body());
+
+  // The engine's configuration; error 91 while it has none.
+  config::Configuration1& Configuration() const;
+
+  host::Components& components_;
+  std::shared_ptr<config::Configuration1> configuration_;
+  Status status_;
+  bool collecting_ = false;
+  std::unique_ptr<host::HostSubgroup> subgroup_;
+  std::unique_ptr<host::HostTimer> moTimer_;
+  runtime::Subscription timerSubscription_;
+};
+
+template <typename Body>
+auto Engine1::Trapped(const char* procedure, Body&& body) -> decltype(body()) {
+  using Result = decltype(body());
+  try {
+    return body();
+  } catch (...) {
+    LogUnexpected(procedure, std::current_exception());
+    if constexpr (!std::is_void_v<Result>) return Result{};
+  }
+}
+
+}  // namespace engine
