@@ -1,0 +1,140 @@
+#include "runtime/Date.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <ctime>
+#include <tuple>
+
+#include "runtime/Clock.h"
+#include "tests/runtime/ErrorOf.h"
+
+using namespace runtime;
+
+namespace {
+
+Date At(int y, int mo, int d, int h = 0, int mi = 0, int s = 0, double ms = 0) {
+  return Date{MakeDate({y, mo, d, h, mi, s}).serial + ms / 86400000.0};
+}
+
+}  // namespace
+
+TEST(Date, SerialsCountDaysFrom1899AndKeepTheNegativeConvention) {
+  EXPECT_EQ(MakeDate({1970, 1, 1}).serial, 25569);
+  EXPECT_EQ(MakeDate({2000, 3, 1, 12}).serial, 36586.5);
+  EXPECT_EQ(MakeDate({1899, 12, 29, 6}).serial, -1.25);
+  const DateParts p = SplitDate(Date{-1.25});
+  EXPECT_EQ((std::tuple(p.year, p.month, p.day, p.hour)), std::tuple(1899, 12, 29, 6));
+  EXPECT_EQ(FormatGeneralDate(Date{-0.5}), "12:00:00");
+  // Carry-over of out-of-range parts.
+  EXPECT_EQ(MakeDate({2023, 14, 1}), MakeDate({2024, 2, 1}));
+  EXPECT_EQ(MakeDate({2024, 3, 1, 0, 0, -1}), MakeDate({2024, 2, 29, 23, 59, 59}));
+  EXPECT_EQ(ErrorOf([] { MakeDate({10000, 1, 1}); }), kOverflow);
+  EXPECT_EQ(ErrorOf([] { SplitDate(Date{1e300}); }), kOverflow);
+  EXPECT_EQ(ErrorOf([] { FormatGeneralDate(Date{std::nan("")}); }), kOverflow);
+}
+
+TEST(Date, GeneralTextDropsMidnightAndZeroDate) {
+  EXPECT_EQ(FormatGeneralDate(At(2024, 2, 29)), "2024-02-29");
+  EXPECT_EQ(FormatGeneralDate(At(2024, 2, 29, 0, 0, 1)), "2024-02-29 00:00:01");
+  EXPECT_EQ(FormatGeneralDate(Date{0}), "00:00:00");
+  EXPECT_EQ(FormatGeneralDate(Date{0.75}), "18:00:00");
+  // Rounded to the nearest second, rolling over into the next day.
+  EXPECT_EQ(FormatGeneralDate(At(1999, 12, 31, 23, 59, 59, 600)), "2000-01-01");
+  EXPECT_EQ(FormatShortDate(At(812, 5, 6, 7, 8, 9)), "0812-05-06");
+  EXPECT_EQ(FormatLongTime(At(812, 5, 6, 7, 8, 9)), "07:08:09");
+}
+
+TEST(Date, ParseAndFormatRoundTrip) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"2024-02-29", "2024-02-29"},
+      {" 2000-02-29 00:00:00 ", "2000-02-29"},
+      {"1999-12-31 23:59", "1999-12-31 23:59:00"},
+      {"2024-02-29T13:45:10.250", "2024-02-29 13:45:10"},
+      {"12/31/1999 11:59:59 PM", "1999-12-31 23:59:59"},
+      {"1/2/2003 12:05 am", "2003-01-02 00:05:00"},
+      {"1/2/2003 12:05PM", "2003-01-02 12:05:00"},
+      {"7/4/1776 9:30", "1776-07-04 09:30:00"},
+      {"3/1/0100", "0100-03-01"},
+      {"13:45", "13:45:00"},
+      {"\t07:08:09", "07:08:09"},
+  };
+  for (const auto& [text, general] : cases) {
+    const std::optional<Date> date = ParseDate(text);
+    ASSERT_TRUE(date) << text;
+    EXPECT_EQ(FormatGeneralDate(*date), general) << text;
+    EXPECT_EQ(ParseDate(FormatGeneralDate(*date)), MakeDate(SplitDate(*date))) << text;
+  }
+  EXPECT_EQ(DateDiffSeconds(At(2024, 2, 29, 13, 45, 10), *ParseDate("2024-02-29T13:45:10.250")), 0);
+  EXPECT_NEAR(ParseDate("2024-02-29T13:45:10.250")->serial, At(2024, 2, 29, 13, 45, 10, 250).serial,
+              1e-9);
+}
+
+TEST(Date, ParseRejectsEverythingElse) {
+  for (const char* text : {"",
+                           "2023-02-29",
+                           "2024-13-01",
+                           "2024-00-10",
+                           "2024-04-31",
+                           "1900-02-29",
+                           "0099-12-31",
+                           "2024-1-5",
+                           "2024-01-05X",
+                           "2024-01-05 24:00",
+                           "2024-01-05 10:60",
+                           "10:00:60",
+                           "2024-01-05T",
+                           "13:00 PM",
+                           "0:30 AM",
+                           "1/2/03",
+                           "2/30/2024",
+                           "12.31.1999",
+                           "noon",
+                           "2024-01-05 10:00:00.",
+                           "45000"}) {
+    EXPECT_FALSE(ParseDate(text)) << text;
+  }
+}
+
+TEST(Date, DiffCountsBoundaries) {
+  const Date noon = At(2024, 5, 1, 12);
+  EXPECT_EQ(DateDiffSeconds(At(2024, 5, 1, 12, 0, 0, 100), At(2024, 5, 1, 12, 0, 0, 500)), 0);
+  EXPECT_EQ(DateDiffSeconds(At(2024, 5, 1, 12, 0, 0, 900), At(2024, 5, 1, 12, 0, 1, 100)), 1);
+  EXPECT_EQ(DateDiffSeconds(noon, At(2024, 5, 2, 12)), 86400);
+  EXPECT_EQ(DateDiffSeconds(At(2024, 5, 1, 12, 0, 1, 100), At(2024, 5, 1, 12, 0, 0, 900)), -1);
+  EXPECT_EQ(DateDiffMinutes(At(2024, 5, 1, 11, 59, 59), noon), 1);
+  EXPECT_EQ(DateDiffMinutes(noon, At(2024, 5, 1, 12, 0, 59)), 0);
+  EXPECT_EQ(DateDiffMinutes(noon, At(2024, 5, 1, 11, 0, 30)), -60);
+  EXPECT_EQ(DateDiffSeconds(Date{-1.25}, Date{0}), 18 * 3600);
+}
+
+TEST(Date, SerialTimeCountsSecondsSince1970) {
+  EXPECT_EQ(DateToSerialTime(At(1970, 1, 1)), 0);
+  EXPECT_EQ(DateToSerialTime(At(2038, 1, 19, 3, 14, 7)), 2147483647);
+  EXPECT_EQ(DateToSerialTime(At(1901, 12, 13, 20, 45, 52)), -2147483647 - 1);
+  EXPECT_EQ(ErrorOf([] { DateToSerialTime(At(2038, 1, 19, 3, 14, 8)); }), kOverflow);
+  EXPECT_EQ(ErrorOf([] { DateToSerialTime(At(1901, 12, 13, 20, 45, 51)); }), kOverflow);
+  for (int32_t serial : {0, 1, -1, 86399, 1700000000, 2147483647, -2147483647 - 1}) {
+    EXPECT_EQ(DateToSerialTime(SerialTimeToDate(serial)), serial);
+  }
+  EXPECT_EQ(FormatGeneralDate(SerialTimeToDate(1700000000)), "2023-11-14 22:13:20");
+}
+
+TEST(Clock, ScopedClockReplacesTheSystemClock) {
+  struct Fixed : Clock {
+    Date Now() const override { return At(2024, 5, 1, 13, 30, 15, 250); }
+  } fixed;
+  const Date before = Now();
+  {
+    ScopedClock scoped(fixed);
+    EXPECT_EQ(Now(), fixed.Now());
+    EXPECT_EQ(Today(), At(2024, 5, 1));
+  }
+  // The system clock reads the local wall clock.
+  const std::time_t seconds = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&seconds, &local);
+  const Date wall = MakeDate({local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
+                              local.tm_min, local.tm_sec});
+  EXPECT_LE(std::abs(DateDiffSeconds(before, wall)), 2);
+}

@@ -1,0 +1,73 @@
+#include "runtime/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <unordered_set>
+
+#include "runtime/Event.h"
+
+using namespace runtime;
+
+TEST(Text, TrimCaseAndSplit) {
+  EXPECT_EQ(TrimSpaces("  a b\t "), "a b\t");
+  EXPECT_EQ(TrimSpaces("   "), "");
+  EXPECT_EQ(ToUpper("abc-Zä"), "ABC-Zä");
+  EXPECT_TRUE(EqualsNoCase("Tag_1", "TAG_1"));
+  EXPECT_FALSE(EqualsNoCase("Tag", "Tags"));
+  EXPECT_EQ(Split("", "\r\n"), std::vector<std::string>{""});
+  EXPECT_EQ(Split("a\r\n", "\r\n"), (std::vector<std::string>{"a", ""}));
+  EXPECT_EQ(Split("a\r\n\r\nb\n", "\r\n"), (std::vector<std::string>{"a", "", "b\n"}));
+  EXPECT_EQ(Join(Split("x;;y", ";"), ";"), "x;;y");
+}
+
+TEST(Text, ReplaceNoCaseScansOnceLeftToRight) {
+  EXPECT_EQ(ReplaceNoCase("[Tag] and [TAG]", "[tag]", "v"), "v and v");
+  EXPECT_EQ(ReplaceNoCase("aaa", "aa", "b"), "ba");
+  EXPECT_EQ(ReplaceNoCase("ab", "A", "aA"), "aAb");
+  EXPECT_EQ(ReplaceNoCase("abc", "", "x"), "abc");
+  EXPECT_EQ(ReplaceNoCase("abc", "abcd", "x"), "abc");
+}
+
+TEST(Text, NoCaseKeysCollide) {
+  std::unordered_set<std::string, NoCaseHash, NoCaseEqual> keys{"Line1.Temp"};
+  EXPECT_FALSE(keys.insert("LINE1.TEMP").second);
+  EXPECT_TRUE(keys.contains(std::string_view("line1.temp")));
+  EXPECT_FALSE(keys.contains(std::string_view("line1.temp2")));
+}
+
+TEST(Event, SubscribeRaiseAndUnsubscribeDuringRaise) {
+  Event<int> event;
+  std::vector<std::string> calls;
+  Subscription second;
+  Subscription late;
+  Subscription first = event.Subscribe([&](int v) {
+    calls.push_back("first " + std::to_string(v));
+    second.Reset();  // unsubscribes a handler whose turn has not come yet
+    late = event.Subscribe([&](int w) { calls.push_back("late " + std::to_string(w)); });
+  });
+  second = event.Subscribe([&](int) { calls.push_back("second"); });
+  event.Raise(1);
+  EXPECT_EQ(calls, std::vector<std::string>{"first 1"});
+
+  calls.clear();
+  first.Reset();
+  event.Raise(2);
+  EXPECT_EQ(calls, std::vector<std::string>{"late 2"});
+
+  calls.clear();
+  Subscription moved = std::move(late);
+  event.Raise(3);
+  EXPECT_EQ(calls.size(), 1u);
+  { Subscription dropped = std::move(moved); }
+  event.Raise(4);
+  EXPECT_EQ(calls.size(), 1u);
+}
+
+TEST(Event, SubscriptionOutlivingItsEventIsHarmless) {
+  Subscription subscription;
+  {
+    Event<> event;
+    subscription = event.Subscribe([] {});
+  }
+  subscription.Reset();
+}
