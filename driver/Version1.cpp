@@ -1,0 +1,195 @@
+#include "driver/Version1.h"
+
+#include "common/ErrorDisplay.h"
+#include "driver/ObjectCount.h"
+#include "driver/VersionInfo.h"
+#include "runtime/Clock.h"
+#include "runtime/Text.h"
+#include "runtime/Variant.h"
+
+namespace driver {
+namespace {
+
+constexpr char kCodecKey[] = "QZ";
+
+}  // namespace
+
+Version1::Version1(host::Components& components) : components_(components) {
+  ObjectCount::Created();
+}
+
+Version1::~Version1() {
+  ObjectCount::Released();
+}
+
+void Version1::SetParent(std::shared_ptr<host::DriverParent> parent) {
+  common::ShowingErrors(components_, "Version1.IDriver_Parent",
+                        [&] { parent_ = std::move(parent); });
+}
+
+host::Bool16 Version1::Initialize(std::shared_ptr<host::DriverParent> parent,
+                                  const std::string& name) {
+  host::Bool16 result = host::kFalse;
+  common::ShowingErrors(components_, "Version1.IDriver_Initialize", [&] {
+    parent_ = parent;
+    hostNotify_ = std::dynamic_pointer_cast<host::HostNotify>(parent);
+    if (!hostNotify_) throw runtime::Error(runtime::kTypeMismatch);
+    configuration_ = std::make_shared<config::Configuration1>(components_);
+    InitializeDatabaseObject();
+    configuration_->SetConfigurationName(name);
+    result = host::kTrue;
+  });
+  return result;
+}
+
+void Version1::ShowAbout() {}
+
+host::Bool16 Version1::ShowSetup(host::Bool16) {
+  return host::kFalse;
+}
+
+host::Bool16 Version1::ShowActivity() {
+  return host::kFalse;
+}
+
+host::Bool16 Version1::Load(const runtime::Variant& data) {
+  host::Bool16 result = host::kFalse;
+  common::ShowingErrors(components_, "Version1.IDriver_Load", [&] {
+    const std::string text = runtime::ToText(data);
+    // An empty text splits into no lines at all, so asking for the first is out of range.
+    if (text.empty()) throw runtime::Error(runtime::kSubscriptOutOfRange);
+    const std::string firstLine = runtime::Split(text, "\r\n").front();
+    Configuration().SetData(components_.TextCodec().DecodeText(kCodecKey, firstLine));
+    result = host::kTrue;
+  });
+  return result;
+}
+
+std::string Version1::GetConfiguration() {
+  std::string result;
+  common::ShowingErrors(components_, "Version1.IDriver_GetConfiguration", [&] {
+    result = components_.TextCodec().EncodeText(kCodecKey, Configuration().GetData());
+  });
+  return result;
+}
+
+std::string Version1::Name() {
+  std::string result;
+  common::ShowingErrors(components_, "Version1.IDriver_Name",
+                        [&] { result = Configuration().ConfigurationName(); });
+  return result;
+}
+
+std::string Version1::ProductName() {
+  std::string result;
+  common::ShowingErrors(components_, "Version1.IDriver_ProductName",
+                        [&] { result = kProductName; });
+  return result;
+}
+
+host::Bool16 Version1::StartDriver() {
+  host::Bool16 result = host::kFalse;
+  common::ShowingErrors(components_, "Version1.IDriver_StartDriver", [&] {
+    if (!Configuration().Active()) return;
+    if (!moEngine_) {
+      moEngine_ = std::make_unique<engine::Engine1>(components_);
+      engineStarted_ = moEngine_->EngineStarted.Subscribe([this] { moEngine_EngineStarted(); });
+      engineStopped_ = moEngine_->EngineStopped.Subscribe([this] { moEngine_EngineStopped(); });
+    }
+    result = host::ToBool16(moEngine_->StartEngine(configuration_));
+  });
+  return result;
+}
+
+host::Bool16 Version1::StopDriver() {
+  host::Bool16 result = host::kFalse;
+  common::ShowingErrors(components_, "Version1.IDriver_StopDriver", [&] {
+    if (!Engine().IsRunning()) return;
+    result = host::ToBool16(Engine().StopEngine());
+    ChangeState(kStopped);
+  });
+  return result;
+}
+
+host::Bool16 Version1::PauseDriver() {
+  host::Bool16 result = host::kFalse;
+  common::ShowingErrors(components_, "Version1.IDriver_PauseDriver",
+                        [&] { result = host::ToBool16(ChangeState(kPaused)); });
+  return result;
+}
+
+void Version1::QueryUnload(host::Bool16& cancel, int32_t) {
+  common::ShowingErrors(components_, "Version1.IDriver_QueryUnload", [&] {
+    if (cancel) components_.Beep();
+  });
+}
+
+void Version1::Unload() {
+  common::ShowingErrors(components_, "Version1.IDriver_Unload", [&] {
+    parent_.reset();
+    hostNotify_.reset();
+  });
+}
+
+runtime::Variant Version1::Property(const runtime::Variant&) {
+  return {};
+}
+
+void Version1::LetProperty(const runtime::Variant&, const runtime::Variant&) {}
+
+void Version1::SetProperty(const runtime::Variant&, std::shared_ptr<void>) {}
+
+bool Version1::ChangeState(int32_t newState) {
+  return runtime::RaisingFrom("Version1.ChangeState", [&] {
+    if (newState == driverState_) return false;
+    driverState_ = newState;
+    if (!hostNotify_) throw runtime::Error(runtime::kObjectNotSet);
+    hostNotify_->StateChanged(*this);
+    return true;
+  });
+}
+
+void Version1::InitializeDatabaseObject() {
+  runtime::RaisingFrom("Version1.InitializeDatabaseObject", [&] {
+    std::shared_ptr<host::DatabaseSession> session = components_.CreateDatabaseSession();
+    configuration_->SetDatabase(session);
+    const runtime::Date since = runtime::MakeDate({.year = 1980, .month = 1, .day = 1});
+    session->Initialize(static_cast<int32_t>(runtime::DateDiffMinutes(since, runtime::Now())));
+    host::DatabaseSettings& settings = session->Settings();
+    if (!parent_) throw runtime::Error(runtime::kObjectNotSet);
+    std::shared_ptr<host::ApplicationDatabase> application = parent_->Database();
+    if (!application) throw runtime::Error(runtime::kObjectNotSet);
+    std::shared_ptr<host::DatabaseSession> hostSession = ResolveDatabase(application->Session());
+    settings.SetConnection(hostSession->Settings().Connection());
+    session->Open(1, 0);
+  });
+}
+
+std::shared_ptr<host::DatabaseSession> Version1::ResolveDatabase(
+    std::shared_ptr<host::DatabaseSession> database) {
+  return runtime::RaisingFrom("Version1.ResolveDatabase", [&] {
+    if (!database) throw runtime::Error(runtime::kObjectNotSet);
+    return database;
+  });
+}
+
+void Version1::moEngine_EngineStarted() {
+  common::ShowingErrors(components_, "Version1.moEngine_EngineStarted",
+                        [&] { ChangeState(kRunning); });
+}
+
+void Version1::moEngine_EngineStopped() {
+  ChangeState(kStopped);
+}
+
+config::Configuration1& Version1::Configuration() const {
+  if (!configuration_) throw runtime::Error(runtime::kObjectNotSet);
+  return *configuration_;
+}
+
+engine::Engine1& Version1::Engine() const {
+  if (!moEngine_) throw runtime::Error(runtime::kObjectNotSet);
+  return *moEngine_;
+}
+
+}  // namespace driver

@@ -1,0 +1,67 @@
+// The driver object the host creates: it owns the configuration and the engine, keeps the
+// driver state and reports every change of it to the host.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "config/Configuration1.h"
+#include "engine/Engine1.h"
+#include "host/Components.h"
+#include "host/IDriver.h"
+
+namespace driver {
+
+// Driver state codes.
+enum DriverState : int32_t { kStopped = 0, kRunning = 3, kConfiguring = 4, kPaused = 5 };
+
+class Version1 : public host::IDriver, public std::enable_shared_from_this<Version1> {
+ public:
+  explicit Version1(host::Components& components);
+  ~Version1() override;
+
+  std::shared_ptr<host::DriverParent> Parent() override { return parent_; }
+  void SetParent(std::shared_ptr<host::DriverParent> parent) override;
+  host::Bool16 Initialize(std::shared_ptr<host::DriverParent> parent,
+                          const std::string& name) override;
+  void ShowAbout() override;
+  host::Bool16 ShowSetup(host::Bool16 modal) override;
+  host::Bool16 ShowActivity() override;
+  host::Bool16 Load(const runtime::Variant& data) override;
+  std::string GetConfiguration() override;
+  std::string Name() override;
+  std::string ProductName() override;
+  host::Bool16 StartDriver() override;
+  host::Bool16 StopDriver() override;
+  host::Bool16 PauseDriver() override;
+  int32_t State() override { return driverState_; }
+  void QueryUnload(host::Bool16& cancel, int32_t mode) override;
+  void Unload() override;
+  runtime::Variant Property(const runtime::Variant& name) override;
+  void LetProperty(const runtime::Variant& name, const runtime::Variant& value) override;
+  void SetProperty(const runtime::Variant& name, std::shared_ptr<void> object) override;
+
+ private:
+  bool ChangeState(int32_t newState);
+  void InitializeDatabaseObject();
+  std::shared_ptr<host::DatabaseSession> ResolveDatabase(
+      std::shared_ptr<host::DatabaseSession> database);
+  void moEngine_EngineStarted();
+  void moEngine_EngineStopped();
+
+  // The configuration and engine as the procedures use them: absent is error 91.
+  config::Configuration1& Configuration() const;
+  engine::Engine1& Engine() const;
+
+  host::Components& components_;
+  std::shared_ptr<host::DriverParent> parent_;
+  std::shared_ptr<host::HostNotify> hostNotify_;
+  std::shared_ptr<config::Configuration1> configuration_;
+  int32_t driverState_ = kStopped;
+  std::unique_ptr<engine::Engine1> moEngine_;
+  runtime::Subscription engineStarted_;
+  runtime::Subscription engineStopped_;
+};
+
+}  // namespace driver

@@ -1,0 +1,63 @@
+// The module's four exports. The class factory creates Version1; registration writes the
+// module's own path into the host's driver registry.
+#include <dlfcn.h>
+
+#include <cstring>
+#include <iostream>
+
+#include "driver/ObjectCount.h"
+#include "driver/Version1.h"
+#include "host/ClassFactory.h"
+#include "host/DriverRegistry.h"
+
+namespace {
+
+constexpr char kClassName[] = "oxaGEPDAD6.Version1";
+
+class Version1Factory : public host::ClassFactory {
+ public:
+  std::shared_ptr<host::IDriver> CreateInstance(host::Components& components) override {
+    return std::make_shared<driver::Version1>(components);
+  }
+};
+
+std::string ModulePath() {
+  Dl_info info{};
+  if (dladdr(reinterpret_cast<void*>(&ModulePath), &info) == 0 || info.dli_fname == nullptr) {
+    return "";
+  }
+  return info.dli_fname;
+}
+
+// Registration reports failures as a non-zero result, with the reason on stderr.
+int Registering(const char* action, auto&& body) {
+  try {
+    body();
+    return 0;
+  } catch (const std::exception& e) {
+    std::cerr << kClassName << ": " << action << " failed: " << e.what() << '\n';
+    return 1;
+  }
+}
+
+}  // namespace
+
+extern "C" {
+
+host::ClassFactory* DllGetClassObject(const char* className) {
+  static Version1Factory factory;
+  return className != nullptr && std::strcmp(className, kClassName) == 0 ? &factory : nullptr;
+}
+
+int DllRegisterServer() {
+  return Registering("registration", [] { host::RegisterDriver({kClassName, ModulePath()}); });
+}
+
+int DllUnregisterServer() {
+  return Registering("unregistration", [] { host::UnregisterDriver(kClassName); });
+}
+
+bool DllCanUnloadNow() {
+  return driver::ObjectCount::None();
+}
+}
