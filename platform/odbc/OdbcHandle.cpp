@@ -1,11 +1,29 @@
 #include "platform/odbc/OdbcHandle.h"
 
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "runtime/Error.h"
 
 namespace platform {
+namespace {
+
+// Some drivers split a message over lines; errors travel into one-line logs and status texts.
+std::string OneLine(std::string_view text) {
+  std::string line;
+  for (char c : text) {
+    if (c != '\r' && c != '\n') {
+      line += c;
+    } else if (!line.empty() && line.back() != ' ') {
+      line += ' ';
+    }
+  }
+  while (!line.empty() && line.back() == ' ') line.pop_back();
+  return line;
+}
+
+}  // namespace
 
 SQLRETURN CheckOdbc(SQLRETURN rc, SQLSMALLINT handleType, SQLHANDLE handle, const char* call) {
   if (rc != SQL_ERROR && rc != SQL_INVALID_HANDLE) return rc;
@@ -23,7 +41,7 @@ SQLRETURN CheckOdbc(SQLRETURN rc, SQLSMALLINT handleType, SQLHANDLE handle, cons
       if (record == 1) number = native;
       if (!message.empty()) message += "; ";
       message += "[SQLSTATE " + std::string(reinterpret_cast<char*>(state)) + "] " +
-                 reinterpret_cast<char*>(text);
+                 OneLine(reinterpret_cast<char*>(text));
     }
   }
   if (message.empty()) {
