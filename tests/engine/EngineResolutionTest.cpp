@@ -1,0 +1,96 @@
+// Conditions, template resolution and what one saved subgroup carries.
+#include "tests/engine/EngineFixture.h"
+
+namespace enginetest {
+namespace {
+
+TEST_F(EngineTest, ConditionsCompareAsNumbersDatesOrTextByTheFirstValue) {
+  SetValue("A", "12.5", "2024-05-01 10:00:00");
+  SetValue("B", "abc", "2024-05-01 10:00:00");
+  SetValue("D", "2024-05-01 09:00:00", "2024-05-01 10:00:00");
+  Load({"CONDITION=0\t%TAG(A)\t2\t%TAG(B)",              // 12.5 > 0
+        "CONDITION=0\t%TAG(B)\t4\tABD",                  // byte-wise, "a" comes after "A"
+        "CONDITION=0\tABC\t4\t%TAG(B)",                  //
+        "CONDITION=0\t%TAG(D)\t2\t5",                    // a date against a number
+        "CONDITION=0\t%TAG(D)\t2\t2024-05-01 08:59:59",  // dates by serial time
+        "CONDITION=0\tFIC101\t0\t",                      // IS NEW without reference
+        "CONDITION=0\t%TAG(A) %TAG(B)\t0\tkept",         // IS NEW over every tag
+        "CONDITION=0\t%TAG(A)\t1\t12.50 units"});        // leading number of value 2
+  Start();
+  TickDue();
+  std::vector<std::string> results;
+  for (int32_t i = 1; i <= configuration->ConditionCount(); ++i) {
+    const auto& condition = *configuration->GetConditionItem(i);
+    results.push_back(runtime::ToText(condition.ResolvedValue1()) + " | " +
+                      runtime::ToText(condition.ResolvedValue2()) + " | " +
+                      (condition.IsValid() ? "valid" : "not valid"));
+  }
+  EXPECT_EQ(results,
+            (Lines{"12.5 | abc | valid", "abc | ABD | not valid", "ABC | abc | valid",
+                   "2024-05-01 09:00:00 | 5 | not valid",
+                   "2024-05-01 09:00:00 | 2024-05-01 08:59:59 | valid", "FIC101 |  | not valid",
+                   "12.5 abc |  | valid", "12.5 | 12.50 units | valid"}));
+  EXPECT_EQ(engine.SavedSubgroups(), 0);
+
+  SetValue("A", "13", "2024-05-01 10:01:00");
+  TickDue();
+  EXPECT_FALSE(configuration->GetConditionItem(7)->IsValid()) << "B has no new value";
+  configuration->GetConditionItem(7)->SetValue1("%TAG(A) %TAG(Z)");
+  SetValue("A", "14", "2024-05-01 10:02:00");
+  TickDue();
+  EXPECT_FALSE(configuration->GetConditionItem(7)->IsValid()) << "Z is not collected";
+}
+
+TEST_F(EngineTest, TemplatesResolveEveryReferenceAndTheSubgroupGetsThemInOrder) {
+  SetValue("LOT", "L-7", "2024-05-01 09:30:00");
+  SetValue("PART", "P-100", "2024-05-01 09:30:00");
+  SetValue("W", "2.5", "2024-05-01 09:30:15");
+  Load({"DESCRIPTOR=4\t%TAG(LOT)\tLot %TAG(Value, LOT) at %TAG(Date, lot)",
+        "DESCRIPTOR=1\tParts\t  %TAG(PART)  ", "DESCRIPTOR=6\t\tSN-%TAG(part)", "DESCRIPTOR=8\t\t3",
+        "DESCRIPTOR=9\t\t%TAG(DATE, W)", "DESCRIPTOR=7\tCrew\t%TAG(Value, LOT)/%tag(value, LOT)",
+        "DESCRIPTOR=7\tShiftLead\tB", "TEST=Dims\tWidth\t%TAG(W)\t",
+        "TEST=Dims\tWIDTH\t%TAG(W) \tscratch", "TEST=Dims\tHeight\t%TAG(W)\t",
+        "TEST=Dims\twidth\t1E1\t"});
+  Start();
+  TickDue();
+
+  EXPECT_EQ(configuration->GetDescriptorItem(2)->ResolvedItem(1), "P-100");
+  EXPECT_EQ(configuration->GetTestItem(1)->ResolvedDefect(1), "");
+  EXPECT_EQ(engine.SavedSubgroups(), 1);
+  EXPECT_EQ(subgroup->lines, (Lines{"SetFlag true",
+                                    "SetDatabase none",
+                                    "Clear",
+                                    "SetGroup Part Parts",
+                                    "SetName Part P-100",
+                                    "SetSize 3",
+                                    "SetTime 2024-05-01 09:30:15",
+                                    "SetGroup UserDefined Crew",
+                                    "SetName UserDefined L-7/L-7",
+                                    "SetGroup UserDefined ShiftLead",
+                                    "SetName UserDefined B",
+                                    "SetLot Lot L-7 at 2024-05-01 09:30:00",
+                                    "LookupTestGroup Dims",
+                                    "LookupTest Width",
+                                    "AddReading 2.5 1 0 [SN-P-100] []",
+                                    "LookupTestGroup Dims",
+                                    "LookupTest WIDTH",
+                                    "AddReading 2.5 2 0 [SN-P-100] [scratch]",
+                                    "LookupTestGroup Dims",
+                                    "LookupTest Height",
+                                    "AddReading 2.5 1 0 [SN-P-100] []",
+                                    "LookupTestGroup Dims",
+                                    "LookupTest width",
+                                    "AddReading 10 3 0 [SN-P-100] []",
+                                    "Save 0"}));
+}
+
+TEST_F(EngineTest, AConfigurationWithoutDefinitionsCollectsNothing) {
+  Load({});
+  Start();
+  TickDue();
+  EXPECT_EQ(events, (Lines{"CollectionTimeSet"})) << "no tags: no query, nothing recorded";
+  EXPECT_TRUE(LogLines().empty());
+}
+
+}  // namespace
+}  // namespace enginetest
