@@ -8,12 +8,20 @@ namespace {
 
 constexpr double kMillisecondsPerDay = 86400.0 * 1000.0;
 
-// Whole seconds from the date, the rest as the fraction in nanoseconds (milliseconds
-// are what a date serial holds reliably).
+// Whole seconds from the date, the rest as the fraction (milliseconds are what a date
+// serial holds reliably). Serials before 1899-12-30 are not linear in time; they keep
+// whole seconds only.
 SQL_TIMESTAMP_STRUCT ToTimestamp(runtime::Date date) {
-  runtime::DateParts parts = runtime::SplitDate(runtime::Date{date.serial - 0.5 / 86400.0});
-  double rest = (date.serial - runtime::MakeDate(parts).serial) * kMillisecondsPerDay;
-  long long milliseconds = std::clamp(std::llround(rest), 0LL, 999LL);
+  runtime::DateParts parts = runtime::SplitDate(date);
+  runtime::Date whole = runtime::MakeDate(parts);
+  long long milliseconds =
+      date.serial >= 0 ? std::llround((date.serial - whole.serial) * kMillisecondsPerDay) : 0;
+  if (milliseconds < 0) {
+    // The nearest second lies after the date: count from the second before.
+    parts = runtime::SplitDate(runtime::Date{whole.serial - 1.0 / 86400.0});
+    milliseconds += 1000;
+  }
+  milliseconds = std::clamp(milliseconds, 0LL, 999LL);
   SQL_TIMESTAMP_STRUCT timestamp{};
   timestamp.year = static_cast<SQLSMALLINT>(parts.year);
   timestamp.month = static_cast<SQLUSMALLINT>(parts.month);

@@ -21,7 +21,8 @@ runtime::Variant ReadTimestamp(const OdbcHandle& statement, SQLUSMALLINT column)
   if (!ReadFixed(statement, column, SQL_C_TYPE_TIMESTAMP, value)) return runtime::Null;
   runtime::Date date = runtime::MakeDate(
       {value.year, value.month, value.day, value.hour, value.minute, value.second});
-  date.serial += value.fraction / kNanosecondsPerDay;
+  // Serials before 1899-12-30 are not linear in time; they keep whole seconds.
+  if (date.serial >= 0) date.serial += value.fraction / kNanosecondsPerDay;
   return date;
 }
 
