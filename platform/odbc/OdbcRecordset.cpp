@@ -1,5 +1,7 @@
 #include "platform/odbc/OdbcRecordset.h"
 
+#include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "platform/odbc/OdbcValue.h"
@@ -10,6 +12,7 @@ namespace {
 
 constexpr int32_t kNoCurrentRecord = 3021;
 constexpr int32_t kItemNotFound = 3265;
+constexpr size_t kLongestName = std::numeric_limits<SQLSMALLINT>::max();
 
 runtime::Error NoCurrentRecord(const char* location) {
   return runtime::Error(kNoCurrentRecord,
@@ -20,7 +23,7 @@ runtime::Error NoCurrentRecord(const char* location) {
 
 std::string ColumnName(const OdbcHandle& statement, SQLUSMALLINT column, SQLSMALLINT& type) {
   std::string name(256, '\0');
-  for (;;) {
+  auto describe = [&] {
     SQLSMALLINT length = 0;
     SQLULEN size = 0;
     SQLSMALLINT digits = 0;
@@ -29,12 +32,16 @@ std::string ColumnName(const OdbcHandle& statement, SQLUSMALLINT column, SQLSMAL
                                    static_cast<SQLSMALLINT>(name.size()), &length, &type, &size,
                                    &digits, &nullable),
                     "SQLDescribeCol");
-    if (length < static_cast<SQLSMALLINT>(name.size())) {
-      name.resize(length);
-      return name;
-    }
-    name.assign(length + 1, '\0');
+    return static_cast<size_t>(std::max<SQLSMALLINT>(length, 0));
+  };
+  // A buffer filled up may hold a cut name: some drivers report the cut length.
+  size_t length = describe();
+  while (length + 1 >= name.size() && name.size() < kLongestName) {
+    name.assign(std::min(std::max(length + 1, name.size() * 4), kLongestName), '\0');
+    length = describe();
   }
+  name.resize(std::min(length, name.size() - 1));
+  return name;
 }
 
 }  // namespace
