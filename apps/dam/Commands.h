@@ -1,0 +1,18 @@
+// The dam commands. Each takes the arguments after its name and returns the exit status.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace dam {
+
+using Arguments = std::vector<std::string>;
+
+int RegisterCommand(const Arguments& args);
+int UnregisterCommand(const Arguments& args);
+int DriversCommand(const Arguments& args);
+int RunCommand(const Arguments& args);
+int ConfigShowCommand(const Arguments& args);
+int SubgroupsCommand(const Arguments& args);
+
+}  // namespace dam

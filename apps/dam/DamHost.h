@@ -1,0 +1,41 @@
+// The host side of one driver: its parent object, which is also the host's notification
+// interface and the application database holding the host's SPC database session.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "host/Components.h"
+#include "host/IDriver.h"
+
+namespace dam {
+
+class DamHost : public host::DriverParent,
+                public host::HostNotify,
+                public host::ApplicationDatabase,
+                public std::enable_shared_from_this<DamHost> {
+ public:
+  // Opens the host's session on the SPC database at `spcConnection`.
+  DamHost(host::Components& components, const std::string& spcConnection);
+
+  std::shared_ptr<host::ApplicationDatabase> Database() override { return shared_from_this(); }
+  std::shared_ptr<host::DatabaseSession> Session() override { return session_; }
+  void StateChanged(host::IDriver& driver) override;
+  void ConfigurationChanged(host::IDriver&) override {}
+
+  std::function<void(int32_t state)> onStateChanged;
+
+ private:
+  std::shared_ptr<host::DatabaseSession> session_;
+};
+
+// The SPC database's connection string: `flag` when given, else the host setting
+// ("[Database] Connection=" in dam.ini in the settings folder), else an SQLite file in
+// the data folder.
+std::string SpcConnection(host::Components& components, const std::string& flag);
+
+// Whole minutes since 1980-01-01, the number a new session identifies itself with.
+int32_t SessionNumber();
+
+}  // namespace dam

@@ -1,0 +1,39 @@
+// A driver module loaded into the host: the shared library and its four exports.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "host/ClassFactory.h"
+
+namespace dam {
+
+class DriverModule {
+ public:
+  // Loads the module; a file that is not a driver module is an error naming it.
+  explicit DriverModule(const std::string& path);
+  ~DriverModule();
+  DriverModule(const DriverModule&) = delete;
+  DriverModule& operator=(const DriverModule&) = delete;
+
+  // The factory of `className`, or an error when the module has no such class.
+  host::ClassFactory& ClassObject(const std::string& className) const;
+  int RegisterServer() const { return registerServer_(); }
+  int UnregisterServer() const { return unregisterServer_(); }
+  bool CanUnloadNow() const { return canUnloadNow_(); }
+
+ private:
+  void* Export(const char* name) const;
+
+  std::string path_;
+  void* handle_ = nullptr;
+  host::DllGetClassObjectFunction getClassObject_ = nullptr;
+  host::DllRegisterServerFunction registerServer_ = nullptr;
+  host::DllUnregisterServerFunction unregisterServer_ = nullptr;
+  host::DllCanUnloadNowFunction canUnloadNow_ = nullptr;
+};
+
+// The module registered for `className`, loaded; an error when none is registered.
+std::unique_ptr<DriverModule> LoadRegisteredModule(const std::string& className);
+
+}  // namespace dam

@@ -1,0 +1,151 @@
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <QTimer>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <iostream>
+
+#include "apps/dam/Commands.h"
+#include "apps/dam/ConfigFile.h"
+#include "apps/dam/DamHost.h"
+#include "apps/dam/DriverModule.h"
+#include "apps/dam/RunStatus.h"
+#include "apps/shared/Duration.h"
+#include "common/TypeTables.h"
+#include "platform/components/PlatformComponents.h"
+#include "runtime/Error.h"
+
+namespace dam {
+namespace {
+
+volatile std::sig_atomic_t stopRequested = 0;
+
+void RequestStop(int) {
+  stopRequested = 1;
+}
+
+struct RunOptions {
+  std::string config;
+  std::string spc;
+  std::string driverClass = "oxaGEPDAD6.Version1";
+  std::optional<std::chrono::milliseconds> runFor;
+  long subgroups = -1;
+};
+
+std::optional<RunOptions> Parse(const Arguments& args) {
+  RunOptions options;
+  for (size_t i = 0; i < args.size(); ++i) {
+    const bool hasValue = i + 1 < args.size();
+    if (args[i] == "--spc" && hasValue) {
+      options.spc = args[++i];
+    } else if (args[i] == "--driver" && hasValue) {
+      options.driverClass = args[++i];
+    } else if (args[i] == "--for" && hasValue) {
+      options.runFor = apps::ParseDuration(args[++i]);
+      if (!options.runFor) return std::nullopt;
+    } else if (args[i] == "--subgroups" && hasValue) {
+      char* end = nullptr;
+      options.subgroups = std::strtol(args[++i].c_str(), &end, 10);
+      if (*end != '\0' || options.subgroups <= 0) return std::nullopt;
+    } else if (options.config.empty() && !args[i].starts_with("--")) {
+      options.config = args[i];
+    } else {
+      return std::nullopt;
+    }
+  }
+  if (options.config.empty()) return std::nullopt;
+  return options;
+}
+
+int Fail(const std::string& message) {
+  std::cerr << "dam run: " << message << '\n';
+  return 1;
+}
+
+}  // namespace
+
+int RunCommand(const Arguments& args) {
+  const std::optional<RunOptions> options = Parse(args);
+  if (!options) {
+    std::cerr << "usage: dam run CONFIG [--spc CONNECTION] [--for DURATION] [--subgroups N]"
+                 " [--driver CLASS]\n";
+    return 2;
+  }
+  int argc = 1;
+  char name[] = "dam";
+  char* argv[] = {name, nullptr};
+  QCoreApplication application(argc, argv);
+  platform::PlatformComponents components;
+
+  const std::string text = ReadConfigurationFile(options->config, false);
+  config::Configuration1 configuration(components);
+  try {
+    configuration.SetData(text);
+  } catch (const runtime::Error& e) {
+    return Fail("the configuration " + options->config +
+                " cannot be loaded: " + e.NumberAndDescription() + " (" + e.Source() + ")");
+  }
+  if (!configuration.Active()) {
+    return Fail("the configuration " + options->config +
+                " is inactive (ACTIVE=0): there is nothing to collect");
+  }
+  std::cout << "historian: " << common::GetDataLinkStatus(configuration.DataLinkState())
+            << (configuration.DataLinkError().empty() ? ""
+                                                      : " (" + configuration.DataLinkError() + ")")
+            << std::endl;
+
+  auto host = std::make_shared<DamHost>(components, SpcConnection(components, options->spc));
+  std::unique_ptr<DriverModule> module = LoadRegisteredModule(options->driverClass);
+  std::shared_ptr<host::IDriver> driver =
+      module->ClassObject(options->driverClass).CreateInstance(components);
+  const std::string driverName = configuration.ConfigurationName().empty()
+                                     ? std::filesystem::path(options->config).stem().string()
+                                     : configuration.ConfigurationName();
+  if (!driver->Initialize(host, driverName)) return Fail("the driver could not be initialised");
+  if (!driver->Load(runtime::Variant(components.TextCodec().EncodeText("QZ", text)))) {
+    return Fail("the driver could not load the configuration");
+  }
+  if (!driver->StartDriver()) return Fail("the driver could not start");
+
+  RunStatus status(components, host->Session(), configuration);
+  const bool terminal = isatty(STDOUT_FILENO);
+  std::string shown;
+  const auto started = std::chrono::steady_clock::now();
+  std::signal(SIGINT, RequestStop);
+  std::signal(SIGTERM, RequestStop);
+
+  QTimer ticker;
+  QObject::connect(&ticker, &QTimer::timeout, [&] {
+    const int32_t saved = status.SavedSubgroups();
+    const std::string error = status.LastError();
+    const std::string line = RunStatus::StateName(driver->State()) + " | saved " +
+                             std::to_string(saved) + " | next " + status.NextCollection() +
+                             " | last error " + (error.empty() ? "none" : error);
+    if (terminal) {
+      std::cout << "\r\033[K" << line << std::flush;
+    } else if (line != shown) {
+      std::cout << line << std::endl;
+    }
+    shown = line;
+    const bool timeUp =
+        options->runFor && std::chrono::steady_clock::now() - started >= *options->runFor;
+    if (stopRequested || timeUp || (options->subgroups > 0 && saved >= options->subgroups)) {
+      application.quit();
+    }
+  });
+  ticker.start(250);
+  application.exec();
+
+  driver->StopDriver();
+  host::Bool16 cancel = host::kFalse;
+  driver->QueryUnload(cancel, 0);
+  driver->Unload();
+  driver.reset();
+  if (terminal) std::cout << '\n';
+  std::cout << "stopped after " << status.SavedSubgroups() << " subgroup(s)" << std::endl;
+  return 0;
+}
+
+}  // namespace dam

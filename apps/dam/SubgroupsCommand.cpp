@@ -1,0 +1,103 @@
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <iostream>
+
+#include "apps/dam/Commands.h"
+#include "apps/dam/DamHost.h"
+#include "platform/components/PlatformComponents.h"
+#include "platform/spcdb/SpcReader.h"
+#include "runtime/Conversions.h"
+
+namespace dam {
+namespace {
+
+QString Text(const std::string& text) {
+  return QString::fromStdString(text);
+}
+
+QJsonValue Name(const std::optional<platform::SpcName>& name) {
+  if (!name) return QJsonValue::Null;
+  return QJsonObject{{"group", Text(name->group)}, {"name", Text(name->name)}};
+}
+
+QJsonObject ToJson(const platform::SpcSubgroupData& subgroup) {
+  QJsonArray descriptors, readings;
+  for (const auto& d : subgroup.descriptors) descriptors.append(Name(d));
+  for (const auto& r : subgroup.readings) {
+    readings.append(QJsonObject{{"test_group", Text(r.testGroup)},
+                                {"test", Text(r.test)},
+                                {"sample", r.sample},
+                                {"value", r.value},
+                                {"serial", Text(r.serialNumber)},
+                                {"defect", Text(r.defect)}});
+  }
+  return QJsonObject{{"time", Text(runtime::FormatGeneralDate(subgroup.time))},
+                     {"size", subgroup.size},
+                     {"part", Name(subgroup.part)},
+                     {"process", Name(subgroup.process)},
+                     {"job", Name(subgroup.job)},
+                     {"shift", Name(subgroup.shift)},
+                     {"lot", subgroup.lot ? QJsonValue(Text(*subgroup.lot)) : QJsonValue::Null},
+                     {"user_defined", descriptors},
+                     {"readings", readings}};
+}
+
+std::string Named(const std::optional<platform::SpcName>& name) {
+  return name ? name->group + "/" + name->name : "-";
+}
+
+void PrintTable(const std::vector<platform::SpcSubgroupData>& subgroups) {
+  for (const auto& s : subgroups) {
+    std::cout << runtime::FormatGeneralDate(s.time) << "  size " << s.size << "  part "
+              << Named(s.part) << "  process " << Named(s.process) << "  job " << Named(s.job)
+              << "  shift " << Named(s.shift) << "  lot " << s.lot.value_or("-");
+    for (const auto& d : s.descriptors) std::cout << "  " << d.group << "=" << d.name;
+    std::cout << '\n';
+    for (const auto& r : s.readings) {
+      std::cout << "    " << r.testGroup << " / " << r.test << "  #" << r.sample << "  "
+                << runtime::NumberToText(r.value);
+      if (!r.serialNumber.empty()) std::cout << "  serial " << r.serialNumber;
+      if (!r.defect.empty()) std::cout << "  defect " << r.defect;
+      std::cout << '\n';
+    }
+  }
+  if (subgroups.empty()) std::cout << "no subgroups saved\n";
+}
+
+}  // namespace
+
+int SubgroupsCommand(const Arguments& args) {
+  std::string spc;
+  long last = 20;
+  bool json = false;
+  for (size_t i = 0; i < args.size(); ++i) {
+    const bool hasValue = i + 1 < args.size();
+    char* end = nullptr;
+    if (args[i] == "--spc" && hasValue) {
+      spc = args[++i];
+    } else if (args[i] == "--last" && hasValue &&
+               (last = std::strtol(args[++i].c_str(), &end, 10)) > 0 && *end == '\0' &&
+               last <= 1'000'000) {
+    } else if (args[i] == "--json") {
+      json = true;
+    } else {
+      std::cerr << "usage: dam subgroups [--spc CONNECTION] [--last N] [--json]\n";
+      return 2;
+    }
+  }
+  platform::PlatformComponents components;
+  DamHost host(components, SpcConnection(components, spc));
+  auto& session = dynamic_cast<platform::SpcSession&>(*host.Session());
+  const auto subgroups = platform::ReadSubgroups(session, static_cast<int32_t>(last));
+  if (json) {
+    QJsonArray out;
+    for (const auto& subgroup : subgroups) out.append(ToJson(subgroup));
+    std::cout << QJsonDocument(out).toJson(QJsonDocument::Indented).toStdString();
+  } else {
+    PrintTable(subgroups);
+  }
+  return 0;
+}
+
+}  // namespace dam

@@ -1,0 +1,43 @@
+// dam: the standalone host of data acquisition drivers. Registers driver modules, runs a
+// driver on a configuration file, and shows configurations and saved subgroups.
+#include <iostream>
+
+#include "apps/dam/Commands.h"
+#include "runtime/Error.h"
+
+namespace {
+
+int Usage() {
+  std::cerr << "usage:\n"
+               "  dam register MODULE | unregister MODULE | drivers\n"
+               "  dam run CONFIG [--spc CONNECTION] [--for DURATION] [--subgroups N]\n"
+               "  dam config show [--raw] [--json] CONFIG\n"
+               "  dam subgroups [--spc CONNECTION] [--last N] [--json]\n";
+  return 2;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  dam::Arguments args(argv + 1, argv + argc);
+  if (args.empty()) return Usage();
+  const std::string command = args.front();
+  args.erase(args.begin());
+  try {
+    if (command == "register") return dam::RegisterCommand(args);
+    if (command == "unregister") return dam::UnregisterCommand(args);
+    if (command == "drivers") return dam::DriversCommand(args);
+    if (command == "run") return dam::RunCommand(args);
+    if (command == "subgroups") return dam::SubgroupsCommand(args);
+    if (command == "config" && !args.empty() && args.front() == "show") {
+      return dam::ConfigShowCommand(dam::Arguments(args.begin() + 1, args.end()));
+    }
+  } catch (const runtime::Error& e) {
+    std::cerr << "dam " << command << ": " << e.NumberAndDescription() << '\n';
+    return 1;
+  } catch (const std::exception& e) {
+    std::cerr << "dam " << command << ": " << e.what() << '\n';
+    return 1;
+  }
+  return Usage();
+}

@@ -1,0 +1,24 @@
+#include "platform/components/ConsoleError.h"
+
+#include <QApplication>
+#include <QMessageBox>
+#include <iostream>
+
+namespace platform {
+
+bool WindowsAreUp() {
+  return qobject_cast<QApplication*>(QCoreApplication::instance()) != nullptr;
+}
+
+void ConsoleError::Show(const std::string& module, const std::string& source,
+                        const std::string& description, int32_t number,
+                        const std::string& location) {
+  const std::string text = "Error " + std::to_string(number) + ": " + description +
+                           "\nSource: " + source + "\nLocation: " + location;
+  std::cerr << module << ": " << text << std::endl;
+  if (WindowsAreUp()) {
+    QMessageBox::critical(nullptr, QString::fromStdString(module), QString::fromStdString(text));
+  }
+}
+
+}  // namespace platform

@@ -1,0 +1,64 @@
+#include "platform/components/PlatformComponents.h"
+
+#include <QApplication>
+#include <QMessageBox>
+#include <iostream>
+
+#include "platform/components/ConsoleError.h"
+#include "platform/odbc/OdbcConnection.h"
+#include "platform/spcdb/SpcRecord.h"
+#include "platform/spcdb/SpcSession.h"
+#include "platform/spcdb/SpcSubgroup.h"
+#include "platform/utility/ProfileFile.h"
+#include "platform/utility/QtHostTimer.h"
+#include "runtime/Error.h"
+
+namespace platform {
+
+std::unique_ptr<host::Connection> PlatformComponents::CreateConnection() {
+  return std::make_unique<OdbcConnection>();
+}
+
+std::unique_ptr<host::HostTimer> PlatformComponents::CreateTimer() {
+  return std::make_unique<QtHostTimer>();
+}
+
+std::unique_ptr<host::HostError> PlatformComponents::CreateError() {
+  return std::make_unique<ConsoleError>();
+}
+
+std::unique_ptr<host::SettingsFile> PlatformComponents::OpenSettingsFile(const std::string& path) {
+  return std::make_unique<ProfileFile>(path);
+}
+
+std::shared_ptr<host::DatabaseSession> PlatformComponents::CreateDatabaseSession() {
+  return std::make_shared<SpcSession>();
+}
+
+std::unique_ptr<host::HostRecord> PlatformComponents::CreateRecord(host::RecordKind kind) {
+  return std::make_unique<SpcRecord>(kind);
+}
+
+std::unique_ptr<host::HostSubgroup> PlatformComponents::CreateSubgroup() {
+  return std::make_unique<SpcSubgroup>();
+}
+
+std::unique_ptr<host::SelectionDialog> PlatformComponents::CreateSelectionDialog(
+    host::SelectionKind) {
+  throw runtime::Error(429, "The selection dialogs of the SPC database need windows");
+}
+
+void PlatformComponents::MessageBox(const std::string& text) {
+  std::cerr << text << std::endl;
+  if (WindowsAreUp()) QMessageBox::information(nullptr, QString(), QString::fromStdString(text));
+}
+
+void PlatformComponents::Beep() {
+  if (WindowsAreUp()) {
+    QApplication::beep();
+  } else {
+    std::cerr << '\a' << std::flush;
+  }
+}
+
+}  // namespace platform

@@ -1,0 +1,43 @@
+// host::Components on this platform: ODBC data access, the SPC database over ODBC, Qt
+// timers, the utility services and the console error display. Selection dialogs need
+// windows and are not available headless.
+#pragma once
+
+#include "host/Components.h"
+#include "platform/utility/Comparer.h"
+#include "platform/utility/DateMath.h"
+#include "platform/utility/FileSystem.h"
+#include "platform/utility/TextCodec.h"
+#include "platform/utility/TextExpander.h"
+
+namespace platform {
+
+class PlatformComponents : public host::Components {
+ public:
+  host::HostDateMath& DateMath() override { return dateMath_; }
+  host::HostComparer& Comparer() override { return comparer_; }
+  host::HostTextExpander& TextExpander() override { return expander_; }
+  host::HostTextCodec& TextCodec() override { return codec_; }
+  host::HostFileSystem& FileSystem() override { return fileSystem_; }
+
+  std::unique_ptr<host::Connection> CreateConnection() override;
+  std::unique_ptr<host::HostTimer> CreateTimer() override;
+  std::unique_ptr<host::HostError> CreateError() override;
+  std::unique_ptr<host::SettingsFile> OpenSettingsFile(const std::string& path) override;
+  std::shared_ptr<host::DatabaseSession> CreateDatabaseSession() override;
+  std::unique_ptr<host::HostRecord> CreateRecord(host::RecordKind kind) override;
+  std::unique_ptr<host::HostSubgroup> CreateSubgroup() override;
+  std::unique_ptr<host::SelectionDialog> CreateSelectionDialog(host::SelectionKind kind) override;
+
+  void MessageBox(const std::string& text) override;
+  void Beep() override;
+
+ private:
+  platform::DateMath dateMath_;
+  platform::Comparer comparer_;
+  platform::TextExpander expander_;
+  platform::TextCodec codec_;
+  platform::FileSystem fileSystem_;
+};
+
+}  // namespace platform
