@@ -99,6 +99,8 @@ struct Location {
 };
 
 Location Locate(const ProfileText& text, std::string_view section, std::string_view key) {
+  section = TrimBlanks(section);
+  key = TrimBlanks(key);
   Location location;
   for (size_t i = 0; i < text.lines.size(); ++i) {
     Line line = ParseLine(text.lines[i]);

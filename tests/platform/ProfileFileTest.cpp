@@ -81,7 +81,7 @@ TEST(ProfileFile, WriteKeepsEveryOtherLine) {
            "Width=5");
   platform::ProfileFile file(path);
   file.WriteString("tagselect", "TOP", "25");
-  file.WriteString("TagSelect", "Height", "300");
+  file.WriteString(" TagSelect ", " Height", "300");
   file.WriteString("Other", "Width", "6");
   file.WriteString("New Section", "Key", "v=1");
   EXPECT_EQ(ReadAll(path),
