@@ -1,0 +1,44 @@
+// Identifiers of named records (parts, tests, groups, lots, ...) by name, created on
+// first use where asked. Identifiers found once are kept for the life of the connection,
+// since this system never renames or removes a record; those learned inside a
+// transaction are kept only when it commits.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+
+#include "platform/odbc/OdbcConnection.h"
+#include "platform/spcdb/SpcTables.h"
+
+namespace platform {
+
+class SpcCatalog {
+ public:
+  explicit SpcCatalog(OdbcConnection& connection) : connection_(connection) {}
+
+  // The identifier of `name` in `table`, within the group `groupId` where names are
+  // unique only within their group; 0 when there is none.
+  int32_t Find(const SpcTable& table, const std::string& name, int32_t groupId = 0);
+  // Finds `name` or creates it, in the group named `group` (created too when missing). An
+  // existing record is used as it is, whatever group it belongs to; descriptors are
+  // looked for within `group`. Runs inside a transaction.
+  int32_t FindOrCreate(const SpcTable& table, const std::string& name,
+                       const std::string& group = {});
+
+  void BeginTransaction();
+  void Commit();
+  // Forgets what the failed transaction taught.
+  void Discard();
+
+ private:
+  int32_t Query(const SpcTable& table, const std::string& name, int32_t groupId);
+  void Create(const SpcTable& table, const std::string& name, const std::string& group);
+
+  OdbcConnection& connection_;
+  std::unordered_map<std::string, int32_t> known_;
+  std::unordered_map<std::string, int32_t> pending_;
+  bool inTransaction_ = false;
+};
+
+}  // namespace platform

@@ -1,0 +1,44 @@
+// What differs between the two databases the SPC database runs on, SQLite and PostgreSQL,
+// kept in this one place: connection set-up, generated identifiers and how a writing
+// transaction starts.
+#pragma once
+
+#include <string>
+
+#include "platform/odbc/OdbcConnection.h"
+
+namespace platform {
+
+class SpcDialect {
+ public:
+  // The dialect of the database `connection` reaches; any other product is an error.
+  static SpcDialect For(OdbcConnection& connection);
+
+  bool IsSqlite() const { return sqlite_; }
+
+  // Run once on every new connection before anything else.
+  void Configure(OdbcConnection& connection) const;
+
+  // The column definition of a table's generated identifier.
+  const char* IdColumn() const;
+  // A query giving the identifier the connection's last INSERT generated.
+  const char* LastIdQuery() const;
+
+  // A transaction that writes. SQLite takes the write lock at once, so that concurrent
+  // writers wait for each other (busy timeout) instead of failing when a read lock cannot
+  // be upgraded.
+  void Begin(OdbcConnection& connection) const;
+  void Commit(OdbcConnection& connection) const;
+  // Never fails: it runs after a failure, which is the one to report, and a connection
+  // whose rollback failed is not used again.
+  void Rollback(OdbcConnection& connection) const noexcept;
+  // Inside a transaction: waits until no other session changes the schema.
+  void LockSchema(OdbcConnection& connection) const;
+
+ private:
+  explicit SpcDialect(bool sqlite) : sqlite_(sqlite) {}
+
+  bool sqlite_;
+};
+
+}  // namespace platform

@@ -1,0 +1,99 @@
+#include "platform/spcdb/SpcReader.h"
+
+#include <string>
+#include <unordered_map>
+
+#include "runtime/Variant.h"
+
+namespace platform {
+namespace {
+
+constexpr char kSubgroups[] =
+    "SELECT s.id, s.subgroup_time, s.size, s.session_number,"
+    " pg.name AS part_group, p.name AS part, rg.name AS process_group, r.name AS process,"
+    " jg.name AS job_group, j.name AS job, hg.name AS shift_group, h.name AS shift,"
+    " l.name AS lot"
+    " FROM subgroups s"
+    " LEFT JOIN parts p ON p.id = s.part_id LEFT JOIN part_groups pg ON pg.id = p.group_id"
+    " LEFT JOIN processes r ON r.id = s.process_id"
+    " LEFT JOIN process_groups rg ON rg.id = r.group_id"
+    " LEFT JOIN jobs j ON j.id = s.job_id LEFT JOIN job_groups jg ON jg.id = j.group_id"
+    " LEFT JOIN shifts h ON h.id = s.shift_id LEFT JOIN shift_groups hg ON hg.id = h.group_id"
+    " LEFT JOIN lots l ON l.id = s.lot_id"
+    " WHERE s.id BETWEEN ? AND ? ORDER BY s.id";
+constexpr char kDescriptors[] =
+    "SELECT sd.subgroup_id, g.name AS group_name, d.name"
+    " FROM subgroup_descriptors sd JOIN descriptors d ON d.id = sd.descriptor_id"
+    " JOIN descriptor_groups g ON g.id = d.group_id"
+    " WHERE sd.subgroup_id BETWEEN ? AND ? ORDER BY sd.subgroup_id, sd.ordinal";
+constexpr char kReadings[] =
+    "SELECT r.subgroup_id, g.name AS group_name, t.name, r.sample, r.value, r.serial_number,"
+    " r.defect_code"
+    " FROM readings r JOIN tests t ON t.id = r.test_id JOIN test_groups g ON g.id = t.group_id"
+    " WHERE r.subgroup_id BETWEEN ? AND ? ORDER BY r.subgroup_id, r.ordinal";
+
+std::string Text(const host::Recordset& rows, std::string_view field) {
+  return runtime::ToText(rows.Field(field));
+}
+
+std::optional<SpcName> Named(const host::Recordset& rows, const char* groupField,
+                             const char* nameField) {
+  if (rows.Field(nameField).IsNull()) return std::nullopt;
+  return SpcName{Text(rows, groupField), Text(rows, nameField)};
+}
+
+std::vector<SpcSubgroupData> Read(OdbcConnection& connection, int32_t count) {
+  std::vector<SpcSubgroupData> subgroups;
+  auto ids = connection.Execute("SELECT id FROM subgroups ORDER BY id DESC LIMIT ?",
+                                std::vector<runtime::Variant>{count});
+  if (ids->Eof()) return subgroups;
+  runtime::Variant last = ids->Field("id"), first;
+  for (; !ids->Eof(); ids->MoveNext()) first = ids->Field("id");
+  std::vector<runtime::Variant> range{first, last};
+
+  // Another session may commit a subgroup inside the range between the queries below;
+  // its rows are left out.
+  std::unordered_map<int32_t, size_t> byId;
+  auto of = [&](const host::Recordset& rows) -> SpcSubgroupData* {
+    auto it = byId.find(runtime::ToLong(rows.Field("subgroup_id")));
+    return it == byId.end() ? nullptr : &subgroups[it->second];
+  };
+  for (auto rows = connection.Execute(kSubgroups, range); !rows->Eof(); rows->MoveNext()) {
+    SpcSubgroupData& s = subgroups.emplace_back();
+    s.id = runtime::ToLong(rows->Field("id"));
+    s.time = runtime::ToDate(rows->Field("subgroup_time"));
+    s.size = runtime::ToLong(rows->Field("size"));
+    s.sessionNumber = runtime::ToLong(rows->Field("session_number"));
+    s.part = Named(*rows, "part_group", "part");
+    s.process = Named(*rows, "process_group", "process");
+    s.job = Named(*rows, "job_group", "job");
+    s.shift = Named(*rows, "shift_group", "shift");
+    if (!rows->Field("lot").IsNull()) s.lot = Text(*rows, "lot");
+    byId[s.id] = subgroups.size() - 1;
+  }
+  for (auto rows = connection.Execute(kDescriptors, range); !rows->Eof(); rows->MoveNext()) {
+    if (SpcSubgroupData* s = of(*rows)) {
+      s->descriptors.push_back({Text(*rows, "group_name"), Text(*rows, "name")});
+    }
+  }
+  for (auto rows = connection.Execute(kReadings, range); !rows->Eof(); rows->MoveNext()) {
+    if (SpcSubgroupData* s = of(*rows)) {
+      s->readings.push_back({Text(*rows, "group_name"), Text(*rows, "name"),
+                             runtime::ToLong(rows->Field("sample")),
+                             runtime::ToDouble(rows->Field("value")), Text(*rows, "serial_number"),
+                             Text(*rows, "defect_code")});
+    }
+  }
+  return subgroups;
+}
+
+}  // namespace
+
+std::vector<SpcSubgroupData> ReadSubgroups(SpcSession& session, int32_t count) {
+  std::vector<SpcSubgroupData> subgroups;
+  if (count < 1) return subgroups;
+  session.Use([&](SpcLink& link) { subgroups = Read(link.Connection(), count); });
+  return subgroups;
+}
+
+}  // namespace platform

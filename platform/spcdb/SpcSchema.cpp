@@ -1,0 +1,97 @@
+#include "platform/spcdb/SpcSchema.h"
+
+#include <string>
+#include <vector>
+
+#include "platform/spcdb/SpcErrors.h"
+#include "runtime/Error.h"
+#include "runtime/Text.h"
+
+namespace platform {
+namespace {
+
+// "{id}" stands for the dialect's generated identifier column.
+const std::vector<std::vector<const char*>> kVersions = {
+    // 1: named records in groups, lots, subgroups with their descriptors and readings.
+    {
+        "CREATE TABLE part_groups (id {id}, name TEXT NOT NULL UNIQUE)",
+        "CREATE TABLE process_groups (id {id}, name TEXT NOT NULL UNIQUE)",
+        "CREATE TABLE test_groups (id {id}, name TEXT NOT NULL UNIQUE)",
+        "CREATE TABLE job_groups (id {id}, name TEXT NOT NULL UNIQUE)",
+        "CREATE TABLE shift_groups (id {id}, name TEXT NOT NULL UNIQUE)",
+        "CREATE TABLE descriptor_groups (id {id}, name TEXT NOT NULL UNIQUE)",
+        "CREATE TABLE parts (id {id}, name TEXT NOT NULL UNIQUE,"
+        " group_id INTEGER NOT NULL REFERENCES part_groups (id))",
+        "CREATE TABLE processes (id {id}, name TEXT NOT NULL UNIQUE,"
+        " group_id INTEGER NOT NULL REFERENCES process_groups (id))",
+        "CREATE TABLE tests (id {id}, name TEXT NOT NULL UNIQUE,"
+        " group_id INTEGER NOT NULL REFERENCES test_groups (id))",
+        "CREATE TABLE jobs (id {id}, name TEXT NOT NULL UNIQUE,"
+        " group_id INTEGER NOT NULL REFERENCES job_groups (id))",
+        "CREATE TABLE shifts (id {id}, name TEXT NOT NULL UNIQUE,"
+        " group_id INTEGER NOT NULL REFERENCES shift_groups (id))",
+        "CREATE TABLE descriptors (id {id}, name TEXT NOT NULL,"
+        " group_id INTEGER NOT NULL REFERENCES descriptor_groups (id), UNIQUE (group_id, name))",
+        "CREATE TABLE lots (id {id}, name TEXT NOT NULL UNIQUE)",
+        "CREATE TABLE subgroups (id {id}, subgroup_time TIMESTAMP NOT NULL,"
+        " size INTEGER NOT NULL, part_id INTEGER REFERENCES parts (id),"
+        " process_id INTEGER REFERENCES processes (id), job_id INTEGER REFERENCES jobs (id),"
+        " shift_id INTEGER REFERENCES shifts (id), lot_id INTEGER REFERENCES lots (id),"
+        " session_number INTEGER NOT NULL)",
+        "CREATE TABLE subgroup_descriptors ("
+        "subgroup_id INTEGER NOT NULL REFERENCES subgroups (id), ordinal INTEGER NOT NULL,"
+        " descriptor_id INTEGER NOT NULL REFERENCES descriptors (id),"
+        " PRIMARY KEY (subgroup_id, ordinal))",
+        "CREATE TABLE readings ("
+        "subgroup_id INTEGER NOT NULL REFERENCES subgroups (id), ordinal INTEGER NOT NULL,"
+        " test_id INTEGER NOT NULL REFERENCES tests (id), sample INTEGER NOT NULL,"
+        " value DOUBLE PRECISION NOT NULL, serial_number TEXT NOT NULL,"
+        " defect_code TEXT NOT NULL, PRIMARY KEY (subgroup_id, ordinal))",
+    },
+};
+
+int32_t ReadVersion(OdbcConnection& connection) {
+  auto rows = connection.Execute("SELECT version FROM schema_version");
+  if (rows->Eof()) {
+    connection.Execute("INSERT INTO schema_version (version) VALUES (0)");
+    return 0;
+  }
+  return runtime::ToLong(rows->Field("version"));
+}
+
+void Upgrade(OdbcConnection& connection, const SpcDialect& dialect) {
+  dialect.LockSchema(connection);
+  connection.Execute("CREATE TABLE IF NOT EXISTS schema_version (version INTEGER NOT NULL)");
+  int32_t version = ReadVersion(connection);
+  if (version > kSpcSchemaVersion) {
+    throw runtime::Error(kSpcSchemaMismatch,
+                         "The SPC database has schema version " + std::to_string(version) +
+                             "; this program knows versions up to " +
+                             std::to_string(kSpcSchemaVersion),
+                         "UpgradeSchema");
+  }
+  for (int32_t next = version + 1; next <= kSpcSchemaVersion; ++next) {
+    for (const char* statement : kVersions[next - 1]) {
+      connection.Execute(runtime::ReplaceNoCase(statement, "{id}", dialect.IdColumn()));
+    }
+  }
+  if (version < kSpcSchemaVersion) {
+    connection.Execute("UPDATE schema_version SET version = ?",
+                       std::vector<runtime::Variant>{kSpcSchemaVersion});
+  }
+}
+
+}  // namespace
+
+void UpgradeSchema(OdbcConnection& connection, const SpcDialect& dialect) {
+  dialect.Begin(connection);
+  try {
+    Upgrade(connection, dialect);
+  } catch (...) {
+    dialect.Rollback(connection);
+    throw;
+  }
+  dialect.Commit(connection);
+}
+
+}  // namespace platform

@@ -1,0 +1,68 @@
+#include "platform/spcdb/SpcSession.h"
+
+#include "platform/spcdb/SpcErrors.h"
+#include "runtime/Error.h"
+
+namespace platform {
+
+void SpcSession::Open(int32_t, int32_t) {
+  link_.reset();
+  opened_ = true;
+  runtime::RaisingFrom("SpcSession.Open", [&] { Link(); });
+}
+
+void SpcSession::Use(const std::function<void(SpcLink&)>& work) {
+  for (bool retry = link_ != nullptr;; retry = false) {
+    SpcLink& link = Link();
+    try {
+      work(link);
+      return;
+    } catch (...) {
+      if (!DropIfBroken() || !retry) throw;
+    }
+  }
+}
+
+void SpcSession::Transact(const std::function<void(SpcLink&)>& body) {
+  for (bool retry = link_ != nullptr;; retry = false) {
+    SpcLink& link = Link();
+    bool committing = false;
+    try {
+      link.Begin();
+      body(link);
+      committing = true;
+      link.Commit();
+      return;
+    } catch (...) {
+      link.Rollback();
+      if (!DropIfBroken() || !retry || committing) throw;
+    }
+  }
+}
+
+bool SpcSession::DropIfBroken() {
+  try {
+    link_->Connection().Execute("SELECT 1");
+    return false;
+  } catch (...) {
+    link_.reset();
+    return true;
+  }
+}
+
+SpcLink& SpcSession::Link() {
+  if (!opened_) {
+    throw runtime::Error(kSpcSessionClosed, "The SPC database session is not open", "SpcSession");
+  }
+  if (link_) return *link_;
+  std::string connection = settings_.Connection();
+  if (connection.empty()) {
+    throw runtime::Error(kSpcSessionClosed,
+                         "No SPC database is set: the session's connection setting is empty",
+                         "SpcSession");
+  }
+  link_ = std::make_unique<SpcLink>(connection);
+  return *link_;
+}
+
+}  // namespace platform

@@ -1,0 +1,53 @@
+// The host's database session on an SQL SPC database reached over ODBC (SQLite or
+// PostgreSQL). Open connects and creates or upgrades the schema. Records, subgroups and
+// the readers reach the database through Use and Transact, which open the connection
+// again after a failure, so a session survives a database that was away for a while.
+// One session serves one thread at a time; concurrent writers each use their own.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "host/DatabaseSession.h"
+#include "platform/spcdb/SpcLink.h"
+#include "platform/spcdb/SpcSettings.h"
+
+namespace platform {
+
+class SpcSession : public host::DatabaseSession {
+ public:
+  SpcSession() = default;
+  SpcSession(const SpcSession&) = delete;
+  SpcSession& operator=(const SpcSession&) = delete;
+
+  void Initialize(int32_t sessionNumber) override { sessionNumber_ = sessionNumber; }
+  SpcSettings& Settings() override { return settings_; }
+  // This database knows one way of opening: `mode` and `options` are not used.
+  void Open(int32_t mode, int32_t options) override;
+
+  // The number given to Initialize; saved with every subgroup of this session.
+  int32_t SessionNumber() const { return sessionNumber_; }
+
+  // Runs `work`, which only reads, on the open connection. When `work` fails and the
+  // connection no longer answers, the connection is dropped; if it was opened before this
+  // call (the server may have restarted since), `work` runs once more on a new one.
+  void Use(const std::function<void(SpcLink&)>& work);
+  // Runs `body` in one transaction, committed when it returns and rolled back when it
+  // throws; the error is raised again. Repeated on a new connection like Use, but never
+  // once the commit was sent: its outcome is then unknown.
+  void Transact(const std::function<void(SpcLink&)>& body);
+
+ private:
+  SpcLink& Link();
+  // After a failure: keeps the connection when it still answers (the failure was the
+  // work's own), drops it otherwise. True when it was dropped.
+  bool DropIfBroken();
+
+  SpcSettings settings_;
+  int32_t sessionNumber_ = 0;
+  bool opened_ = false;
+  std::unique_ptr<SpcLink> link_;
+};
+
+}  // namespace platform

@@ -1,0 +1,61 @@
+// The host's subgroup object on the SPC database: descriptors and readings are collected
+// in memory, and Save stores them in one transaction (the whole subgroup with all its
+// readings, or nothing). Names the database does not know are created then; with the
+// session's strict tests setting, LookupTestGroup and LookupTest refuse unknown names
+// at once instead.
+#pragma once
+
+#include <array>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/HostSubgroup.h"
+#include "platform/spcdb/SpcSession.h"
+#include "platform/spcdb/SpcSubgroupData.h"
+
+namespace platform {
+
+class SpcSubgroup : public host::HostSubgroup {
+ public:
+  // The flag means nothing to this database.
+  void SetFlag(bool) override {}
+  // `database` must be an SpcSession (or null).
+  void SetDatabase(std::shared_ptr<host::DatabaseSession> database) override;
+  void Clear() override;
+
+  void SetGroup(host::DescriptorKind kind, const std::string& group) override;
+  void SetName(host::DescriptorKind kind, const std::string& name) override;
+  // Not set: the largest sample number of the readings (0 without readings).
+  void SetSize(int32_t size) override;
+  // Not set: the time of Save.
+  void SetTime(runtime::Date time) override;
+  void SetLot(const std::string& lot) override;
+
+  void LookupTestGroup(const std::string& group) override;
+  void LookupTest(const std::string& test) override;
+  // Samples are numbered from 1; `reserved` is not used.
+  void AddReading(double value, int16_t sample, int32_t reserved, const std::string& serialNumber,
+                  const std::string& defect) override;
+
+  // `options` is not used. A failure names the cause and leaves the database as it was.
+  void Save(int32_t options) override;
+
+  // The identifier of the subgroup the last Save stored; 0 before.
+  int32_t SavedId() const { return data_.id; }
+
+ private:
+  SpcSession& Session() const;
+  // The identifier of `name` in `table`; unknown is an error.
+  void RequireKnown(host::RecordKind kind, const std::string& name);
+
+  std::shared_ptr<SpcSession> session_;
+  SpcSubgroupData data_;
+  std::array<std::string, 5> groups_;
+  std::optional<runtime::Date> time_;
+  std::optional<int32_t> size_;
+  std::string testGroup_;
+  std::optional<std::string> test_;
+};
+
+}  // namespace platform

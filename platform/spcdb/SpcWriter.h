@@ -1,0 +1,23 @@
+// Storing one subgroup: its names resolved to identifiers (created on first use), then
+// the subgroup row, its descriptors and its readings.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "platform/spcdb/SpcLink.h"
+#include "platform/spcdb/SpcSubgroupData.h"
+#include "platform/spcdb/SpcTables.h"
+#include "runtime/Error.h"
+
+namespace platform {
+
+// Stores `subgroup` inside the transaction the caller holds on `link` and gives the new
+// subgroup's identifier (`subgroup.id` is not used). With `strictTests`, a test the
+// database does not know is an error instead of being created.
+int32_t WriteSubgroup(SpcLink& link, const SpcSubgroupData& subgroup, bool strictTests);
+
+// The error of a name the database does not know where it is not created.
+runtime::Error UnknownName(const SpcTable& table, const std::string& name);
+
+}  // namespace platform
