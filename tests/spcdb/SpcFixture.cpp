@@ -1,0 +1,89 @@
+#include "tests/spcdb/SpcFixture.h"
+
+namespace spcdbtest {
+
+using host::DescriptorKind;
+using platform::SpcName;
+using platform::SpcReading;
+using platform::SpcSubgroupData;
+
+void SpcFixture::UseDatabase(bool canBeTakenAway) {
+  database_ = MakeTestDatabase(GetParam(), canBeTakenAway);
+  if (!database_)
+    GTEST_SKIP() << "no PostgreSQL server (run the tests under scripts/with-postgres)";
+}
+
+std::shared_ptr<platform::SpcSession> SpcFixture::OpenSession(int32_t sessionNumber,
+                                                              bool strictTests) {
+  auto session = std::make_shared<platform::SpcSession>();
+  session->Initialize(sessionNumber);
+  session->Settings().SetConnection(database_->ConnectionString());
+  session->Settings().SetStrictTests(strictTests);
+  session->Open(1, 0);
+  return session;
+}
+
+void Fill(host::HostSubgroup& target, const SpcSubgroupData& subgroup) {
+  target.Clear();
+  auto set = [&](DescriptorKind kind, const std::optional<SpcName>& name) {
+    if (!name) return;
+    target.SetGroup(kind, name->group);
+    target.SetName(kind, name->name);
+  };
+  set(DescriptorKind::Part, subgroup.part);
+  set(DescriptorKind::Process, subgroup.process);
+  set(DescriptorKind::Job, subgroup.job);
+  set(DescriptorKind::Shift, subgroup.shift);
+  for (const SpcName& descriptor : subgroup.descriptors)
+    set(DescriptorKind::UserDefined, descriptor);
+  target.SetSize(subgroup.size);
+  target.SetTime(subgroup.time);
+  if (subgroup.lot) target.SetLot(*subgroup.lot);
+  for (const SpcReading& reading : subgroup.readings) {
+    target.LookupTestGroup(reading.testGroup);
+    target.LookupTest(reading.test);
+    target.AddReading(reading.value, static_cast<int16_t>(reading.sample), 0, reading.serialNumber,
+                      reading.defect);
+  }
+}
+
+SpcSubgroupData SampleSubgroup(int n) {
+  SpcSubgroupData subgroup;
+  subgroup.time = runtime::MakeDate({2024, 3, 1, 10, n / 60 % 60, n % 60});
+  subgroup.size = 2;
+  subgroup.sessionNumber = 42;
+  subgroup.part = SpcName{"Gehäuse", "O'Brien \"Ä€\" 7"};
+  subgroup.process = SpcName{"Line 1", "Milling"};
+  subgroup.job = SpcName{"Jobs", "J-1"};
+  subgroup.shift = SpcName{"Shifts", "Früh"};
+  subgroup.lot = "Lot '" + std::to_string(n);
+  subgroup.descriptors = {{"Operators", "Anna"}, {"Machines", "M1'); DROP TABLE parts;--"}};
+  subgroup.readings = {
+      {"Dimensions", "Width", 1, 10.25 + n, "SN-" + std::to_string(n), ""},
+      {"Dimensions", "Width", 2, 10.5, "SN-" + std::to_string(n), ""},
+      {"Dimensions", "Höhe", 1, -0.125, "", ""},
+      {"Visual", "Scratches", 1, 0, "SN-" + std::to_string(n), "D17"},
+  };
+  return subgroup;
+}
+
+int32_t SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session,
+                     const SpcSubgroupData& subgroup) {
+  platform::SpcSubgroup target;
+  target.SetDatabase(session);
+  Fill(target, subgroup);
+  target.Save(0);
+  return target.SavedId();
+}
+
+runtime::Error ErrorOf(const std::function<void()>& body) {
+  try {
+    body();
+  } catch (const runtime::Error& e) {
+    return e;
+  }
+  ADD_FAILURE() << "no runtime::Error was thrown";
+  return runtime::Error(0, "");
+}
+
+}  // namespace spcdbtest

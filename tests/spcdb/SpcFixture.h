@@ -1,0 +1,64 @@
+// The fixture every SPC database test runs under, once per database: SQLite always,
+// PostgreSQL when the test script has started a server. It gives each test a fresh
+// database and sessions on it, and builds subgroups through the host interface.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/spcdb/SpcSession.h"
+#include "platform/spcdb/SpcSubgroup.h"
+#include "platform/spcdb/SpcSubgroupData.h"
+#include "runtime/Error.h"
+#include "tests/spcdb/TestDatabases.h"
+
+namespace spcdbtest {
+
+class SpcFixture : public ::testing::TestWithParam<Backend> {
+ protected:
+  void SetUp() override { UseDatabase(false); }
+
+  // Replaces the test's database; skips the test when the backend cannot give one.
+  void UseDatabase(bool canBeTakenAway);
+
+  std::shared_ptr<platform::SpcSession> OpenSession(int32_t sessionNumber = 42,
+                                                    bool strictTests = false);
+
+  std::unique_ptr<TestDatabase> database_;
+};
+
+// A database session of another component than the SPC database.
+class ForeignSession : public host::DatabaseSession {
+ public:
+  void Initialize(int32_t) override {}
+  host::DatabaseSettings& Settings() override { throw runtime::Error(runtime::kObjectNotSet); }
+  void Open(int32_t, int32_t) override {}
+};
+
+// Hands `subgroup` to `target` as a driver would: descriptors, size, time, lot, then
+// for every reading its test group, test and values.
+void Fill(host::HostSubgroup& target, const platform::SpcSubgroupData& subgroup);
+
+// A subgroup with every kind of descriptor and names that need care (quotes, UTF-8,
+// SQL), numbered by `n` in its time and values.
+platform::SpcSubgroupData SampleSubgroup(int n);
+
+// Saves `subgroup` through a new SpcSubgroup on `session`; gives the stored identifier.
+int32_t SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session,
+                     const platform::SpcSubgroupData& subgroup);
+
+// The runtime::Error `body` throws; fails the test when it throws none.
+runtime::Error ErrorOf(const std::function<void()>& body);
+
+}  // namespace spcdbtest
+
+#define INSTANTIATE_SPC_SUITE(Suite)                                                 \
+  INSTANTIATE_TEST_SUITE_P(                                                          \
+      Databases, Suite,                                                              \
+      ::testing::Values(spcdbtest::Backend::SQLite, spcdbtest::Backend::PostgreSQL), \
+      [](const auto& info) {                                                         \
+        return info.param == spcdbtest::Backend::SQLite ? "SQLite" : "PostgreSQL";   \
+      })

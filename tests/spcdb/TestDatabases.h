@@ -1,0 +1,27 @@
+// Fresh SPC databases for the tests, one per test: an SQLite file in a temporary folder
+// (always), or a database of its own on the PostgreSQL server that scripts/with-postgres
+// started (DAM_TEST_PG_CONNECTION). A test that takes its database away gets a private
+// PostgreSQL server instead, so that stopping it disturbs no other test.
+#pragma once
+
+#include <memory>
+#include <string>
+
+namespace spcdbtest {
+
+enum class Backend { SQLite, PostgreSQL };
+
+class TestDatabase {
+ public:
+  virtual ~TestDatabase() = default;
+  virtual std::string ConnectionString() const = 0;
+  // Makes the database unreachable for connected sessions and new ones, and back.
+  // False when this machine cannot do it.
+  virtual bool TakeAway() = 0;
+  virtual void GiveBack() = 0;
+};
+
+// Null when the backend is not available here.
+std::unique_ptr<TestDatabase> MakeTestDatabase(Backend backend, bool canBeTakenAway = false);
+
+}  // namespace spcdbtest
