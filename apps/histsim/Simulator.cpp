@@ -33,6 +33,7 @@ Simulator::Simulator(const Options& options) : options_(options), random_(option
       {p + "RUNNING", Kind::Running, 0, 0, "1"},
       {p + "COUNTER", Kind::Counter, 0, 0, "0"},
       {p + "WEIGHT", Kind::Measurement, 500.0, 1.5, ""},
+      {p + "WEIGHT2", Kind::Measurement, 500.0, 1.5, ""},
       {p + "WIDTH", Kind::Measurement, 25.0, 0.05, ""},
       {p + "TEMP", Kind::Measurement, 72.0, 0.8, ""},
       {p + "PRESSURE", Kind::Measurement, 3.2, 0.05, ""},
