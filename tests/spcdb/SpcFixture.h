@@ -59,6 +59,4 @@ runtime::Error ErrorOf(const std::function<void()>& body);
   INSTANTIATE_TEST_SUITE_P(                                                          \
       Databases, Suite,                                                              \
       ::testing::Values(spcdbtest::Backend::SQLite, spcdbtest::Backend::PostgreSQL), \
-      [](const auto& info) {                                                         \
-        return info.param == spcdbtest::Backend::SQLite ? "SQLite" : "PostgreSQL";   \
-      })
+      [](const auto& info) { return ::testing::PrintToString(info.param); })

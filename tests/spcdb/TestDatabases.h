@@ -5,11 +5,17 @@
 #pragma once
 
 #include <memory>
+#include <ostream>
 #include <string>
 
 namespace spcdbtest {
 
 enum class Backend { SQLite, PostgreSQL };
+
+// Names the backend in test names and messages.
+inline void PrintTo(Backend backend, std::ostream* out) {
+  *out << (backend == Backend::SQLite ? "SQLite" : "PostgreSQL");
+}
 
 class TestDatabase {
  public:
