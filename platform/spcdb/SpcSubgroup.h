@@ -46,7 +46,7 @@ class SpcSubgroup : public host::HostSubgroup {
 
  private:
   SpcSession& Session() const;
-  // The identifier of `name` in `table`; unknown is an error.
+  // Fails with kSpcUnknownName when the database has no `name` of `kind`.
   void RequireKnown(host::RecordKind kind, const std::string& name);
 
   std::shared_ptr<SpcSession> session_;
