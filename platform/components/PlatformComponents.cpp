@@ -32,7 +32,13 @@ std::unique_ptr<host::SettingsFile> PlatformComponents::OpenSettingsFile(const s
 }
 
 std::shared_ptr<host::DatabaseSession> PlatformComponents::CreateDatabaseSession() {
-  return std::make_shared<SpcSession>();
+  // Drivers copy only the connection from the host's session, so the host setting that
+  // makes unknown tests an error is applied to every session made here.
+  auto session = std::make_shared<SpcSession>();
+  const std::string settings = fileSystem_.JoinPath(fileSystem_.SettingsFolder(), "dam.ini");
+  session->Settings().SetStrictTests(
+      ProfileFile(settings).ReadInteger("Database", "StrictTests", 0) != 0);
+  return session;
 }
 
 std::unique_ptr<host::HostRecord> PlatformComponents::CreateRecord(host::RecordKind kind) {
