@@ -29,7 +29,7 @@ class FailureTest : public EngineTest {
 };
 
 TEST_F(FailureTest, TheQueryReportsAMissingOrBrokenLinkAndEmptyResults) {
-  Load({"TEST=G\tI\t%TAG(FIC101)\t"}, "Driver=SQLite3;Database=" + historianPath);
+  Load({"TEST=G\tI\t%TAG(FIC101.PV)\t%TAG(TI-20)"});
   configuration->SetDataLink("");
   Start();
   EXPECT_EQ(Cycle(), (Lines{"Line 1|Unable to Access Database|"
@@ -46,7 +46,7 @@ TEST_F(FailureTest, TheQueryReportsAMissingOrBrokenLinkAndEmptyResults) {
   configuration->SetDataLink(historian);
   const std::string sql =
       "SELECT Tagname, TimeStamp, Value FROM ihRawData WHERE (SamplingMode='CurrentValue') AND "
-      "(Tagname='FIC101')";
+      "(Tagname='FIC101.PV' OR Tagname='TI-20')";
   EXPECT_EQ(Cycle(), (Lines{"Line 1|Unable to get record set.|"
                             "No records were returned by the query.|" +
                             sql}));
