@@ -1,16 +1,11 @@
 #include "tests/support/FakeComponents.h"
 
-#include <cmath>
-
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/utility/ProfileFile.h"
 #include "runtime/Error.h"
-#include "runtime/Variant.h"
 
 namespace testsupport {
 namespace {
-
-constexpr double kSecondsPerDay = 86400.0;
 
 class RecordingError : public host::HostError {
  public:
@@ -31,52 +26,6 @@ Result CreateWith(const std::function<Result(Args...)>& factory, Args... args) {
 }
 
 }  // namespace
-
-runtime::Date FakeDateMath::SerialToDate(int32_t serial) const {
-  return runtime::SerialTimeToDate(serial);
-}
-
-int32_t FakeDateMath::DateToSerial(runtime::Date date) const {
-  return runtime::DateToSerialTime(date);
-}
-
-runtime::Date FakeDateMath::NextPeriodTime(runtime::Date base, runtime::Date now, int32_t unit,
-                                           int32_t interval) const {
-  static constexpr int64_t kUnitSeconds[] = {1, 60, 3600, 86400};
-  if (unit < 0 || unit > 3 || interval < 1) throw runtime::Error(runtime::kInvalidProcedureCall);
-  const double step = static_cast<double>(kUnitSeconds[unit] * interval);
-  // The tolerance, far below a second, absorbs the rounding of dates kept as day fractions.
-  const double elapsed = (now.serial - base.serial) * kSecondsPerDay;
-  const double k = std::floor(elapsed / step + 1e-9) + 1;
-  return runtime::Date{base.serial + k * step / kSecondsPerDay};
-}
-
-bool FakeComparer::CompareValues(const runtime::Variant& value1, int32_t evaluation,
-                                 const runtime::Variant& value2) const {
-  int order;
-  if (runtime::IsNumeric(value1) && runtime::IsNumeric(value2)) {
-    const double a = runtime::ToDouble(value1), b = runtime::ToDouble(value2);
-    order = a < b ? -1 : (a > b ? 1 : 0);
-  } else {
-    order = runtime::ToText(value1).compare(runtime::ToText(value2));
-  }
-  switch (evaluation) {
-    case 1:
-      return order == 0;
-    case 2:
-      return order > 0;
-    case 3:
-      return order >= 0;
-    case 4:
-      return order < 0;
-    case 5:
-      return order <= 0;
-    case 6:
-      return order != 0;
-    default:
-      return false;
-  }
-}
 
 TempFileSystem::TempFileSystem(const TempFolder& root)
     : log_(root.Subfolder("log")),

@@ -1,5 +1,5 @@
-// host::Components for tests: real ODBC connections and settings files, folders in a
-// temporary folder of its own, simple stand-ins for the host's utility objects, and a
+// host::Components for tests: real ODBC connections, settings files and utility objects,
+// folders in a temporary folder of its own, an identity text codec, and a
 // record of everything shown to the user. Host objects the tests do not need (database
 // session, records, subgroups, selection dialogs, timers) fail to create with error 429
 // unless a test installs a factory for them.
@@ -12,6 +12,9 @@
 #include <vector>
 
 #include "host/Components.h"
+#include "platform/utility/Comparer.h"
+#include "platform/utility/DateMath.h"
+#include "platform/utility/TextExpander.h"
 #include "tests/support/TempFolder.h"
 
 namespace testsupport {
@@ -21,26 +24,6 @@ struct ShownError {
   std::string module, source, description;
   int32_t number = 0;
   std::string location;
-};
-
-class FakeDateMath : public host::HostDateMath {
- public:
-  runtime::Date SerialToDate(int32_t serial) const override;
-  int32_t DateToSerial(runtime::Date date) const override;
-  runtime::Date NextPeriodTime(runtime::Date base, runtime::Date now, int32_t unit,
-                               int32_t interval) const override;
-};
-
-// Numbers compare as numbers when both sides are numeric, everything else as text.
-class FakeComparer : public host::HostComparer {
- public:
-  bool CompareValues(const runtime::Variant& value1, int32_t evaluation,
-                     const runtime::Variant& value2) const override;
-};
-
-class IdentityExpander : public host::HostTextExpander {
- public:
-  std::string ExpandText(const std::string& text) const override { return text; }
 };
 
 class IdentityCodec : public host::HostTextCodec {
@@ -104,9 +87,9 @@ class FakeComponents : public host::Components {
 
  private:
   TempFolder root_;
-  FakeDateMath dateMath_;
-  FakeComparer comparer_;
-  IdentityExpander expander_;
+  platform::DateMath dateMath_;
+  platform::Comparer comparer_;
+  platform::TextExpander expander_;
   IdentityCodec codec_;
   TempFileSystem fileSystem_;
 };
