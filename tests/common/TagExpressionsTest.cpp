@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <tuple>
 
 #include "runtime/Text.h"
 
@@ -10,55 +11,35 @@ namespace {
 
 using Strings = std::vector<std::string>;
 
-struct Found {
-  bool any;
-  Strings tokens, names, fields;
-};
-
-Found Parse(const std::string& text) {
-  Found f;
-  f.any = common::GetTagArrays(text, f.tokens, f.names, f.fields);
-  return f;
-}
-
 TEST(GetTagArrays, FindsReferencesByTheRules) {
-  EXPECT_FALSE(Parse("").any);
-  EXPECT_FALSE(Parse("   ").any);
-  EXPECT_FALSE(Parse("plain text").any);
-  EXPECT_FALSE(Parse("%tag(Value, A)").any) << "the marker is case-sensitive";
-  EXPECT_FALSE(Parse("%TAG(Value, A").any) << "no balancing parenthesis";
-
-  Found f = Parse("Lot %TAG(Value, LINE1.LOT) at %TAG(Date, LINE1.LOT) %TAG(open");
-  ASSERT_TRUE(f.any);
-  EXPECT_EQ(f.tokens, (Strings{"%TAG(Value, LINE1.LOT)", "%TAG(Date, LINE1.LOT)"}));
-  EXPECT_EQ(f.names, (Strings{"LINE1.LOT", "LINE1.LOT"}));
-  EXPECT_EQ(f.fields, (Strings{"Value", "Date"}));
-
-  f = Parse("%TAG(f(1), T)");
-  ASSERT_TRUE(f.any);
-  EXPECT_EQ(f.tokens, Strings{"%TAG(f(1), T)"});
-  EXPECT_EQ(f.fields, Strings{"f(1)"});
-  EXPECT_EQ(f.names, Strings{"T"});
-
-  f = Parse("x%TAG(Value, A,B)y");
-  EXPECT_EQ(f.names, Strings{"A,B"}) << "only the first comma splits";
-
-  f = Parse("%TAG(  Line3.PartNo  )");
-  EXPECT_EQ(f.fields, Strings{"Value"});
-  EXPECT_EQ(f.names, Strings{"Line3.PartNo"});
-  EXPECT_EQ(f.tokens, Strings{"%TAG(  Line3.PartNo  )"});
-
-  f = Parse("%TAG()");
-  ASSERT_TRUE(f.any) << "an empty body is still a reference";
-  EXPECT_EQ(f.names, Strings{""});
-}
-
-TEST(GetTagArrays, LeavesOutputsUntouchedWhenNothingFound) {
-  Strings tokens{"keep"}, names{"keep"}, fields{"keep"};
-  EXPECT_FALSE(common::GetTagArrays("%TAG(never closed", tokens, names, fields));
-  EXPECT_EQ(tokens, Strings{"keep"});
-  EXPECT_EQ(names, Strings{"keep"});
-  EXPECT_EQ(fields, Strings{"keep"});
+  struct Case {
+    const char* text;
+    Strings tokens, names, fields;
+  };
+  const Case cases[] = {
+      {"Lot %TAG(Value, LINE1.LOT) at %TAG(Date, LINE1.LOT) %TAG(open",
+       {"%TAG(Value, LINE1.LOT)", "%TAG(Date, LINE1.LOT)"},
+       {"LINE1.LOT", "LINE1.LOT"},
+       {"Value", "Date"}},
+      {"%TAG(f(1), T)", {"%TAG(f(1), T)"}, {"T"}, {"f(1)"}},
+      // Only the first comma splits.
+      {"x%TAG( Date ,A,B)y", {"%TAG( Date ,A,B)"}, {"A,B"}, {"Date"}},
+      {"%TAG(  Line3.PartNo  )", {"%TAG(  Line3.PartNo  )"}, {"Line3.PartNo"}, {"Value"}},
+      {"%TAG()", {"%TAG()"}, {""}, {"Value"}},
+  };
+  for (const Case& c : cases) {
+    Strings tokens{"old"}, names{"old"}, fields{"old"};
+    EXPECT_TRUE(common::GetTagArrays(c.text, tokens, names, fields)) << c.text;
+    EXPECT_EQ(std::tuple(tokens, names, fields), std::tuple(c.tokens, c.names, c.fields)) << c.text;
+  }
+  // The marker is case-sensitive and needs its balancing parenthesis; without a reference
+  // the outputs stay as they were.
+  for (const char* text : {"", "   ", "plain text", "%tag(Value, A)", "%TAG(Value, A"}) {
+    const Strings keep{"keep"};
+    Strings tokens = keep, names = keep, fields = keep;
+    EXPECT_FALSE(common::GetTagArrays(text, tokens, names, fields)) << text;
+    EXPECT_EQ(std::tuple(tokens, names, fields), std::tuple(keep, keep, keep)) << text;
+  }
 }
 
 Strings Merge(Strings target, const Strings& source) {

@@ -9,54 +9,33 @@
 namespace {
 
 using config::Configuration1;
-using testsupport::CreateSqliteDatabase;
+using testsupport::kHistorianTables;
 
 // "number - description" of a data access error.
 const std::regex kErrorText("-?[0-9]+ - .+");
 
-class DataLink : public ::testing::Test {
- protected:
-  std::string Historian(const std::string& name, const std::vector<std::string>& statements) {
-    return CreateSqliteDatabase(folder.File(name), statements);
-  }
-
-  testsupport::TempFolder folder;
+TEST(DataLink, EachMissingPieceHasItsState) {
   testsupport::FakeComponents components;
-  Configuration1 configuration{components};
-};
-
-TEST_F(DataLink, BlankLinkIsNoConnection) {
-  configuration.SetDataLink("Driver=NoSuchDriver");
-  ASSERT_EQ(configuration.DataLinkState(), 1);
-  const std::string failure = configuration.DataLinkError();
-  configuration.SetDataLink("   ");
-  EXPECT_EQ(configuration.DataLinkState(), 0);
-  EXPECT_EQ(configuration.DataLinkError(), failure);
-}
-
-TEST_F(DataLink, EachMissingPieceHasItsState) {
   struct Case {
     const char* what;
     std::vector<std::string> statements;
     int32_t state;
   };
-  const std::vector<Case> cases = {
+  const Case cases[] = {
       {"no tables", {}, 2},
-      {"ihTags without Tagname",
-       {"CREATE TABLE ihTags (Name TEXT)", testsupport::kHistorianTables[1]},
-       2},
-      {"no ihRawData", {testsupport::kHistorianTables[0]}, 3},
+      {"ihTags without Tagname", {"CREATE TABLE ihTags (Name TEXT)", kHistorianTables[1]}, 2},
+      {"no ihRawData", {kHistorianTables[0]}, 3},
       {"ihRawData without Value",
-       {testsupport::kHistorianTables[0],
+       {kHistorianTables[0],
         "CREATE TABLE ihRawData (Tagname TEXT, TimeStamp TIMESTAMP, SamplingMode TEXT)"},
        5},
-      {"ready", testsupport::kHistorianTables, 6},
+      {"ready", kHistorianTables, 6},
   };
-  int n = 0;
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     Configuration1 fresh(components);
-    fresh.SetDataLink(Historian("h" + std::to_string(++n) + ".db", c.statements));
+    fresh.SetDataLink(testsupport::CreateSqliteDatabase(
+        components.Root().File(std::to_string(&c - cases) + ".db"), c.statements));
     EXPECT_EQ(fresh.DataLinkState(), c.state);
     if (c.state == 6) {
       EXPECT_EQ(fresh.DataLinkError(), "");
@@ -66,8 +45,11 @@ TEST_F(DataLink, EachMissingPieceHasItsState) {
   }
 }
 
-TEST_F(DataLink, FailureTextStaysAfterALaterSuccess) {
-  const std::string good = Historian("ready.db", testsupport::kHistorianTables);
+TEST(DataLink, FailureTextStaysAfterALaterSuccessOrABlankLink) {
+  testsupport::FakeComponents components;
+  Configuration1 configuration(components);
+  const std::string good =
+      testsupport::CreateSqliteDatabase(components.Root().File("ready.db"), kHistorianTables);
   configuration.SetDataLink(good);
   ASSERT_EQ(configuration.DataLinkState(), 6);
 
@@ -79,6 +61,9 @@ TEST_F(DataLink, FailureTextStaysAfterALaterSuccess) {
 
   configuration.SetDataLink(good);
   EXPECT_EQ(configuration.DataLinkState(), 6);
+  EXPECT_EQ(configuration.DataLinkError(), failure);
+  configuration.SetDataLink("   ");
+  EXPECT_EQ(configuration.DataLinkState(), 0);
   EXPECT_EQ(configuration.DataLinkError(), failure);
 
   // Reading a configuration starts from a clear record, so the old text goes.

@@ -70,12 +70,4 @@ TEST(Error, DescriptionsAndWhatWasThrown) {
   const Error other = ToError(std::make_exception_ptr(std::runtime_error("disk on fire")));
   EXPECT_EQ(other.NumberAndDescription(), "5 - disk on fire");
   EXPECT_EQ(ToError(std::make_exception_ptr(42)).Number(), kInvalidProcedureCall);
-
-  try {
-    RaisingFrom("Configuration1.SetData", [] { return ToLong("x"); });
-    FAIL();
-  } catch (const Error& e) {
-    EXPECT_EQ(e.NumberAndDescription(), "13 - Type mismatch");
-    EXPECT_EQ(e.Source(), "Configuration1.SetData");
-  }
 }
