@@ -7,22 +7,18 @@ namespace {
 using platform::AppendConnectionKey;
 using platform::HasConnectionKey;
 
-TEST(OdbcConnectionString, FindsKeysButNotTextInsideValues) {
+TEST(OdbcConnectionString, FindsKeysOutsideValuesAndBracesValuesThatWouldBreakTheSyntax) {
   EXPECT_TRUE(HasConnectionKey("Driver=x;uid=me;Database=d", "UID"));
   EXPECT_TRUE(HasConnectionKey(" Pwd =secret", "PWD"));
   EXPECT_FALSE(HasConnectionKey("Driver=x;Database=UID=me", "UID"));
   EXPECT_FALSE(HasConnectionKey("Driver={a;UID=b}}c};Database=d", "UID"));
   EXPECT_TRUE(HasConnectionKey("Driver={a;b}}};UID=me", "UID"));
   EXPECT_FALSE(HasConnectionKey("", "UID"));
-}
 
-TEST(OdbcConnectionString, BracesValuesThatWouldBreakTheSyntax) {
   std::string text = "Driver=x";
   AppendConnectionKey(text, "UID", "me");
   AppendConnectionKey(text, "PWD", "a;b}c");
   EXPECT_EQ(text, "Driver=x;UID=me;PWD={a;b}}c}");
-  EXPECT_FALSE(HasConnectionKey("Driver=x;PWD={a;UID=}}c}", "UID"));
-
   std::string ended = "Driver=x;";
   AppendConnectionKey(ended, "PWD", " padded ");
   EXPECT_EQ(ended, "Driver=x;PWD={ padded }");

@@ -1,20 +1,26 @@
 #include "tests/spcdb/SpcFixture.h"
 
+#include "platform/spcdb/SpcRecord.h"
+#include "platform/spcdb/SpcSubgroup.h"
+
 namespace spcdbtest {
 
 using host::DescriptorKind;
 using platform::SpcName;
-using platform::SpcReading;
 using platform::SpcSubgroupData;
 
-void SpcFixture::UseDatabase(bool canBeTakenAway) {
-  database_ = MakeTestDatabase(GetParam(), canBeTakenAway);
+INSTANTIATE_TEST_SUITE_P(Databases, SpcDatabaseTest,
+                         ::testing::Values(Backend::SQLite, Backend::PostgreSQL),
+                         [](const auto& info) { return ::testing::PrintToString(info.param); });
+
+void SpcDatabaseTest::SetUp() {
+  database_ = MakeTestDatabase(GetParam());
   if (!database_)
     GTEST_SKIP() << "no PostgreSQL server (run the tests under scripts/with-postgres)";
 }
 
-std::shared_ptr<platform::SpcSession> SpcFixture::OpenSession(int32_t sessionNumber,
-                                                              bool strictTests) {
+std::shared_ptr<platform::SpcSession> SpcDatabaseTest::OpenSession(int32_t sessionNumber,
+                                                                   bool strictTests) {
   auto session = std::make_shared<platform::SpcSession>();
   session->Initialize(sessionNumber);
   session->Settings().SetConnection(database_->ConnectionString());
@@ -23,8 +29,31 @@ std::shared_ptr<platform::SpcSession> SpcFixture::OpenSession(int32_t sessionNum
   return session;
 }
 
-void Fill(host::HostSubgroup& target, const SpcSubgroupData& subgroup) {
-  target.Clear();
+SpcSubgroupData SampleSubgroup(int n) {
+  SpcSubgroupData subgroup;
+  subgroup.time = runtime::MakeDate({2024, 3, 1, 10, n / 60 % 60, n % 60});
+  subgroup.size = 2;
+  subgroup.sessionNumber = 42;
+  subgroup.part = SpcName{"Gehäuse", "O'Brien \"Ä€\" 7"};
+  subgroup.process = SpcName{"Line 1", "Milling"};
+  subgroup.job = SpcName{"Jobs", "J-1"};
+  subgroup.shift = SpcName{"Shifts", "Früh"};
+  subgroup.lot = "Lot '" + std::to_string(n);
+  subgroup.descriptors = {{"Operators", "Anna"}, {"Machines", "M1'); DROP TABLE parts;--"}};
+  // A repeated test: samples 1 and 2 of Width.
+  subgroup.readings = {
+      {"Dimensions", "Width", 1, 10.25 + n, "SN-" + std::to_string(n), ""},
+      {"Dimensions", "Width", 2, 10.5, "SN-" + std::to_string(n), ""},
+      {"Dimensions", "Höhe", 1, -0.125, "", ""},
+      {"Visual", "Scratches", 1, 0, "SN-" + std::to_string(n), "D17"},
+  };
+  return subgroup;
+}
+
+int32_t SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session,
+                     const SpcSubgroupData& subgroup) {
+  platform::SpcSubgroup target;
+  target.SetDatabase(session);
   auto set = [&](DescriptorKind kind, const std::optional<SpcName>& name) {
     if (!name) return;
     target.SetGroup(kind, name->group);
@@ -39,41 +68,22 @@ void Fill(host::HostSubgroup& target, const SpcSubgroupData& subgroup) {
   target.SetSize(subgroup.size);
   target.SetTime(subgroup.time);
   if (subgroup.lot) target.SetLot(*subgroup.lot);
-  for (const SpcReading& reading : subgroup.readings) {
+  for (const platform::SpcReading& reading : subgroup.readings) {
     target.LookupTestGroup(reading.testGroup);
     target.LookupTest(reading.test);
     target.AddReading(reading.value, static_cast<int16_t>(reading.sample), 0, reading.serialNumber,
                       reading.defect);
   }
-}
-
-SpcSubgroupData SampleSubgroup(int n) {
-  SpcSubgroupData subgroup;
-  subgroup.time = runtime::MakeDate({2024, 3, 1, 10, n / 60 % 60, n % 60});
-  subgroup.size = 2;
-  subgroup.sessionNumber = 42;
-  subgroup.part = SpcName{"Gehäuse", "O'Brien \"Ä€\" 7"};
-  subgroup.process = SpcName{"Line 1", "Milling"};
-  subgroup.job = SpcName{"Jobs", "J-1"};
-  subgroup.shift = SpcName{"Shifts", "Früh"};
-  subgroup.lot = "Lot '" + std::to_string(n);
-  subgroup.descriptors = {{"Operators", "Anna"}, {"Machines", "M1'); DROP TABLE parts;--"}};
-  subgroup.readings = {
-      {"Dimensions", "Width", 1, 10.25 + n, "SN-" + std::to_string(n), ""},
-      {"Dimensions", "Width", 2, 10.5, "SN-" + std::to_string(n), ""},
-      {"Dimensions", "Höhe", 1, -0.125, "", ""},
-      {"Visual", "Scratches", 1, 0, "SN-" + std::to_string(n), "D17"},
-  };
-  return subgroup;
-}
-
-int32_t SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session,
-                     const SpcSubgroupData& subgroup) {
-  platform::SpcSubgroup target;
-  target.SetDatabase(session);
-  Fill(target, subgroup);
   target.Save(0);
   return target.SavedId();
+}
+
+std::vector<std::string> Names(platform::SpcSession& session, host::RecordKind kind,
+                               int32_t groupId) {
+  std::vector<std::string> names;
+  for (const auto& record : platform::ListRecords(session, kind, groupId))
+    names.push_back(record.Name());
+  return names;
 }
 
 runtime::Error ErrorOf(const std::function<void()>& body) {

@@ -8,21 +8,18 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "platform/spcdb/SpcSession.h"
-#include "platform/spcdb/SpcSubgroup.h"
 #include "platform/spcdb/SpcSubgroupData.h"
 #include "runtime/Error.h"
 #include "tests/spcdb/TestDatabases.h"
 
 namespace spcdbtest {
 
-class SpcFixture : public ::testing::TestWithParam<Backend> {
+class SpcDatabaseTest : public ::testing::TestWithParam<Backend> {
  protected:
-  void SetUp() override { UseDatabase(false); }
-
-  // Replaces the test's database; skips the test when the backend cannot give one.
-  void UseDatabase(bool canBeTakenAway);
+  void SetUp() override;
 
   std::shared_ptr<platform::SpcSession> OpenSession(int32_t sessionNumber = 42,
                                                     bool strictTests = false);
@@ -38,25 +35,20 @@ class ForeignSession : public host::DatabaseSession {
   void Open(int32_t, int32_t) override {}
 };
 
-// Hands `subgroup` to `target` as a driver would: descriptors, size, time, lot, then
-// for every reading its test group, test and values.
-void Fill(host::HostSubgroup& target, const platform::SpcSubgroupData& subgroup);
-
 // A subgroup with every kind of descriptor and names that need care (quotes, UTF-8,
 // SQL), numbered by `n` in its time and values.
 platform::SpcSubgroupData SampleSubgroup(int n);
 
-// Saves `subgroup` through a new SpcSubgroup on `session`; gives the stored identifier.
+// Saves `subgroup` through a new SpcSubgroup on `session`, handing it over as a driver
+// would; gives the stored identifier.
 int32_t SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session,
                      const platform::SpcSubgroupData& subgroup);
+
+// The names of the records ListRecords gives.
+std::vector<std::string> Names(platform::SpcSession& session, host::RecordKind kind,
+                               int32_t groupId = 0);
 
 // The runtime::Error `body` throws; fails the test when it throws none.
 runtime::Error ErrorOf(const std::function<void()>& body);
 
 }  // namespace spcdbtest
-
-#define INSTANTIATE_SPC_SUITE(Suite)                                                 \
-  INSTANTIATE_TEST_SUITE_P(                                                          \
-      Databases, Suite,                                                              \
-      ::testing::Values(spcdbtest::Backend::SQLite, spcdbtest::Backend::PostgreSQL), \
-      [](const auto& info) { return ::testing::PrintToString(info.param); })

@@ -11,24 +11,6 @@ namespace {
 using host::RecordKind;
 using platform::ListRecords;
 
-class SpcNamesTest : public SpcFixture {
- protected:
-  void SetUp() override {
-    SpcFixture::SetUp();
-    if (IsSkipped()) return;
-    session_ = OpenSession();
-    SaveSubgroup(session_, SampleSubgroup(1));
-    components_.recordFactory = [](RecordKind kind) {
-      return std::make_unique<platform::SpcRecord>(kind);
-    };
-  }
-
-  testsupport::FakeComponents components_;
-  std::shared_ptr<platform::SpcSession> session_;
-};
-
-INSTANTIATE_SPC_SUITE(SpcNamesTest);
-
 using ByName = common::RecordPtr (*)(host::Components&, const common::DatabasePtr&,
                                      const std::string&);
 using ById = common::RecordPtr (*)(host::Components&, const common::DatabasePtr&, int32_t);
@@ -41,7 +23,18 @@ struct Family {
   std::string group, item;
 };
 
-TEST_P(SpcNamesTest, FindsRecordsAndGroupsByNameAndGroupsById) {
+// -1 when there is no record at all, to tell it from a record not found (0).
+int32_t IdOf(const common::RecordPtr& record) {
+  return record ? record->Id() : -1;
+}
+
+TEST_P(SpcDatabaseTest, ResolvesRecordsByNameAndGroupsByIdOnlyWhereTheyAre) {
+  auto session = OpenSession();
+  SaveSubgroup(session, SampleSubgroup(1));
+  testsupport::FakeComponents components;
+  components.recordFactory = [](RecordKind kind) {
+    return std::make_unique<platform::SpcRecord>(kind);
+  };
   const Family families[] = {
       {common::ResolvePartName, common::ResolvePartGroupName, common::ResolvePartGroupID, "Ptgp",
        "Gehäuse", "O'Brien \"Ä€\" 7"},
@@ -56,105 +49,70 @@ TEST_P(SpcNamesTest, FindsRecordsAndGroupsByNameAndGroupsById) {
   };
   for (const Family& family : families) {
     SCOPED_TRACE(family.item);
-    auto record = family.name(components_, session_, family.item);
-    ASSERT_NE(record, nullptr);
-    EXPECT_NE(record->Id(), 0);
+    auto record = family.name(components, session, family.item);
+    ASSERT_GT(IdOf(record), 0);
     EXPECT_EQ(record->Name(), family.item);
     EXPECT_EQ(runtime::ToText(record->Field("Name")), family.item);
-
-    auto group = family.groupName(components_, session_, family.group);
-    ASSERT_NE(group, nullptr);
-    EXPECT_NE(group->Id(), 0);
+    auto group = family.groupName(components, session, family.group);
+    ASSERT_GT(IdOf(group), 0);
     EXPECT_EQ(runtime::ToLong(record->Field(family.groupField)), group->Id());
-    EXPECT_EQ(family.groupId(components_, session_, group->Id())->Name(), family.group);
+    EXPECT_EQ(family.groupId(components, session, group->Id())->Name(), family.group);
 
-    EXPECT_EQ(family.name(components_, session_, family.item + " ")->Id(), 0);
-    EXPECT_EQ(family.name(components_, session_, family.group)->Id(), 0);
-    EXPECT_EQ(family.groupName(components_, session_, family.item)->Id(), 0);
-    auto missing = family.groupId(components_, session_, 999999);
-    EXPECT_EQ(missing->Id(), 0);
+    EXPECT_EQ(IdOf(family.name(components, session, family.item + " ")), 0);
+    EXPECT_EQ(IdOf(family.name(components, session, family.group)), 0);
+    EXPECT_EQ(IdOf(family.groupName(components, session, family.item)), 0);
+    auto missing = family.groupId(components, session, 999999);
+    ASSERT_EQ(IdOf(missing), 0);
     EXPECT_EQ(missing->Name(), "");
   }
-}
 
-TEST_P(SpcNamesTest, FindsADescriptorOnlyWithinItsGroup) {
-  int32_t operators = common::ResolveDescGroupName(components_, session_, "Operators")->Id();
-  int32_t machines = common::ResolveDescGroupName(components_, session_, "Machines")->Id();
-  ASSERT_NE(operators, 0);
-  ASSERT_NE(machines, 0);
-  EXPECT_EQ(common::ResolveDescGroupID(components_, session_, machines)->Name(), "Machines");
-
-  auto anna = common::ResolveDescName(components_, session_, "Anna", operators);
-  EXPECT_NE(anna->Id(), 0);
+  // A descriptor is found only within its own group.
+  int32_t operators = IdOf(common::ResolveDescGroupName(components, session, "Operators"));
+  int32_t machines = IdOf(common::ResolveDescGroupName(components, session, "Machines"));
+  ASSERT_GT(operators, 0);
+  ASSERT_GT(machines, 0);
+  EXPECT_EQ(common::ResolveDescGroupID(components, session, machines)->Name(), "Machines");
+  auto anna = common::ResolveDescName(components, session, "Anna", operators);
+  ASSERT_GT(IdOf(anna), 0);
   EXPECT_EQ(runtime::ToLong(anna->Field("Dsgp")), operators);
-  EXPECT_EQ(common::ResolveDescName(components_, session_, "Anna", machines)->Id(), 0);
-  EXPECT_EQ(common::ResolveDescName(components_, session_, "Anna", 0)->Id(), 0);
-  EXPECT_NE(
-      common::ResolveDescName(components_, session_, "M1'); DROP TABLE parts;--", machines)->Id(),
-      0);
+  EXPECT_EQ(IdOf(common::ResolveDescName(components, session, "Anna", machines)), 0);
+  EXPECT_EQ(IdOf(common::ResolveDescName(components, session, "Anna", 0)), 0);
+  EXPECT_GT(
+      IdOf(common::ResolveDescName(components, session, "M1'); DROP TABLE parts;--", machines)), 0);
+
+  // Faults end the look-up early: a record never loaded, or none at all.
+  EXPECT_EQ(IdOf(common::ResolvePartName(components, nullptr, "O'Brien \"Ä€\" 7")), 0);
+  EXPECT_EQ(IdOf(common::ResolveJobName(components, std::make_shared<ForeignSession>(), "J-1")), 0);
+  components.recordFactory = nullptr;
+  EXPECT_EQ(common::ResolveShftName(components, session, "Früh"), nullptr);
 }
 
-// The dialogs treat both results of a fault like a name that is not there.
-TEST_P(SpcNamesTest, FaultsEndTheLookUpAsNotFound) {
-  auto unloaded = common::ResolvePartName(components_, nullptr, "O'Brien \"Ä€\" 7");
-  ASSERT_NE(unloaded, nullptr);
-  EXPECT_EQ(unloaded->Id(), 0);
-
-  auto foreign = common::ResolveJobName(components_, std::make_shared<ForeignSession>(), "J-1");
-  ASSERT_NE(foreign, nullptr);
-  EXPECT_EQ(foreign->Id(), 0);
-
-  components_.recordFactory = nullptr;
-  EXPECT_EQ(common::ResolveShftName(components_, session_, "Früh"), nullptr);
-}
-
-TEST_P(SpcNamesTest, ListsRecordsOfAKindOptionallyWithinAGroup) {
+TEST_P(SpcDatabaseTest, ListsRecordsOfAKindOptionallyWithinAGroup) {
+  auto session = OpenSession();
+  SaveSubgroup(session, SampleSubgroup(1));
   platform::SpcSubgroupData more = SampleSubgroup(2);
   more.readings = {{"Visual", "Dents", 1, 1, "", ""}, {"Electrical", "Ohm", 1, 5, "", ""}};
-  SaveSubgroup(session_, more);
+  SaveSubgroup(session, more);
 
-  auto names = [](const std::vector<platform::SpcRecord>& records) {
-    std::vector<std::string> names;
-    for (const auto& record : records) names.push_back(record.Name());
-    return names;
-  };
-  using Names = std::vector<std::string>;
-  EXPECT_EQ(names(ListRecords(*session_, RecordKind::Test)),
-            (Names{"Dents", "Höhe", "Ohm", "Scratches", "Width"}));
-  EXPECT_EQ(names(ListRecords(*session_, RecordKind::TestGroup)),
-            (Names{"Dimensions", "Electrical", "Visual"}));
+  using List = std::vector<std::string>;
+  EXPECT_EQ(Names(*session, RecordKind::Test),
+            (List{"Dents", "Höhe", "Ohm", "Scratches", "Width"}));
+  EXPECT_EQ(Names(*session, RecordKind::TestGroup), (List{"Dimensions", "Electrical", "Visual"}));
+  int32_t visual = ListRecords(*session, RecordKind::TestGroup).at(2).Id();
+  auto inVisual = ListRecords(*session, RecordKind::Test, visual);
+  EXPECT_EQ(Names(*session, RecordKind::Test, visual), (List{"Dents", "Scratches"}));
+  EXPECT_EQ(runtime::ToLong(inVisual.at(0).Field("Tsgp")), visual);
+  EXPECT_TRUE(ListRecords(*session, RecordKind::Part, 999999).empty());
 
-  int32_t visual = common::ResolveTestGroupName(components_, session_, "Visual")->Id();
-  auto inVisual = ListRecords(*session_, RecordKind::Test, visual);
-  EXPECT_EQ(names(inVisual), (Names{"Dents", "Scratches"}));
-  EXPECT_EQ(runtime::ToLong(inVisual[0].Field("Tsgp")), visual);
-  EXPECT_EQ(ListRecords(*session_, RecordKind::Part, 999999).size(), 0u);
-
-  EXPECT_EQ(ErrorOf([&] { ListRecords(*session_, RecordKind::PartGroup, visual); }).Number(),
+  EXPECT_EQ(ErrorOf([&] { ListRecords(*session, RecordKind::PartGroup, visual); }).Number(),
             runtime::kInvalidProcedureCall);
   EXPECT_EQ(ErrorOf([&] { inVisual[0].Field("Ptgp"); }).Number(), 3265);
-}
-
-TEST_P(SpcNamesTest, RecordKeysAreCheckedBeforeLoading) {
+  // Record keys are checked before anything is loaded.
   platform::SpcRecord record(RecordKind::Part);
-  EXPECT_EQ(ErrorOf([&] { record.Load(*session_, 0); }).Number(), runtime::kInvalidProcedureCall);
+  EXPECT_EQ(ErrorOf([&] { record.Load(*session, 0); }).Number(), runtime::kInvalidProcedureCall);
   EXPECT_EQ(ErrorOf([&] { record.SetNameKey(2); }).Number(), runtime::kInvalidProcedureCall);
   platform::SpcRecord group(RecordKind::PartGroup);
   EXPECT_EQ(ErrorOf([&] { group.SetGroupIdKey(1); }).Number(), runtime::kInvalidProcedureCall);
-
-  // Keys combine: a part by name and the wrong group is not found.
-  record.SetName("Milling");
-  record.SetNameKey(1);
-  EXPECT_FALSE(record.Load(*session_, 0));
-  platform::SpcRecord process(RecordKind::Process);
-  process.SetName("Milling");
-  process.SetNameKey(1);
-  process.SetGroupId(999999);
-  process.SetGroupIdKey(1);
-  EXPECT_FALSE(process.Load(*session_, 0));
-  process.SetGroupIdKey(0);
-  EXPECT_TRUE(process.Load(*session_, 0));
-  EXPECT_EQ(process.Name(), "Milling");
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 
 #include "platform/spcdb/SpcErrors.h"
 #include "platform/spcdb/SpcReader.h"
-#include "platform/spcdb/SpcRecord.h"
+#include "platform/spcdb/SpcSubgroup.h"
 #include "tests/spcdb/SpcFixture.h"
 #include "tests/support/TestClock.h"
 
@@ -11,66 +11,44 @@ namespace {
 
 using host::DescriptorKind;
 using host::RecordKind;
-using platform::ListRecords;
 using platform::ReadSubgroups;
 using platform::SpcSubgroupData;
+using List = std::vector<std::string>;
 
-class SpcSaveTest : public SpcFixture {};
-
-INSTANTIATE_SPC_SUITE(SpcSaveTest);
-
-std::vector<std::string> Names(platform::SpcSession& session, RecordKind kind) {
-  std::vector<std::string> names;
-  for (const auto& record : ListRecords(session, kind)) names.push_back(record.Name());
-  return names;
-}
-
-TEST_P(SpcSaveTest, SavedSubgroupsReadBackExactly) {
+TEST_P(SpcDatabaseTest, SavedSubgroupsReadBackExactlyAndNamesAreCreatedOnce) {
   auto session = OpenSession();
   SpcSubgroupData first = SampleSubgroup(1);
   SpcSubgroupData second = SampleSubgroup(2);
   first.id = SaveSubgroup(session, first);
   second.id = SaveSubgroup(session, second);
   EXPECT_GT(second.id, first.id);
-
   EXPECT_EQ(ReadSubgroups(*session, 10), (std::vector<SpcSubgroupData>{first, second}));
   EXPECT_EQ(ReadSubgroups(*session, 1), (std::vector<SpcSubgroupData>{second}));
   EXPECT_EQ(ReadSubgroups(*session, 0).size(), 0u);
-
-  // Names were created once, on first use.
-  using List = std::vector<std::string>;
   EXPECT_EQ(Names(*session, RecordKind::Part), (List{"O'Brien \"Ä€\" 7"}));
   EXPECT_EQ(Names(*session, RecordKind::Test), (List{"Höhe", "Scratches", "Width"}));
   EXPECT_EQ(Names(*session, RecordKind::Descriptor), (List{"Anna", "M1'); DROP TABLE parts;--"}));
   EXPECT_EQ(Names(*session, RecordKind::ShiftGroup), (List{"Shifts"}));
-}
 
-TEST_P(SpcSaveTest, ExistingRecordsAreUsedWhateverGroupTheSubgroupNames) {
-  auto session = OpenSession();
-  SaveSubgroup(session, SampleSubgroup(1));
-  SpcSubgroupData moved = SampleSubgroup(2);
+  // Existing records are used whatever group the subgroup names; a descriptor name is a
+  // record of its own in every group.
+  SpcSubgroupData moved = SampleSubgroup(3);
   moved.part->group = "Elsewhere";
   moved.readings[0].testGroup = "Elsewhere";
+  moved.descriptors = {{"Machines", "Anna"}};
   SaveSubgroup(session, moved);
-
   SpcSubgroupData stored = ReadSubgroups(*session, 1).at(0);
   EXPECT_EQ(stored.part->group, "Gehäuse");
   EXPECT_EQ(stored.readings[0].testGroup, "Dimensions");
-  EXPECT_EQ(Names(*session, RecordKind::PartGroup), (std::vector<std::string>{"Gehäuse"}));
-
-  // A descriptor name is its own record in every group.
-  SpcSubgroupData renamed = SampleSubgroup(3);
-  renamed.descriptors = {{"Machines", "Anna"}};
-  SaveSubgroup(session, renamed);
-  EXPECT_EQ(ReadSubgroups(*session, 1).at(0).descriptors, renamed.descriptors);
+  EXPECT_EQ(stored.descriptors, moved.descriptors);
+  EXPECT_EQ(Names(*session, RecordKind::PartGroup), (List{"Gehäuse"}));
   EXPECT_EQ(Names(*session, RecordKind::Descriptor).size(), 3u);
 }
 
-TEST_P(SpcSaveTest, TimeAndSizeDefaultAndAnEmptySubgroupIsSaved) {
+TEST_P(SpcDatabaseTest, TimeAndSizeDefaultAndAnEmptySubgroupIsSaved) {
   testsupport::TestClock clock(runtime::MakeDate({2024, 5, 6, 7, 8, 9}));
   auto session = OpenSession(7);
   platform::SpcSubgroup subgroup;
-  subgroup.SetFlag(true);
   subgroup.SetDatabase(session);
   subgroup.LookupTestGroup("G");
   subgroup.LookupTest("T");
@@ -82,21 +60,22 @@ TEST_P(SpcSaveTest, TimeAndSizeDefaultAndAnEmptySubgroupIsSaved) {
 
   auto stored = ReadSubgroups(*session, 2);
   ASSERT_EQ(stored.size(), 2u);
-  EXPECT_EQ(stored[0].time, clock.Now());
-  EXPECT_EQ(stored[0].size, 3);
-  EXPECT_EQ(stored[0].sessionNumber, 7);
-  EXPECT_FALSE(stored[0].part.has_value());
-  EXPECT_FALSE(stored[0].lot.has_value());
-  EXPECT_EQ(stored[1].size, 0);
-  EXPECT_TRUE(stored[1].readings.empty());
+  SpcSubgroupData expected;
+  expected.id = stored[1].id;
+  expected.time = clock.Now();
+  expected.sessionNumber = 7;
+  EXPECT_EQ(stored[1], expected);
+  expected.id = stored[0].id;
+  expected.size = 3;
+  expected.readings = {{"G", "T", 3, 1, "", ""}, {"G", "T", 1, 2, "", ""}};
+  EXPECT_EQ(stored[0], expected);
 }
 
-TEST_P(SpcSaveTest, StrictTestsRefuseUnknownTestGroupsAndTests) {
+TEST_P(SpcDatabaseTest, StrictTestsRefuseUnknownTestGroupsAndTests) {
   SaveSubgroup(OpenSession(), SampleSubgroup(1));
   auto strict = OpenSession(42, true);
   platform::SpcSubgroup subgroup;
   subgroup.SetDatabase(strict);
-
   runtime::Error group = ErrorOf([&] { subgroup.LookupTestGroup("Acoustics"); });
   EXPECT_EQ(group.Number(), platform::kSpcUnknownName);
   EXPECT_EQ(group.Description(), "The test group \"Acoustics\" is not in the SPC database");
@@ -110,12 +89,11 @@ TEST_P(SpcSaveTest, StrictTestsRefuseUnknownTestGroupsAndTests) {
   known.part = platform::SpcName{"New parts", "P-2"};
   SaveSubgroup(strict, known);
   EXPECT_EQ(ReadSubgroups(*strict, 1).at(0).part, known.part);
-  EXPECT_EQ(Names(*strict, RecordKind::TestGroup),
-            (std::vector<std::string>{"Dimensions", "Visual"}));
+  EXPECT_EQ(Names(*strict, RecordKind::TestGroup), (List{"Dimensions", "Visual"}));
   EXPECT_EQ(Names(*strict, RecordKind::Test).size(), 3u);
 }
 
-TEST_P(SpcSaveTest, BadInputFailsClearlyAndStoresNothing) {
+TEST_P(SpcDatabaseTest, BadSubgroupsFailClearlyAndStoreNothing) {
   auto session = OpenSession();
   platform::SpcSubgroup subgroup;
   EXPECT_EQ(ErrorOf([&] { subgroup.Save(0); }).Number(), runtime::kObjectNotSet);
@@ -144,7 +122,6 @@ TEST_P(SpcSaveTest, BadInputFailsClearlyAndStoresNothing) {
   subgroup.AddReading(1, 1, 0, "", "");
   EXPECT_EQ(ErrorOf([&] { subgroup.Save(0); }).Description(),
             "The subgroup was not saved: The test name is empty");
-
   EXPECT_TRUE(ReadSubgroups(*session, 10).empty());
   EXPECT_TRUE(Names(*session, RecordKind::Test).empty());
   EXPECT_TRUE(Names(*session, RecordKind::TestGroup).empty());

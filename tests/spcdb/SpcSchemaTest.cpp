@@ -9,55 +9,41 @@
 namespace spcdbtest {
 namespace {
 
-class SpcSchemaTest : public SpcFixture {
- protected:
-  void Execute(const std::string& sql) {
-    platform::OdbcConnection connection;
-    connection.Open(database_->ConnectionString(), "", "");
-    connection.Execute(sql);
-  }
-
-  // Every row of schema_version, as "v1,v2".
-  std::string StoredVersions() {
-    platform::OdbcConnection connection;
-    connection.Open(database_->ConnectionString(), "", "");
-    std::string versions;
-    for (auto rows = connection.Execute("SELECT version FROM schema_version"); !rows->Eof();
-         rows->MoveNext()) {
-      versions += (versions.empty() ? "" : ",") + runtime::ToText(rows->Field("version"));
-    }
-    return versions;
-  }
-};
-
-INSTANTIATE_SPC_SUITE(SpcSchemaTest);
-
 const std::string kCurrent = std::to_string(platform::kSpcSchemaVersion);
+const char* const kVersions = "SELECT version FROM schema_version";
 
-TEST_P(SpcSchemaTest, CreatedOnFirstOpenAndKeptWithItsDataOnReopen) {
-  SaveSubgroup(OpenSession(), SampleSubgroup(1));
-  EXPECT_EQ(StoredVersions(), kCurrent);
-
-  auto again = OpenSession();
-  EXPECT_EQ(StoredVersions(), kCurrent);
-  auto subgroups = platform::ReadSubgroups(*again, 10);
-  ASSERT_EQ(subgroups.size(), 1u);
-  EXPECT_EQ(subgroups[0].readings.size(), 4u);
+// Runs `sql` on a connection of its own; gives the version of every row, as "v1,v2".
+std::string Query(const TestDatabase& database, const std::string& sql) {
+  platform::OdbcConnection connection;
+  connection.Open(database.ConnectionString(), "", "");
+  std::string values;
+  for (auto rows = connection.Execute(sql); !rows->Eof(); rows->MoveNext()) {
+    values += (values.empty() ? "" : ",") + runtime::ToText(rows->Field("version"));
+  }
+  return values;
 }
 
-TEST_P(SpcSchemaTest, UpgradesAnEmptyDatabaseAndRefusesANewerSchema) {
-  // A database whose version table exists but holds version 0: nothing else created yet.
-  Execute("CREATE TABLE schema_version (version INTEGER NOT NULL)");
-  Execute("INSERT INTO schema_version (version) VALUES (0)");
+TEST_P(SpcDatabaseTest, SchemaIsCreatedOnFirstOpenKeptOnReopenAndUpgradedFromEmpty) {
   SaveSubgroup(OpenSession(), SampleSubgroup(1));
-  EXPECT_EQ(StoredVersions(), kCurrent);
+  EXPECT_EQ(Query(*database_, kVersions), kCurrent);
+  auto subgroups = platform::ReadSubgroups(*OpenSession(), 10);
+  ASSERT_EQ(subgroups.size(), 1u);
+  EXPECT_EQ(subgroups[0].readings.size(), 4u);
+  EXPECT_EQ(Query(*database_, kVersions), kCurrent);
 
-  Execute("UPDATE schema_version SET version = 99");
+  // A database whose version table exists but holds version 0: nothing else created yet.
+  database_ = MakeTestDatabase(GetParam());
+  Query(*database_, "CREATE TABLE schema_version (version INTEGER NOT NULL)");
+  Query(*database_, "INSERT INTO schema_version (version) VALUES (0)");
+  SaveSubgroup(OpenSession(), SampleSubgroup(1));
+  EXPECT_EQ(Query(*database_, kVersions), kCurrent);
+
+  Query(*database_, "UPDATE schema_version SET version = 99");
   runtime::Error error = ErrorOf([&] { OpenSession(); });
   EXPECT_EQ(error.Number(), platform::kSpcSchemaMismatch);
   EXPECT_NE(error.Description().find("schema version 99"), std::string::npos)
       << error.Description();
-  EXPECT_EQ(StoredVersions(), "99");
+  EXPECT_EQ(Query(*database_, kVersions), "99");
 }
 
 TEST(SpcSessionTest, SessionWithoutDatabaseFailsClearly) {

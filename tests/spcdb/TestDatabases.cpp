@@ -1,38 +1,21 @@
 #include "tests/spcdb/TestDatabases.h"
 
-#include <fcntl.h>
-#include <pwd.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <regex>
-#include <vector>
 
 #include "platform/odbc/OdbcConnection.h"
-#include "runtime/Error.h"
 #include "tests/support/Historian.h"
 #include "tests/support/TempFolder.h"
 
 namespace spcdbtest {
 namespace {
 
-void Run(const std::string& command) {
-  if (std::system(command.c_str()) != 0) {
-    throw runtime::Error(runtime::kInvalidProcedureCall, "Test set-up failed: " + command);
-  }
-}
-
 std::string Quoted(const std::string& text) {
   return "'" + std::regex_replace(text, std::regex("'"), "'\\''") + "'";
-}
-
-std::string WithDatabase(const std::string& connection, const std::string& database) {
-  return std::regex_replace(connection, std::regex("(^|;)Database=[^;]*", std::regex::icase),
-                            "$1Database=" + database);
 }
 
 // Root is not stopped by file modes: an immutable file refuses writes even through the
@@ -45,31 +28,23 @@ class SqliteDatabase : public TestDatabase {
   std::string ConnectionString() const override { return testsupport::SqliteLink(file_); }
 
   bool TakeAway() override {
-    for (const std::string& file : Files()) {
-      if (std::system(("chattr +i " + Quoted(file) + " 2>/dev/null").c_str()) != 0) {
-        GiveBack();
-        return false;
-      }
-    }
-    int probe = open(file_.c_str(), O_WRONLY);
-    if (probe >= 0) close(probe);
-    return probe < 0;
+    if (Chattr("+i")) return true;
+    GiveBack();
+    return false;
   }
 
-  void GiveBack() override {
-    for (const std::string& file : Files()) {
-      std::system(("chattr -i " + Quoted(file) + " 2>/dev/null").c_str());
-    }
-  }
+  void GiveBack() override { Chattr("-i"); }
 
  private:
-  std::vector<std::string> Files() const {
-    std::vector<std::string> files;
+  bool Chattr(const std::string& change) const {
+    bool done = true;
     // Not the shared-memory index: writes to its mapping would end the process (SIGBUS).
     for (const char* suffix : {"", "-wal"}) {
-      if (std::filesystem::exists(file_ + suffix)) files.push_back(file_ + suffix);
+      const std::string file = file_ + suffix;
+      if (!std::filesystem::exists(file)) continue;
+      done &= std::system(("chattr " + change + " " + Quoted(file) + " 2>/dev/null").c_str()) == 0;
     }
-    return files;
+    return done;
   }
 
   testsupport::TempFolder folder_;
@@ -79,96 +54,50 @@ class SqliteDatabase : public TestDatabase {
 // A database of its own on the shared server, dropped afterwards.
 class PostgresDatabase : public TestDatabase {
  public:
-  explicit PostgresDatabase(std::string server) : server_(std::move(server)) {
+  explicit PostgresDatabase(const std::string& server) {
     static std::atomic<int> counter{0};
     name_ = "dam_" + std::to_string(getpid()) + "_" + std::to_string(++counter);
-    Maintenance().Execute("CREATE DATABASE " + name_);
+    connection_ = std::regex_replace(server, std::regex("(^|;)Database=[^;]*", std::regex::icase),
+                                     "$1Database=" + name_);
+    maintenance_.Open(server, "", "");
+    maintenance_.Execute("CREATE DATABASE " + name_);
   }
 
   ~PostgresDatabase() override {
     try {
-      Maintenance().Execute("DROP DATABASE IF EXISTS " + name_ + " WITH (FORCE)");
+      maintenance_.Execute("DROP DATABASE IF EXISTS " + name_ + " WITH (FORCE)");
     } catch (...) {
     }
   }
 
-  std::string ConnectionString() const override { return WithDatabase(server_, name_); }
-  bool TakeAway() override { return false; }
-  void GiveBack() override {}
+  std::string ConnectionString() const override { return connection_; }
 
- private:
-  platform::OdbcConnection Maintenance() const {
-    platform::OdbcConnection connection;
-    connection.Open(server_, "", "");
-    return connection;
-  }
-
-  std::string server_;
-  std::string name_;
-};
-
-// A cluster of its own, made with the shared cluster's pg_ctl (which runs as the
-// cluster's owner) in a folder that owner may write.
-class PostgresServer : public TestDatabase {
- public:
-  PostgresServer(std::string pgCtl, const std::string& sharedData) : pgCtl_(std::move(pgCtl)) {
-    struct stat info {};
-    if (stat(sharedData.c_str(), &info) != 0) {
-      throw runtime::Error(runtime::kFileNotFound, "No cluster at " + sharedData);
-    }
-    const passwd* owner = getpwuid(info.st_uid);
-    if (!owner) throw runtime::Error(runtime::kFileNotFound, "No owner of " + sharedData);
-    owner_ = owner->pw_name;
-    if (chown(folder_.Path().c_str(), info.st_uid, info.st_gid) != 0) {
-      throw runtime::Error(runtime::kPathFileAccessError, "Cannot hand over " + folder_.Path());
-    }
-    Run(PgCtl("initdb") + " -s -o " +
-        Quoted("-U " + owner_ + " --auth=trust -E UTF8 --locale=C --no-sync") + " >/dev/null");
-    std::ofstream(data_ + "/postgresql.conf", std::ios::app)
-        << "listen_addresses = ''\nunix_socket_directories = '" << folder_.Path() << "'\n";
-    GiveBack();
-  }
-
-  ~PostgresServer() override {
-    std::system((PgCtl("stop") + " -m immediate >/dev/null 2>&1").c_str());
-  }
-
-  std::string ConnectionString() const override {
-    return "Driver={PostgreSQL Unicode};Servername=" + folder_.Path() +
-           ";Database=postgres;Username=" + owner_;
-  }
-
+  // What a stopped server does to its clients: open connections end, new ones are refused.
   bool TakeAway() override {
-    Run(PgCtl("stop") + " -m fast >/dev/null");
+    maintenance_.Execute("ALTER DATABASE " + name_ + " ALLOW_CONNECTIONS false");
+    maintenance_.Execute(
+        "SELECT pg_terminate_backend(pid, 10000) FROM pg_stat_activity WHERE datname = '" + name_ +
+        "'");
     return true;
   }
 
   void GiveBack() override {
-    Run(PgCtl("start") + " -l " + Quoted(folder_.File("server.log")) + " >/dev/null");
+    maintenance_.Execute("ALTER DATABASE " + name_ + " ALLOW_CONNECTIONS true");
   }
 
  private:
-  std::string PgCtl(const std::string& action) const {
-    return Quoted(pgCtl_) + " " + action + " -w -D " + Quoted(data_);
-  }
-
-  std::string pgCtl_;
-  std::string owner_;
-  testsupport::TempFolder folder_;
-  std::string data_ = folder_.File("data");
+  std::string name_;
+  std::string connection_;
+  platform::OdbcConnection maintenance_;
 };
 
 }  // namespace
 
-std::unique_ptr<TestDatabase> MakeTestDatabase(Backend backend, bool canBeTakenAway) {
+std::unique_ptr<TestDatabase> MakeTestDatabase(Backend backend) {
   if (backend == Backend::SQLite) return std::make_unique<SqliteDatabase>();
   const char* server = std::getenv("DAM_TEST_PG_CONNECTION");
   if (!server) return nullptr;
-  if (!canBeTakenAway) return std::make_unique<PostgresDatabase>(server);
-  const char* pgCtl = std::getenv("DAM_TEST_PG_CTL");
-  const char* data = std::getenv("DAM_TEST_PG_DATA");
-  if (!pgCtl || !data) return nullptr;
-  return std::make_unique<PostgresServer>(pgCtl, data);
+  return std::make_unique<PostgresDatabase>(server);
 }
 
 }  // namespace spcdbtest

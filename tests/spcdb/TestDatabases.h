@@ -1,7 +1,6 @@
 // Fresh SPC databases for the tests, one per test: an SQLite file in a temporary folder
 // (always), or a database of its own on the PostgreSQL server that scripts/with-postgres
-// started (DAM_TEST_PG_CONNECTION). A test that takes its database away gets a private
-// PostgreSQL server instead, so that stopping it disturbs no other test.
+// started (DAM_TEST_PG_CONNECTION).
 #pragma once
 
 #include <memory>
@@ -28,6 +27,6 @@ class TestDatabase {
 };
 
 // Null when the backend is not available here.
-std::unique_ptr<TestDatabase> MakeTestDatabase(Backend backend, bool canBeTakenAway = false);
+std::unique_ptr<TestDatabase> MakeTestDatabase(Backend backend);
 
 }  // namespace spcdbtest
