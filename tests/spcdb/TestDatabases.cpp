@@ -1,13 +1,17 @@
 #include "tests/spcdb/TestDatabases.h"
 
+#include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <regex>
 
 #include "platform/odbc/OdbcConnection.h"
+#include "runtime/Error.h"
 #include "tests/support/Historian.h"
 #include "tests/support/TempFolder.h"
 
@@ -16,6 +20,12 @@ namespace {
 
 std::string Quoted(const std::string& text) {
   return "'" + std::regex_replace(text, std::regex("'"), "'\\''") + "'";
+}
+
+void Run(const std::string& command) {
+  if (std::system(command.c_str()) != 0) {
+    throw runtime::Error(runtime::kInvalidProcedureCall, "Test set-up failed: " + command);
+  }
 }
 
 // Root is not stopped by file modes: an immutable file refuses writes even through the
@@ -72,23 +82,62 @@ class PostgresDatabase : public TestDatabase {
 
   std::string ConnectionString() const override { return connection_; }
 
-  // What a stopped server does to its clients: open connections end, new ones are refused.
-  bool TakeAway() override {
-    maintenance_.Execute("ALTER DATABASE " + name_ + " ALLOW_CONNECTIONS false");
-    maintenance_.Execute(
-        "SELECT pg_terminate_backend(pid, 10000) FROM pg_stat_activity WHERE datname = '" + name_ +
-        "'");
-    return true;
-  }
-
-  void GiveBack() override {
-    maintenance_.Execute("ALTER DATABASE " + name_ + " ALLOW_CONNECTIONS true");
-  }
+  // The shared server cannot be stopped under the other tests: see PostgresServer.
+  bool TakeAway() override { return false; }
+  void GiveBack() override {}
 
  private:
   std::string name_;
   std::string connection_;
   platform::OdbcConnection maintenance_;
+};
+
+// A server of its own, made with the shared cluster's pg_ctl (which runs as the cluster's
+// owner) in a folder that owner may write, so that a test can stop it.
+class PostgresServer : public TestDatabase {
+ public:
+  PostgresServer(std::string pgCtl, const std::string& sharedData) : pgCtl_(std::move(pgCtl)) {
+    struct stat info {};
+    const passwd* owner = stat(sharedData.c_str(), &info) == 0 ? getpwuid(info.st_uid) : nullptr;
+    if (!owner || chown(folder_.Path().c_str(), info.st_uid, info.st_gid) != 0) {
+      throw runtime::Error(runtime::kPathFileAccessError,
+                           "Cannot make a cluster beside " + sharedData);
+    }
+    owner_ = owner->pw_name;
+    Run(PgCtl("initdb") + " -s -o " +
+        Quoted("-U " + owner_ + " --auth=trust -E UTF8 --locale=C --no-sync") + " >/dev/null");
+    std::ofstream(data_ + "/postgresql.conf", std::ios::app)
+        << "listen_addresses = ''\nunix_socket_directories = '" << folder_.Path() << "'\n";
+    GiveBack();
+  }
+
+  ~PostgresServer() override {
+    std::system((PgCtl("stop") + " -m immediate >/dev/null 2>&1").c_str());
+  }
+
+  std::string ConnectionString() const override {
+    return "Driver={PostgreSQL Unicode};Servername=" + folder_.Path() +
+           ";Database=postgres;Username=" + owner_;
+  }
+
+  bool TakeAway() override {
+    Run(PgCtl("stop") + " -m fast >/dev/null");
+    return true;
+  }
+
+  void GiveBack() override {
+    Run(PgCtl("start") + " -l " + Quoted(folder_.File("server.log")) + " >/dev/null");
+  }
+
+ private:
+  std::string PgCtl(const std::string& action) const {
+    return Quoted(pgCtl_) + " " + action + " -w -D " + Quoted(data_);
+  }
+
+  std::string pgCtl_;
+  std::string owner_;
+  testsupport::TempFolder folder_;
+  std::string data_ = folder_.File("data");
 };
 
 }  // namespace
@@ -98,6 +147,14 @@ std::unique_ptr<TestDatabase> MakeTestDatabase(Backend backend) {
   const char* server = std::getenv("DAM_TEST_PG_CONNECTION");
   if (!server) return nullptr;
   return std::make_unique<PostgresDatabase>(server);
+}
+
+std::unique_ptr<TestDatabase> MakeStoppableDatabase(Backend backend) {
+  if (backend == Backend::SQLite) return std::make_unique<SqliteDatabase>();
+  const char* pgCtl = std::getenv("DAM_TEST_PG_CTL");
+  const char* data = std::getenv("DAM_TEST_PG_DATA");
+  if (!pgCtl || !data) return nullptr;
+  return std::make_unique<PostgresServer>(pgCtl, data);
 }
 
 }  // namespace spcdbtest

@@ -21,12 +21,15 @@ class TestDatabase {
   virtual ~TestDatabase() = default;
   virtual std::string ConnectionString() const = 0;
   // Makes the database unreachable for connected sessions and new ones, and back.
-  // False when this machine cannot do it.
+  // False when this database or machine cannot do it.
   virtual bool TakeAway() = 0;
   virtual void GiveBack() = 0;
 };
 
 // Null when the backend is not available here.
 std::unique_ptr<TestDatabase> MakeTestDatabase(Backend backend);
+// A database that TakeAway really takes away: for PostgreSQL a server of its own, stopped
+// and started again. Null when the backend is not available here.
+std::unique_ptr<TestDatabase> MakeStoppableDatabase(Backend backend);
 
 }  // namespace spcdbtest
