@@ -1,11 +1,11 @@
 #include "tests/engine/EngineFixture.h"
 
 #include <fstream>
-#include <sstream>
+#include <iterator>
 
 #include "platform/odbc/OdbcConnection.h"
 #include "runtime/Text.h"
-#include "tests/support/Historian.h"
+#include "tests/support/RecordingSubgroup.h"
 
 namespace enginetest {
 
@@ -20,15 +20,8 @@ EngineTest::EngineTest() {
     return created;
   };
   components.subgroupFactory = [this] {
-    return std::make_unique<testsupport::RecordingSubgroup>(subgroup);
+    return std::make_unique<testsupport::RecordingSubgroup>(hostCalls);
   };
-  historianPath = components.Root().File("historian.db");
-  historian = testsupport::CreateSqliteDatabase(
-      historianPath,
-      {"CREATE TABLE ihTags (Tagname TEXT)",
-       "CREATE TABLE ihRawData (Tagname TEXT, TimeStamp TIMESTAMP, Value, SamplingMode TEXT)"});
-  configuration = std::make_shared<config::Configuration1>(components);
-
   const std::pair<runtime::Event<>*, const char*> named[] = {
       {&engine.EngineStarted, "EngineStarted"},
       {&engine.EngineStopped, "EngineStopped"},
@@ -54,18 +47,13 @@ void EngineTest::SetValue(const std::string& tag, std::optional<std::string> val
       {tag, timeStamp, value ? runtime::Variant(*value) : runtime::Variant(runtime::Null)});
 }
 
-void EngineTest::Load(const std::vector<std::string>& lines, const std::string& dataLink) {
-  std::vector<std::string> text = {
-      "NAME=Line 1",
-      "ACTIVE=1",
-      "DATALINK=" + (dataLink.empty() ? historian : dataLink),
-      "SYNCTIME=" + std::to_string(runtime::DateToSerialTime(At("2024-01-01 08:00:00"))),
-      "SUBGROUPINTERVAL=15",
-      "SUBGROUPUNIT=1",
-      "RETRYINTERVAL=1",
-      "RETRYUNIT=1"};
-  text.insert(text.end(), lines.begin(), lines.end());
-  configuration->SetData(runtime::Join(text, "\r\n"));
+void EngineTest::Load(const Lines& lines) {
+  const int32_t sync = runtime::DateToSerialTime(At("2024-01-01 08:00:00"));
+  std::string text = "NAME=Line 1\r\nACTIVE=1\r\nDATALINK=" + historian +
+                     "\r\nSYNCTIME=" + std::to_string(sync) +
+                     "\r\nSUBGROUPINTERVAL=15\r\nSUBGROUPUNIT=1\r\nRETRYINTERVAL=1\r\nRETRYUNIT=1";
+  for (const std::string& line : lines) text += "\r\n" + line;
+  configuration->SetData(text);
 }
 
 void EngineTest::Start() {
@@ -82,25 +70,39 @@ void EngineTest::TickAt(runtime::Date time) {
   timer->Tick();
 }
 
-std::vector<std::string> EngineTest::LastError() const {
+Lines EngineTest::Cycle() {
+  const size_t before = Log().size();
+  TickDue();
+  Lines added = Log();
+  added.erase(added.begin(), added.begin() + before);
+  if (!added.empty()) {
+    EXPECT_EQ(added.back(), "Line 1|" + runtime::Join(LastError(), "|"));
+  }
+  return added;
+}
+
+std::string EngineTest::Next() const {
+  return runtime::FormatGeneralDate(engine.NextCollectionTime());
+}
+
+Lines EngineTest::LastError() const {
   return {engine.LastErrorDescription(), engine.LastErrorDetail(), engine.LastErrorExtended()};
 }
 
-std::vector<std::string> EngineTest::LogLines() {
-  std::ifstream file(
-      components.FileSystem().JoinPath(components.FileSystem().LogFolder(), "oxaGEPDAD6.LOG"),
-      std::ios::binary);
-  std::stringstream text;
-  text << file.rdbuf();
-  std::vector<std::string> lines = runtime::Split(text.str(), "\r\n");
-  lines.pop_back();  // after the last CR LF
-  return lines;
+std::string EngineTest::LogText() {
+  std::ifstream file(logPath, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
-std::string EngineTest::WithoutTime(const std::string& line) {
-  std::vector<std::string> fields = runtime::Split(line, "\t");
-  fields.erase(fields.begin() + 1);
-  return runtime::Join(fields, "|");
+Lines EngineTest::Log() {
+  Lines lines = runtime::Split(LogText(), "\r\n");
+  lines.pop_back();  // after the last CR LF
+  for (std::string& line : lines) {
+    Lines fields = runtime::Split(line, "\t");
+    if (fields.size() > 1) fields.erase(fields.begin() + 1);
+    line = runtime::Join(fields, "|");
+  }
+  return lines;
 }
 
 }  // namespace enginetest

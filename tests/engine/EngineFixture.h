@@ -14,8 +14,8 @@
 #include "runtime/Date.h"
 #include "runtime/Event.h"
 #include "tests/support/FakeComponents.h"
+#include "tests/support/Historian.h"
 #include "tests/support/ManualTimer.h"
-#include "tests/support/RecordingSubgroup.h"
 #include "tests/support/TestClock.h"
 
 namespace enginetest {
@@ -33,27 +33,34 @@ class EngineTest : public ::testing::Test {
                 const std::string& timeStamp);
   // Loads a configuration named "Line 1" on the historian, synchronised at 2024-01-01
   // 08:00, 15-minute subgroups, 1-minute retries, followed by `lines`.
-  void Load(const std::vector<std::string>& lines, const std::string& dataLink = "");
+  void Load(const Lines& lines);
   void Start();
   // Ticks with the clock at `time`; the first form ticks just after the planned time.
   void TickDue();
   void TickAt(runtime::Date time);
+  // Runs one due collection and returns the log lines it added. The status record must
+  // hold the last of them.
+  Lines Cycle();
 
-  std::vector<std::string> LastError() const;
-  std::vector<std::string> LogLines();
-  // A log line as the engine writes it for the configuration "Line 1", time stripped.
-  static std::string WithoutTime(const std::string& line);
+  std::string Next() const;
+  Lines LastError() const;
+  std::string LogText();
+  // The log's lines with the time field left out, fields joined by "|".
+  Lines Log();
 
   testsupport::FakeComponents components;
   testsupport::TestClock clock{At("2024-05-01 10:07:30")};
-  std::shared_ptr<testsupport::SubgroupCalls> subgroup =
-      std::make_shared<testsupport::SubgroupCalls>();
+  Lines hostCalls;  // what the subgroups received
   testsupport::ManualTimer* timer = nullptr;
-  std::string historianPath;
-  std::string historian;
-  std::shared_ptr<config::Configuration1> configuration;
+  std::string historianPath = components.Root().File("historian.db");
+  std::string historian =
+      testsupport::CreateSqliteDatabase(historianPath, testsupport::kHistorianTables);
+  std::shared_ptr<config::Configuration1> configuration =
+      std::make_shared<config::Configuration1>(components);
   engine::Engine1 engine{components};
-  std::vector<std::string> events;
+  Lines events;
+  const std::string logPath =
+      components.FileSystem().JoinPath(components.FileSystem().LogFolder(), "oxaGEPDAD6.LOG");
 
  private:
   std::vector<runtime::Subscription> subscriptions_;

@@ -1,4 +1,5 @@
 // Conditions, template resolution and what one saved subgroup carries.
+#include "runtime/Text.h"
 #include "tests/engine/EngineFixture.h"
 
 namespace enginetest {
@@ -35,10 +36,6 @@ TEST_F(EngineTest, ConditionsCompareAsNumbersDatesOrTextByTheFirstValue) {
   SetValue("A", "13", "2024-05-01 10:01:00");
   TickDue();
   EXPECT_FALSE(configuration->GetConditionItem(7)->IsValid()) << "B has no new value";
-  configuration->GetConditionItem(7)->SetValue1("%TAG(A) %TAG(Z)");
-  SetValue("A", "14", "2024-05-01 10:02:00");
-  TickDue();
-  EXPECT_FALSE(configuration->GetConditionItem(7)->IsValid()) << "Z is not collected";
 }
 
 TEST_F(EngineTest, TemplatesResolveEveryReferenceAndTheSubgroupGetsThemInOrder) {
@@ -55,41 +52,17 @@ TEST_F(EngineTest, TemplatesResolveEveryReferenceAndTheSubgroupGetsThemInOrder) 
   TickDue();
 
   EXPECT_EQ(configuration->GetDescriptorItem(2)->ResolvedItem(1), "P-100");
-  EXPECT_EQ(configuration->GetTestItem(1)->ResolvedDefect(1), "");
   EXPECT_EQ(engine.SavedSubgroups(), 1);
-  EXPECT_EQ(subgroup->lines, (Lines{"SetFlag true",
-                                    "SetDatabase none",
-                                    "Clear",
-                                    "SetGroup Part Parts",
-                                    "SetName Part P-100",
-                                    "SetSize 3",
-                                    "SetTime 2024-05-01 09:30:15",
-                                    "SetGroup UserDefined Crew",
-                                    "SetName UserDefined L-7/L-7",
-                                    "SetGroup UserDefined ShiftLead",
-                                    "SetName UserDefined B",
-                                    "SetLot Lot L-7 at 2024-05-01 09:30:00",
-                                    "LookupTestGroup Dims",
-                                    "LookupTest Width",
-                                    "AddReading 2.5 1 0 [SN-P-100] []",
-                                    "LookupTestGroup Dims",
-                                    "LookupTest WIDTH",
-                                    "AddReading 2.5 2 0 [SN-P-100] [scratch]",
-                                    "LookupTestGroup Dims",
-                                    "LookupTest Height",
-                                    "AddReading 2.5 1 0 [SN-P-100] []",
-                                    "LookupTestGroup Dims",
-                                    "LookupTest width",
-                                    "AddReading 10 3 0 [SN-P-100] []",
-                                    "Save 0"}));
-}
-
-TEST_F(EngineTest, AConfigurationWithoutDefinitionsCollectsNothing) {
-  Load({});
-  Start();
-  TickDue();
-  EXPECT_EQ(events, (Lines{"CollectionTimeSet"})) << "no tags: no query, nothing recorded";
-  EXPECT_TRUE(LogLines().empty());
+  // Lot after every other descriptor; repeated tests numbered regardless of case.
+  EXPECT_EQ(runtime::Join(hostCalls, "; "),
+            "SetFlag true; SetDatabase none; Clear; SetGroup Part Parts; SetName Part P-100; "
+            "SetSize 3; SetTime 2024-05-01 09:30:15; SetGroup UserDefined Crew; "
+            "SetName UserDefined L-7/L-7; SetGroup UserDefined ShiftLead; SetName UserDefined B; "
+            "SetLot Lot L-7 at 2024-05-01 09:30:00; "
+            "LookupTestGroup Dims; LookupTest Width; AddReading 2.5 1 0 [SN-P-100] []; "
+            "LookupTestGroup Dims; LookupTest WIDTH; AddReading 2.5 2 0 [SN-P-100] [scratch]; "
+            "LookupTestGroup Dims; LookupTest Height; AddReading 2.5 1 0 [SN-P-100] []; "
+            "LookupTestGroup Dims; LookupTest width; AddReading 10 3 0 [SN-P-100] []; Save 0");
 }
 
 }  // namespace

@@ -1,46 +1,52 @@
-// A host subgroup that writes every call as one line of text into a shared list, so a
-// test compares what reached the host with a literal. A call can be made to fail.
+// A host subgroup that writes every call as one line of text into a list the test owns, so
+// a test compares what reached the host with a literal.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "host/HostSubgroup.h"
+#include "runtime/Conversions.h"
+#include "runtime/Date.h"
 
 namespace testsupport {
 
-struct SubgroupCalls {
-  std::vector<std::string> lines;
-  // Called with each line before it is recorded; throw from it to fail that call.
-  std::function<void(const std::string&)> check;
-  // The lines from the last Clear on: what the last subgroup received.
-  std::vector<std::string> SinceClear() const;
-};
-
 class RecordingSubgroup : public host::HostSubgroup {
  public:
-  explicit RecordingSubgroup(std::shared_ptr<SubgroupCalls> calls) : calls_(std::move(calls)) {}
+  explicit RecordingSubgroup(std::vector<std::string>& calls) : calls_(calls) {}
 
-  void SetFlag(bool flag) override;
-  void SetDatabase(std::shared_ptr<host::DatabaseSession> database) override;
-  void Clear() override;
-  void SetGroup(host::DescriptorKind kind, const std::string& group) override;
-  void SetName(host::DescriptorKind kind, const std::string& name) override;
-  void SetSize(int32_t size) override;
-  void SetTime(runtime::Date time) override;
-  void SetLot(const std::string& lot) override;
-  void LookupTestGroup(const std::string& group) override;
-  void LookupTest(const std::string& test) override;
+  void SetFlag(bool flag) override { Add("SetFlag ", flag ? "true" : "false"); }
+  void SetDatabase(std::shared_ptr<host::DatabaseSession> database) override {
+    Add("SetDatabase", database ? "" : " none");
+  }
+  void Clear() override { Add("Clear", ""); }
+  void SetGroup(host::DescriptorKind kind, const std::string& group) override {
+    Add("SetGroup ", Kind(kind) + group);
+  }
+  void SetName(host::DescriptorKind kind, const std::string& name) override {
+    Add("SetName ", Kind(kind) + name);
+  }
+  void SetSize(int32_t size) override { Add("SetSize ", std::to_string(size)); }
+  void SetTime(runtime::Date time) override { Add("SetTime ", runtime::FormatGeneralDate(time)); }
+  void SetLot(const std::string& lot) override { Add("SetLot ", lot); }
+  void LookupTestGroup(const std::string& group) override { Add("LookupTestGroup ", group); }
+  void LookupTest(const std::string& test) override { Add("LookupTest ", test); }
   void AddReading(double value, int16_t sample, int32_t reserved, const std::string& serialNumber,
-                  const std::string& defect) override;
-  void Save(int32_t options) override;
+                  const std::string& defect) override {
+    Add("AddReading ", runtime::NumberToText(value) + " " + std::to_string(sample) + " " +
+                           std::to_string(reserved) + " [" + serialNumber + "] [" + defect + "]");
+  }
+  void Save(int32_t options) override { Add("Save ", std::to_string(options)); }
 
  private:
-  void Record(const std::string& line);
+  void Add(const char* call, const std::string& arguments) { calls_.push_back(call + arguments); }
+  static std::string Kind(host::DescriptorKind kind) {
+    const char* names[] = {"Part ", "Process ", "Job ", "Shift ", "UserDefined "};
+    return names[static_cast<int>(kind)];
+  }
 
-  std::shared_ptr<SubgroupCalls> calls_;
+  std::vector<std::string>& calls_;
 };
 
 }  // namespace testsupport

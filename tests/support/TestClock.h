@@ -10,7 +10,6 @@ class TestClock : public runtime::Clock {
   explicit TestClock(runtime::Date now) : now_(now), scope_(*this) {}
   runtime::Date Now() const override { return now_; }
   void Set(runtime::Date now) { now_ = now; }
-  void AdvanceSeconds(double seconds) { now_.serial += seconds / 86400.0; }
 
  private:
   runtime::Date now_;
