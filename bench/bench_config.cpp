@@ -10,55 +10,10 @@
 #include <benchmark/benchmark.h>
 
 #include "config/Configuration1.h"
-#include "platform/utility/DateMath.h"
-#include "platform/utility/ProfileFile.h"
-#include "runtime/Error.h"
 #include "runtime/Text.h"
+#include "tests/support/FakeComponents.h"
 
 namespace {
-
-[[noreturn]] void Unsupported() {
-  throw runtime::Error(429, "ActiveX component can't create object");
-}
-
-class NoFolders : public host::HostFileSystem {
- public:
-  std::string JoinPath(const std::string& folder, const std::string& name) const override {
-    return folder + "/" + name;
-  }
-  std::string LogFolder() const override { return "/nonexistent"; }
-  std::string SettingsFolder() const override { return "/nonexistent"; }
-  std::string ComponentFolder() const override { return "/nonexistent"; }
-  std::string DataFolder() const override { return "/nonexistent"; }
-};
-
-// The data link stays blank, so no connection is ever made.
-class Components : public host::Components {
- public:
-  host::HostDateMath& DateMath() override { return dateMath_; }
-  host::HostComparer& Comparer() override { Unsupported(); }
-  host::HostTextExpander& TextExpander() override { Unsupported(); }
-  host::HostTextCodec& TextCodec() override { Unsupported(); }
-  host::HostFileSystem& FileSystem() override { return fileSystem_; }
-  std::unique_ptr<host::Connection> CreateConnection() override { Unsupported(); }
-  std::unique_ptr<host::HostTimer> CreateTimer() override { Unsupported(); }
-  std::unique_ptr<host::HostError> CreateError() override { Unsupported(); }
-  std::unique_ptr<host::SettingsFile> OpenSettingsFile(const std::string& path) override {
-    return std::make_unique<platform::ProfileFile>(path);
-  }
-  std::shared_ptr<host::DatabaseSession> CreateDatabaseSession() override { Unsupported(); }
-  std::unique_ptr<host::HostRecord> CreateRecord(host::RecordKind) override { Unsupported(); }
-  std::unique_ptr<host::HostSubgroup> CreateSubgroup() override { Unsupported(); }
-  std::unique_ptr<host::SelectionDialog> CreateSelectionDialog(host::SelectionKind) override {
-    Unsupported();
-  }
-  void MessageBox(const std::string&) override {}
-  void Beep() override {}
-
- private:
-  platform::DateMath dateMath_;
-  NoFolders fileSystem_;
-};
 
 // Item i references tag i mod 2,500; the second half spells it in upper case.
 std::string ConfigurationText() {
@@ -104,7 +59,7 @@ size_t SplitBaseline() {
 }
 
 void BM_SetDataGetData(benchmark::State& state) {
-  Components components;
+  testsupport::FakeComponents components;
   config::Configuration1 configuration(components);
   for (auto _ : state) benchmark::DoNotOptimize(SetDataGetData(configuration));
   state.counters["tag items"] = configuration.TagItems().Count();
@@ -136,7 +91,7 @@ int main(int argc, char** argv) {
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
 
-  Components components;
+  testsupport::FakeComponents components;
   config::Configuration1 configuration(components);
   const double config = BestMilliseconds([&] { return SetDataGetData(configuration); });
   const double split = BestMilliseconds(SplitBaseline);
