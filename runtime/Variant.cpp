@@ -25,27 +25,6 @@ std::string ToText(const Variant& value) {
   throw Error(kInvalidUseOfNull);
 }
 
-int32_t ToLong(const Variant& value) {
-  switch (value.kind()) {
-    case Variant::Kind::Empty:
-      return 0;
-    case Variant::Kind::Null:
-      break;
-    case Variant::Kind::Boolean:
-      return value.AsBoolean() ? -1 : 0;
-    case Variant::Kind::Long:
-      return value.AsLong();
-    case Variant::Kind::Double:
-      return RoundToLong(value.AsDouble());
-    case Variant::Kind::String:
-      if (!IsNumericText(value.AsString())) throw Error(kTypeMismatch);
-      return RoundToLong(LeadingNumber(value.AsString()));
-    case Variant::Kind::Date:
-      return RoundToLong(value.AsDate().serial);
-  }
-  throw Error(kInvalidUseOfNull);
-}
-
 double ToDouble(const Variant& value) {
   switch (value.kind()) {
     case Variant::Kind::Empty:
@@ -65,6 +44,10 @@ double ToDouble(const Variant& value) {
       return value.AsDate().serial;
   }
   throw Error(kInvalidUseOfNull);
+}
+
+int32_t ToLong(const Variant& value) {
+  return RoundToLong(ToDouble(value));
 }
 
 Date ToDate(const Variant& value) {
