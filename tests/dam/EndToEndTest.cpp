@@ -2,60 +2,19 @@
 // registered driver on it, and the subgroups land in a SQLite SPC database.
 #include <gtest/gtest.h>
 
-#include <QProcess>
-#include <QThread>
 #include <algorithm>
 #include <fstream>
-#include <iterator>
 #include <map>
 
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcReader.h"
 #include "platform/spcdb/SpcSession.h"
 #include "runtime/Conversions.h"
-#include "tests/support/TempFolder.h"
+#include "tests/dam/DamProcesses.h"
 
 namespace {
 
-class EndToEnd : public ::testing::Test {
- protected:
-  EndToEnd() {
-    const std::pair<const char*, std::string> settings[] = {
-        {"DAM_REGISTRY_FILE", work_.File("drivers.registry")},
-        {"DAM_LOG_DIR", work_.Subfolder("log")},
-        {"DAM_SETTINGS_DIR", work_.Subfolder("settings")},
-        {"DAM_COMPONENT_DIR", work_.Subfolder("components")},
-        {"DAM_DATA_DIR", work_.Subfolder("data")}};
-    for (const auto& [name, value] : settings) {
-      environment_.insert(name, QString::fromStdString(value));
-    }
-    EXPECT_EQ(Run(DAM_PROGRAM, {"register", DAM_MODULE_PATH}).first, 0);
-  }
-
-  std::unique_ptr<QProcess> Start(const char* program, const QStringList& args) {
-    auto process = std::make_unique<QProcess>();
-    process->setProcessEnvironment(environment_);
-    process->setProcessChannelMode(QProcess::MergedChannels);
-    process->start(program, args);
-    EXPECT_TRUE(process->waitForStarted());
-    return process;
-  }
-
-  // The exit code and the output.
-  std::pair<int, std::string> Run(const char* program, const QStringList& args) {
-    auto process = Start(program, args);
-    EXPECT_TRUE(process->waitForFinished(120'000));
-    return {process->exitCode(), process->readAll().toStdString()};
-  }
-
-  std::string Log() {
-    std::ifstream in(work_.File("log/oxaGEPDAD6.LOG"), std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-  }
-
-  testsupport::TempFolder work_;
-  QProcessEnvironment environment_ = QProcessEnvironment::systemEnvironment();
-};
+using EndToEnd = damtest::DamProcesses;
 
 TEST_F(EndToEnd, ALateHistorianIsRecordedThenItsValuesAreSaved) {
   const std::string historian = work_.File("historian.db");
@@ -69,9 +28,7 @@ TEST_F(EndToEnd, ALateHistorianIsRecordedThenItsValuesAreSaved) {
   auto run = Start(DAM_PROGRAM, {"run", QString::fromStdString(work_.File("line.cfg")),
                                  "--subgroups", "3", "--for", "40"});
   const char* missing = "\tUnable to Access Database\t";
-  for (int wait = 0; wait < 200 && Log().find(missing) == std::string::npos; ++wait) {
-    QThread::msleep(100);
-  }
+  WaitFor([&] { return Log().find(missing) != std::string::npos; }, 20);
   EXPECT_NE(Log().find(missing), std::string::npos) << Log();
   EXPECT_EQ(run->state(), QProcess::Running) << "dam keeps running without its historian";
 

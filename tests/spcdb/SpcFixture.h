@@ -13,7 +13,7 @@
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSubgroupData.h"
 #include "runtime/Error.h"
-#include "tests/spcdb/TestDatabases.h"
+#include "tests/support/TestDatabases.h"
 
 namespace spcdbtest {
 

@@ -1,4 +1,4 @@
-#include "tests/spcdb/TestDatabases.h"
+#include "tests/support/TestDatabases.h"
 
 #include <pwd.h>
 #include <sys/stat.h>
