@@ -4,8 +4,10 @@
 #include <fstream>
 
 #include "common/Module.h"
+#include "platform/components/ConsoleError.h"
 #include "platform/spcdb/SpcReader.h"
 #include "runtime/Clock.h"
+#include "runtime/Error.h"
 #include "runtime/Text.h"
 
 namespace dam {
@@ -26,6 +28,7 @@ RunStatus::RunStatus(host::Components& components, std::shared_ptr<host::Databas
   host::HostFileSystem& files = components.FileSystem();
   logPath_ = files.JoinPath(files.LogFolder(), std::string(common::kModuleName) + ".LOG");
   logOffset_ = FileSize(logPath_);
+  shownErrors_ = platform::LastShownError().count;
 }
 
 int32_t RunStatus::LastSubgroupId() {
@@ -40,9 +43,13 @@ int32_t RunStatus::SavedSubgroups() {
 
 std::string RunStatus::NextCollection() const {
   host::HostDateMath& math = components_.DateMath();
-  return runtime::FormatGeneralDate(
-      math.NextPeriodTime(math.SerialToDate(configuration_.SyncTime()), runtime::Now(),
-                          configuration_.SubgroupUnit(), configuration_.SubgroupInterval()));
+  try {
+    return runtime::FormatGeneralDate(
+        math.NextPeriodTime(math.SerialToDate(configuration_.SyncTime()), runtime::Now(),
+                            configuration_.SubgroupUnit(), configuration_.SubgroupInterval()));
+  } catch (const runtime::Error& e) {
+    return "none (" + e.Description() + ")";
+  }
 }
 
 std::string RunStatus::LastError() {
@@ -58,6 +65,12 @@ std::string RunStatus::LastError() {
     if (fields.size() >= 4 && fields[0] == configuration_.ConfigurationName()) {
       lastError_ = fields[2] + ": " + fields[3];
     }
+  }
+  // What the log could not take went to the host's error display instead.
+  const platform::ShownError shown = platform::LastShownError();
+  if (shown.count != shownErrors_) {
+    shownErrors_ = shown.count;
+    lastError_ = shown.text;
   }
   return lastError_;
 }

@@ -20,10 +20,12 @@ class RunStatus {
 
   // Subgroups saved into the SPC database since this object was made.
   int32_t SavedSubgroups();
-  // The next point of the subgroup schedule after now, as general date text.
+  // The next point of the subgroup schedule after now, as general date text; "none" and
+  // the reason when the schedule cannot be computed.
   std::string NextCollection() const;
-  // The newest collection log line of this configuration since this object was made, as
-  // "description: detail", or "".
+  // The newest error since this object was made: a collection log line of this
+  // configuration as "description: detail", or an error the host's error display showed;
+  // "" when there was none.
   std::string LastError();
 
   static std::string StateName(int32_t state);
@@ -38,6 +40,7 @@ class RunStatus {
   std::string logPath_;
   uintmax_t logOffset_ = 0;
   std::string lastError_;
+  uint64_t shownErrors_ = 0;
 };
 
 }  // namespace dam

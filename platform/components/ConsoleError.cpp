@@ -3,8 +3,20 @@
 #include <QApplication>
 #include <QMessageBox>
 #include <iostream>
+#include <mutex>
 
 namespace platform {
+namespace {
+
+std::mutex shownMutex;
+ShownError shown;
+
+}  // namespace
+
+ShownError LastShownError() {
+  std::lock_guard lock(shownMutex);
+  return shown;
+}
 
 bool WindowsAreUp() {
   return qobject_cast<QApplication*>(QCoreApplication::instance()) != nullptr;
@@ -16,6 +28,11 @@ void ConsoleError::Show(const std::string& module, const std::string& source,
   const std::string text = "Error " + std::to_string(number) + ": " + description +
                            "\nSource: " + source + "\nLocation: " + location;
   std::cerr << module << ": " << text << std::endl;
+  {
+    std::lock_guard lock(shownMutex);
+    ++shown.count;
+    shown.text = description;
+  }
   if (WindowsAreUp()) {
     QMessageBox::critical(nullptr, QString::fromStdString(module), QString::fromStdString(text));
   }
