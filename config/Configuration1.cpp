@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <exception>
 #include <string_view>
 #include <utility>
@@ -36,6 +37,15 @@ bool RemoveAt(std::vector<std::shared_ptr<Item>>& list, int32_t index) {
 
 int32_t ReadNumber(const std::string& value) {
   return runtime::RoundToLong(runtime::LeadingNumber(value));
+}
+
+// Serial times past 2038 are written as the unsigned 32-bit numbers they are.
+int32_t ReadSerial(const std::string& value) {
+  const double number = runtime::LeadingNumber(value);
+  if (number >= 2147483648.0 && number < 4294967295.5) {
+    return static_cast<int32_t>(static_cast<uint32_t>(std::nearbyint(number)));
+  }
+  return runtime::RoundToLong(number);
 }
 
 template <typename Item>
@@ -126,7 +136,7 @@ std::string Configuration1::GetData() const {
   text += "\r\nACTIVE=";
   text += record_.active ? "1" : "0";
   text += "\r\nDATALINK=" + record_.dataLink;
-  text += "\r\nSYNCTIME=" + std::to_string(record_.syncTime);
+  text += "\r\nSYNCTIME=" + std::to_string(static_cast<uint32_t>(record_.syncTime));
   text += "\r\nSUBGROUPINTERVAL=" + std::to_string(record_.subgroupInterval);
   text += "\r\nSUBGROUPUNIT=" + std::to_string(record_.subgroupUnit);
   text += "\r\nRETRYINTERVAL=" + std::to_string(record_.retryInterval);
@@ -174,7 +184,7 @@ void Configuration1::ReadLine(const std::string& line) {
                     const std::string& v) { c.record_.active = runtime::TextToBoolean(v); }},
       {"DATALINK", [](Configuration1& c, const std::string& v) { c.record_.dataLink = v; }},
       {"SYNCTIME",
-       [](Configuration1& c, const std::string& v) { c.record_.syncTime = ReadNumber(v); }},
+       [](Configuration1& c, const std::string& v) { c.record_.syncTime = ReadSerial(v); }},
       {"SUBGROUPINTERVAL",
        [](Configuration1& c, const std::string& v) { c.record_.subgroupInterval = ReadNumber(v); }},
       {"SUBGROUPUNIT",
@@ -199,13 +209,15 @@ void Configuration1::ReadLine(const std::string& line) {
     throw runtime::Error(runtime::kSubscriptOutOfRange, "Subscript out of range: an empty line");
   }
   const size_t equals = line.find('=');
-  const std::string key = runtime::ToUpper(std::string_view(line).substr(0, equals));
-  const auto reader = std::find_if(kReaders.begin(), kReaders.end(),
-                                   [&](const auto& entry) { return entry.first == key; });
+  const std::string_view key = std::string_view(line).substr(0, equals);
+  const auto reader = std::find_if(kReaders.begin(), kReaders.end(), [&](const auto& entry) {
+    return runtime::EqualsNoCase(entry.first, key);
+  });
   if (reader == kReaders.end()) return;
   if (equals == std::string::npos) {
-    throw runtime::Error(runtime::kSubscriptOutOfRange,
-                         "Subscript out of range: " + key + " without \"=\"");
+    throw runtime::Error(
+        runtime::kSubscriptOutOfRange,
+        "Subscript out of range: " + std::string(reader->first) + " without \"=\"");
   }
   reader->second(*this, line.substr(equals + 1));
 }

@@ -2,6 +2,7 @@
 #include "common/TypeTables.h"
 #include "engine/Engine1.h"
 #include "runtime/Conversions.h"
+#include "runtime/Date.h"
 #include "runtime/Variant.h"
 
 namespace engine {
@@ -76,9 +77,10 @@ void Engine1::EvaluateCondition(config::ConditionItem& condition) {
   } else if (const auto date1 = runtime::ParseDate(text1)) {
     const auto date2 = runtime::ParseDate(text2);
     if (!date2) return;
-    host::HostDateMath& dateMath = components_.DateMath();
-    valid = comparer.CompareValues(dateMath.DateToSerial(*date1), condition.Evaluation(),
-                                   dateMath.DateToSerial(*date2));
+    // Whole seconds, as serial times count, but in a range that holds every date.
+    valid = comparer.CompareValues(static_cast<double>(runtime::EpochSeconds(*date1)),
+                                   condition.Evaluation(),
+                                   static_cast<double>(runtime::EpochSeconds(*date2)));
   } else {
     valid = comparer.CompareValues(text1, condition.Evaluation(), text2);
   }

@@ -246,16 +246,20 @@ int64_t DateDiffMinutes(Date from, Date to) {
   return FloorDiv(Milliseconds(to), 60000) - FloorDiv(Milliseconds(from), 60000);
 }
 
+int64_t EpochSeconds(Date date) {
+  return std::llround((CheckedLinear(date) - static_cast<double>(kEpochOffset)) * kSecondsPerDay);
+}
+
 int32_t DateToSerialTime(Date date) {
-  const double seconds =
-      std::round((CheckedLinear(date) - static_cast<double>(kEpochOffset)) * kSecondsPerDay);
-  if (seconds < -2147483648.0 || seconds > 2147483647.0) throw Error(kOverflow);
-  return static_cast<int32_t>(seconds);
+  const int64_t seconds = EpochSeconds(date);
+  if (seconds < 0 || seconds > int64_t{UINT32_MAX}) throw Error(kOverflow);
+  return static_cast<int32_t>(static_cast<uint32_t>(seconds));
 }
 
 Date SerialTimeToDate(int32_t serial) {
-  return Date{
-      FromLinear(static_cast<double>(kEpochOffset) + static_cast<double>(serial) / kSecondsPerDay)};
+  const uint32_t seconds = static_cast<uint32_t>(serial);
+  return Date{FromLinear(static_cast<double>(kEpochOffset) +
+                         static_cast<double>(seconds) / kSecondsPerDay)};
 }
 
 }  // namespace runtime

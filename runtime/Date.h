@@ -42,8 +42,11 @@ int64_t DateDiffSeconds(Date from, Date to);
 // The number of minute boundaries crossed from `from` to `to`.
 int64_t DateDiffMinutes(Date from, Date to);
 
-// Serial time: whole seconds since 1970-01-01 00:00:00 of the same wall clock, in 32
-// bits. Out of that range is error 6.
+// Whole seconds since 1970-01-01 00:00:00 of the same wall clock, rounded, for any date.
+int64_t EpochSeconds(Date date);
+
+// Serial time: EpochSeconds kept in 32 bits and read as unsigned, so 1970 to 2106. Out of
+// that range is error 6.
 int32_t DateToSerialTime(Date date);
 Date SerialTimeToDate(int32_t serial);
 

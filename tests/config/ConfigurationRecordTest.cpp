@@ -15,9 +15,21 @@ using config::DescriptorItem;
 
 TEST(ConfigurationRecord, NewAndClearedConfigurationsHaveTheDefaults) {
   testsupport::FakeComponents components;
+  // Today at eight in the morning, on the day summer time starts in Berlin and past 2038.
+  for (const auto& [now, eight] :
+       {std::pair{runtime::MakeDate({2038, 1, 20, 1}), "2038-01-20 08:00:00"},
+        std::pair{runtime::MakeDate({2099, 12, 31, 23, 59, 59}), "2099-12-31 08:00:00"}}) {
+    testsupport::TestClock clock(now);
+    Configuration1 configuration(components);
+    EXPECT_EQ(
+        runtime::FormatGeneralDate(components.DateMath().SerialToDate(configuration.SyncTime())),
+        eight);
+    Configuration1 copy(components);
+    copy.SetData(configuration.GetData());
+    EXPECT_EQ(copy.SyncTime(), configuration.SyncTime()) << configuration.GetData();
+  }
   testsupport::TestClock clock(runtime::MakeDate({2024, 3, 31, 23, 59, 58}));
   Configuration1 configuration(components);
-  // Today at eight in the morning (the day summer time starts in Berlin).
   EXPECT_EQ(
       runtime::FormatGeneralDate(components.DateMath().SerialToDate(configuration.SyncTime())),
       "2024-03-31 08:00:00");

@@ -71,7 +71,8 @@ TEST_F(ConfigurationText, ItemsAreReadByPositionAndWrittenAfterTheScalarsByKind)
              "DESCRIPTOR=5", "DESCRIPTOR=7\tUser\t%TAG(A)\textra\tfields", "DESCRIPTOR=x\t\tItem",
              "SYNCTIME=-1234567", "ACTIVE=True"}));
   EXPECT_EQ(configuration.GetData(),
-            Lines({"NAME=", "ACTIVE=1", "DATALINK=", "SYNCTIME=-1234567", "SUBGROUPINTERVAL=15",
+            // The serial's 32 bits read as unsigned: a negative one is written as such.
+            Lines({"NAME=", "ACTIVE=1", "DATALINK=", "SYNCTIME=4293732729", "SUBGROUPINTERVAL=15",
                    "SUBGROUPUNIT=1", "RETRYINTERVAL=1", "RETRYUNIT=1", "DESCRIPTOR=5\t\t",
                    "DESCRIPTOR=7\tUser\t%TAG(A)", "DESCRIPTOR=0\t\tItem", "TEST=Only group\t\t\t",
                    "TEST=G\tI\tV\tD", "CONDITION=0\t\t0\t", "CONDITION=2\t%TAG(T)\t6\t10"}));
@@ -88,7 +89,7 @@ TEST_F(ConfigurationText, UnreadableLinesRaiseNamingTheReaderAndKeepWhatWasRead)
       {runtime::kSubscriptOutOfRange, {"", "name"}},
       {runtime::kTypeMismatch, {"ACTIVE=yes", "ACTIVE="}},
       {runtime::kOverflow,
-       {"SUBGROUPINTERVAL=2147483648", "SYNCTIME=-2147483649", "RETRYUNIT=1e999",
+       {"SUBGROUPINTERVAL=2147483648", "SYNCTIME=4294967296", "RETRYUNIT=1e999",
         "DESCRIPTOR=99999999999\tG\tI", "CONDITION=1\tA\t3e10\tB"}}};
   for (const auto& [number, badLines] : cases) {
     for (const std::string& badLine : badLines) {
@@ -110,6 +111,8 @@ TEST_F(ConfigurationText, UnreadableLinesRaiseNamingTheReaderAndKeepWhatWasRead)
   configuration.SetData("SYNCTIME=2147483647\r\nRETRYINTERVAL=-2147483648.4");
   EXPECT_EQ(configuration.SyncTime(), 2147483647);
   EXPECT_EQ(configuration.RetryInterval(), -2147483647 - 1);
+  configuration.SetData("SYNCTIME=4294967295");
+  EXPECT_EQ(configuration.SyncTime(), -1) << "2106, the last serial";
 }
 
 TEST_F(ConfigurationText, RealDateFieldComesFromTheTableDefinitionFile) {

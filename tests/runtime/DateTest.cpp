@@ -90,16 +90,23 @@ TEST(Date, DiffCountsBoundaries) {
   EXPECT_EQ(DateDiffMinutes(At(2024, 5, 1, 12), At(2024, 5, 1, 11, 0, 30)), -60);
 }
 
-TEST(Date, SerialTimeCountsSecondsSince1970) {
+TEST(Date, SerialTimeCountsSecondsSince1970UnsignedTo2106) {
   EXPECT_EQ(DateToSerialTime(At(1970, 1, 1)), 0);
   EXPECT_EQ(DateToSerialTime(At(2038, 1, 19, 3, 14, 7)), 2147483647);
-  EXPECT_EQ(DateToSerialTime(At(1901, 12, 13, 20, 45, 52)), -2147483647 - 1);
-  EXPECT_EQ(ErrorOf([] { DateToSerialTime(At(2038, 1, 19, 3, 14, 8)); }), kOverflow);
-  EXPECT_EQ(ErrorOf([] { DateToSerialTime(At(1901, 12, 13, 20, 45, 51)); }), kOverflow);
+  // Past 2038 the 32 bits read as unsigned; every serial written before keeps its date.
+  EXPECT_EQ(DateToSerialTime(At(2038, 1, 19, 3, 14, 8)), -2147483647 - 1);
+  EXPECT_EQ(FormatGeneralDate(SerialTimeToDate(-2147483647 - 1)), "2038-01-19 03:14:08");
+  EXPECT_EQ(DateToSerialTime(At(2106, 2, 7, 6, 28, 15)), -1);
+  EXPECT_EQ(ErrorOf([] { DateToSerialTime(At(2106, 2, 7, 6, 28, 16)); }), kOverflow);
+  EXPECT_EQ(ErrorOf([] { DateToSerialTime(At(1969, 12, 31, 23, 59, 59)); }), kOverflow);
   for (int32_t serial : {0, 1, -1, 86399, 1700000000, 2147483647, -2147483647 - 1}) {
     EXPECT_EQ(DateToSerialTime(SerialTimeToDate(serial)), serial);
   }
   EXPECT_EQ(FormatGeneralDate(SerialTimeToDate(1700000000)), "2023-11-14 22:13:20");
+  // Whole seconds for any date, far past both ends of the serial range.
+  EXPECT_EQ(EpochSeconds(At(1969, 12, 31, 23, 59, 59)), -1);
+  EXPECT_EQ(EpochSeconds(At(2500, 1, 1)) - EpochSeconds(At(2499, 12, 31)), 86400);
+  EXPECT_EQ(EpochSeconds(At(1800, 1, 1, 0, 0, 1)) - EpochSeconds(At(1800, 1, 1)), 1);
 }
 
 TEST(Clock, ScopedClockStandsInForTheLocalWallClockWhileItLives) {
