@@ -1,14 +1,11 @@
 #include "common/TagExpressions.h"
 
-#include <unordered_set>
-
 #include "runtime/Text.h"
 
 namespace common {
 namespace {
 
 constexpr std::string_view kMarker = "%TAG(";
-constexpr std::string_view kLineBreak = "\r\n";
 
 // Length of the piece up to and including the ")" that balances the marker's "(", or 0.
 size_t BalancedLength(std::string_view piece) {
@@ -54,29 +51,6 @@ bool GetTagArrays(const std::string& text, std::vector<std::string>& tokens,
     return true;
   } catch (...) {
     return false;
-  }
-}
-
-void MergeStringArrays(std::vector<std::string>& target, const std::vector<std::string>& source) {
-  try {
-    std::string joined = runtime::Join(target, kLineBreak);
-    if (joined.empty()) {
-      joined = runtime::Join(source, kLineBreak);
-    } else {
-      // Only what the target held on entry is searched, so a name repeated inside the
-      // source is appended each time.
-      const std::unordered_set<std::string_view, runtime::NoCaseHash, runtime::NoCaseEqual> held(
-          target.begin(), target.end());
-      for (const std::string& s : source) {
-        if (!held.contains(s)) {
-          joined += kLineBreak;
-          joined += s;
-        }
-      }
-    }
-    if (!joined.empty()) target = runtime::Split(joined, kLineBreak);
-  } catch (...) {
-    // The target stays as it was on entry.
   }
 }
 

@@ -13,8 +13,4 @@ namespace common {
 bool GetTagArrays(const std::string& text, std::vector<std::string>& tokens,
                   std::vector<std::string>& tagNames, std::vector<std::string>& fields);
 
-// Appends to `target` each element of `source` that `target` did not hold on entry,
-// compared without regard to case. Elements holding CR LF become several elements.
-void MergeStringArrays(std::vector<std::string>& target, const std::vector<std::string>& source);
-
 }  // namespace common

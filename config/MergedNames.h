@@ -1,7 +1,7 @@
-// Tag-name lists merged one after another exactly as common::MergeStringArrays merges
-// them into one growing target, but in time linear in the total number of names: the
-// names already held sit in a case-blind set instead of being joined, searched and split
-// again for every list. A configuration gathers its tags this way, one list per item.
+// Tag-name lists merged one after another into one growing list, in time linear in the
+// total number of names: the names already held sit in a case-blind set instead of being
+// joined, searched and split again for every list. A configuration gathers its tags this
+// way, one list per item.
 #pragma once
 
 #include <string>

@@ -1,5 +1,6 @@
-// Text helpers. "Without regard to case" means ASCII case folding; every other
-// comparison is byte by byte.
+// Text helpers. "Without regard to case" means Unicode simple case folding of UTF-8 text
+// ("Füll" matches "FÜLL", "Straße" does not match "STRASSE"); text that is not valid UTF-8
+// folds A-Z only and compares byte by byte otherwise. Every other comparison is byte by byte.
 #pragma once
 
 #include <cstddef>
@@ -12,8 +13,11 @@ namespace runtime {
 // Removes leading and trailing space characters only (tabs, CR and LF stay).
 std::string_view TrimSpaces(std::string_view text);
 
+// A-Z to a-z and back only, for texts the system itself writes.
 std::string ToUpper(std::string_view text);
 std::string ToLower(std::string_view text);
+// The text every spelling of it without regard to case folds to.
+std::string FoldCase(std::string_view text);
 bool EqualsNoCase(std::string_view a, std::string_view b);
 
 // Splits at every occurrence of a non-empty separator; an empty text gives one empty piece.

@@ -18,6 +18,43 @@ TEST(Text, TrimCaseAndSplit) {
   EXPECT_EQ(Join(Split("x;;y", ";"), ";"), "x;;y");
 }
 
+// Simple case folding in every alphabet: one code point to one, so "ß" stays apart from
+// "SS"; text that is no UTF-8 folds A-Z only and never throws.
+TEST(Text, CaseIsFoldedInEveryAlphabet) {
+  const struct {
+    const char *a, *b;
+    bool equal;
+  } cases[] = {{"Füll.Gewicht", "FÜLL.GEWICHT", true},
+               {"ΣΊΣΥΦΟΣ", "σίσυφος", true},
+               {"\u212A", "k", true},  // Kelvin sign
+               {"Straße", "STRASSE", false},
+               {"Ǆ", "ǆ", true},
+               {"\xff\xfe"
+                "A",
+                "\xff\xfe"
+                "a",
+                true},
+               {"\xff"
+                "A",
+                "\xfe"
+                "a",
+                false},
+               {"Füll", "F\xfcll", false}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(EqualsNoCase(c.a, c.b), c.equal) << c.a << " " << c.b;
+    if (c.equal) {
+      EXPECT_EQ(NoCaseHash{}(c.a), NoCaseHash{}(c.b)) << c.a;
+    }
+  }
+  EXPECT_EQ(ReplaceNoCase("%TAG(FÜLL) und %tag(füll)", "%tag(Füll)", "1"), "1 und 1");
+  EXPECT_EQ(ReplaceNoCase("5 \u212Am", "km", "k"), "5 k");
+  EXPECT_EQ(ReplaceNoCase("a\xff"
+                          "A",
+                          "a", "b"),
+            "b\xff"
+            "b");
+}
+
 TEST(Text, ReplaceNoCaseScansOnceLeftToRight) {
   EXPECT_EQ(ReplaceNoCase("[Tag] and [TAG]", "[tag]", "v"), "v and v");
   EXPECT_EQ(ReplaceNoCase("aaa", "aa", "b"), "ba");
