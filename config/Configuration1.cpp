@@ -35,6 +35,17 @@ bool RemoveAt(std::vector<std::shared_ptr<Item>>& list, int32_t index) {
   return true;
 }
 
+// A null item would fail later, far from where it came in; it is refused here.
+template <typename Item>
+void Append(std::vector<std::shared_ptr<Item>>& list, std::shared_ptr<Item> item,
+            const char* location) {
+  if (!item) {
+    throw runtime::Error(runtime::kObjectNotSet,
+                         runtime::StandardDescription(runtime::kObjectNotSet), location);
+  }
+  list.push_back(std::move(item));
+}
+
 int32_t ReadNumber(const std::string& value) {
   return runtime::RoundToLong(runtime::LeadingNumber(value));
 }
@@ -77,7 +88,7 @@ void Configuration1::SetDataLink(std::string dataLink) {
 }
 
 void Configuration1::AddDescriptor(std::shared_ptr<DescriptorItem> item) {
-  descriptors_.push_back(std::move(item));
+  Append(descriptors_, std::move(item), "Configuration1.AddDescriptor");
 }
 
 std::shared_ptr<DescriptorItem> Configuration1::GetDescriptorItem(int32_t index) const {
@@ -100,7 +111,7 @@ int32_t Configuration1::DescriptorCount() const {
 }
 
 void Configuration1::AddTest(std::shared_ptr<TestItem> item) {
-  tests_.push_back(std::move(item));
+  Append(tests_, std::move(item), "Configuration1.AddTest");
 }
 
 std::shared_ptr<TestItem> Configuration1::GetTestItem(int32_t index) const {
@@ -116,7 +127,7 @@ int32_t Configuration1::TestCount() const {
 }
 
 void Configuration1::AddCondition(std::shared_ptr<ConditionItem> item) {
-  conditions_.push_back(std::move(item));
+  Append(conditions_, std::move(item), "Configuration1.AddCondition");
 }
 
 std::shared_ptr<ConditionItem> Configuration1::GetConditionItem(int32_t index) const {
@@ -152,27 +163,29 @@ std::string Configuration1::GetData() const {
 }
 
 void Configuration1::SetData(const std::string& text) {
-  runtime::RaisingFrom("Configuration1.SetData", [&] {
+  // The error is raised again as it came, with the line that failed named in its source.
+  int lineNumber = 0;
+  try {
     ClearData();
     const std::string_view trimmed = runtime::TrimSpaces(text);
     if (!trimmed.empty()) {
-      int lineNumber = 0;
       for (const std::string& line : runtime::Split(trimmed, kLineBreak)) {
         ++lineNumber;
-        try {
-          ReadLine(line);
-        } catch (...) {
-          const runtime::Error error = runtime::ToError(std::current_exception());
-          throw runtime::Error(error.Number(), error.Description() + " (line " +
-                                                   std::to_string(lineNumber) +
-                                                   " of the configuration text)");
-        }
+        ReadLine(line);
       }
     }
+    lineNumber = 0;
     TestDataLink();
     RebuildTagItems();
     ReadTableDefinitions();
-  });
+  } catch (...) {
+    const runtime::Error error = runtime::ToError(std::current_exception());
+    std::string source = "Configuration1.SetData";
+    if (lineNumber > 0) {
+      source += ", line " + std::to_string(lineNumber) + " of the configuration text";
+    }
+    throw runtime::Error(error.Number(), error.Description(), source);
+  }
 }
 
 void Configuration1::ReadLine(const std::string& line) {

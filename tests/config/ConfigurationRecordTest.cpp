@@ -61,6 +61,24 @@ TEST(ConfigurationRecord, ListsAreOneBasedInInsertionOrder) {
   EXPECT_TRUE(configuration.RemoveDescriptorItem(1));
   EXPECT_EQ(configuration.GetDescriptorItem(1)->Item(), "B");
   EXPECT_EQ(configuration.GetDescriptorType(5)->Item(), "B");
+
+  configuration.SetData("TEST=G\tT1\r\nTEST=G\tT2\r\nCONDITION=1\t%TAG(A)\t1\t1");
+  for (int32_t outside : {0, -1, 3}) {
+    EXPECT_EQ(configuration.GetTestItem(outside), nullptr) << outside;
+    EXPECT_FALSE(configuration.RemoveTestItem(outside)) << outside;
+  }
+  EXPECT_EQ(configuration.GetConditionItem(0), nullptr);
+  EXPECT_EQ(configuration.GetConditionItem(2), nullptr);
+  EXPECT_EQ(configuration.GetTestItem(2)->Item(), "T2");
+  EXPECT_EQ(configuration.TestCount(), 2);
+
+  // A null item never gets in, so nothing walking the lists trips over it later.
+  EXPECT_EQ(ErrorOf([&] { configuration.AddDescriptor(nullptr); }), runtime::kObjectNotSet);
+  EXPECT_EQ(ErrorOf([&] { configuration.AddTest(nullptr); }), runtime::kObjectNotSet);
+  EXPECT_EQ(ErrorOf([&] { configuration.AddCondition(nullptr); }), runtime::kObjectNotSet);
+  std::vector<std::string> names;
+  EXPECT_TRUE(configuration.GetUniqueTagNames(names));
+  EXPECT_EQ(names, std::vector<std::string>{"A"});
 }
 
 TEST(ConfigurationRecord, ResolvedListsGrowOnWriteAndReadEmptyOutside) {

@@ -78,7 +78,8 @@ TEST_F(EndToEnd, ConfigShowReportsAnUnreadableConfiguration) {
   EXPECT_EQ(exitCode, 2);
   EXPECT_NE(output.find("\"text\": \"NAME=Half\\r\\nACTIVE=0"), std::string::npos) << output;
   EXPECT_NE(output.find("\"number\": 13"), std::string::npos) << output;
-  EXPECT_NE(output.find("\"source\": \"Configuration1.SetData\""), std::string::npos);
+  EXPECT_NE(output.find("\"source\": \"Configuration1.SetData, line 2 of the configuration text\""),
+            std::string::npos);
 }
 
 }  // namespace

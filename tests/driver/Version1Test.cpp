@@ -76,6 +76,9 @@ TEST_F(Version1Test, InitializeOpensASessionOnTheHostsDatabaseOrShowsWhyNot) {
   parent->hostSession = nullptr;
   EXPECT_EQ(driver::Version1(components).Initialize(parent, "x"), host::kFalse);
   EXPECT_EQ(Shown(), "Version1.IDriver_Initialize 91");
+  for (const auto& shown : components.shownErrors) {
+    EXPECT_FALSE(shown.source.empty()) << shown.location << " " << shown.number;
+  }
 }
 
 TEST_F(Version1Test, LoadTakesTheFirstLineAndRefusesEmptyData) {
@@ -97,6 +100,7 @@ TEST_F(Version1Test, StateChangesFollowTheEngineAndAreNotifiedOnce) {
   EXPECT_EQ(version1->StopDriver(), host::kFalse) << "no engine was created";
   ASSERT_EQ(components.shownErrors.size(), 1u);
   EXPECT_EQ(Shown(), "Version1.IDriver_StopDriver 91");
+  EXPECT_EQ(components.shownErrors.back().source, "oxaGEPDAD6");
   EXPECT_TRUE(parent->states.empty());
 
   ASSERT_EQ(version1->Load(runtime::Variant(std::string("ACTIVE=1"))), host::kTrue);
