@@ -3,13 +3,15 @@
 #include <vector>
 
 #include "runtime/Error.h"
+#include "runtime/Text.h"
 #include "runtime/Variant.h"
 
 namespace platform {
 namespace {
 
 std::string Key(const SpcTable& table, const std::string& name, int32_t groupId) {
-  return std::string(table.name) + '\x1f' + std::to_string(groupId) + '\x1f' + name;
+  return std::string(table.name) + '\x1f' + std::to_string(groupId) + '\x1f' +
+         runtime::FoldCase(name);
 }
 
 void RequireName(const SpcTable& table, const std::string& name) {
@@ -65,8 +67,8 @@ void SpcCatalog::Discard() {
 }
 
 int32_t SpcCatalog::Query(const SpcTable& table, const std::string& name, int32_t groupId) {
-  std::string sql = std::string("SELECT id FROM ") + table.name + " WHERE name = ?";
-  std::vector<runtime::Variant> parameters{name};
+  std::string sql = std::string("SELECT id FROM ") + table.name + " WHERE name_key = ?";
+  std::vector<runtime::Variant> parameters{runtime::FoldCase(name)};
   if (table.namedWithinGroup) {
     sql += " AND group_id = ?";
     parameters.emplace_back(groupId);
@@ -78,9 +80,9 @@ int32_t SpcCatalog::Query(const SpcTable& table, const std::string& name, int32_
 void SpcCatalog::Create(const SpcTable& table, const std::string& name, const std::string& group) {
   // ON CONFLICT: another session may create the same name at the same time.
   if (!table.group) {
-    connection_.Execute(
-        std::string("INSERT INTO ") + table.name + " (name) VALUES (?) ON CONFLICT DO NOTHING",
-        std::vector<runtime::Variant>{name});
+    connection_.Execute(std::string("INSERT INTO ") + table.name +
+                            " (name, name_key) VALUES (?, ?) ON CONFLICT DO NOTHING",
+                        std::vector<runtime::Variant>{name, runtime::FoldCase(name)});
     return;
   }
   if (group.empty()) {
@@ -92,8 +94,8 @@ void SpcCatalog::Create(const SpcTable& table, const std::string& name, const st
   }
   int32_t groupId = FindOrCreate(*table.group, group);
   connection_.Execute(std::string("INSERT INTO ") + table.name +
-                          " (name, group_id) VALUES (?, ?) ON CONFLICT DO NOTHING",
-                      std::vector<runtime::Variant>{name, groupId});
+                          " (name, name_key, group_id) VALUES (?, ?, ?) ON CONFLICT DO NOTHING",
+                      std::vector<runtime::Variant>{name, runtime::FoldCase(name), groupId});
 }
 
 }  // namespace platform

@@ -74,7 +74,7 @@ bool SpcRecord::Load(host::DatabaseSession& database, int32_t) {
     sql += condition;
     parameters.push_back(std::move(value));
   };
-  if (nameKey_) addKey("name = ?", name_);
+  if (nameKey_) addKey("name_key = ?", runtime::FoldCase(name_));
   if (idKey_) addKey("id = ?", id_);
   if (groupIdKey_) addKey("group_id = ?", groupId_);
   if (parameters.empty()) {

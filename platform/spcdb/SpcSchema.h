@@ -1,7 +1,7 @@
 // The SPC database's tables, created on first open and upgraded in place. The table
-// schema_version holds the version the tables have; every version is a list of
-// statements that turns the version before it into this one, so a later version adds
-// its columns or tables with one more list.
+// schema_version holds the version the tables have; every version is a step that turns
+// the version before it into this one, so a later version adds its columns or tables
+// with one more step.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace platform {
 
-inline constexpr int32_t kSpcSchemaVersion = 1;
+inline constexpr int32_t kSpcSchemaVersion = 2;
 
 // Brings the database to kSpcSchemaVersion in one transaction, serialised against other
 // sessions doing the same. A database of a newer version is an error and stays as it is.

@@ -57,4 +57,12 @@ const SpcTable& LotTable() {
   return kLots;
 }
 
+const std::vector<const SpcTable*>& NamedTables() {
+  static const std::vector<const SpcTable*> tables = {
+      &kPartGroups,       &kProcessGroups, &kTestGroups, &kJobGroups, &kShiftGroups,
+      &kDescriptorGroups, &kParts,         &kProcesses,  &kTests,     &kJobs,
+      &kShifts,           &kDescriptors,   &kLots};
+  return tables;
+}
+
 }  // namespace platform

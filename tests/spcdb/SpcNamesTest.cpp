@@ -21,6 +21,8 @@ struct Family {
   ById groupId;
   const char* groupField;
   std::string group, item;
+  // The same item and group spelt in another case.
+  std::string otherGroup, otherItem;
 };
 
 // -1 when there is no record at all, to tell it from a record not found (0).
@@ -37,15 +39,15 @@ TEST_P(SpcDatabaseTest, ResolvesRecordsByNameAndGroupsByIdOnlyWhereTheyAre) {
   };
   const Family families[] = {
       {common::ResolvePartName, common::ResolvePartGroupName, common::ResolvePartGroupID, "Ptgp",
-       "Gehäuse", "O'Brien \"Ä€\" 7"},
+       "Gehäuse", "O'Brien \"Ä€\" 7", "GEHÄUSE", "o'brien \"ä€\" 7"},
       {common::ResolvePrcsName, common::ResolvePrcsGroupName, common::ResolvePrcsGroupID, "Prgp",
-       "Line 1", "Milling"},
+       "Line 1", "Milling", "LINE 1", "mILLING"},
       {common::ResolveTestName, common::ResolveTestGroupName, common::ResolveTestGroupID, "Tsgp",
-       "Dimensions", "Höhe"},
+       "Dimensions", "Höhe", "dimensions", "HÖHE"},
       {common::ResolveJobName, common::ResolveJobGroupName, common::ResolveJobGroupID, "Jbgp",
-       "Jobs", "J-1"},
+       "Jobs", "J-1", "JOBS", "j-1"},
       {common::ResolveShftName, common::ResolveShftGroupName, common::ResolveShftGroupID, "Shgp",
-       "Shifts", "Früh"},
+       "Shifts", "Früh", "sHIFTS", "FRÜH"},
   };
   for (const Family& family : families) {
     SCOPED_TRACE(family.item);
@@ -57,6 +59,9 @@ TEST_P(SpcDatabaseTest, ResolvesRecordsByNameAndGroupsByIdOnlyWhereTheyAre) {
     ASSERT_GT(IdOf(group), 0);
     EXPECT_EQ(runtime::ToLong(record->Field(family.groupField)), group->Id());
     EXPECT_EQ(family.groupId(components, session, group->Id())->Name(), family.group);
+    EXPECT_EQ(IdOf(family.name(components, session, family.otherItem)), record->Id());
+    EXPECT_EQ(family.name(components, session, family.otherItem)->Name(), family.item);
+    EXPECT_EQ(IdOf(family.groupName(components, session, family.otherGroup)), group->Id());
 
     EXPECT_EQ(IdOf(family.name(components, session, family.item + " ")), 0);
     EXPECT_EQ(IdOf(family.name(components, session, family.group)), 0);

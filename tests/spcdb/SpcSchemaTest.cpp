@@ -3,7 +3,9 @@
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcErrors.h"
 #include "platform/spcdb/SpcReader.h"
+#include "platform/spcdb/SpcRecord.h"
 #include "platform/spcdb/SpcSchema.h"
+#include "platform/spcdb/SpcTables.h"
 #include "tests/spcdb/SpcFixture.h"
 
 namespace spcdbtest {
@@ -44,6 +46,52 @@ TEST_P(SpcDatabaseTest, SchemaIsCreatedOnFirstOpenKeptOnReopenAndUpgradedFromEmp
   EXPECT_NE(error.Description().find("schema version 99"), std::string::npos)
       << error.Description();
   EXPECT_EQ(Query(*database_, kVersions), "99");
+}
+
+TEST_P(SpcDatabaseTest, NamesAreOneWithoutRegardToCaseAndOldDatabasesUpgradeOrSayWhyNot) {
+  auto session = OpenSession();
+  platform::SpcSubgroupData subgroup = SampleSubgroup(1);
+  subgroup.readings = {{"Dimensions", "Width", 1, 1.5, "", ""},
+                       {"DIMENSIONS", "WIDTH", 2, 2.5, "", ""},
+                       {"dimensions", "width", 3, 3.5, "", ""},
+                       {"Maße", "Größe", 1, 4.5, "", ""},
+                       {"MASSE", "GRÖSSE", 1, 5.5, "", ""}};
+  SaveSubgroup(session, subgroup);
+  // The first spelling stays; "ß" folds to itself, so "SS" is another name.
+  EXPECT_EQ(Names(*session, host::RecordKind::Test),
+            (std::vector<std::string>{"GRÖSSE", "Größe", "Width"}));
+  std::vector<std::string> tests;
+  for (const auto& reading : platform::ReadSubgroups(*session, 1).at(0).readings) {
+    tests.push_back(reading.test + " " + std::to_string(reading.sample));
+  }
+  EXPECT_EQ(tests,
+            (std::vector<std::string>{"Width 1", "Width 2", "Width 3", "Größe 1", "GRÖSSE 1"}));
+
+  // Back to the first version's tables, with two tests that differ only in case.
+  session.reset();
+  for (const platform::SpcTable* table : platform::NamedTables()) {
+    const std::string name = table->name;
+    Query(*database_, "DROP INDEX " + name + "_folded_name");
+    Query(*database_, "ALTER TABLE " + name + " DROP COLUMN name_key");
+  }
+  Query(*database_, "UPDATE schema_version SET version = 1");
+  Query(*database_,
+        "INSERT INTO tests (name, group_id) SELECT 'wIDTH', group_id FROM tests WHERE name = "
+        "'Width'");
+  runtime::Error error = ErrorOf([&] { OpenSession(); });
+  EXPECT_EQ(error.Number(), platform::kSpcSchemaMismatch);
+  EXPECT_NE(error.Description().find("test \"Width\" and \"wIDTH\""), std::string::npos)
+      << error.Description();
+  EXPECT_EQ(Query(*database_, kVersions), "1") << "nothing merged, nothing changed";
+
+  Query(*database_, "DELETE FROM tests WHERE name = 'wIDTH'");
+  session = OpenSession();
+  EXPECT_EQ(Query(*database_, kVersions), kCurrent);
+  platform::SpcRecord record(host::RecordKind::Test);
+  record.SetName("WIDTH");
+  record.SetNameKey(1);
+  ASSERT_TRUE(record.Load(*session, 0));
+  EXPECT_EQ(runtime::ToText(record.Field("Name")), "Width");
 }
 
 TEST(SpcSessionTest, SessionWithoutDatabaseFailsClearly) {
