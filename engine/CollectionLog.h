@@ -5,11 +5,17 @@
 #include <string>
 #include <vector>
 
+#include "host/HostFileSystem.h"
+
 namespace engine {
 
-// Appends `fields` joined by tabs and ended by CR LF to the file at `path`, created if
-// missing. The file is open only while the line is written. Texts are written as they
-// are (UTF-8), tabs and line breaks inside a field included. Failing is error 75.
-void AppendLogLine(const std::string& path, const std::vector<std::string>& fields);
+// The log line of `fields`: joined by tabs, without its line end. Texts stay as they are
+// (UTF-8), tabs and line breaks inside a field included.
+std::string LogLine(const std::vector<std::string>& fields);
+
+// Appends `line` and CR LF to the file at `path` through `files`, which creates the file
+// for its owner only. The file is open only while the line is written. Failing is error 75.
+void AppendLogLine(const host::HostFileSystem& files, const std::string& path,
+                   const std::string& line);
 
 }  // namespace engine

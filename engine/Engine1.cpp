@@ -7,6 +7,7 @@ namespace engine {
 namespace {
 
 constexpr int32_t kTimerInterval = 100;
+constexpr double kSecondsPerDay = 86400;
 
 // Clears the re-entrancy flag however the collection ends.
 class CollectingFlag {
@@ -34,6 +35,7 @@ config::Configuration1& Engine1::Configuration() const {
 bool Engine1::StartEngine(std::shared_ptr<config::Configuration1> configuration) {
   return Trapped("StartEngine", [&] {
     status_ = Status{};
+    previousCollection_.reset();
     configuration_ = std::move(configuration);
     SetNextSubgroupPeriod();
     status_.isRunning = true;
@@ -42,11 +44,13 @@ bool Engine1::StartEngine(std::shared_ptr<config::Configuration1> configuration)
       moTimer_ = components_.CreateTimer();
       if (!moTimer_) throw runtime::Error(runtime::kObjectNotSet);
       timerSubscription_ = moTimer_->OnTimer.Subscribe([this] {
-        // Nothing may escape into the host's event loop. What gets here is a failure of the
-        // log itself, after the status record already took the error.
+        // Nothing may escape into the host's event loop. What gets here failed while an
+        // error was being recorded (a handler of CollectionError), so it is shown instead.
         try {
           moTimer_OnTimer();
         } catch (...) {
+          const runtime::Error error = runtime::ToError(std::current_exception());
+          ShowError(error, error.NumberAndDescription(), "moTimer_OnTimer");
         }
       });
     }
@@ -68,13 +72,16 @@ bool Engine1::StopEngine() {
 void Engine1::moTimer_OnTimer() {
   if (collecting_) return;
   Trapped("moTimer_OnTimer", [&] {
-    if (status_.nextCollectionTime < runtime::Now()) {
+    const runtime::Date start = runtime::Now();
+    if (status_.nextCollectionTime < start) {
       CollectingFlag flag(collecting_);
+      RecordLateStart(start);
       if (CollectSample()) {
         SetNextSubgroupPeriod();
       } else {
         SetNextRetryPeriod();
       }
+      previousCollection_ = {start, runtime::Now()};
     }
   });
 }
@@ -88,18 +95,25 @@ bool Engine1::CollectSample() {
   });
 }
 
+// A subgroup schedule that cannot be planned falls back to the retry schedule.
 bool Engine1::SetNextSubgroupPeriod() {
-  return Trapped("SetNextSubgroupPeriod", [&] {
+  const bool planned = Trapped("SetNextSubgroupPeriod", [&] {
     const config::Configuration1& configuration = Configuration();
-    return SetNextPeriod(configuration.SubgroupUnit(), configuration.SubgroupInterval());
+    return UnitIsValid("Subgroup", configuration.SubgroupUnit(),
+                       "The next collection is planned by the retry settings.") &&
+           SetNextPeriod(configuration.SubgroupUnit(), configuration.SubgroupInterval());
   });
+  return planned || SetNextRetryPeriod();
 }
 
 bool Engine1::SetNextRetryPeriod() {
-  return Trapped("SetNextRetryPeriod", [&] {
+  const bool planned = Trapped("SetNextRetryPeriod", [&] {
     const config::Configuration1& configuration = Configuration();
-    return SetNextPeriod(configuration.RetryUnit(), configuration.RetryInterval());
+    return UnitIsValid("Retry", configuration.RetryUnit(), FallbackText()) &&
+           SetNextPeriod(configuration.RetryUnit(), configuration.RetryInterval());
   });
+  if (!planned) SetFallbackPeriod();
+  return planned;
 }
 
 // Both schedules lie on the grid anchored at SyncTime; only the spacing differs.
@@ -109,6 +123,28 @@ bool Engine1::SetNextPeriod(int32_t unit, int32_t interval) {
   status_.nextCollectionTime = dateMath.NextPeriodTime(base, runtime::Now(), unit, interval);
   CollectionTimeSet.Raise();
   return true;
+}
+
+// Never "at once": a schedule that cannot be planned must not collect on every tick.
+void Engine1::SetFallbackPeriod() {
+  Trapped("SetNextRetryPeriod", [&] {
+    status_.nextCollectionTime =
+        runtime::Date{runtime::Now().serial + kFallbackSeconds / kSecondsPerDay};
+    CollectionTimeSet.Raise();
+  });
+}
+
+bool Engine1::UnitIsValid(const char* schedule, int32_t unit, const std::string& consequence) {
+  if (unit >= kFirstUnit && unit <= kLastUnit) return true;
+  LogError("Invalid Schedule",
+           std::string(schedule) + " unit " + std::to_string(unit) +
+               " is not one of 0 (Seconds), 1 (Minutes), 2 (Hours), 3 (Days)",
+           consequence);
+  return false;
+}
+
+std::string Engine1::FallbackText() {
+  return "The next attempt is planned " + std::to_string(kFallbackSeconds) + " seconds from now.";
 }
 
 }  // namespace engine

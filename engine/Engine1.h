@@ -3,18 +3,22 @@
 // the historian for the current value of every configured tag, update the tag items,
 // evaluate the conditions, resolve descriptors and characteristics, and save one subgroup
 // through the host database. Success plans the next collection one subgroup period on,
-// any failure (unmet conditions included) after the retry period.
+// any failure (unmet conditions included) after the retry period; a schedule that cannot
+// be planned at all retries 60 seconds later, never at once. A collection that starts more
+// than one subgroup period late is recorded with the collection times it missed.
 //
-// The engine never shows an error. Each step is a boolean function: an expected failure
-// is recorded with its three texts by LogError, an unexpected one under the procedure's
-// name, and the step returns false, which ends the collection. LogError keeps the last
-// error in the status record, raises CollectionError and appends a line to the collection
-// log. Everything runs on the thread that owns the engine, inside timer ticks.
+// The engine shows no collection error. Each step is a boolean function: an expected
+// failure is recorded with its three texts by LogError, an unexpected one under the
+// procedure's name, and the step returns false, which ends the collection. LogError keeps
+// the last error in the status record, raises CollectionError and appends a line to the
+// collection log; only a line the log cannot take is shown, through the host's error
+// display. Everything runs on the thread that owns the engine, inside timer ticks.
 #pragma once
 
 #include <cstdint>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -22,6 +26,7 @@
 #include "config/Configuration1.h"
 #include "host/Components.h"
 #include "runtime/Date.h"
+#include "runtime/Error.h"
 #include "runtime/Event.h"
 
 namespace engine {
@@ -80,17 +85,40 @@ class Engine1 {
     int32_t occurrence = 0;
   };
 
-  // Scheduling (Engine1.cpp).
+  // When a previous collection of this run started and ended.
+  struct Span {
+    runtime::Date start, end;
+  };
+
+  // Scheduling (Engine1.cpp). A unit code outside 0-3 is recorded as "Invalid Schedule";
+  // the subgroup schedule then falls back to the retry schedule, and a retry schedule that
+  // cannot be planned (a bad unit, failing date math) to kFallbackSeconds from now.
   void moTimer_OnTimer();
   bool CollectSample();
   bool SetNextSubgroupPeriod();
   bool SetNextRetryPeriod();
   bool SetNextPeriod(int32_t unit, int32_t interval);
+  void SetFallbackPeriod();
+  // True for a unit code of 0-3; otherwise records the error, `consequence` as its
+  // extended detail.
+  bool UnitIsValid(const char* schedule, int32_t unit, const std::string& consequence);
+  static std::string FallbackText();
+  // Records a collection starting at `start` more than one subgroup period after its
+  // planned time, with the collection times it missed (EngineLateness.cpp).
+  void RecordLateStart(runtime::Date start);
 
-  // The historian query (EngineQuery.cpp).
+  static constexpr int32_t kFallbackSeconds = 60;
+  // Unit codes run from 0 (Seconds) to 3 (Days).
+  static constexpr int32_t kFirstUnit = 0;
+  static constexpr int32_t kLastUnit = 3;
+
+  // The historian query (EngineQuery.cpp). Tag names are bound to the statement's "?"
+  // markers, never written into it.
   bool GetRecordset(std::unique_ptr<host::Recordset>& rs);
-  std::string GetWHEREClause();
-  static std::string GetORClause(const std::vector<std::string>& tagNames);
+  // The WHERE clause for `tagCount` bound tag names; "" for none.
+  std::string GetWHEREClause(size_t tagCount);
+  // "Tagname IN (?, ?, ...)" with `tagCount` markers.
+  static std::string GetINClause(size_t tagCount);
 
   // Tag values and conditions (EngineConditions.cpp).
   bool ProcessRecordSet(std::unique_ptr<host::Recordset> rs);
@@ -111,10 +139,14 @@ class Engine1 {
   static std::string InvalidCharacteristic(const config::TestItem& test);
   void StoreSubgroup();
 
-  // Error recording (EngineErrors.cpp).
+  // Error recording (EngineErrors.cpp). LogError never throws a failure of the log.
   void LogError(const std::string& description, const std::string& detail,
                 const std::string& extended);
   void LogUnexpected(const char* procedure, std::exception_ptr thrown);
+  // Shows `description` for `error` through the host's error display, located at
+  // "Engine1.<procedure>"; stderr when the host has no working display.
+  void ShowError(const runtime::Error& error, const std::string& description,
+                 const char* procedure) noexcept;
   // Runs `body` under the engine's unexpected-error handler for `procedure`: an error is
   // recorded as "Engine1.<procedure>" and the result is false, "" or nothing.
   template <typename Body>
@@ -127,6 +159,7 @@ class Engine1 {
   std::shared_ptr<config::Configuration1> configuration_;
   Status status_;
   bool collecting_ = false;
+  std::optional<Span> previousCollection_;
   std::unique_ptr<host::HostSubgroup> subgroup_;
   std::unique_ptr<host::HostTimer> moTimer_;
   runtime::Subscription timerSubscription_;

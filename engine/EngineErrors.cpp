@@ -1,3 +1,5 @@
+#include <cstdio>
+
 #include "common/Module.h"
 #include "engine/CollectionLog.h"
 #include "engine/Engine1.h"
@@ -6,8 +8,9 @@
 
 namespace engine {
 
-// Without a handler of its own: a log that cannot be written fails the caller, after the
-// status record and CollectionError already told the error.
+// The status record and CollectionError take the error first. A line the log cannot take
+// goes to the host's error display with the line itself, so the error is not lost, and the
+// caller goes on: a collection step still returns false and the retry is still planned.
 void Engine1::LogError(const std::string& description, const std::string& detail,
                        const std::string& extended) {
   status_.lastErrorTime = runtime::Now();
@@ -16,14 +19,23 @@ void Engine1::LogError(const std::string& description, const std::string& detail
   status_.lastErrorExtended = extended;
   CollectionError.Raise();
 
-  host::HostFileSystem& files = components_.FileSystem();
-  const std::string path =
-      files.JoinPath(files.LogFolder(), std::string(common::kModuleName) + ".LOG");
   // An engine that never got a configuration still logs, with an empty name.
   const std::string name = configuration_ ? configuration_->ConfigurationName() : "";
-  AppendLogLine(
-      path, {name, runtime::FormatGeneralDate(status_.lastErrorTime), status_.lastErrorDescription,
-             status_.lastErrorDetail, status_.lastErrorExtended});
+  std::string line;
+  try {
+    line =
+        LogLine({name, runtime::FormatGeneralDate(status_.lastErrorTime),
+                 status_.lastErrorDescription, status_.lastErrorDetail, status_.lastErrorExtended});
+    host::HostFileSystem& files = components_.FileSystem();
+    AppendLogLine(
+        files, files.JoinPath(files.LogFolder(), std::string(common::kModuleName) + ".LOG"), line);
+  } catch (...) {
+    const runtime::Error error = runtime::ToError(std::current_exception());
+    ShowError(error,
+              "The collection log could not be written (" + error.Description() +
+                  "). The error it was to record: " + line,
+              "LogError");
+  }
 }
 
 void Engine1::LogUnexpected(const char* procedure, std::exception_ptr thrown) {
@@ -31,6 +43,18 @@ void Engine1::LogUnexpected(const char* procedure, std::exception_ptr thrown) {
   LogError(
       error.NumberAndDescription(), "An unexpected error occurred",
       std::string("Function: ") + "Engine1" + "." + procedure + " generated an unexpected error.");
+}
+
+void Engine1::ShowError(const runtime::Error& error, const std::string& description,
+                        const char* procedure) noexcept {
+  try {
+    components_.CreateError()->Show(common::kModuleName, error.Source(), description,
+                                    error.Number(), std::string("Engine1.") + procedure);
+  } catch (...) {
+    // A host without a working error display leaves only the process's error stream.
+    std::fprintf(stderr, "%s: Engine1.%s: %s\n", common::kModuleName, procedure,
+                 description.c_str());
+  }
 }
 
 }  // namespace engine

@@ -1,13 +1,25 @@
+#include <algorithm>
+
 #include "common/TypeTables.h"
 #include "engine/Engine1.h"
+#include "engine/RecordsetChain.h"
 #include "runtime/Error.h"
 
 namespace engine {
+namespace {
+
+// Tag names one statement binds at most. Every driver a historian is reached through
+// takes this many: SQLite builds before 3.32 allow 999 parameters, Oracle 1000 items in an
+// IN-list, SQL Server 2100 parameters. More tags run the statement once per part.
+constexpr size_t kTagsPerStatement = 999;
+
+}  // namespace
 
 bool Engine1::GetRecordset(std::unique_ptr<host::Recordset>& rs) {
   return Trapped("GetRecordset", [&] {
     const config::Configuration1& configuration = Configuration();
-    if (configuration.TagItems().Count() == 0) return false;
+    const config::TagItems& tags = configuration.TagItems();
+    if (tags.Count() == 0) return false;
     if (configuration.DataLink().empty()) {
       LogError("Unable to Access Database", "No Database Connection Specified", "");
       return false;
@@ -24,22 +36,33 @@ bool Engine1::GetRecordset(std::unique_ptr<host::Recordset>& rs) {
       return false;
     }
 
-    const std::string where = GetWHEREClause();
-    if (where.empty()) return false;
-    const std::string sql = std::string("SELECT ") + common::kTagnameField + ", " +
-                            common::kTimeStampField + ", " + common::kValueField + " FROM " +
-                            common::kRawDataTable + " " + where;
+    std::vector<runtime::Variant> tagNames;
+    tagNames.reserve(tags.Count());
+    for (const auto& tag : tags) tagNames.emplace_back(tag->TagName);
 
-    std::unique_ptr<host::Recordset> records;
-    try {
-      records = connection->Execute(sql, -1);
-    } catch (...) {
-      LogError("Unable to get record set", runtime::ToError(std::current_exception()).Description(),
-               sql);
-      return false;
+    std::vector<std::unique_ptr<host::Recordset>> parts;
+    std::string firstSql;
+    for (size_t start = 0; start < tagNames.size(); start += kTagsPerStatement) {
+      const size_t count = std::min(kTagsPerStatement, tagNames.size() - start);
+      const std::string where = GetWHEREClause(count);
+      if (where.empty()) return false;
+      const std::string sql = std::string("SELECT ") + common::kTagnameField + ", " +
+                              common::kTimeStampField + ", " + common::kValueField + " FROM " +
+                              common::kRawDataTable + " " + where;
+      if (firstSql.empty()) firstSql = sql;
+      try {
+        parts.push_back(connection->Execute(
+            sql, std::vector<runtime::Variant>(tagNames.begin() + start,
+                                               tagNames.begin() + start + count)));
+      } catch (...) {
+        LogError("Unable to get record set",
+                 runtime::ToError(std::current_exception()).Description(), sql);
+        return false;
+      }
     }
+    auto records = std::make_unique<RecordsetChain>(std::move(parts));
     if (records->Eof()) {
-      LogError("Unable to get record set.", "No records were returned by the query.", sql);
+      LogError("Unable to get record set.", "No records were returned by the query.", firstSql);
       return false;
     }
     rs = std::move(records);
@@ -47,26 +70,19 @@ bool Engine1::GetRecordset(std::unique_ptr<host::Recordset>& rs) {
   });
 }
 
-std::string Engine1::GetWHEREClause() {
+std::string Engine1::GetWHEREClause(size_t tagCount) {
   return Trapped("GetWHEREClause", [&] {
-    const config::TagItems& tags = Configuration().TagItems();
-    if (tags.Count() == 0) return std::string();
-    std::vector<std::string> tagNames;
-    tagNames.reserve(tags.Count());
-    for (const auto& tag : tags) tagNames.push_back(tag->TagName);
-    return "WHERE (SamplingMode='CurrentValue') AND (" + GetORClause(tagNames) + ")";
+    if (tagCount == 0) return std::string();
+    return "WHERE (SamplingMode='CurrentValue') AND (" + GetINClause(tagCount) + ")";
   });
 }
 
-// Names go in exactly as stored: a quote inside a name breaks the statement, and the
-// historian reports it.
-std::string Engine1::GetORClause(const std::vector<std::string>& tagNames) {
-  if (tagNames.empty()) throw runtime::Error(runtime::kSubscriptOutOfRange);
-  std::string clause = std::string(common::kTagnameField) + "='" + tagNames[0] + "'";
-  for (size_t i = 1; i < tagNames.size(); ++i) {
-    clause += std::string(" OR ") + common::kTagnameField + "='" + tagNames[i] + "'";
-  }
-  return clause;
+std::string Engine1::GetINClause(size_t tagCount) {
+  if (tagCount == 0) throw runtime::Error(runtime::kSubscriptOutOfRange);
+  std::string clause = std::string(common::kTagnameField) + " IN (?";
+  clause.reserve(clause.size() + 3 * tagCount);
+  for (size_t i = 1; i < tagCount; ++i) clause += ", ?";
+  return clause + ")";
 }
 
 }  // namespace engine

@@ -3,6 +3,7 @@
 
 #include "common/TagExpressions.h"
 #include "engine/Engine1.h"
+#include "engine/ReferenceSubstitution.h"
 #include "runtime/Text.h"
 #include "runtime/Variant.h"
 
@@ -48,20 +49,23 @@ bool Engine1::ResolveTests() {
 }
 
 // A reference to a tag the configuration does not know, or to a value without text
-// (Null), is reported here and resolves the whole text to "".
+// (Null), is reported here and resolves the whole text to "". Every value is taken before
+// any is put in place, in the order of the references, so the first bad one is reported.
 std::string Engine1::ResolveItem(const std::string& text) {
   return Trapped("ResolveItem", [&] {
     std::string result = components_.TextExpander().ExpandText(text);
     std::vector<std::string> tokens, tagNames, fields;
     if (common::GetTagArrays(result, tokens, tagNames, fields)) {
       const config::TagItems& tags = Configuration().TagItems();
+      std::vector<std::string> values;
+      values.reserve(tokens.size());
       for (size_t i = 0; i < tokens.size(); ++i) {
         const config::TagItem& tag = tags.Item(tagNames[i]);
-        const std::string piece = runtime::EqualsNoCase(fields[i], "DATE")
-                                      ? runtime::FormatGeneralDate(tag.TimeStamp)
-                                      : runtime::ToText(tag.TagValue);
-        result = runtime::ReplaceNoCase(result, tokens[i], piece);
+        values.push_back(runtime::EqualsNoCase(fields[i], "DATE")
+                             ? runtime::FormatGeneralDate(tag.TimeStamp)
+                             : runtime::ToText(tag.TagValue));
       }
+      result = SubstituteReferences(result, tokens, values);
     }
     return std::string(runtime::TrimSpaces(result));
   });

@@ -39,6 +39,7 @@ class FileSystem : public host::HostFileSystem {
   std::string SettingsFolder() const override { return "/nonexistent"; }
   std::string ComponentFolder() const override { return "/nonexistent"; }
   std::string DataFolder() const override { return "/nonexistent"; }
+  void AppendToFile(const std::string&, const std::string&) const override { Unsupported(); }
 };
 
 class EmptySettings : public host::SettingsFile {

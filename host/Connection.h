@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "runtime/Variant.h"
 
@@ -33,6 +34,12 @@ class Connection {
                     const std::string& password, int32_t options = -1) = 0;
   // Runs one statement. A statement without a result set gives a recordset at end.
   virtual std::unique_ptr<Recordset> Execute(const std::string& sql, int32_t options = -1) = 0;
+  // Runs one statement with `parameters` bound to its "?" markers in order, so a value
+  // never becomes SQL. A single parameter must be written as
+  // std::vector<runtime::Variant>{value}: a braced integer alone would choose the overload
+  // above.
+  virtual std::unique_ptr<Recordset> Execute(const std::string& sql,
+                                             const std::vector<runtime::Variant>& parameters) = 0;
   virtual void Close() = 0;
 };
 

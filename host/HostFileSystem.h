@@ -1,4 +1,4 @@
-// Where the system's files go, and path joining.
+// Where the system's files go, path joining, and appending to the files kept there.
 #pragma once
 
 #include <string>
@@ -17,6 +17,11 @@ class HostFileSystem {
   virtual std::string ComponentFolder() const = 0;
   // Folder for data the host keeps (its default SPC database).
   virtual std::string DataFolder() const = 0;
+  // Writes `text` at the end of the file at `path` in one piece. A missing file is created
+  // readable and writable by its owner only, whatever the process's file mode mask; a
+  // wider file of the owner's is narrowed to that. A failure, a full disk included, is
+  // error 75 naming the path and the system's reason; nothing is retried.
+  virtual void AppendToFile(const std::string& path, const std::string& text) const = 0;
 };
 
 }  // namespace host

@@ -1,7 +1,7 @@
 // host::Connection over ODBC (unixODBC here, the driver manager on Windows). The
 // connection string is an ODBC one ("Driver=SQLite3;Database=/path/file.db"). Beyond
-// host::Connection it offers what the SPC database needs: transactions, bound parameters,
-// prepared statements and the database product's name.
+// host::Connection it offers what the SPC database needs: transactions, prepared
+// statements and the database product's name.
 #pragma once
 
 #include <memory>
@@ -26,15 +26,12 @@ class OdbcConnection : public host::Connection {
             const std::string& password, int32_t options = -1) override;
   // `options` is not used by ODBC.
   std::unique_ptr<host::Recordset> Execute(const std::string& sql, int32_t options = -1) override;
+  std::unique_ptr<host::Recordset> Execute(
+      const std::string& sql, const std::vector<runtime::Variant>& parameters) override;
   // Releases this object's hold on the connection; recordsets and prepared statements
   // still alive keep it open until they are released.
   void Close() override;
 
-  // Runs `sql` with `parameters` bound to its "?" markers in order. A single parameter
-  // must be written as std::vector<runtime::Variant>{value}: a braced integer alone
-  // would choose the overload above.
-  std::unique_ptr<host::Recordset> Execute(const std::string& sql,
-                                           const std::vector<runtime::Variant>& parameters);
   std::unique_ptr<OdbcStatement> Prepare(const std::string& sql);
 
   // Changes from here on wait for Commit or Rollback; either returns to autocommit.

@@ -1,13 +1,17 @@
 #include "platform/utility/FileSystem.h"
 
+#include <fcntl.h>
 #include <pwd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
-#include <filesystem>
-#include <system_error>
+#include <cstring>
+#include <utility>
 
 #include "common/Module.h"
+#include "runtime/Error.h"
 
 namespace platform {
 namespace {
@@ -32,13 +36,51 @@ std::string XdgFolder(const char* variable, const char* fallback) {
   return HomeFolder() + "/" + fallback;
 }
 
+constexpr mode_t kOwnerOnlyFolder = 0700;
+constexpr mode_t kOwnerOnlyFile = 0600;
+
+// Creates each missing folder of `path` for its owner only; folders that exist are left
+// as they are. The mode is set after mkdir because the file mode mask may narrow it.
+void CreateFolders(const std::string& path) {
+  for (size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
+    const std::string folder = path.substr(0, end);
+    if (!folder.empty() && mkdir(folder.c_str(), kOwnerOnlyFolder) == 0) {
+      chmod(folder.c_str(), kOwnerOnlyFolder);
+    }
+    if (end == std::string::npos) return;
+  }
+}
+
 std::string Folder(const char* overrideVariable, const char* xdgVariable, const char* xdgFallback) {
   std::string folder = Environment(overrideVariable);
   if (folder.empty()) folder = XdgFolder(xdgVariable, xdgFallback) + "/" + common::kModuleName;
-  std::error_code ignored;
-  std::filesystem::create_directories(folder, ignored);
+  CreateFolders(folder);
   return folder;
 }
+
+[[noreturn]] void ThrowFileError(const std::string& path, const char* action, int error) {
+  throw runtime::Error(runtime::kPathFileAccessError,
+                       runtime::StandardDescription(runtime::kPathFileAccessError) + ": cannot " +
+                           action + " " + path + ": " + std::strerror(error),
+                       "FileSystem.AppendToFile");
+}
+
+// Closes the descriptor however the append ends.
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) : fd_(fd) {}
+  ~Descriptor() {
+    if (fd_ >= 0) close(fd_);
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  int get() const { return fd_; }
+  // Closes now, so that an error reported only at close is seen.
+  int Close() { return close(std::exchange(fd_, -1)); }
+
+ private:
+  int fd_;
+};
 
 }  // namespace
 
@@ -62,6 +104,26 @@ std::string FileSystem::ComponentFolder() const {
 
 std::string FileSystem::DataFolder() const {
   return Folder("DAM_DATA_DIR", "XDG_DATA_HOME", ".local/share");
+}
+
+void FileSystem::AppendToFile(const std::string& path, const std::string& text) const {
+  Descriptor file(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, kOwnerOnlyFile));
+  if (file.get() < 0) ThrowFileError(path, "open", errno);
+  // Only a regular file of our own is narrowed: a device or another user's file is not ours
+  // to change.
+  struct stat status {};
+  if (fstat(file.get(), &status) != 0) ThrowFileError(path, "open", errno);
+  if (S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
+      (status.st_mode & 07777) != kOwnerOnlyFile && fchmod(file.get(), kOwnerOnlyFile) != 0) {
+    ThrowFileError(path, "protect", errno);
+  }
+  for (size_t written = 0; written < text.size();) {
+    const ssize_t count = write(file.get(), text.data() + written, text.size() - written);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) ThrowFileError(path, "write", count < 0 ? errno : ENOSPC);
+    written += static_cast<size_t>(count);
+  }
+  if (file.Close() != 0) ThrowFileError(path, "write", errno);
 }
 
 }  // namespace platform

@@ -9,7 +9,8 @@
 // An empty variable counts as unset; an XDG variable that is not an absolute path is
 // ignored, as the XDG rules say. The variables are read on every call. A folder is
 // created when it is asked for, since its callers ask right before writing a file there;
-// a folder that cannot be created is left to that write to report.
+// a folder that cannot be created is left to that write to report. Folders this object
+// creates, missing parents included, are for their owner only (0700).
 #pragma once
 
 #include "host/HostFileSystem.h"
@@ -25,6 +26,9 @@ class FileSystem : public host::HostFileSystem {
   std::string SettingsFolder() const override;
   std::string ComponentFolder() const override;
   std::string DataFolder() const override;
+  // POSIX open with O_APPEND and a single write loop, so that concurrent appenders do not
+  // interleave within a line.
+  void AppendToFile(const std::string& path, const std::string& text) const override;
 };
 
 }  // namespace platform

@@ -2,6 +2,7 @@
 // in the collection log, and the log file's form.
 #include <filesystem>
 #include <fstream>
+#include <string>
 #include <utility>
 
 #include "tests/engine/EngineFixture.h"
@@ -31,8 +32,7 @@ TEST_F(EngineTest, TheQueryReportsAMissingOrBrokenLinkEmptyResultsAndBadRecords)
   EXPECT_EQ(Cycle(), (Lines{"Line 1|Unable to get record set.|"
                             "No records were returned by the query.|"
                             "SELECT Tagname, TimeStamp, Value FROM ihRawData WHERE "
-                            "(SamplingMode='CurrentValue') AND "
-                            "(Tagname='FIC101.PV' OR Tagname='TI-20')"}));
+                            "(SamplingMode='CurrentValue') AND (Tagname IN (?, ?))"}));
 
   testsupport::CreateSqliteDatabase(
       historianPath, {"INSERT INTO ihRawData VALUES ('TI-20', NULL, 1, 'CurrentValue')"});
@@ -89,20 +89,54 @@ TEST_F(EngineTest, EveryUnresolvedFieldIsNamedByItsTemplateAndSaveFailuresAreSav
   EXPECT_EQ(engine.SavedSubgroups(), 0);
 }
 
-TEST_F(EngineTest, ALogThatCannotBeWrittenDoesNotStopTheEngine) {
-  Load({"TEST=G\tI\t%TAG(FIC101)\t"});
-  configuration->SetDataLink("");
-  std::filesystem::create_directory(logPath);  // a folder where the file should be
-  Start();
-  const runtime::Date planned = engine.NextCollectionTime();
-  TickDue();
-  EXPECT_EQ(LastError(),
-            (Lines{"75 - Path/File access error", "An unexpected error occurred",
-                   "Function: Engine1.moTimer_OnTimer generated an unexpected error."}));
-  EXPECT_EQ(engine.NextCollectionTime(), planned) << "the failed tick planned nothing";
-  events.clear();
-  timer->Tick();
-  EXPECT_EQ(events.front(), "CollectionError") << "so the next tick collects again";
+// A log that cannot take a line still loses nothing: the host's error display gets the
+// line, and the failed collection still plans its retry instead of running on every tick.
+TEST_F(EngineTest, ALogThatCannotBeWrittenShowsTheErrorAndTheRetryIsStillPlanned) {
+  const std::string logFolder = components.FileSystem().LogFolder();
+  const struct {
+    const char* fault;
+    void (*make)(const std::string& folder, const std::string& file);
+    std::string reason;  // as the log's writer tells it
+  } cases[] = {
+      {"the log folder is a file",
+       [](const std::string& folder, const std::string&) {
+         std::filesystem::remove_all(folder);
+         std::ofstream(folder) << "";
+       },
+       "cannot open " + logPath + ": Not a directory"},
+      {"the disk is full",
+       [](const std::string&, const std::string& file) {
+         std::filesystem::create_symlink("/dev/full", file);
+       },
+       "cannot write " + logPath + ": No space left on device"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.fault);
+    clock.Set(At("2024-05-01 10:07:30"));
+    std::filesystem::remove_all(logFolder);
+    std::filesystem::create_directory(logFolder);
+    c.make(logFolder, logPath);
+    components.shownErrors.clear();
+    Load({"TEST=G\tI\t%TAG(FIC101)\t"});
+    configuration->SetDataLink("");
+    Start();
+    TickDue();
+    EXPECT_EQ(LastError(),
+              (Lines{"Unable to Access Database", "No Database Connection Specified", ""}));
+    EXPECT_EQ(Next(), "2024-05-01 10:16:00") << "planned by the retry settings";
+    ASSERT_EQ(components.shownErrors.size(), 1u);
+    const testsupport::ShownError& shown = components.shownErrors[0];
+    EXPECT_EQ(shown.module, "oxaGEPDAD6");
+    EXPECT_EQ(shown.number, 75);
+    EXPECT_EQ(shown.location, "Engine1.LogError");
+    EXPECT_EQ(shown.description,
+              "The collection log could not be written (Path/File access error: " + c.reason +
+                  "). The error it was to record: Line 1\t2024-05-01 10:15:00\t"
+                  "Unable to Access Database\tNo Database Connection Specified\t");
+    events.clear();
+    TickAt(At("2024-05-01 10:15:30"));
+    EXPECT_TRUE(events.empty()) << "nothing runs before the retry time";
+  }
 }
 
 }  // namespace

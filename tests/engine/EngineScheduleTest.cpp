@@ -85,17 +85,117 @@ TEST_F(EngineTest, UnexpectedErrorsNameTheProcedureAndNothingToCollectIsQuiet) {
   EXPECT_EQ(events, (Lines{"CollectionTimeSet"})) << "no tags: no query, nothing recorded";
   EXPECT_TRUE(engine.StopEngine());
 
+  // Nothing can be planned without a configuration: the fallback, never at once.
+  clock.Set(At("2024-05-01 10:07:30"));
   EXPECT_TRUE(engine.StartEngine(nullptr));
-  EXPECT_EQ(engine.NextCollectionTime(), runtime::Date{});
+  EXPECT_EQ(Next(), "2024-05-01 10:08:30");
   timer->Tick();
-  timer->Tick();
-  for (const char* name : {"SetNextSubgroupPeriod", "CollectSample", "SetNextRetryPeriod",
-                           "CollectSample", "SetNextRetryPeriod"}) {
+  TickDue();
+  for (const char* name :
+       {"SetNextSubgroupPeriod", "SetNextRetryPeriod", "CollectSample", "SetNextRetryPeriod"}) {
     expected.push_back(std::string("|91 - Object variable or With block variable not set|"
                                    "An unexpected error occurred|Function: Engine1.") +
                        name + " generated an unexpected error.");
   }
   EXPECT_EQ(Log(), expected);
+  EXPECT_EQ(Next(), "2024-05-01 10:09:30");
+}
+
+// A unit code outside 0-3 (a hand-edited file) is reported and planned around, never by
+// collecting on every tick.
+TEST_F(EngineTest, UnitCodesOutsideTheTableAreReportedAndNeverCollectAtOnce) {
+  SetValue("A", "1", "2024-05-01 10:00:00");
+  const std::string subgroup = "Invalid Schedule|Subgroup unit ";
+  const std::string retry = "Invalid Schedule|Retry unit ";
+  const std::string table = " is not one of 0 (Seconds), 1 (Minutes), 2 (Hours), 3 (Days)|";
+  const std::string byRetry = "The next collection is planned by the retry settings.";
+  const std::string fallback = "The next attempt is planned 60 seconds from now.";
+  const struct {
+    const char* units;
+    Lines atStart;
+    std::string next;
+    int collections;  // in the 595 seconds after the first
+  } cases[] = {
+      {"SUBGROUPUNIT=4", {subgroup + "4" + table + byRetry}, "2024-05-01 10:08:00", 9},
+      {"SUBGROUPUNIT=9\r\nRETRYUNIT=9",
+       {subgroup + "9" + table + byRetry, retry + "9" + table + fallback},
+       "2024-05-01 10:08:30",
+       9},
+      {"RETRYUNIT=4", {}, "2024-05-01 10:15:00", 0},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.units);
+    clock.Set(At("2024-05-01 10:07:30"));
+    const size_t before = Log().size();
+    Load({"TEST=G\tI\t%TAG(A)\t", c.units});
+    Start();
+    Lines logged = Log();
+    logged.erase(logged.begin(), logged.begin() + before);
+    Lines expected;
+    for (const std::string& line : c.atStart) expected.push_back("Line 1|" + line);
+    EXPECT_EQ(logged, expected);
+    EXPECT_EQ(Next(), c.next);
+
+    // A tick every 100 ms for almost ten minutes after the first collection.
+    TickDue();
+    const int32_t first = engine.SavedSubgroups();
+    const double from = clock.Now().serial;
+    for (int tick = 1; tick <= 5950; ++tick) TickAt(runtime::Date{from + tick * 0.1 / 86400});
+    EXPECT_EQ(engine.SavedSubgroups() - first, c.collections);
+  }
+  // A bad retry unit shows when a collection fails.
+  configuration->SetDataLink("");
+  const Lines failed = Cycle();
+  ASSERT_EQ(failed.size(), 2u);
+  EXPECT_EQ(failed[1], "Line 1|" + retry + "4" + table + fallback);
+  EXPECT_EQ(engine.NextCollectionTime().serial, clock.Now().serial + 60.0 / 86400);
+}
+
+// A collection that starts more than one subgroup period late says what it missed and
+// why, once; the schedule itself does not catch up.
+TEST_F(EngineTest, ALateStartRecordsTheCollectionTimesItMissed) {
+  SetValue("A", "1", "2024-05-01 10:00:00");
+  Load({"TEST=G\tI\t%TAG(A)\t"});
+  Start();
+  const std::string late = "Line 1|Collection Started Late|";
+  const std::string noTick =
+      "No timer tick came in time (the host was blocked or suspended, or its clock stepped "
+      "forward); ";
+  TickAt(At("2024-05-01 10:30:00.5"));  // exactly one period late: nothing missed yet
+  EXPECT_TRUE(Log().empty());
+  EXPECT_EQ(Next(), "2024-05-01 10:45:00");
+
+  TickAt(At("2024-05-01 11:32:10"));
+  EXPECT_EQ(Log(),
+            (Lines{late +
+                   "3 collection times missed: the collection planned for "
+                   "2024-05-01 10:45:00 started 47 min 10 s late (subgroup period 15 min 0 s)|" +
+                   noTick + "the previous collection took 0 s."}));
+  EXPECT_EQ(engine.SavedSubgroups(), 2);
+  EXPECT_EQ(Next(), "2024-05-01 11:45:00");
+
+  // The next collection is held up inside (a step waiting on a lock) for 40 minutes.
+  runtime::Subscription stuck = engine.TagsRefreshed.Subscribe(
+      [&] { clock.Set(runtime::Date{clock.Now().serial + 40.0 / 1440}); });
+  TickDue();
+  stuck.Reset();
+  EXPECT_EQ(Next(), "2024-05-01 12:30:00");
+  TickAt(At("2024-05-01 14:00:00"));
+  EXPECT_EQ(Log().back(), late +
+                              "6 collection times missed: the collection planned for "
+                              "2024-05-01 12:30:00 started 1 h 30 min 0 s late (subgroup period "
+                              "15 min 0 s)|" +
+                              noTick +
+                              "the previous collection itself ran long: 40 min 0 s, more than one "
+                              "subgroup period.");
+  EXPECT_EQ(Log().size(), 2u) << "one line per late start";
+
+  Start();
+  TickAt(At("2024-05-01 14:50:00"));
+  EXPECT_EQ(Log().back(), late +
+                              "2 collection times missed: the collection planned for 2024-05-01 "
+                              "14:15:00 started 35 min 0 s late (subgroup period 15 min 0 s)|" +
+                              noTick + "no collection ran before it since the engine started.");
 }
 
 }  // namespace

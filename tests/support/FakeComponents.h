@@ -14,6 +14,7 @@
 #include "host/Components.h"
 #include "platform/utility/Comparer.h"
 #include "platform/utility/DateMath.h"
+#include "platform/utility/FileSystem.h"
 #include "platform/utility/TextExpander.h"
 #include "tests/support/TempFolder.h"
 
@@ -36,7 +37,8 @@ class IdentityCodec : public host::HostTextCodec {
   }
 };
 
-// The folders "log", "settings", "components" and "data" inside one temporary folder.
+// The folders "log", "settings", "components" and "data" inside one temporary folder;
+// files are written by the platform's implementation.
 class TempFileSystem : public host::HostFileSystem {
  public:
   explicit TempFileSystem(const TempFolder& root);
@@ -45,9 +47,13 @@ class TempFileSystem : public host::HostFileSystem {
   std::string SettingsFolder() const override { return settings_; }
   std::string ComponentFolder() const override { return components_; }
   std::string DataFolder() const override { return data_; }
+  void AppendToFile(const std::string& path, const std::string& text) const override {
+    files_.AppendToFile(path, text);
+  }
 
  private:
   std::string log_, settings_, components_, data_;
+  platform::FileSystem files_;
 };
 
 class FakeComponents : public host::Components {
