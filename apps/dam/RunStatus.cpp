@@ -53,7 +53,18 @@ std::string RunStatus::NextCollection() const {
 }
 
 std::string RunStatus::LastError() {
-  if (FileSize(logPath_) <= logOffset_) return lastError_;
+  ReadNewLogLines();
+  // What the log could not take went to the host's error display instead.
+  const platform::ShownError shown = platform::LastShownError();
+  if (shown.count != shownErrors_) {
+    shownErrors_ = shown.count;
+    lastError_ = shown.text;
+  }
+  return lastError_;
+}
+
+void RunStatus::ReadNewLogLines() {
+  if (FileSize(logPath_) <= logOffset_) return;
   std::ifstream log(logPath_, std::ios::binary);
   log.seekg(static_cast<std::streamoff>(logOffset_));
   std::string line;
@@ -66,13 +77,6 @@ std::string RunStatus::LastError() {
       lastError_ = fields[2] + ": " + fields[3];
     }
   }
-  // What the log could not take went to the host's error display instead.
-  const platform::ShownError shown = platform::LastShownError();
-  if (shown.count != shownErrors_) {
-    shownErrors_ = shown.count;
-    lastError_ = shown.text;
-  }
-  return lastError_;
 }
 
 std::string RunStatus::StateName(int32_t state) {

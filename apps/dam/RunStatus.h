@@ -32,6 +32,8 @@ class RunStatus {
 
  private:
   int32_t LastSubgroupId();
+  // Takes the newest of this configuration's log lines written since the last call.
+  void ReadNewLogLines();
 
   host::Components& components_;
   std::shared_ptr<host::DatabaseSession> spc_;

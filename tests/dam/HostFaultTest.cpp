@@ -1,0 +1,129 @@
+// Bad days for the host program: the SPC database goes away, the log cannot be written, the
+// schedule holds a unit the tables do not know. dam must keep running, say what went wrong
+// and stop cleanly when told to.
+#include <gtest/gtest.h>
+
+#include <QElapsedTimer>
+#include <QThread>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+
+#include "platform/spcdb/SpcReader.h"
+#include "platform/spcdb/SpcSession.h"
+#include "tests/dam/DamProcesses.h"
+#include "tests/support/TestDatabases.h"
+
+namespace {
+
+class HostFaults : public damtest::DamProcesses {
+ protected:
+  // A configuration collecting every second from the historian histsim moves.
+  std::string Configuration(const std::string& subgroupUnit = "0",
+                            const std::string& retryUnit = "0") {
+    const std::string path = work_.File("line.cfg");
+    std::ofstream(path) << "NAME=Line 1\nACTIVE=1\nDATALINK=Driver=SQLite3;Database=" << historian_
+                        << ";NoCreat=1\nSYNCTIME=0\nSUBGROUPINTERVAL=1\nSUBGROUPUNIT="
+                        << subgroupUnit << "\nRETRYINTERVAL=1\nRETRYUNIT=" << retryUnit
+                        << "\nDESCRIPTOR=1\tProducts\t%TAG(LINE1.PARTNO)\n"
+                           "TEST=Fill\tWeight\t%TAG(LINE1.WEIGHT)\t\n";
+    return path;
+  }
+
+  std::unique_ptr<QProcess> StartHistorian() {
+    return Start(HISTSIM_PROGRAM,
+                 {QString::fromStdString(historian_), "--period", "0.5", "--for", "120"});
+  }
+
+  static size_t Count(const std::string& text, const std::string& what) {
+    size_t count = 0;
+    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) {
+      ++count;
+    }
+    return count;
+  }
+
+  // SIGTERM, then the time dam took to stop the driver and end.
+  static qint64 Terminate(QProcess& run) {
+    QElapsedTimer clock;
+    clock.start();
+    run.terminate();
+    EXPECT_TRUE(run.waitForFinished(10'000));
+    return clock.elapsed();
+  }
+
+  std::string historian_ = work_.File("historian.db");
+};
+
+size_t SavedIn(const std::string& connection) {
+  platform::SpcSession spc;
+  spc.Settings().SetConnection(connection);
+  spc.Open(1, 0);
+  return platform::ReadSubgroups(spc, 1000).size();
+}
+
+TEST_F(HostFaults, APostgresOutageIsLoggedAndCollectionResumesAfterIt) {
+  auto database = spcdbtest::MakeStoppableDatabase(spcdbtest::Backend::PostgreSQL);
+  if (!database) GTEST_SKIP() << "no PostgreSQL server here";
+  const std::string spc = database->ConnectionString();
+  auto histsim = StartHistorian();
+  auto run = Start(DAM_PROGRAM, {"run", QString::fromStdString(Configuration()), "--spc",
+                                 QString::fromStdString(spc), "--for", "90"});
+  ASSERT_TRUE(WaitFor([&] { return SavedIn(spc) >= 2; }, 30)) << run->readAll().toStdString();
+
+  ASSERT_TRUE(database->TakeAway());
+  EXPECT_TRUE(WaitFor([&] { return Log().find("Subgroup Save Error") != std::string::npos; }, 20))
+      << Log();
+  QThread::msleep(1500);
+  EXPECT_EQ(run->state(), QProcess::Running) << run->readAll().toStdString();
+
+  database->GiveBack();
+  const size_t before = SavedIn(spc);
+  EXPECT_TRUE(WaitFor([&] { return SavedIn(spc) >= before + 2; }, 30)) << Log();
+
+  EXPECT_LT(Terminate(*run), 2000);
+  const std::string output = run->readAll().toStdString();
+  EXPECT_EQ(run->exitCode(), 0) << output;
+  EXPECT_NE(output.find("stopped after"), std::string::npos) << output;
+  histsim->kill();
+  histsim->waitForFinished();
+}
+
+TEST_F(HostFaults, UnknownUnitCodesAreLoggedAndRetriedNotLooped) {
+  auto histsim = StartHistorian();
+  const struct {
+    const char* subgroupUnit;
+    const char* retryUnit;
+    size_t mostLines;  // in three seconds; a 100 ms loop would write about thirty
+  } cases[] = {{"4", "0", 5}, {"9", "0", 5}, {"9", "9", 3}};
+  for (const auto& c : cases) {
+    std::filesystem::remove(work_.File("log/oxaGEPDAD6.LOG"));
+    const auto [exitCode, output] = Run(
+        DAM_PROGRAM,
+        {"run", QString::fromStdString(Configuration(c.subgroupUnit, c.retryUnit)), "--for", "3"});
+    SCOPED_TRACE(std::string("units ") + c.subgroupUnit + "/" + c.retryUnit);
+    EXPECT_EQ(exitCode, 0) << output;
+    const std::string log = Log();
+    EXPECT_GE(Count(log, "\r\n"), 1u);
+    EXPECT_LE(Count(log, "\r\n"), c.mostLines) << log;
+    EXPECT_NE(log.find(std::string("unit ") + c.subgroupUnit), std::string::npos) << log;
+  }
+  histsim->kill();
+  histsim->waitForFinished();
+}
+
+TEST_F(HostFaults, AnUnwritableLogGoesToStderrAndTheStatusLine) {
+  // The log folder is a file: no line can be written there.
+  std::ofstream(work_.File("not-a-folder")) << "x";
+  environment_.insert("DAM_LOG_DIR", QString::fromStdString(work_.File("not-a-folder")));
+  const auto [exitCode, output] =
+      Run(DAM_PROGRAM, {"run", QString::fromStdString(Configuration()), "--for", "3"});
+  EXPECT_EQ(exitCode, 0) << output;
+  EXPECT_NE(output.find("Unable to Access Database"), std::string::npos) << output;
+  EXPECT_TRUE(std::regex_search(output, std::regex("last error [^\n]*Unable to Access Database")))
+      << output;
+  // Retried once a second, never every tick.
+  EXPECT_LE(Count(output, "Unable to Access Database"), 12u) << output;
+}
+
+}  // namespace
