@@ -4,10 +4,9 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <system_error>
 
 #include "common/Module.h"
+#include "host/PrivateFiles.h"
 
 namespace platform {
 namespace {
@@ -35,8 +34,7 @@ std::string XdgFolder(const char* variable, const char* fallback) {
 std::string Folder(const char* overrideVariable, const char* xdgVariable, const char* xdgFallback) {
   std::string folder = Environment(overrideVariable);
   if (folder.empty()) folder = XdgFolder(xdgVariable, xdgFallback) + "/" + common::kModuleName;
-  std::error_code ignored;
-  std::filesystem::create_directories(folder, ignored);
+  host::CreatePrivateFolders(folder);
   return folder;
 }
 
