@@ -54,7 +54,11 @@ SpcLink& SpcSession::Link() {
   if (!opened_) {
     throw runtime::Error(kSpcSessionClosed, "The SPC database session is not open", "SpcSession");
   }
-  if (link_) return *link_;
+  if (link_) {
+    if (link_->StillAtItsPath()) return *link_;
+    link_->SettleMovedFile();
+    link_.reset();
+  }
   std::string connection = settings_.Connection();
   if (connection.empty()) {
     throw runtime::Error(kSpcSessionClosed,

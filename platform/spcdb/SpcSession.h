@@ -2,6 +2,7 @@
 // PostgreSQL). Open connects and creates or upgrades the schema. Records, subgroups and
 // the readers reach the database through Use and Transact, which open the connection
 // again after a failure, so a session survives a database that was away for a while.
+// An SQLite file deleted or replaced at its path is opened again there before the next use.
 // One session serves one thread at a time; concurrent writers each use their own.
 #pragma once
 
