@@ -4,7 +4,7 @@
 #include <fstream>
 
 #include "common/Module.h"
-#include "platform/spcdb/SpcReader.h"
+#include "platform/odbc/ConnectionSecrets.h"
 #include "runtime/Clock.h"
 #include "runtime/Text.h"
 
@@ -19,23 +19,19 @@ uintmax_t FileSize(const std::string& path) {
 
 }  // namespace
 
-RunStatus::RunStatus(host::Components& components, std::shared_ptr<host::DatabaseSession> spc,
+RunStatus::RunStatus(host::Components& components, const platform::SpcSaveCount& saves,
                      const config::Configuration1& configuration)
-    : components_(components), spc_(std::move(spc)), configuration_(configuration) {
-  firstId_ = LastSubgroupId();
+    : components_(components),
+      saves_(saves),
+      configuration_(configuration),
+      firstCount_(saves.Count()) {
   host::HostFileSystem& files = components.FileSystem();
   logPath_ = files.JoinPath(files.LogFolder(), std::string(common::kModuleName) + ".LOG");
   logOffset_ = FileSize(logPath_);
 }
 
-int32_t RunStatus::LastSubgroupId() {
-  auto& session = dynamic_cast<platform::SpcSession&>(*spc_);
-  const auto last = platform::ReadSubgroups(session, 1);
-  return last.empty() ? 0 : last.back().id;
-}
-
-int32_t RunStatus::SavedSubgroups() {
-  return LastSubgroupId() - firstId_;
+int32_t RunStatus::SavedSubgroups() const {
+  return static_cast<int32_t>(saves_.Count() - firstCount_);
 }
 
 std::string RunStatus::NextCollection() const {
@@ -56,7 +52,7 @@ std::string RunStatus::LastError() {
     line.pop_back();
     const auto fields = runtime::Split(line, "\t");
     if (fields.size() >= 4 && fields[0] == configuration_.ConfigurationName()) {
-      lastError_ = fields[2] + ": " + fields[3];
+      lastError_ = platform::MaskConnectionSecrets(fields[2] + ": " + fields[3]);
     }
   }
   return lastError_;

@@ -11,6 +11,14 @@ void SpcSession::Open(int32_t, int32_t) {
   runtime::RaisingFrom("SpcSession.Open", [&] { Link(); });
 }
 
+void SpcSession::CountSavesIn(std::shared_ptr<SpcSaveCount> saves) {
+  saves_ = std::move(saves);
+}
+
+void SpcSession::Saved(int32_t id) {
+  if (saves_) saves_->Add(id);
+}
+
 void SpcSession::Use(const std::function<void(SpcLink&)>& work) {
   for (bool retry = link_ != nullptr;; retry = false) {
     SpcLink& link = Link();
