@@ -5,6 +5,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "host/PrivateFiles.h"
 #include "runtime/Error.h"
 
 namespace host {
@@ -16,23 +17,14 @@ std::string Environment(const char* name) {
 }
 
 void WriteRegistry(const std::vector<RegisteredDriver>& entries) {
-  const std::filesystem::path path = DriverRegistryPath();
-  std::error_code ignored;
-  std::filesystem::create_directories(path.parent_path(), ignored);
-  const std::filesystem::path temporary = path.string() + ".tmp";
-  {
-    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-    for (const auto& entry : entries) out << entry.className << '\t' << entry.modulePath << '\n';
-    if (!out.flush()) {
-      throw runtime::Error(runtime::kPathFileAccessError,
-                           "Cannot write the driver registry " + path.string());
-    }
-  }
-  std::error_code error;
-  std::filesystem::rename(temporary, path, error);
+  const std::string path = DriverRegistryPath();
+  std::string text;
+  for (const auto& entry : entries) text += entry.className + '\t' + entry.modulePath + '\n';
+  std::error_code error = CreatePrivateFolders(std::filesystem::path(path).parent_path().string());
+  if (!error) error = ReplaceFile(path, text);
   if (error) {
-    throw runtime::Error(runtime::kPathFileAccessError, "Cannot write the driver registry " +
-                                                            path.string() + ": " + error.message());
+    throw runtime::Error(runtime::kPathFileAccessError,
+                         "Cannot write the driver registry " + path + ": " + error.message());
   }
 }
 

@@ -8,7 +8,9 @@
 #include "common/TypeTables.h"
 #include "config/Configuration1.h"
 #include "platform/components/PlatformComponents.h"
+#include "platform/odbc/ConnectionSecrets.h"
 #include "runtime/Error.h"
+#include "runtime/Text.h"
 
 namespace dam {
 namespace {
@@ -17,14 +19,27 @@ QString Text(const std::string& text) {
   return QString::fromStdString(text);
 }
 
+// The configuration text with the passwords of its data link masked.
+std::string MaskDataLink(const std::string& text) {
+  const std::string key = "DATALINK=";
+  std::vector<std::string> lines = runtime::Split(text, "\r\n");
+  for (std::string& line : lines) {
+    if (line.starts_with(key))
+      line = key + platform::MaskConnectionSecrets(line.substr(key.size()));
+  }
+  return runtime::Join(lines, "\r\n");
+}
+
 }  // namespace
 
 int ConfigShowCommand(const Arguments& args) {
-  bool raw = false, json = false;
+  bool raw = false, json = false, showSecrets = false;
   std::string path;
   for (const std::string& arg : args) {
     if (arg == "--raw") {
       raw = true;
+    } else if (arg == "--show-secrets") {
+      showSecrets = true;
     } else if (arg == "--json") {
       json = true;
     } else if (path.empty() && !arg.starts_with("--")) {
@@ -35,7 +50,7 @@ int ConfigShowCommand(const Arguments& args) {
     }
   }
   if (path.empty()) {
-    std::cerr << "usage: dam config show [--raw] [--json] CONFIG\n";
+    std::cerr << "usage: dam config show [--raw] [--json] [--show-secrets] CONFIG\n";
     return 2;
   }
 
@@ -49,33 +64,35 @@ int ConfigShowCommand(const Arguments& args) {
   }
 
   const std::string status = common::GetDataLinkStatus(configuration.DataLinkState());
+  auto shown = [&](const std::string& text) {
+    return showSecrets ? text : platform::MaskConnectionSecrets(text);
+  };
+  const std::string text =
+      showSecrets ? configuration.GetData() : MaskDataLink(configuration.GetData());
+  const std::string linkError = shown(configuration.DataLinkError());
   if (json) {
     QJsonArray tags;
     for (const auto& tag : configuration.TagItems()) tags.append(Text(tag->TagName));
-    QJsonObject out{{"text", Text(configuration.GetData())},
+    QJsonObject out{{"text", Text(text)},
                     {"tags", tags},
                     {"datalink_state", configuration.DataLinkState()},
                     {"datalink_status", Text(status)},
                     {"real_date_field", configuration.RealDateField()}};
     if (error) {
       out["error"] = QJsonObject{{"number", error->Number()},
-                                 {"description", Text(error->Description())},
+                                 {"description", Text(shown(error->Description()))},
                                  {"source", Text(error->Source())}};
     }
     std::cout << QJsonDocument(out).toJson(QJsonDocument::Indented).toStdString();
   } else {
-    std::string text = configuration.GetData();
-    for (size_t at = text.find('\r'); at != std::string::npos; at = text.find('\r', at)) {
-      text.erase(at, 1);
-    }
-    std::cout << text << "\n\nTags:";
+    std::string lines = text;
+    std::erase(lines, '\r');
+    std::cout << lines << "\n\nTags:";
     for (const auto& tag : configuration.TagItems()) std::cout << "\n  " << tag->TagName;
     std::cout << "\nData link: " << status << '\n';
-    if (!configuration.DataLinkError().empty()) {
-      std::cout << "Data link error: " << configuration.DataLinkError() << '\n';
-    }
+    if (!linkError.empty()) std::cout << "Data link error: " << linkError << '\n';
     if (error) {
-      std::cerr << "error: " << error->Number() << " - " << error->Description() << " ("
+      std::cerr << "error: " << error->Number() << " - " << shown(error->Description()) << " ("
                 << error->Source() << ")\n";
     }
   }

@@ -1,10 +1,22 @@
 #include "apps/dam/DamHost.h"
 
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iostream>
 
+#include "platform/odbc/ConnectionSecrets.h"
 #include "runtime/Clock.h"
 
 namespace dam {
+namespace {
+
+std::string SettingsPath(host::Components& components) {
+  host::HostFileSystem& files = components.FileSystem();
+  return files.JoinPath(files.SettingsFolder(), "dam.ini");
+}
+
+}  // namespace
 
 DamHost::DamHost(host::Components& components, const std::string& spcConnection)
     : session_(components.CreateDatabaseSession()) {
@@ -19,13 +31,32 @@ void DamHost::StateChanged(host::IDriver& driver) {
 
 std::string SpcConnection(host::Components& components, const std::string& flag) {
   if (!flag.empty()) return flag;
-  host::HostFileSystem& files = components.FileSystem();
-  const std::string setting =
-      components.OpenSettingsFile(files.JoinPath(files.SettingsFolder(), "dam.ini"))
-          ->ReadString("Database", "Connection", "");
+  if (const char* environment = std::getenv("DAM_SPC_CONNECTION"); environment && *environment) {
+    return environment;
+  }
+  const std::string setting = components.OpenSettingsFile(SettingsPath(components))
+                                  ->ReadString("Database", "Connection", "");
   if (!setting.empty()) return setting;
-  std::filesystem::create_directories(files.DataFolder());
+  host::HostFileSystem& files = components.FileSystem();
   return "Driver=SQLite3;Database=" + files.JoinPath(files.DataFolder(), "spc.db");
+}
+
+void WarnIfSettingsShowPasswords(host::Components& components) {
+  namespace fs = std::filesystem;
+  const std::string path = SettingsPath(components);
+  std::error_code error;
+  const fs::perms mode = fs::status(path, error).permissions();
+  if (error || (mode & (fs::perms::group_read | fs::perms::others_read)) == fs::perms::none) return;
+  std::ifstream in(path, std::ios::binary);
+  for (std::string line; std::getline(in, line);) {
+    if (line.ends_with('\r')) line.pop_back();
+    if (platform::HoldsConnectionSecret(line)) {
+      std::cerr << "dam: warning: " << path
+                << " holds a password that other users can read; make it owner-only: chmod 600 "
+                << path << '\n';
+      return;
+    }
+  }
 }
 
 int32_t SessionNumber() {

@@ -30,10 +30,15 @@ class DamHost : public host::DriverParent,
   std::shared_ptr<host::DatabaseSession> session_;
 };
 
-// The SPC database's connection string: `flag` when given, else the host setting
+// The SPC database's connection string: `flag` when given, else the environment variable
+// DAM_SPC_CONNECTION (keeps a password off command lines), else the host setting
 // ("[Database] Connection=" in dam.ini in the settings folder), else an SQLite file in
 // the data folder.
 std::string SpcConnection(host::Components& components, const std::string& flag);
+
+// Warns on stderr when dam.ini gives a connection string a password and people other than
+// its owner may read the file. Commands that read dam.ini call it once as they start.
+void WarnIfSettingsShowPasswords(host::Components& components);
 
 // Whole minutes since 1980-01-01, the number a new session identifies itself with.
 int32_t SessionNumber();

@@ -15,6 +15,7 @@
 #include "apps/shared/Duration.h"
 #include "common/TypeTables.h"
 #include "platform/components/PlatformComponents.h"
+#include "platform/odbc/ConnectionSecrets.h"
 #include "runtime/Error.h"
 
 namespace dam {
@@ -60,7 +61,7 @@ std::optional<RunOptions> Parse(const Arguments& args) {
 }
 
 int Fail(const std::string& message) {
-  std::cerr << "dam run: " << message << '\n';
+  std::cerr << "dam run: " << platform::MaskConnectionSecrets(message) << '\n';
   return 1;
 }
 
@@ -78,6 +79,7 @@ int RunCommand(const Arguments& args) {
   char* argv[] = {name, nullptr};
   QCoreApplication application(argc, argv);
   platform::PlatformComponents components;
+  WarnIfSettingsShowPasswords(components);
 
   const std::string text = ReadConfigurationFile(options->config, false);
   config::Configuration1 configuration(components);
@@ -92,8 +94,9 @@ int RunCommand(const Arguments& args) {
                 " is inactive (ACTIVE=0): there is nothing to collect");
   }
   std::cout << "historian: " << common::GetDataLinkStatus(configuration.DataLinkState())
-            << (configuration.DataLinkError().empty() ? ""
-                                                      : " (" + configuration.DataLinkError() + ")")
+            << (configuration.DataLinkError().empty()
+                    ? ""
+                    : " (" + platform::MaskConnectionSecrets(configuration.DataLinkError()) + ")")
             << std::endl;
 
   auto host = std::make_shared<DamHost>(components, SpcConnection(components, options->spc));
@@ -109,7 +112,7 @@ int RunCommand(const Arguments& args) {
   }
   if (!driver->StartDriver()) return Fail("the driver could not start");
 
-  RunStatus status(components, host->Session(), configuration);
+  RunStatus status(components, components.Saves(), configuration);
   const bool terminal = isatty(STDOUT_FILENO);
   std::string shown;
   const auto started = std::chrono::steady_clock::now();

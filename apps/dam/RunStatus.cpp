@@ -5,7 +5,7 @@
 
 #include "common/Module.h"
 #include "platform/components/ConsoleError.h"
-#include "platform/spcdb/SpcReader.h"
+#include "platform/odbc/ConnectionSecrets.h"
 #include "runtime/Clock.h"
 #include "runtime/Error.h"
 #include "runtime/Text.h"
@@ -21,24 +21,20 @@ uintmax_t FileSize(const std::string& path) {
 
 }  // namespace
 
-RunStatus::RunStatus(host::Components& components, std::shared_ptr<host::DatabaseSession> spc,
+RunStatus::RunStatus(host::Components& components, const platform::SpcSaveCount& saves,
                      const config::Configuration1& configuration)
-    : components_(components), spc_(std::move(spc)), configuration_(configuration) {
-  firstId_ = LastSubgroupId();
+    : components_(components),
+      saves_(saves),
+      configuration_(configuration),
+      firstCount_(saves.Count()) {
   host::HostFileSystem& files = components.FileSystem();
   logPath_ = files.JoinPath(files.LogFolder(), std::string(common::kModuleName) + ".LOG");
   logOffset_ = FileSize(logPath_);
   shownErrors_ = platform::LastShownError().count;
 }
 
-int32_t RunStatus::LastSubgroupId() {
-  auto& session = dynamic_cast<platform::SpcSession&>(*spc_);
-  const auto last = platform::ReadSubgroups(session, 1);
-  return last.empty() ? 0 : last.back().id;
-}
-
-int32_t RunStatus::SavedSubgroups() {
-  return LastSubgroupId() - firstId_;
+int32_t RunStatus::SavedSubgroups() const {
+  return static_cast<int32_t>(saves_.Count() - firstCount_);
 }
 
 std::string RunStatus::NextCollection() const {
@@ -58,7 +54,7 @@ std::string RunStatus::LastError() {
   const platform::ShownError shown = platform::LastShownError();
   if (shown.count != shownErrors_) {
     shownErrors_ = shown.count;
-    lastError_ = shown.text;
+    lastError_ = platform::MaskConnectionSecrets(shown.text);
   }
   return lastError_;
 }
@@ -74,7 +70,7 @@ void RunStatus::ReadNewLogLines() {
     line.pop_back();
     const auto fields = runtime::Split(line, "\t");
     if (fields.size() >= 4 && fields[0] == configuration_.ConfigurationName()) {
-      lastError_ = fields[2] + ": " + fields[3];
+      lastError_ = platform::MaskConnectionSecrets(fields[2] + ": " + fields[3]);
     }
   }
 }

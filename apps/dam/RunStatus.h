@@ -1,6 +1,7 @@
 // What `dam run` shows of a running driver. The host sees a driver only through IDriver,
-// so the rest comes from where the driver's work lands: subgroups in the SPC database,
-// errors in the collection log, and the next collection from the configuration's schedule.
+// so the rest comes from where the driver's work lands: subgroups saved by the sessions of
+// this host's components (never the database, which other hosts may write to), errors in
+// the collection log, and the next collection from the configuration's schedule.
 #pragma once
 
 #include <cstdint>
@@ -9,17 +10,19 @@
 
 #include "config/Configuration1.h"
 #include "host/Components.h"
+#include "platform/spcdb/SpcSaveCount.h"
 
 namespace dam {
 
 class RunStatus {
  public:
   // `configuration` is the host's own reading of the driver's configuration text.
-  RunStatus(host::Components& components, std::shared_ptr<host::DatabaseSession> spc,
+  // `saves` counts what the sessions of `components` save.
+  RunStatus(host::Components& components, const platform::SpcSaveCount& saves,
             const config::Configuration1& configuration);
 
-  // Subgroups saved into the SPC database since this object was made.
-  int32_t SavedSubgroups();
+  // Subgroups this host saved since this object was made.
+  int32_t SavedSubgroups() const;
   // The next point of the subgroup schedule after now, as general date text; "none" and
   // the reason when the schedule cannot be computed.
   std::string NextCollection() const;
@@ -31,14 +34,13 @@ class RunStatus {
   static std::string StateName(int32_t state);
 
  private:
-  int32_t LastSubgroupId();
   // Takes the newest of this configuration's log lines written since the last call.
   void ReadNewLogLines();
 
   host::Components& components_;
-  std::shared_ptr<host::DatabaseSession> spc_;
+  const platform::SpcSaveCount& saves_;
   const config::Configuration1& configuration_;
-  int32_t firstId_ = 0;
+  int64_t firstCount_ = 0;
   std::string logPath_;
   uintmax_t logOffset_ = 0;
   std::string lastError_;

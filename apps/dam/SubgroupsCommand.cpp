@@ -87,6 +87,7 @@ int SubgroupsCommand(const Arguments& args) {
     }
   }
   platform::PlatformComponents components;
+  WarnIfSettingsShowPasswords(components);
   DamHost host(components, SpcConnection(components, spc));
   auto& session = dynamic_cast<platform::SpcSession&>(*host.Session());
   const auto subgroups = platform::ReadSubgroups(session, static_cast<int32_t>(last));

@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "apps/dam/Commands.h"
+#include "platform/odbc/ConnectionSecrets.h"
 #include "runtime/Error.h"
 
 namespace {
@@ -11,7 +12,7 @@ int Usage() {
   std::cerr << "usage:\n"
                "  dam register MODULE | unregister MODULE | drivers\n"
                "  dam run CONFIG [--spc CONNECTION] [--for DURATION] [--subgroups N]\n"
-               "  dam config show [--raw] [--json] CONFIG\n"
+               "  dam config show [--raw] [--json] [--show-secrets] CONFIG\n"
                "  dam subgroups [--spc CONNECTION] [--last N] [--json]\n";
   return 2;
 }
@@ -33,10 +34,12 @@ int main(int argc, char** argv) {
       return dam::ConfigShowCommand(dam::Arguments(args.begin() + 1, args.end()));
     }
   } catch (const runtime::Error& e) {
-    std::cerr << "dam " << command << ": " << e.NumberAndDescription() << '\n';
+    // Errors may repeat a connection string, with its password.
+    std::cerr << "dam " << command << ": "
+              << platform::MaskConnectionSecrets(e.NumberAndDescription()) << '\n';
     return 1;
   } catch (const std::exception& e) {
-    std::cerr << "dam " << command << ": " << e.what() << '\n';
+    std::cerr << "dam " << command << ": " << platform::MaskConnectionSecrets(e.what()) << '\n';
     return 1;
   }
   return Usage();

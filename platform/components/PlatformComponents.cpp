@@ -35,6 +35,7 @@ std::shared_ptr<host::DatabaseSession> PlatformComponents::CreateDatabaseSession
   // Drivers copy only the connection from the host's session, so the host setting that
   // makes unknown tests an error is applied to every session made here.
   auto session = std::make_shared<SpcSession>();
+  session->CountSavesIn(saves_);
   const std::string settings = fileSystem_.JoinPath(fileSystem_.SettingsFolder(), "dam.ini");
   session->Settings().SetStrictTests(
       ProfileFile(settings).ReadInteger("Database", "StrictTests", 0) != 0);

@@ -3,7 +3,10 @@
 // windows and are not available headless.
 #pragma once
 
+#include <memory>
+
 #include "host/Components.h"
+#include "platform/spcdb/SpcSaveCount.h"
 #include "platform/utility/Comparer.h"
 #include "platform/utility/DateMath.h"
 #include "platform/utility/FileSystem.h"
@@ -32,12 +35,17 @@ class PlatformComponents : public host::Components {
   void MessageBox(const std::string& text) override;
   void Beep() override;
 
+  // The subgroups saved by the sessions made here: this host's own, however many other
+  // hosts write to the same database.
+  const SpcSaveCount& Saves() const { return *saves_; }
+
  private:
   platform::DateMath dateMath_;
   platform::Comparer comparer_;
   platform::TextExpander expander_;
   platform::TextCodec codec_;
   platform::FileSystem fileSystem_;
+  std::shared_ptr<SpcSaveCount> saves_ = std::make_shared<SpcSaveCount>();
 };
 
 }  // namespace platform

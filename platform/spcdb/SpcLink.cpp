@@ -1,13 +1,17 @@
 #include "platform/spcdb/SpcLink.h"
 
 #include "platform/spcdb/SpcSchema.h"
+#include "runtime/Error.h"
+#include "runtime/Variant.h"
 
 namespace platform {
 namespace {
 
-SpcDialect Connect(OdbcConnection& connection, const std::string& connectionString) {
+SpcDialect Connect(OdbcConnection& connection, std::optional<SpcFile>& file,
+                   const std::string& connectionString) {
   connection.Open(connectionString, "", "");
   SpcDialect dialect = SpcDialect::For(connection);
+  if (dialect.IsSqlite()) file = SpcFile::Opened(connection);
   dialect.Configure(connection);
   UpgradeSchema(connection, dialect);
   return dialect;
@@ -16,7 +20,17 @@ SpcDialect Connect(OdbcConnection& connection, const std::string& connectionStri
 }  // namespace
 
 SpcLink::SpcLink(const std::string& connectionString)
-    : dialect_(Connect(connection_, connectionString)), catalog_(connection_) {}
+    : dialect_(Connect(connection_, file_, connectionString)), catalog_(connection_) {}
+
+void SpcLink::SettleMovedFile() {
+  auto result = connection_.Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+  if (!result->Eof() && runtime::ToLong(result->Field("busy")) != 0) {
+    throw runtime::Error(runtime::kPathFileAccessError,
+                         "The SPC database file was deleted or replaced, and its write-ahead log "
+                         "is still in use: the file at its path is opened once it is free",
+                         "SpcLink");
+  }
+}
 
 OdbcStatement& SpcLink::Prepared(const std::string& sql) {
   std::unique_ptr<OdbcStatement>& statement = prepared_[sql];

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 
@@ -11,6 +12,7 @@
 #include "platform/odbc/OdbcStatement.h"
 #include "platform/spcdb/SpcCatalog.h"
 #include "platform/spcdb/SpcDialect.h"
+#include "platform/spcdb/SpcFile.h"
 
 namespace platform {
 
@@ -25,6 +27,15 @@ class SpcLink {
   const SpcDialect& Dialect() const { return dialect_; }
   SpcCatalog& Catalog() { return catalog_; }
 
+  // False when the database is an SQLite file that was deleted or replaced at its path
+  // since this link opened it: the link must not be used any more.
+  bool StillAtItsPath() const { return !file_ || file_->StillAtItsPath(); }
+  // Before a link whose file moved is dropped: writes what the write-ahead log holds into
+  // the file this link has open and empties the log. SQLite finds the log by the path, and
+  // leaves it there when the file moved; a new file at the path would take it for its own.
+  // Fails while another connection keeps the log busy.
+  void SettleMovedFile();
+
   // `sql` prepared once for this connection.
   OdbcStatement& Prepared(const std::string& sql);
 
@@ -35,6 +46,8 @@ class SpcLink {
 
  private:
   OdbcConnection connection_;
+  // Set while connecting, before the dialect: declared first so that it is built first.
+  std::optional<SpcFile> file_;
   SpcDialect dialect_;
   SpcCatalog catalog_;
   std::unordered_map<std::string, std::unique_ptr<OdbcStatement>> prepared_;

@@ -11,6 +11,14 @@ void SpcSession::Open(int32_t, int32_t) {
   runtime::RaisingFrom("SpcSession.Open", [&] { Link(); });
 }
 
+void SpcSession::CountSavesIn(std::shared_ptr<SpcSaveCount> saves) {
+  saves_ = std::move(saves);
+}
+
+void SpcSession::Saved(int32_t id) {
+  if (saves_) saves_->Add(id);
+}
+
 void SpcSession::Use(const std::function<void(SpcLink&)>& work) {
   for (bool retry = link_ != nullptr;; retry = false) {
     SpcLink& link = Link();
@@ -54,7 +62,11 @@ SpcLink& SpcSession::Link() {
   if (!opened_) {
     throw runtime::Error(kSpcSessionClosed, "The SPC database session is not open", "SpcSession");
   }
-  if (link_) return *link_;
+  if (link_) {
+    if (link_->StillAtItsPath()) return *link_;
+    link_->SettleMovedFile();
+    link_.reset();
+  }
   std::string connection = settings_.Connection();
   if (connection.empty()) {
     throw runtime::Error(kSpcSessionClosed,

@@ -2,6 +2,7 @@
 // PostgreSQL). Open connects and creates or upgrades the schema. Records, subgroups and
 // the readers reach the database through Use and Transact, which open the connection
 // again after a failure, so a session survives a database that was away for a while.
+// An SQLite file deleted or replaced at its path is opened again there before the next use.
 // One session serves one thread at a time; concurrent writers each use their own.
 #pragma once
 
@@ -11,6 +12,7 @@
 
 #include "host/DatabaseSession.h"
 #include "platform/spcdb/SpcLink.h"
+#include "platform/spcdb/SpcSaveCount.h"
 #include "platform/spcdb/SpcSettings.h"
 
 namespace platform {
@@ -28,6 +30,11 @@ class SpcSession : public host::DatabaseSession {
 
   // The number given to Initialize; saved with every subgroup of this session.
   int32_t SessionNumber() const { return sessionNumber_; }
+
+  // Every subgroup this session saves from now on is counted in `saves` too.
+  void CountSavesIn(std::shared_ptr<SpcSaveCount> saves);
+  // Called once the subgroup `id` is committed.
+  void Saved(int32_t id);
 
   // Runs `work`, which only reads, on the open connection. When `work` fails and the
   // connection no longer answers, the connection is dropped; if it was opened before this
@@ -48,6 +55,7 @@ class SpcSession : public host::DatabaseSession {
   int32_t sessionNumber_ = 0;
   bool opened_ = false;
   std::unique_ptr<SpcLink> link_;
+  std::shared_ptr<SpcSaveCount> saves_;
 };
 
 }  // namespace platform

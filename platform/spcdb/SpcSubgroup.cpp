@@ -110,6 +110,7 @@ void SpcSubgroup::Save(int32_t) {
     throw runtime::Error(cause.Number(), "The subgroup was not saved: " + cause.Description(),
                          "SpcSubgroup.Save");
   }
+  session.Saved(data_.id);
 }
 
 SpcSession& SpcSubgroup::Session() const {

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "common/Module.h"
+#include "host/PrivateFiles.h"
 #include "runtime/Error.h"
 
 namespace platform {
@@ -36,25 +37,12 @@ std::string XdgFolder(const char* variable, const char* fallback) {
   return HomeFolder() + "/" + fallback;
 }
 
-constexpr mode_t kOwnerOnlyFolder = 0700;
 constexpr mode_t kOwnerOnlyFile = 0600;
-
-// Creates each missing folder of `path` for its owner only; folders that exist are left
-// as they are. The mode is set after mkdir because the file mode mask may narrow it.
-void CreateFolders(const std::string& path) {
-  for (size_t end = path.find('/', 1);; end = path.find('/', end + 1)) {
-    const std::string folder = path.substr(0, end);
-    if (!folder.empty() && mkdir(folder.c_str(), kOwnerOnlyFolder) == 0) {
-      chmod(folder.c_str(), kOwnerOnlyFolder);
-    }
-    if (end == std::string::npos) return;
-  }
-}
 
 std::string Folder(const char* overrideVariable, const char* xdgVariable, const char* xdgFallback) {
   std::string folder = Environment(overrideVariable);
   if (folder.empty()) folder = XdgFolder(xdgVariable, xdgFallback) + "/" + common::kModuleName;
-  CreateFolders(folder);
+  host::CreatePrivateFolders(folder);
   return folder;
 }
 

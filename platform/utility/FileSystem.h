@@ -8,9 +8,9 @@
 //
 // An empty variable counts as unset; an XDG variable that is not an absolute path is
 // ignored, as the XDG rules say. The variables are read on every call. A folder is
-// created when it is asked for, since its callers ask right before writing a file there;
-// a folder that cannot be created is left to that write to report. Folders this object
-// creates, missing parents included, are for their owner only (0700).
+// created owner-only (with any missing folder above it) when it is asked for, since its
+// callers ask right before writing a file there; a folder that cannot be created is left
+// to that write to report.
 #pragma once
 
 #include "host/HostFileSystem.h"

@@ -1,7 +1,5 @@
 #include "platform/utility/ProfileFile.h"
 
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -11,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/PrivateFiles.h"
 #include "runtime/Error.h"
 #include "runtime/Text.h"
 
@@ -148,27 +147,7 @@ void Save(const std::string& path, const ProfileText& text) {
     content += text.lines[i];
     if (i + 1 < text.lines.size() || text.endsWithLineEnd) content += text.lineEnd;
   }
-  std::string temporary = path + ".~" + std::to_string(::getpid());
-  std::error_code ignored;
-  {
-    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-    out << content;
-    out.close();
-    if (!out) {
-      std::filesystem::remove(temporary, ignored);
-      throw AccessError(path);
-    }
-  }
-  std::filesystem::file_status existing = std::filesystem::status(path, ignored);
-  if (std::filesystem::exists(existing)) {
-    std::filesystem::permissions(temporary, existing.permissions(), ignored);
-  }
-  std::error_code failed;
-  std::filesystem::rename(temporary, path, failed);
-  if (failed) {
-    std::filesystem::remove(temporary, ignored);
-    throw AccessError(path);
-  }
+  if (host::ReplaceFile(path, content)) throw AccessError(path);
 }
 
 }  // namespace

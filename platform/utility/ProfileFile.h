@@ -1,8 +1,8 @@
 // host::SettingsFile on one file in Windows profile syntax: "[section]" lines,
 // "key=value" lines and ';' comment lines, names and values trimmed of blanks, sections
 // and keys compared without regard to case. Writing rewrites the file through a temporary
-// file, keeping every other line, the line order and the file's line ending (CR LF for a
-// new file). A missing file reads as empty.
+// file, keeping every other line, the line order and the file's line ending and mode (CR LF
+// and owner-only for a new file). A missing file reads as empty.
 #pragma once
 
 #include <cstdint>

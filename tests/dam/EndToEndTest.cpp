@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <map>
+#include <regex>
+#include <tuple>
 
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcReader.h"
@@ -14,18 +17,33 @@
 
 namespace {
 
-using EndToEnd = damtest::DamProcesses;
+class EndToEnd : public damtest::DamProcesses {
+ protected:
+  // A line configuration on `historian`, collecting every `interval` seconds.
+  std::string LineConfiguration(const std::string& historian, int interval) {
+    const std::string path = work_.File("line.cfg");
+    std::ofstream(path)
+        << "NAME=Line 1\nACTIVE=1\nDATALINK=Driver=SQLite3;Database=" << historian
+        << ";NoCreat=1\nSYNCTIME=0\nSUBGROUPINTERVAL=" << interval
+        << "\nSUBGROUPUNIT=0\nRETRYINTERVAL=1\n"
+           "RETRYUNIT=0\nDESCRIPTOR=1\tProducts\t%TAG(LINE1.PARTNO)\nDESCRIPTOR=5\tShifts\tDay\n"
+           "DESCRIPTOR=4\t\t%TAG(LINE1.LOT)\nCONDITION=0\t%TAG(LINE1.COUNTER)\t0\t\n"
+           "TEST=Fill\tWeight\t%TAG(LINE1.WEIGHT)\t\nTEST=Fill\tWeight\t%TAG(LINE1.WEIGHT2)\t\n"
+           "TEST=Fill\tWidth\t%TAG(LINE1.WIDTH)\t\n";
+    return path;
+  }
+
+  std::vector<platform::SpcSubgroupData> Saved(const std::string& file) {
+    platform::SpcSession spc;
+    spc.Settings().SetConnection("Driver=SQLite3;Database=" + file);
+    spc.Open(1, 0);
+    return platform::ReadSubgroups(spc, 1000);
+  }
+};
 
 TEST_F(EndToEnd, ALateHistorianIsRecordedThenItsValuesAreSaved) {
   const std::string historian = work_.File("historian.db");
-  std::ofstream(work_.File("line.cfg"))
-      << "NAME=Line 1\nACTIVE=1\nDATALINK=Driver=SQLite3;Database=" << historian
-      << ";NoCreat=1\nSYNCTIME=0\nSUBGROUPINTERVAL=2\nSUBGROUPUNIT=0\nRETRYINTERVAL=1\n"
-         "RETRYUNIT=0\nDESCRIPTOR=1\tProducts\t%TAG(LINE1.PARTNO)\nDESCRIPTOR=5\tShifts\tDay\n"
-         "DESCRIPTOR=4\t\t%TAG(LINE1.LOT)\nCONDITION=0\t%TAG(LINE1.COUNTER)\t0\t\n"
-         "TEST=Fill\tWeight\t%TAG(LINE1.WEIGHT)\t\nTEST=Fill\tWeight\t%TAG(LINE1.WEIGHT2)\t\n"
-         "TEST=Fill\tWidth\t%TAG(LINE1.WIDTH)\t\n";
-  auto run = Start(DAM_PROGRAM, {"run", QString::fromStdString(work_.File("line.cfg")),
+  auto run = Start(DAM_PROGRAM, {"run", QString::fromStdString(LineConfiguration(historian, 2)),
                                  "--subgroups", "3", "--for", "40"});
   const char* missing = "\tUnable to Access Database\t";
   WaitFor([&] { return Log().find(missing) != std::string::npos; }, 20);
@@ -40,10 +58,7 @@ TEST_F(EndToEnd, ALateHistorianIsRecordedThenItsValuesAreSaved) {
   const std::string output = run->readAll().toStdString();
   ASSERT_EQ(run->exitCode(), 0) << output;
 
-  platform::SpcSession spc;
-  spc.Settings().SetConnection("Driver=SQLite3;Database=" + work_.File("data/spc.db"));
-  spc.Open(1, 0);
-  const auto saved = platform::ReadSubgroups(spc, 100);
+  const auto saved = Saved(work_.File("data/spc.db"));
   ASSERT_GE(saved.size(), 3u) << output << Log();
   platform::OdbcConnection connection;
   connection.Open("Driver=SQLite3;Database=" + historian, "", "");
@@ -80,6 +95,103 @@ TEST_F(EndToEnd, ConfigShowReportsAnUnreadableConfiguration) {
   EXPECT_NE(output.find("\"number\": 13"), std::string::npos) << output;
   EXPECT_NE(output.find("\"source\": \"Configuration1.SetData, line 2 of the configuration text\""),
             std::string::npos);
+}
+
+TEST_F(EndToEnd, TwoRunsOnOneDatabaseEachCountAndStopOnTheirOwnSubgroups) {
+  const std::string historian = work_.File("historian.db");
+  auto histsim =
+      Start(HISTSIM_PROGRAM, {QString::fromStdString(historian), "--period", "0.5", "--for", "60"});
+  for (int wait = 0; wait < 100 && !std::filesystem::exists(historian); ++wait)
+    QThread::msleep(100);
+  const QString configuration = QString::fromStdString(LineConfiguration(historian, 1));
+  std::unique_ptr<QProcess> runs[2];
+  for (auto& run : runs) {
+    run = Start(DAM_PROGRAM, {"run", configuration, "--subgroups", "3", "--for", "50"});
+  }
+  int64_t counted = 0;
+  const std::regex stopped("stopped after (\\d+) subgroup");
+  for (auto& run : runs) {
+    EXPECT_TRUE(run->waitForFinished(60'000));
+    const std::string output = run->readAll().toStdString();
+    std::smatch figure;
+    ASSERT_TRUE(std::regex_search(output, figure, stopped)) << output;
+    EXPECT_GE(std::stoi(figure[1]), 3) << output;
+    counted += std::stoi(figure[1]);
+  }
+  histsim->kill();
+  histsim->waitForFinished();
+  EXPECT_EQ(static_cast<int64_t>(Saved(work_.File("data/spc.db")).size()), counted)
+      << "each run counted only its own subgroups";
+}
+
+TEST_F(EndToEnd, TheSpcDatabaseIsTheFlagElseTheEnvironmentElseDamIniElseTheDataFolder) {
+  const std::string flag = work_.File("flag.db"), environment = work_.File("environment.db"),
+                    setting = work_.File("setting.db"), fallback = work_.File("data/spc.db");
+  const std::string ini = work_.File("settings/dam.ini");
+  std::ofstream(ini) << "[Database]\r\nConnection=Driver=SQLite3;Database=" << setting << "\r\n";
+  struct Case {
+    QStringList flag;
+    std::string environment;
+    bool ini;
+    std::string chosen;
+  };
+  const Case cases[] = {
+      {{"--spc", QString::fromStdString("Driver=SQLite3;Database=" + flag)},
+       "Driver=SQLite3;Database=" + environment,
+       true,
+       flag},
+      {{}, "Driver=SQLite3;Database=" + environment, true, environment},
+      {{}, "", true, setting},
+      {{}, "", false, fallback},
+  };
+  std::vector<std::string> created;
+  for (const Case& c : cases) {
+    environment_.insert("DAM_SPC_CONNECTION", QString::fromStdString(c.environment));
+    if (!c.ini) std::filesystem::remove(ini);
+    const auto [exitCode, output] = Run(DAM_PROGRAM, QStringList{"subgroups"} + c.flag);
+    EXPECT_EQ(exitCode, 0) << output;
+    created.push_back(c.chosen);
+    for (const std::string& file : {flag, environment, setting, fallback}) {
+      const bool chosen = std::find(created.begin(), created.end(), file) != created.end();
+      EXPECT_EQ(std::filesystem::exists(file), chosen) << file << " after choosing " << c.chosen;
+    }
+  }
+}
+
+TEST_F(EndToEnd, PasswordsAreMaskedAndAnIniOthersCanReadWithOneIsWarnedAbout) {
+  const std::string ini = work_.File("settings/dam.ini");
+  const std::string spc = "Driver=SQLite3;Database=" + work_.File("spc.db");
+  const std::tuple<std::string, std::filesystem::perms, bool> settings[] = {
+      {spc + ";MyPassword=hunter2", std::filesystem::perms(0644), true},
+      {spc + ";MyPassword=hunter2", std::filesystem::perms(0600), false},
+      {spc, std::filesystem::perms(0644), false},
+  };
+  for (const auto& [connection, mode, warned] : settings) {
+    std::ofstream(ini) << "[Database]\r\nConnection=" << connection << "\r\n";
+    std::filesystem::permissions(ini, mode);
+    const std::string output = Run(DAM_PROGRAM, {"subgroups"}).second;
+    EXPECT_EQ(output.find("dam: warning: " + ini +
+                          " holds a password that other users can read; make it owner-only: "
+                          "chmod 600 " +
+                          ini) != std::string::npos,
+              warned)
+        << connection << '\n'
+        << output;
+    EXPECT_EQ(output.find("hunter2"), std::string::npos) << output;
+  }
+
+  const std::string config = work_.File("secret.cfg");
+  std::ofstream(config) << "NAME=Secret\nACTIVE=1\nDATALINK=Driver=SQLite3;Database="
+                        << work_.File("none.db") << ";NoCreat=1; PWD = hunter2\n";
+  const QString path = QString::fromStdString(config);
+  for (const QStringList& args :
+       {QStringList{"config", "show", path}, QStringList{"config", "show", "--json", path}}) {
+    const std::string output = Run(DAM_PROGRAM, args).second;
+    EXPECT_NE(output.find(";NoCreat=1; PWD =***"), std::string::npos) << output;
+    EXPECT_EQ(output.find("hunter2"), std::string::npos) << output;
+  }
+  const std::string shown = Run(DAM_PROGRAM, {"config", "show", "--show-secrets", path}).second;
+  EXPECT_NE(shown.find("; PWD = hunter2"), std::string::npos) << shown;
 }
 
 }  // namespace
