@@ -100,7 +100,8 @@ std::string SubstituteReferences(std::string_view text, const std::vector<std::s
   for (size_t r = 0; r < references.size(); ++r) {
     byHash[HashOf(runtime::ToLower(references[r]))].push_back(r);
   }
-  // The folding EqualsNoCase compares by.
+  // Folding A-Z only keeps every position of the text; a reference is always met in its
+  // own spelling, and EqualsNoCase confirms each match.
   const std::string folded = runtime::ToLower(text);
 
   std::string result;
