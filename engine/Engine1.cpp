@@ -36,6 +36,7 @@ bool Engine1::StartEngine(std::shared_ptr<config::Configuration1> configuration)
   return Trapped("StartEngine", [&] {
     status_ = Status{};
     previousCollection_.reset();
+    lastTick_.reset();
     configuration_ = std::move(configuration);
     SetNextSubgroupPeriod();
     status_.isRunning = true;
@@ -61,8 +62,9 @@ bool Engine1::StartEngine(std::shared_ptr<config::Configuration1> configuration)
 
 bool Engine1::StopEngine() {
   return Trapped("StopEngine", [&] {
-    // An engine that never started has no timer to stop.
-    if (moTimer_) moTimer_->StopTimer();
+    // An engine that never started has no timer to stop: that is an error of the caller.
+    if (!moTimer_) throw runtime::Error(runtime::kObjectNotSet);
+    moTimer_->StopTimer();
     status_.isRunning = false;
     EngineStopped.Raise();
     return true;
@@ -73,6 +75,7 @@ void Engine1::moTimer_OnTimer() {
   if (collecting_) return;
   Trapped("moTimer_OnTimer", [&] {
     const runtime::Date start = runtime::Now();
+    ReplanAfterClockStep(start);
     if (status_.nextCollectionTime < start) {
       CollectingFlag flag(collecting_);
       RecordLateStart(start);
@@ -95,8 +98,21 @@ bool Engine1::CollectSample() {
   });
 }
 
+void Engine1::ReplanAfterClockStep(runtime::Date now) {
+  const bool steppedBack =
+      lastTick_ && (lastTick_->serial - now.serial) * kSecondsPerDay * 1000 > kTimerInterval;
+  lastTick_ = now;
+  if (!steppedBack) return;
+  if (retryPlanned_) {
+    SetNextRetryPeriod();
+  } else {
+    SetNextSubgroupPeriod();
+  }
+}
+
 // A subgroup schedule that cannot be planned falls back to the retry schedule.
 bool Engine1::SetNextSubgroupPeriod() {
+  retryPlanned_ = false;
   const bool planned = Trapped("SetNextSubgroupPeriod", [&] {
     const config::Configuration1& configuration = Configuration();
     return UnitIsValid("Subgroup", configuration.SubgroupUnit(),
@@ -107,6 +123,7 @@ bool Engine1::SetNextSubgroupPeriod() {
 }
 
 bool Engine1::SetNextRetryPeriod() {
+  retryPlanned_ = true;
   const bool planned = Trapped("SetNextRetryPeriod", [&] {
     const config::Configuration1& configuration = Configuration();
     return UnitIsValid("Retry", configuration.RetryUnit(), FallbackText()) &&

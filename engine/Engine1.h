@@ -106,6 +106,10 @@ class Engine1 {
   // Records a collection starting at `start` more than one subgroup period after its
   // planned time, with the collection times it missed (EngineLateness.cpp).
   void RecordLateStart(runtime::Date start);
+  // A clock seen to step back by more than one tick (the fall-back night, an NTP step)
+  // would leave the planned time far ahead: the plan is made again from `now`, on the
+  // same grid and with the same settings.
+  void ReplanAfterClockStep(runtime::Date now);
 
   static constexpr int32_t kFallbackSeconds = 60;
   // Unit codes run from 0 (Seconds) to 3 (Days).
@@ -160,6 +164,9 @@ class Engine1 {
   Status status_;
   bool collecting_ = false;
   std::optional<Span> previousCollection_;
+  // The clock at the last tick, and whether the planned time is a retry.
+  std::optional<runtime::Date> lastTick_;
+  bool retryPlanned_ = false;
   std::unique_ptr<host::HostSubgroup> subgroup_;
   std::unique_ptr<host::HostTimer> moTimer_;
   runtime::Subscription timerSubscription_;

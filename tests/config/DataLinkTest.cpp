@@ -62,7 +62,9 @@ TEST(DataLink, FailureTextStaysAfterALaterSuccessOrABlankLink) {
   configuration.SetDataLink(good);
   EXPECT_EQ(configuration.DataLinkState(), 6);
   EXPECT_EQ(configuration.DataLinkError(), failure);
+  const int connections = components.connectionsCreated;
   configuration.SetDataLink("   ");
+  EXPECT_EQ(components.connectionsCreated, connections) << "a blank link is not tried";
   EXPECT_EQ(configuration.DataLinkState(), 0);
   EXPECT_EQ(configuration.DataLinkError(), failure);
 

@@ -41,6 +41,39 @@ TEST_F(EngineTest, TheQueryReportsAMissingOrBrokenLinkEmptyResultsAndBadRecords)
                             "error."}));
 }
 
+// A configuration with nothing but a condition still collects: an empty subgroup is saved
+// and counted, every list is refreshed, and a tag the historian did not return keeps what
+// it had. A nameless configuration's log lines begin with a tab.
+TEST_F(EngineTest, AnEmptySubgroupIsSavedAndTagsWithoutARowKeepTheirState) {
+  SetValue("A", "1", "2024-05-01 10:00:00");
+  Load({"CONDITION=0\t%TAG(A) %TAG(Gone)\t2\t0"});
+  config::TagItem& gone = configuration->TagItems().Item("Gone");
+  gone.IsNew = true;
+  Start();
+  TickDue();
+  EXPECT_EQ(events, (Lines{"TagsRefreshed", "ConditionsRefreshed", "DescriptorsRefreshed",
+                           "TestsRefreshed", "SubgroupSaved", "CollectionTimeSet"}));
+  EXPECT_EQ(engine.SavedSubgroups(), 1);
+  EXPECT_TRUE(configuration->TagItems().Item("A").IsNew);
+  EXPECT_TRUE(gone.IsNew) << "no row, no change";
+
+  // A Lot has no group: its stored group is neither resolved nor cleared.
+  auto lot = std::make_shared<config::DescriptorItem>();
+  lot->SetData("4\t%TAG(A)\tLot 7");
+  lot->SetResolvedGroup(1, "before");
+  configuration->AddDescriptor(lot);
+  TickDue();
+  EXPECT_EQ(engine.SavedSubgroups(), 2);
+  EXPECT_EQ(lot->ResolvedItem(1), "Lot 7");
+  lot->SetDescriptorType(1);
+  EXPECT_EQ(lot->ResolvedGroup(1), "before");
+
+  configuration->SetConfigurationName("");
+  configuration->SetDataLink("");
+  TickDue();
+  EXPECT_EQ(LogText().substr(0, 1), "\t");
+}
+
 TEST_F(EngineTest, EveryUnresolvedFieldIsNamedByItsTemplateAndSaveFailuresAreSaveErrors) {
   SetValue("E", "", "2024-05-01 10:00:00");
   SetValue("N", "1", "2024-05-01 10:00:00");

@@ -76,13 +76,18 @@ TEST_F(EngineTest, UnexpectedErrorsNameTheProcedureAndNothingToCollectIsQuiet) {
   EXPECT_EQ(LastError(),
             (Lines{"429 - ActiveX component can't create object", "An unexpected error occurred",
                    "Function: Engine1.StartEngine generated an unexpected error."}));
-  EXPECT_TRUE(engine.StopEngine()) << "stopping an engine without a timer is harmless";
   Lines expected = {"Line 1|" + runtime::Join(LastError(), "|")};
+  EXPECT_FALSE(engine.StopEngine()) << "an engine without a timer has nothing to stop";
+  expected.push_back(
+      "Line 1|91 - Object variable or With block variable not set|An unexpected error "
+      "occurred|Function: Engine1.StopEngine generated an unexpected error.");
 
   components.timerFactory = timers;
   Start();
+  const int connections = components.connectionsCreated;
   TickDue();
   EXPECT_EQ(events, (Lines{"CollectionTimeSet"})) << "no tags: no query, nothing recorded";
+  EXPECT_EQ(components.connectionsCreated, connections);
   EXPECT_TRUE(engine.StopEngine());
 
   // Nothing can be planned without a configuration: the fallback, never at once.
@@ -149,6 +154,52 @@ TEST_F(EngineTest, UnitCodesOutsideTheTableAreReportedAndNeverCollectAtOnce) {
   ASSERT_EQ(failed.size(), 2u);
   EXPECT_EQ(failed[1], "Line 1|" + retry + "4" + table + fallback);
   EXPECT_EQ(engine.NextCollectionTime().serial, clock.Now().serial + 60.0 / 86400);
+}
+
+// Berlin's clocks go back from 03:00 summer time to 02:00 winter time on 2024-10-27. The
+// plan follows a clock that steps back, on the same grid and with the same settings; a
+// clock that steps forward collects once.
+TEST_F(EngineTest, ClockStepsReplanOnTheSameGrid) {
+  SetValue("A", "1", "2024-10-27 00:00:00");
+  Load({"TEST=G\tI\t%TAG(A)\t"});
+  clock.Set(At("2024-10-27 02:50:00"));
+  Start();
+  TickAt(At("2024-10-27 02:59:59.95"));
+  TickAt(At("2024-10-27 02:00:00.05"));
+  EXPECT_EQ(Next(), "2024-10-27 02:15:00") << "the repeated hour is served again";
+  TickAt(At("2024-10-27 02:15:00.1"));
+  EXPECT_EQ(engine.SavedSubgroups(), 1);
+  TickAt(At("2024-10-27 02:15:00.05"));
+  EXPECT_EQ(Next(), "2024-10-27 02:30:00") << "less than a tick back is no step";
+
+  // A retry follows the clock by the retry grid.
+  configuration->SetDataLink("");
+  TickAt(At("2024-10-27 02:30:00.1"));
+  EXPECT_EQ(Next(), "2024-10-27 02:31:00");
+  TickAt(At("2024-10-27 02:10:00"));
+  EXPECT_EQ(Next(), "2024-10-27 02:11:00");
+
+  // Forward five hours: one collection, one line for what it missed, then the grid.
+  configuration->SetDataLink(historian);
+  const size_t lines = Log().size();
+  TickAt(At("2024-10-27 07:00:00.1"));
+  EXPECT_EQ(engine.SavedSubgroups(), 2);
+  EXPECT_EQ(Log().size(), lines + 1);
+  EXPECT_EQ(Next(), "2024-10-27 07:15:00");
+}
+
+// Past 2038 the schedule and date conditions work as before.
+TEST_F(EngineTest, SchedulesAndDateConditionsHoldPast2038) {
+  SetValue("A", "1", "2099-03-01 00:00:00");
+  Load({"TEST=G\tI\t%TAG(A)\t", "CONDITION=0\t%TAG(Date, A)\t4\t2100-01-01",
+        "CONDITION=0\t%TAG(Date, A)\t2\t1850-01-01"});
+  configuration->SetSyncTime(runtime::DateToSerialTime(At("2038-06-01 08:00:00")));
+  clock.Set(At("2099-03-01 10:07:30"));
+  Start();
+  EXPECT_EQ(Next(), "2099-03-01 10:15:00");
+  TickDue();
+  EXPECT_EQ(engine.SavedSubgroups(), 1) << runtime::Join(Log(), "\n");
+  EXPECT_EQ(Next(), "2099-03-01 10:30:00");
 }
 
 // A collection that starts more than one subgroup period late says what it missed and

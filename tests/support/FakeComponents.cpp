@@ -40,6 +40,7 @@ std::string TempFileSystem::JoinPath(const std::string& folder, const std::strin
 FakeComponents::FakeComponents() : fileSystem_(root_) {}
 
 std::unique_ptr<host::Connection> FakeComponents::CreateConnection() {
+  ++connectionsCreated;
   return std::make_unique<platform::OdbcConnection>();
 }
 

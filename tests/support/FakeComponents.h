@@ -84,6 +84,7 @@ class FakeComponents : public host::Components {
   std::vector<ShownError> shownErrors;
   std::vector<std::string> messageBoxes;
   int beeps = 0;
+  int connectionsCreated = 0;
 
   std::function<std::unique_ptr<host::HostTimer>()> timerFactory;
   std::function<std::shared_ptr<host::DatabaseSession>()> databaseSessionFactory;
