@@ -2,6 +2,7 @@
 // registered driver on it, and the subgroups land in a SQLite SPC database.
 #include <gtest/gtest.h>
 
+#include <QThread>
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
