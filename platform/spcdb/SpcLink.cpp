@@ -15,8 +15,10 @@ SpcDialect Connect(OdbcConnection& connection, const std::string& connectionStri
 
 }  // namespace
 
-SpcLink::SpcLink(const std::string& connectionString)
-    : dialect_(Connect(connection_, connectionString)), catalog_(connection_) {}
+SpcLink::SpcLink(const std::string& connectionString, const OdbcPolicy& policy)
+    : connection_(policy),
+      dialect_(Connect(connection_, connectionString)),
+      catalog_(connection_) {}
 
 OdbcStatement& SpcLink::Prepared(const std::string& sql) {
   std::unique_ptr<OdbcStatement>& statement = prepared_[sql];
