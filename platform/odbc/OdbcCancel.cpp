@@ -26,11 +26,12 @@ void CancelRunningStatements() {
   std::lock_guard lock(RegistryLock());
   for (RunningStatement* statement : Running()) {
     statement->cancelled_ = true;
-    SQLCancel(statement->statement_);
+    if (statement->driverCancels_) SQLCancel(statement->statement_);
   }
 }
 
-RunningStatement::RunningStatement(SQLHSTMT statement) : statement_(statement) {
+RunningStatement::RunningStatement(SQLHSTMT statement, bool driverCancels)
+    : statement_(statement), driverCancels_(driverCancels) {
   std::lock_guard lock(RegistryLock());
   Running().insert(this);
 }

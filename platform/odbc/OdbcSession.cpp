@@ -100,7 +100,7 @@ SQLRETURN OdbcSession::Run(const OdbcHandle& statement, const std::function<SQLR
                            const char* name) const {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point deadline = Clock::now() + std::chrono::seconds(queryTimeout_);
-  RunningStatement running(statement.get());
+  RunningStatement running(statement.get(), !repeatsLockWaits_);
   for (;;) {
     SQLRETURN rc = running.Cancelled() ? SQL_ERROR : call();
     if (rc != SQL_ERROR) return statement.Check(rc, name);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <QProcess>
 #include <chrono>
@@ -117,14 +118,21 @@ TEST_F(HostSafety, AModuleOtherUsersCouldReplaceIsNeitherRegisteredNorLoaded) {
       Configuration("line.cfg", "Driver=SQLite3;Database=" + work_.File("none.db"));
   const struct {
     mode_t folderMode, moduleMode;
+    uid_t owner;
     std::string named;
-  } cases[] = {{0777, 0755, folder + " is writable"}, {0755, 0666, module + " is writable"}};
+  } cases[] = {{0777, 0755, geteuid(), folder + " is writable"},
+               {0755, 0666, geteuid(), module + " is writable"},
+               {0755, 0755, 4242, module + " is owned by user 4242"}};
   for (const auto& c : cases) {
     ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
     ASSERT_EQ(chmod(module.c_str(), 0755), 0);
+    ASSERT_EQ(chown(module.c_str(), geteuid(), -1), 0);
     ASSERT_EQ(Dam({"register", QString::fromStdString(module)}).first, 0);
     ASSERT_EQ(chmod(folder.c_str(), c.folderMode), 0);
     ASSERT_EQ(chmod(module.c_str(), c.moduleMode), 0);
+    if (c.owner != geteuid() && chown(module.c_str(), c.owner, -1) != 0) {
+      continue;  // only root can give a file away
+    }
     for (const QStringList& args : {QStringList{"run", config, "--for", "1"},
                                     QStringList{"register", QString::fromStdString(module)}}) {
       auto [exitCode, output] = Dam(args);
