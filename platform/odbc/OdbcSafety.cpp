@@ -29,6 +29,14 @@ std::vector<ConnectionKey> SplitAtEverySemicolon(std::string_view text) {
   return pairs;
 }
 
+// Any white space, not only the blanks the parsers trim: a driver may trim more.
+std::string_view TrimWhiteSpace(std::string_view text) {
+  constexpr std::string_view kWhite = " \t\r\n\v\f";
+  const size_t first = text.find_first_not_of(kWhite);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kWhite) - first + 1);
+}
+
 bool EndsWithNoCase(std::string_view text, std::string_view end) {
   return text.size() >= end.size() &&
          runtime::EqualsNoCase(text.substr(text.size() - end.size()), end);
@@ -46,19 +54,21 @@ bool NamesLibraryFile(std::string_view value) {
 
 // Why `pair` is refused, or empty.
 std::string Refusal(const ConnectionKey& pair) {
-  auto is = [&](std::string_view key) { return runtime::EqualsNoCase(pair.key, key); };
-  if ((is("DRIVER") || is("SETUP")) && NamesLibraryFile(pair.value)) {
-    return pair.key + "=" + pair.value +
+  const std::string_view key = TrimWhiteSpace(pair.key);
+  const std::string named(key);
+  auto is = [&](std::string_view name) { return runtime::EqualsNoCase(key, name); };
+  if ((is("DRIVER") || is("SETUP")) && NamesLibraryFile(TrimWhiteSpace(pair.value))) {
+    return named + "=" + std::string(TrimWhiteSpace(pair.value)) +
            " names a library file; name an installed ODBC driver by its registered name "
            "(Driver=SQLite3, Driver={PostgreSQL Unicode})";
   }
-  if (is("FILEDSN")) return pair.key + " reads a file data source, which can name a driver file";
-  if (is("SAVEFILE")) return pair.key + " makes the driver manager write a file data source";
-  if (is("LOADEXT")) return pair.key + " loads SQLite extension libraries into this process";
-  if (is("TRACEFILE")) return pair.key + " makes the driver write to a file it names";
+  if (is("FILEDSN")) return named + " reads a file data source, which can name a driver file";
+  if (is("SAVEFILE")) return named + " makes the driver manager write a file data source";
+  if (is("LOADEXT")) return named + " loads SQLite extension libraries into this process";
+  if (is("TRACEFILE")) return named + " makes the driver write to a file it names";
   if ((is("PQOPT") || is("D5")) &&
       runtime::ToUpper(pair.value).find("SSLKEY") != std::string::npos) {
-    return pair.key + " sets libpq's sslkey, whose engine form loads an OpenSSL engine library";
+    return named + " sets libpq's sslkey, whose engine form loads an OpenSSL engine library";
   }
   return {};
 }

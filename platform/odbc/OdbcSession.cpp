@@ -3,7 +3,6 @@
 #include <chrono>
 #include <string_view>
 
-#include "platform/odbc/OdbcCancel.h"
 #include "platform/odbc/OdbcConnectionString.h"
 #include "platform/odbc/OdbcDriverLibrary.h"
 #include "platform/odbc/OdbcSafety.h"
@@ -25,12 +24,12 @@ OdbcHandle NewEnvironment() {
 }
 
 // SQLITE_BUSY or SQLITE_LOCKED, as the SQLite ODBC driver reports them.
-bool FoundLocked(const OdbcHandle& statement) {
+bool FoundLocked(const OdbcHandle& handle) {
   SQLCHAR state[SQL_SQLSTATE_SIZE + 1] = {};
   SQLINTEGER native = 0;
   SQLCHAR text[SQL_MAX_MESSAGE_LENGTH] = {};
   SQLSMALLINT length = 0;
-  if (!SQL_SUCCEEDED(SQLGetDiagRec(SQL_HANDLE_STMT, statement.get(), 1, state, &native, text,
+  if (!SQL_SUCCEEDED(SQLGetDiagRec(handle.type(), handle.get(), 1, state, &native, text,
                                    sizeof text, &length))) {
     return false;
   }
@@ -98,25 +97,31 @@ OdbcHandle OdbcSession::NewStatement() const {
 
 SQLRETURN OdbcSession::Run(const OdbcHandle& statement, const std::function<SQLRETURN()>& call,
                            const char* name) const {
+  RunningStatement running(statement.get(), !repeatsLockWaits_);
+  return Repeat(statement, call, name, &running);
+}
+
+SQLRETURN OdbcSession::Repeat(const OdbcHandle& handle, const std::function<SQLRETURN()>& call,
+                              const char* name, const RunningStatement* running) const {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point deadline = Clock::now() + std::chrono::seconds(queryTimeout_);
-  RunningStatement running(statement.get(), !repeatsLockWaits_);
+  auto cancelled = [&] { return running != nullptr && running->Cancelled(); };
   for (;;) {
-    SQLRETURN rc = running.Cancelled() ? SQL_ERROR : call();
-    if (rc != SQL_ERROR) return statement.Check(rc, name);
-    if (running.Cancelled()) {
+    SQLRETURN rc = cancelled() ? SQL_ERROR : call();
+    if (rc != SQL_ERROR) return handle.Check(rc, name);
+    if (cancelled()) {
       std::string cause;
       try {
-        statement.Check(rc, name);
+        handle.Check(rc, name);
       } catch (const runtime::Error& e) {
         cause = ": " + e.Description();
       }
       throw runtime::Error(kUnspecifiedOdbcError,
                            "[SQLSTATE HY008] The statement was cancelled" + cause, "ODBC");
     }
-    bool again = repeatsLockWaits_ && FoundLocked(statement) &&
-                 (queryTimeout_ == 0 || Clock::now() < deadline);
-    if (!again) return statement.Check(rc, name);
+    bool again =
+        repeatsLockWaits_ && FoundLocked(handle) && (queryTimeout_ == 0 || Clock::now() < deadline);
+    if (!again) return handle.Check(rc, name);
   }
 }
 
@@ -126,9 +131,12 @@ void OdbcSession::BeginTransaction() {
 }
 
 void OdbcSession::EndTransaction(bool commit) {
-  connection_.Check(
-      SQLEndTran(SQL_HANDLE_DBC, connection_.get(), commit ? SQL_COMMIT : SQL_ROLLBACK),
-      "SQLEndTran");
+  Repeat(
+      connection_,
+      [&] {
+        return SQLEndTran(SQL_HANDLE_DBC, connection_.get(), commit ? SQL_COMMIT : SQL_ROLLBACK);
+      },
+      "SQLEndTran", nullptr);
   SetAutoCommit(true);
   manualCommit_ = false;
 }

@@ -8,6 +8,7 @@
 #include <functional>
 #include <string>
 
+#include "platform/odbc/OdbcCancel.h"
 #include "platform/odbc/OdbcHandle.h"
 #include "platform/odbc/OdbcPolicy.h"
 
@@ -40,10 +41,14 @@ class OdbcSession {
 
   // Manual commit from here until EndTransaction.
   void BeginTransaction();
-  // Commits (or rolls back) the open work and returns to autocommit.
+  // Commits (or rolls back) the open work and returns to autocommit. On SQLite a commit
+  // that finds the database locked is repeated as Run repeats a statement.
   void EndTransaction(bool commit);
 
  private:
+  // Run's loop; `running` is null for a call on the connection, which cannot be cancelled.
+  SQLRETURN Repeat(const OdbcHandle& handle, const std::function<SQLRETURN()>& call,
+                   const char* name, const RunningStatement* running) const;
   void SetAutoCommit(bool on);
 
   OdbcHandle environment_;

@@ -38,6 +38,8 @@ TEST(OdbcSafety, RefusesDriverFilesAndKeysThatLoadCodeHoweverTheyAreWritten) {
       {"Driver=SQLite3;SaveFile=/tmp/out.dsn", "Connection string refused: SaveFile"},
       {"Driver=SQLite3;Database=d;LoadExt=/tmp/x/evil.so", "Connection string refused: LoadExt"},
       {"Driver=SQLite3;Database=d; loadext =evil", "Connection string refused: loadext"},
+      {"Driver=SQLite3;Database=d;\tLoadExt\t=evil", "Connection string refused: LoadExt"},
+      {"Driver=\tevil.so\n;Database=d", "Connection string refused: Driver"},
       {"Driver=SQLite3;Database={d;LoadExt=/tmp/x/evil.so;}", "Connection string refused: LoadExt"},
       {"Driver=SQLite3;Database=d;TraceFile=/home/u/.profile",
        "Connection string refused: TraceFile"},

@@ -98,6 +98,28 @@ TEST_F(LockedSqlite, AStatementWaitingWithoutLimitIsCancelledFromAnotherThread) 
             << '\n';
 }
 
+TEST(OdbcWaits, ACommitWaitsForAReaderLongerThanOneLockWait) {
+  testsupport::TempFolder folder;
+  const std::string link =
+      testsupport::CreateSqliteDatabase(folder.File("read.db"), {"CREATE TABLE t (a INTEGER)"});
+  platform::OdbcConnection reader, writer(QueryTimeout(10));
+  reader.Open(link, "", "");
+  reader.BeginTransaction();
+  reader.Execute("SELECT a FROM t");  // holds a read lock until the transaction ends
+  writer.Open(link, "", "");
+  writer.BeginTransaction();
+  writer.Execute("INSERT INTO t VALUES (1)");
+  std::thread finisher([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1000));
+    reader.Commit();
+  });
+  Failure none = TimeFailure([&] { writer.Commit(); });
+  finisher.join();
+  EXPECT_EQ(none.message, "(did not fail)");
+  EXPECT_GE(none.seconds, 0.8) << "the commit waited for the reader";
+  EXPECT_FALSE(reader.Execute("SELECT a FROM t")->Eof());
+}
+
 TEST(OdbcWaits, PostgreSqlStatementsEndAtTheQueryTimeoutOrWhenCancelled) {
   const char* postgres = std::getenv("DAM_TEST_PG_CONNECTION");
   if (postgres == nullptr) GTEST_SKIP() << "no PostgreSQL server";
