@@ -10,7 +10,10 @@ namespace dam {
 
 class DriverModule {
  public:
-  // Loads the module; a file that is not a driver module is an error naming it.
+  // Loads the module; a file that is not a driver module is an error naming it. A module
+  // that another user could replace is refused (error 75 naming the file or folder): the
+  // file and every folder above it must be owned by this user or root and not writable by
+  // group or others, except a sticky folder of root's such as /tmp.
   explicit DriverModule(const std::string& path);
   ~DriverModule();
   DriverModule(const DriverModule&) = delete;

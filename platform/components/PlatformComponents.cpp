@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QMessageBox>
+#include <algorithm>
 #include <iostream>
 
 #include "platform/components/ConsoleError.h"
@@ -15,8 +16,19 @@
 
 namespace platform {
 
+OdbcPolicy PlatformComponents::ReadOdbcPolicy() {
+  const ProfileFile settings(fileSystem_.JoinPath(fileSystem_.SettingsFolder(), "dam.ini"));
+  OdbcPolicy policy;
+  policy.allowDriverPaths = settings.ReadInteger("Security", "AllowDriverPaths", 0) != 0;
+  policy.loginTimeout =
+      std::max(0, settings.ReadInteger("Connections", "LoginTimeout", policy.loginTimeout));
+  policy.queryTimeout =
+      std::max(0, settings.ReadInteger("Connections", "QueryTimeout", policy.queryTimeout));
+  return policy;
+}
+
 std::unique_ptr<host::Connection> PlatformComponents::CreateConnection() {
-  return std::make_unique<OdbcConnection>();
+  return std::make_unique<OdbcConnection>(ReadOdbcPolicy());
 }
 
 std::unique_ptr<host::HostTimer> PlatformComponents::CreateTimer() {
@@ -32,10 +44,11 @@ std::unique_ptr<host::SettingsFile> PlatformComponents::OpenSettingsFile(const s
 }
 
 std::shared_ptr<host::DatabaseSession> PlatformComponents::CreateDatabaseSession() {
-  // Drivers copy only the connection from the host's session, so the host setting that
-  // makes unknown tests an error is applied to every session made here.
+  // Drivers copy only the connection from the host's session, so the host settings that
+  // make unknown tests an error and bound the connection are applied to every session.
   auto session = std::make_shared<SpcSession>();
   session->CountSavesIn(saves_);
+  session->Settings().SetOdbcPolicy(ReadOdbcPolicy());
   const std::string settings = fileSystem_.JoinPath(fileSystem_.SettingsFolder(), "dam.ini");
   session->Settings().SetStrictTests(
       ProfileFile(settings).ReadInteger("Database", "StrictTests", 0) != 0);

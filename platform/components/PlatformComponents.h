@@ -1,11 +1,20 @@
 // host::Components on this platform: ODBC data access, the SPC database over ODBC, Qt
 // timers, the utility services and the console error display. Selection dialogs need
 // windows and are not available headless.
+//
+// Every connection made here, the SPC database's included, follows the host settings in
+// dam.ini (settings folder), read when the connection or session is created:
+//   [Security]    AllowDriverPaths=1  lets connection strings name driver files and keys
+//                                     that load code (default 0: refused)
+//   [Connections] LoginTimeout=10     seconds a connect may take (0: the driver's own)
+//                 QueryTimeout=30     seconds a statement may take, lock waits included
+//                                     (0: no limit)
 #pragma once
 
 #include <memory>
 
 #include "host/Components.h"
+#include "platform/odbc/OdbcPolicy.h"
 #include "platform/spcdb/SpcSaveCount.h"
 #include "platform/utility/Comparer.h"
 #include "platform/utility/DateMath.h"
@@ -46,6 +55,8 @@ class PlatformComponents : public host::Components {
   platform::TextCodec codec_;
   platform::FileSystem fileSystem_;
   std::shared_ptr<SpcSaveCount> saves_ = std::make_shared<SpcSaveCount>();
+
+  OdbcPolicy ReadOdbcPolicy();
 };
 
 }  // namespace platform

@@ -13,13 +13,17 @@ constexpr int32_t kConnectionClosed = 3709;
 std::unique_ptr<host::Recordset> Run(const std::shared_ptr<OdbcSession>& session,
                                      const std::string& sql,
                                      const std::vector<runtime::Variant>& parameters) {
-  OdbcHandle statement(SQL_HANDLE_STMT, &session->connection());
+  OdbcHandle statement = session->NewStatement();
   {
     OdbcParameters bound(statement, parameters);
     std::string text = sql;
-    statement.Check(SQLExecDirect(statement.get(), reinterpret_cast<SQLCHAR*>(text.data()),
-                                  static_cast<SQLINTEGER>(text.size())),
-                    "SQLExecDirect");
+    session->Run(
+        statement,
+        [&] {
+          return SQLExecDirect(statement.get(), reinterpret_cast<SQLCHAR*>(text.data()),
+                               static_cast<SQLINTEGER>(text.size()));
+        },
+        "SQLExecDirect");
   }
   return std::make_unique<OdbcRecordset>(session, std::move(statement));
 }
@@ -34,7 +38,7 @@ void OdbcConnection::Open(const std::string& connectionString, const std::string
   if (!password.empty() && !HasConnectionKey(text, "PWD")) {
     AppendConnectionKey(text, "PWD", password);
   }
-  session_ = std::make_shared<OdbcSession>(text);
+  session_ = std::make_shared<OdbcSession>(text, policy_);
 }
 
 std::unique_ptr<host::Recordset> OdbcConnection::Execute(const std::string& sql, int32_t) {

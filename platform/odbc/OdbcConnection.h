@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/Connection.h"
+#include "platform/odbc/OdbcPolicy.h"
 #include "platform/odbc/OdbcSession.h"
 #include "platform/odbc/OdbcStatement.h"
 #include "runtime/Variant.h"
@@ -17,10 +18,12 @@ namespace platform {
 
 class OdbcConnection : public host::Connection {
  public:
-  OdbcConnection() = default;
+  // Every connection this object opens follows `policy` (see OdbcSession).
+  explicit OdbcConnection(const OdbcPolicy& policy = {}) : policy_(policy) {}
 
   // Connects without prompting, closing an open connection first. A non-empty `user` or
-  // `password` is added as UID or PWD unless the connection string names that key.
+  // `password` is added as UID or PWD unless the connection string names that key. A
+  // connection string the policy refuses is an error before any driver is loaded.
   // `options` is not used by ODBC.
   void Open(const std::string& connectionString, const std::string& user,
             const std::string& password, int32_t options = -1) override;
@@ -47,6 +50,7 @@ class OdbcConnection : public host::Connection {
   // The open session; error 3709 when the connection is closed.
   const std::shared_ptr<OdbcSession>& Session() const;
 
+  OdbcPolicy policy_;
   std::shared_ptr<OdbcSession> session_;
 };
 

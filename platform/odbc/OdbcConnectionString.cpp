@@ -4,40 +4,49 @@
 
 namespace platform {
 
-bool HasConnectionKey(std::string_view connectionString, std::string_view key) {
+std::vector<ConnectionKey> ParseConnectionString(std::string_view text) {
+  std::vector<ConnectionKey> pairs;
   size_t position = 0;
-  while (position < connectionString.size()) {
-    size_t equals = connectionString.find('=', position);
-    size_t semicolon = connectionString.find(';', position);
-    if (equals == std::string_view::npos) return false;
+  while (position < text.size()) {
+    size_t equals = text.find('=', position);
+    size_t semicolon = text.find(';', position);
+    if (equals == std::string_view::npos) break;
     if (semicolon < equals) {
       position = semicolon + 1;
       continue;
     }
-    if (runtime::EqualsNoCase(
-            runtime::TrimSpaces(connectionString.substr(position, equals - position)), key)) {
-      return true;
-    }
+    ConnectionKey pair;
+    pair.key = runtime::TrimSpaces(text.substr(position, equals - position));
     size_t value = equals + 1;
-    while (value < connectionString.size() && connectionString[value] == ' ') ++value;
-    if (value < connectionString.size() && connectionString[value] == '{') {
+    while (value < text.size() && text[value] == ' ') ++value;
+    size_t end = value;
+    if (value < text.size() && text[value] == '{') {
       // A braced value ends at a '}' that is not doubled.
-      size_t close = value + 1;
-      while (close < connectionString.size()) {
-        if (connectionString[close] == '}') {
-          if (close + 1 < connectionString.size() && connectionString[close + 1] == '}') {
-            close += 2;
-            continue;
-          }
+      for (end = value + 1; end < text.size(); ++end) {
+        if (text[end] != '}') {
+          pair.value += text[end];
+        } else if (end + 1 < text.size() && text[end + 1] == '}') {
+          pair.value += '}';
+          ++end;
+        } else {
           break;
         }
-        ++close;
       }
-      value = close;
+      semicolon = text.find(';', end);
+    } else {
+      semicolon = text.find(';', value);
+      pair.value = runtime::TrimSpaces(text.substr(value, semicolon - value));
     }
-    semicolon = connectionString.find(';', value);
-    if (semicolon == std::string_view::npos) return false;
+    pairs.push_back(std::move(pair));
+    if (semicolon == std::string_view::npos) break;
     position = semicolon + 1;
+  }
+  return pairs;
+}
+
+bool HasConnectionKey(std::string_view connectionString, std::string_view key) {
+  for (const ConnectionKey& pair : ParseConnectionString(connectionString)) {
+    if (runtime::EqualsNoCase(pair.key, key)) return true;
   }
   return false;
 }

@@ -32,6 +32,7 @@ class OdbcHandle {
   OdbcHandle& operator=(const OdbcHandle&) = delete;
 
   SQLHANDLE get() const { return handle_; }
+  SQLSMALLINT type() const { return type_; }
 
   // CheckOdbc with this handle's diagnostics.
   SQLRETURN Check(SQLRETURN rc, const char* call) const {

@@ -79,7 +79,8 @@ runtime::Variant OdbcRecordset::Field(std::string_view name) const {
 void OdbcRecordset::Fetch() {
   eof_ = true;
   row_.clear();
-  if (statement_.Check(SQLFetch(statement_.get()), "SQLFetch") == SQL_NO_DATA) {
+  if (session_->Run(
+          statement_, [&] { return SQLFetch(statement_.get()); }, "SQLFetch") == SQL_NO_DATA) {
     // Releases the cursor now, so that the database is not kept locked by a finished read.
     statement_.Check(SQLFreeStmt(statement_.get(), SQL_CLOSE), "SQLFreeStmt");
     return;

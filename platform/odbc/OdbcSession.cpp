@@ -1,7 +1,19 @@
 #include "platform/odbc/OdbcSession.h"
 
+#include <chrono>
+#include <string_view>
+
+#include "platform/odbc/OdbcConnectionString.h"
+#include "platform/odbc/OdbcDriverLibrary.h"
+#include "platform/odbc/OdbcSafety.h"
+#include "runtime/Error.h"
+
 namespace platform {
 namespace {
+
+// Milliseconds one try of an SQLite statement waits for a lock: how late a cancel or the
+// query timeout can be noticed.
+constexpr int kSqliteLockWait = 100;
 
 OdbcHandle NewEnvironment() {
   OdbcHandle environment(SQL_HANDLE_ENV, nullptr);
@@ -11,11 +23,54 @@ OdbcHandle NewEnvironment() {
   return environment;
 }
 
+// SQLITE_BUSY or SQLITE_LOCKED, as the SQLite ODBC driver reports them.
+bool FoundLocked(const OdbcHandle& handle) {
+  SQLCHAR state[SQL_SQLSTATE_SIZE + 1] = {};
+  SQLINTEGER native = 0;
+  SQLCHAR text[SQL_MAX_MESSAGE_LENGTH] = {};
+  SQLSMALLINT length = 0;
+  if (!SQL_SUCCEEDED(SQLGetDiagRec(handle.type(), handle.get(), 1, state, &native, text,
+                                   sizeof text, &length))) {
+    return false;
+  }
+  return native == 5 || native == 6;
+}
+
+// A driver without the timeout ("optional feature not implemented") still connects and
+// runs statements, bounded by its own waits.
+void SetTimeout(const OdbcHandle& handle, SQLRETURN rc, const char* call) {
+  SQLCHAR state[SQL_SQLSTATE_SIZE + 1] = {};
+  SQLINTEGER native = 0;
+  SQLSMALLINT length = 0;
+  SQLSMALLINT type = handle.type();
+  if (rc == SQL_ERROR &&
+      SQL_SUCCEEDED(SQLGetDiagRec(type, handle.get(), 1, state, &native, nullptr, 0, &length)) &&
+      std::string_view(reinterpret_cast<char*>(state)) == "HYC00") {
+    return;
+  }
+  handle.Check(rc, call);
+}
+
 }  // namespace
 
-OdbcSession::OdbcSession(const std::string& connectionString)
-    : environment_(NewEnvironment()), connection_(SQL_HANDLE_DBC, &environment_) {
+OdbcSession::OdbcSession(const std::string& connectionString, const OdbcPolicy& policy)
+    : environment_(NewEnvironment()),
+      connection_(SQL_HANDLE_DBC, &environment_),
+      queryTimeout_(policy.queryTimeout) {
+  if (!policy.allowDriverPaths) RefuseUnsafeConnectionString(connectionString);
   std::string text = connectionString;
+  if (!HasConnectionKey(text, "Timeout") && IsSqliteDriver(DriverLibrary(environment_, text))) {
+    AppendConnectionKey(text, "Timeout", std::to_string(kSqliteLockWait));
+    repeatsLockWaits_ = true;
+  }
+  if (policy.loginTimeout > 0) {
+    SetTimeout(
+        connection_,
+        SQLSetConnectAttr(connection_.get(), SQL_ATTR_LOGIN_TIMEOUT,
+                          reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(policy.loginTimeout)),
+                          SQL_IS_UINTEGER),
+        "SQLSetConnectAttr");
+  }
   connection_.Check(
       SQLDriverConnect(connection_.get(), nullptr, reinterpret_cast<SQLCHAR*>(text.data()),
                        static_cast<SQLSMALLINT>(text.size()), nullptr, 0, nullptr,
@@ -28,15 +83,60 @@ OdbcSession::~OdbcSession() {
   SQLDisconnect(connection_.get());
 }
 
+OdbcHandle OdbcSession::NewStatement() const {
+  OdbcHandle statement(SQL_HANDLE_STMT, &connection_);
+  if (queryTimeout_ > 0) {
+    SetTimeout(statement,
+               SQLSetStmtAttr(statement.get(), SQL_ATTR_QUERY_TIMEOUT,
+                              reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(queryTimeout_)),
+                              SQL_IS_UINTEGER),
+               "SQLSetStmtAttr");
+  }
+  return statement;
+}
+
+SQLRETURN OdbcSession::Run(const OdbcHandle& statement, const std::function<SQLRETURN()>& call,
+                           const char* name) const {
+  RunningStatement running(statement.get(), !repeatsLockWaits_);
+  return Repeat(statement, call, name, &running);
+}
+
+SQLRETURN OdbcSession::Repeat(const OdbcHandle& handle, const std::function<SQLRETURN()>& call,
+                              const char* name, const RunningStatement* running) const {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point deadline = Clock::now() + std::chrono::seconds(queryTimeout_);
+  auto cancelled = [&] { return running != nullptr && running->Cancelled(); };
+  for (;;) {
+    SQLRETURN rc = cancelled() ? SQL_ERROR : call();
+    if (rc != SQL_ERROR) return handle.Check(rc, name);
+    if (cancelled()) {
+      std::string cause;
+      try {
+        handle.Check(rc, name);
+      } catch (const runtime::Error& e) {
+        cause = ": " + e.Description();
+      }
+      throw runtime::Error(kUnspecifiedOdbcError,
+                           "[SQLSTATE HY008] The statement was cancelled" + cause, "ODBC");
+    }
+    bool again =
+        repeatsLockWaits_ && FoundLocked(handle) && (queryTimeout_ == 0 || Clock::now() < deadline);
+    if (!again) return handle.Check(rc, name);
+  }
+}
+
 void OdbcSession::BeginTransaction() {
   SetAutoCommit(false);
   manualCommit_ = true;
 }
 
 void OdbcSession::EndTransaction(bool commit) {
-  connection_.Check(
-      SQLEndTran(SQL_HANDLE_DBC, connection_.get(), commit ? SQL_COMMIT : SQL_ROLLBACK),
-      "SQLEndTran");
+  Repeat(
+      connection_,
+      [&] {
+        return SQLEndTran(SQL_HANDLE_DBC, connection_.get(), commit ? SQL_COMMIT : SQL_ROLLBACK);
+      },
+      "SQLEndTran", nullptr);
   SetAutoCommit(true);
   manualCommit_ = false;
 }

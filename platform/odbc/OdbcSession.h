@@ -1,18 +1,27 @@
 // The environment and connection handles of one open ODBC connection. The connection
 // object, its recordsets and its prepared statements share one session, so whichever of
-// them is released last disconnects.
+// them is released last disconnects. Every statement of the session is made and run here,
+// under the host's policy: its connection string checked, its waits bounded.
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <string>
 
+#include "platform/odbc/OdbcCancel.h"
 #include "platform/odbc/OdbcHandle.h"
+#include "platform/odbc/OdbcPolicy.h"
 
 namespace platform {
 
 class OdbcSession {
  public:
-  // Connects with SQLDriverConnect, without prompting. Failing is a runtime::Error.
-  explicit OdbcSession(const std::string& connectionString);
+  // Refuses a connection string that names code (RefuseUnsafeConnectionString) unless the
+  // policy allows it, then connects with SQLDriverConnect, without prompting, within the
+  // policy's login timeout. For the SQLite ODBC driver, whose lock waits ignore the query
+  // timeout and cancelling, a string without its own Timeout key gets one short wait
+  // (Timeout=100, milliseconds) that Run repeats. Failing is a runtime::Error.
+  OdbcSession(const std::string& connectionString, const OdbcPolicy& policy);
   // Rolls back a transaction left open, then disconnects.
   ~OdbcSession();
   OdbcSession(const OdbcSession&) = delete;
@@ -20,16 +29,32 @@ class OdbcSession {
 
   const OdbcHandle& connection() const { return connection_; }
 
+  // A new statement with the policy's query timeout.
+  OdbcHandle NewStatement() const;
+  // Runs `call`, one ODBC call running `statement` ("SQLExecute"), where
+  // CancelRunningStatements reaches it, and checks its result as OdbcHandle::Check does.
+  // On SQLite a call that finds the database locked is repeated until the lock is gone,
+  // the query timeout has passed (the driver's "database is locked" error) or the
+  // statement is cancelled.
+  SQLRETURN Run(const OdbcHandle& statement, const std::function<SQLRETURN()>& call,
+                const char* name) const;
+
   // Manual commit from here until EndTransaction.
   void BeginTransaction();
-  // Commits (or rolls back) the open work and returns to autocommit.
+  // Commits (or rolls back) the open work and returns to autocommit. On SQLite a commit
+  // that finds the database locked is repeated as Run repeats a statement.
   void EndTransaction(bool commit);
 
  private:
+  // Run's loop; `running` is null for a call on the connection, which cannot be cancelled.
+  SQLRETURN Repeat(const OdbcHandle& handle, const std::function<SQLRETURN()>& call,
+                   const char* name, const RunningStatement* running) const;
   void SetAutoCommit(bool on);
 
   OdbcHandle environment_;
   OdbcHandle connection_;
+  int32_t queryTimeout_ = 0;
+  bool repeatsLockWaits_ = false;
   bool manualCommit_ = false;
 };
 

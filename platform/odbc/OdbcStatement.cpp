@@ -7,16 +7,21 @@
 namespace platform {
 
 OdbcStatement::OdbcStatement(std::shared_ptr<OdbcSession> session, const std::string& sql)
-    : session_(std::move(session)), statement_(SQL_HANDLE_STMT, &session_->connection()) {
+    : session_(std::move(session)), statement_(session_->NewStatement()) {
   std::string text = sql;
-  statement_.Check(SQLPrepare(statement_.get(), reinterpret_cast<SQLCHAR*>(text.data()),
-                              static_cast<SQLINTEGER>(text.size())),
-                   "SQLPrepare");
+  session_->Run(
+      statement_,
+      [&] {
+        return SQLPrepare(statement_.get(), reinterpret_cast<SQLCHAR*>(text.data()),
+                          static_cast<SQLINTEGER>(text.size()));
+      },
+      "SQLPrepare");
 }
 
 int64_t OdbcStatement::Execute(const std::vector<runtime::Variant>& parameters) {
   OdbcParameters bound(statement_, parameters);
-  SQLRETURN rc = statement_.Check(SQLExecute(statement_.get()), "SQLExecute");
+  SQLRETURN rc = session_->Run(
+      statement_, [&] { return SQLExecute(statement_.get()); }, "SQLExecute");
   SQLLEN rows = 0;
   if (rc != SQL_NO_DATA) statement_.Check(SQLRowCount(statement_.get(), &rows), "SQLRowCount");
   statement_.Check(SQLFreeStmt(statement_.get(), SQL_CLOSE), "SQLFreeStmt");

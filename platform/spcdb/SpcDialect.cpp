@@ -17,9 +17,8 @@ SpcDialect SpcDialect::For(OdbcConnection& connection) {
 
 void SpcDialect::Configure(OdbcConnection& connection) const {
   if (!sqlite_) return;
-  // The timeout makes writers queue (switching to WAL too); WAL lets readers go on while
-  // one session writes.
-  connection.Execute("PRAGMA busy_timeout=5000");
+  // Writers queue through the connection's lock waits, bounded by its query timeout (a
+  // busy_timeout here would replace them); WAL lets readers go on while one session writes.
   connection.Execute("PRAGMA journal_mode=WAL");
   connection.Execute("PRAGMA foreign_keys=ON");
 }

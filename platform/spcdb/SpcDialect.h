@@ -25,8 +25,8 @@ class SpcDialect {
   const char* LastIdQuery() const;
 
   // A transaction that writes. SQLite takes the write lock at once, so that concurrent
-  // writers wait for each other (busy timeout) instead of failing when a read lock cannot
-  // be upgraded.
+  // writers wait for each other (the connection's lock waits) instead of failing when a read lock
+  // cannot be upgraded.
   void Begin(OdbcConnection& connection) const;
   void Commit(OdbcConnection& connection) const;
   // Never fails: it runs after a failure, which is the one to report, and a connection

@@ -19,8 +19,10 @@ SpcDialect Connect(OdbcConnection& connection, std::optional<SpcFile>& file,
 
 }  // namespace
 
-SpcLink::SpcLink(const std::string& connectionString)
-    : dialect_(Connect(connection_, file_, connectionString)), catalog_(connection_) {}
+SpcLink::SpcLink(const std::string& connectionString, const OdbcPolicy& policy)
+    : connection_(policy),
+      dialect_(Connect(connection_, file_, connectionString)),
+      catalog_(connection_) {}
 
 void SpcLink::SettleMovedFile() {
   auto result = connection_.Execute("PRAGMA wal_checkpoint(TRUNCATE)");

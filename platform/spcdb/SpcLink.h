@@ -9,6 +9,7 @@
 #include <unordered_map>
 
 #include "platform/odbc/OdbcConnection.h"
+#include "platform/odbc/OdbcPolicy.h"
 #include "platform/odbc/OdbcStatement.h"
 #include "platform/spcdb/SpcCatalog.h"
 #include "platform/spcdb/SpcDialect.h"
@@ -18,8 +19,8 @@ namespace platform {
 
 class SpcLink {
  public:
-  // Connects, sets the connection up and brings the schema up to date.
-  explicit SpcLink(const std::string& connectionString);
+  // Connects under `policy`, sets the connection up and brings the schema up to date.
+  SpcLink(const std::string& connectionString, const OdbcPolicy& policy);
   SpcLink(const SpcLink&) = delete;
   SpcLink& operator=(const SpcLink&) = delete;
 

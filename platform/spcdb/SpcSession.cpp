@@ -73,7 +73,7 @@ SpcLink& SpcSession::Link() {
                          "No SPC database is set: the session's connection setting is empty",
                          "SpcSession");
   }
-  link_ = std::make_unique<SpcLink>(connection);
+  link_ = std::make_unique<SpcLink>(connection, settings_.Odbc());
   return *link_;
 }
 

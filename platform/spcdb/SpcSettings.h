@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/DatabaseSession.h"
+#include "platform/odbc/OdbcPolicy.h"
 
 namespace platform {
 
@@ -22,9 +23,15 @@ class SpcSettings : public host::DatabaseSettings {
   bool StrictTests() const { return strictTests_; }
   void SetStrictTests(bool strict) { strictTests_ = strict; }
 
+  // What the connection is allowed and how long it may wait; takes effect at the next
+  // connection.
+  const OdbcPolicy& Odbc() const { return odbc_; }
+  void SetOdbcPolicy(const OdbcPolicy& policy) { odbc_ = policy; }
+
  private:
   std::string connection_;
   bool strictTests_ = false;
+  OdbcPolicy odbc_;
 };
 
 }  // namespace platform

@@ -1,0 +1,20 @@
+// What the host allows the ODBC connections it opens, and how long they may wait. The host
+// reads it from its settings (dam.ini) and hands it to every connection it makes; a
+// connection made without one gets these defaults.
+#pragma once
+
+#include <cstdint>
+
+namespace platform {
+
+struct OdbcPolicy {
+  // Off: connection strings may name drivers by their registered name only and may not
+  // use keys that load code or read or write files (see RefuseUnsafeConnectionString).
+  bool allowDriverPaths = false;
+  // Seconds a connect may take; 0 leaves it to the driver.
+  int32_t loginTimeout = 10;
+  // Seconds a statement may take, waits for a lock included; 0 is no limit.
+  int32_t queryTimeout = 30;
+};
+
+}  // namespace platform

@@ -1,0 +1,146 @@
+// What the host refuses and how long it waits, through the real dam program: code named
+// by a configuration or a connection string, modules other users could replace, and a
+// locked SPC database.
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <QProcess>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+#include "platform/odbc/OdbcConnection.h"
+#include "tests/support/Historian.h"
+#include "tests/support/TempFolder.h"
+
+namespace {
+
+class HostSafety : public ::testing::Test {
+ protected:
+  HostSafety() {
+    const std::pair<const char*, std::string> settings[] = {
+        {"DAM_REGISTRY_FILE", work_.File("drivers.registry")},
+        {"DAM_LOG_DIR", work_.Subfolder("log")},
+        {"DAM_SETTINGS_DIR", work_.Subfolder("settings")},
+        {"DAM_COMPONENT_DIR", work_.Subfolder("components")},
+        {"DAM_DATA_DIR", work_.Subfolder("data")},
+        {"DAM_TEST_MARKER", Marker()}};
+    for (const auto& [name, value] : settings) {
+      environment_.insert(name, QString::fromStdString(value));
+    }
+  }
+
+  std::string Marker() const { return work_.File("loaded"); }
+
+  // The exit code and the output.
+  std::pair<int, std::string> Dam(const QStringList& args) {
+    QProcess process;
+    process.setProcessEnvironment(environment_);
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(DAM_PROGRAM, args);
+    EXPECT_TRUE(process.waitForFinished(60'000));
+    return {process.exitCode(), process.readAll().toStdString()};
+  }
+
+  void WriteSettings(const std::string& text) {
+    std::ofstream(work_.File("settings/dam.ini")) << text;
+  }
+
+  // The configuration file `name` whose data link is `link`.
+  QString Configuration(const std::string& name, const std::string& link) {
+    std::ofstream(work_.File(name)) << "NAME=Line\nACTIVE=1\nDATALINK=" << link
+                                    << "\nTEST=Fill\tWeight\t%TAG(LINE1.WEIGHT)\t\n";
+    return QString::fromStdString(work_.File(name));
+  }
+
+  testsupport::TempFolder work_;
+  QProcessEnvironment environment_ = QProcessEnvironment::systemEnvironment();
+};
+
+TEST_F(HostSafety, ConnectionStringsThatNameCodeAreRefusedUnlessTheHostAllowsIt) {
+  const std::string library = work_.Subfolder("x") + "/evil.so";
+  std::filesystem::copy_file(DAM_MARKER_LIBRARY, library);
+  const std::string historian =
+      testsupport::CreateSqliteDatabase(work_.File("historian.db"), testsupport::kHistorianTables);
+  const struct {
+    QStringList args;
+    std::string refusedKey;
+  } cases[] = {
+      {{"config", "show", Configuration("driver.cfg", "Driver=" + library)}, "Driver=" + library},
+      {{"config", "show", Configuration("loadext.cfg", historian + ";LoadExt=" + library)},
+       "LoadExt"},
+      {{"subgroups", "--spc",
+        QString::fromStdString("Driver=SQLite3;Database=" + work_.File("spc.db") +
+                               ";LoadExt=" + library)},
+       "LoadExt"},
+  };
+  for (const auto& c : cases) {
+    std::filesystem::remove(Marker());
+    WriteSettings("");
+    auto [exitCode, output] = Dam(c.args);
+    EXPECT_NE(output.find("Connection string refused: " + c.refusedKey), std::string::npos)
+        << output;
+    EXPECT_NE(output.find("AllowDriverPaths=1"), std::string::npos) << output;
+    EXPECT_FALSE(std::filesystem::exists(Marker())) << "loaded by " << output;
+
+    WriteSettings("[Security]\nAllowDriverPaths=1\n");
+    output = Dam(c.args).second;
+    EXPECT_EQ(output.find("Connection string refused"), std::string::npos) << output;
+    EXPECT_TRUE(std::filesystem::exists(Marker())) << "the key reached the driver: " << output;
+  }
+}
+
+TEST_F(HostSafety, ALockedSpcDatabaseFailsWithinTheQueryTimeoutSetting) {
+  WriteSettings("[Connections]\nQueryTimeout=1\n");
+  ASSERT_EQ(Dam({"subgroups"}).first, 0) << "creates the SPC database";
+  platform::OdbcConnection holder;
+  holder.Open(testsupport::SqliteLink(work_.File("data/spc.db")), "", "");
+  holder.Execute("BEGIN EXCLUSIVE");
+  const auto start = std::chrono::steady_clock::now();
+  auto [exitCode, output] = Dam({"subgroups"});
+  const double seconds =
+      std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  EXPECT_NE(exitCode, 0);
+  EXPECT_NE(output.find("database is locked"), std::string::npos) << output;
+  EXPECT_LT(seconds, 5.0) << output;
+  std::cout << "dam subgroups on a locked SPC database, QueryTimeout=1: " << seconds << " s\n";
+}
+
+TEST_F(HostSafety, AModuleOtherUsersCouldReplaceIsNeitherRegisteredNorLoaded) {
+  ASSERT_EQ(Dam({"register", DAM_MODULE_PATH}).first, 0) << "the build's own module loads";
+  const std::string folder = work_.Subfolder("modules");
+  const std::string module = folder + "/oxaGEPDAD6.so";
+  std::filesystem::copy_file(DAM_MODULE_PATH, module);
+  const QString config =
+      Configuration("line.cfg", "Driver=SQLite3;Database=" + work_.File("none.db"));
+  const struct {
+    mode_t folderMode, moduleMode;
+    uid_t owner;
+    std::string named;
+  } cases[] = {{0777, 0755, geteuid(), folder + " is writable"},
+               {0755, 0666, geteuid(), module + " is writable"},
+               {0755, 0755, 4242, module + " is owned by user 4242"}};
+  for (const auto& c : cases) {
+    ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
+    ASSERT_EQ(chmod(module.c_str(), 0755), 0);
+    ASSERT_EQ(chown(module.c_str(), geteuid(), -1), 0);
+    ASSERT_EQ(Dam({"register", QString::fromStdString(module)}).first, 0);
+    ASSERT_EQ(chmod(folder.c_str(), c.folderMode), 0);
+    ASSERT_EQ(chmod(module.c_str(), c.moduleMode), 0);
+    if (c.owner != geteuid() && chown(module.c_str(), c.owner, -1) != 0) {
+      continue;  // only root can give a file away
+    }
+    for (const QStringList& args : {QStringList{"run", config, "--for", "1"},
+                                    QStringList{"register", QString::fromStdString(module)}}) {
+      auto [exitCode, output] = Dam(args);
+      EXPECT_NE(exitCode, 0) << output;
+      EXPECT_NE(output.find("Refusing to load the driver module"), std::string::npos) << output;
+      EXPECT_NE(output.find(c.named), std::string::npos) << output;
+    }
+  }
+}
+
+}  // namespace

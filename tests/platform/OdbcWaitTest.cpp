@@ -1,0 +1,179 @@
+// Bounded waits and cancelling, on real SQLite locks, a real PostgreSQL server and a
+// server that never answers.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <thread>
+
+#include "platform/odbc/OdbcCancel.h"
+#include "platform/odbc/OdbcConnection.h"
+#include "runtime/Error.h"
+#include "tests/support/Historian.h"
+#include "tests/support/TempFolder.h"
+
+namespace {
+
+struct Failure {
+  double seconds = 0;
+  std::string message;
+};
+
+Failure TimeFailure(const std::function<void()>& body) {
+  const auto start = std::chrono::steady_clock::now();
+  Failure failure;
+  try {
+    body();
+    failure.message = "(did not fail)";
+  } catch (const runtime::Error& e) {
+    failure.message = e.Description();
+  }
+  failure.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  return failure;
+}
+
+platform::OdbcPolicy QueryTimeout(int seconds) {
+  platform::OdbcPolicy policy;
+  policy.queryTimeout = seconds;
+  return policy;
+}
+
+// An SQLite file that another connection holds with BEGIN EXCLUSIVE, as a writer would.
+class LockedSqlite : public ::testing::Test {
+ protected:
+  LockedSqlite() {
+    link_ = testsupport::CreateSqliteDatabase(folder_.File("locked.db"),
+                                              {"CREATE TABLE t (a INTEGER)"});
+    holder_.Open(link_, "", "");
+    holder_.Execute("BEGIN EXCLUSIVE");
+  }
+
+  testsupport::TempFolder folder_;
+  std::string link_;
+  platform::OdbcConnection holder_;
+};
+
+TEST_F(LockedSqlite, AStatementFailsWithinTheQueryTimeoutOrTheStringsOwnTimeout) {
+  struct Case {
+    int queryTimeout;
+    std::string extra;
+    double least, most;
+  } cases[] = {{1, "", 0.9, 2.0}, {0, ";Timeout=300", 0.2, 1.5}};
+  for (const Case& c : cases) {
+    platform::OdbcConnection waiting(QueryTimeout(c.queryTimeout));
+    Failure failure = TimeFailure([&] {
+      waiting.Open(link_ + c.extra, "", "");
+      waiting.Execute("INSERT INTO t VALUES (1)");
+    });
+    EXPECT_NE(failure.message.find("database is locked"), std::string::npos) << failure.message;
+    EXPECT_GE(failure.seconds, c.least) << c.extra;
+    EXPECT_LE(failure.seconds, c.most) << c.extra;
+    std::cout << "locked SQLite, query timeout " << c.queryTimeout << c.extra << ": failed after "
+              << failure.seconds << " s\n";
+  }
+  holder_.Execute("ROLLBACK");
+  platform::OdbcConnection later(QueryTimeout(1));
+  later.Open(link_, "", "");
+  EXPECT_TRUE(later.Execute("SELECT a FROM t")->Eof()) << "the lock gone, the file answers";
+}
+
+TEST_F(LockedSqlite, AStatementWaitingWithoutLimitIsCancelledFromAnotherThread) {
+  platform::OdbcConnection waiting(QueryTimeout(0));
+  waiting.Open(link_, "", "");
+  std::thread canceller([] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    platform::CancelRunningStatements();
+  });
+  Failure failure = TimeFailure([&] { waiting.Execute("SELECT a FROM t"); });
+  canceller.join();
+  EXPECT_NE(failure.message.find("HY008"), std::string::npos) << failure.message;
+  EXPECT_LT(failure.seconds, 2.0);
+  std::cout << "locked SQLite cancelled after " << failure.seconds << " s: " << failure.message
+            << '\n';
+}
+
+TEST(OdbcWaits, ACommitWaitsForAReaderLongerThanOneLockWait) {
+  testsupport::TempFolder folder;
+  const std::string link =
+      testsupport::CreateSqliteDatabase(folder.File("read.db"), {"CREATE TABLE t (a INTEGER)"});
+  platform::OdbcConnection reader, writer(QueryTimeout(10));
+  reader.Open(link, "", "");
+  reader.BeginTransaction();
+  reader.Execute("SELECT a FROM t");  // holds a read lock until the transaction ends
+  writer.Open(link, "", "");
+  writer.BeginTransaction();
+  writer.Execute("INSERT INTO t VALUES (1)");
+  std::thread finisher([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1000));
+    reader.Commit();
+  });
+  Failure none = TimeFailure([&] { writer.Commit(); });
+  finisher.join();
+  EXPECT_EQ(none.message, "(did not fail)");
+  EXPECT_GE(none.seconds, 0.8) << "the commit waited for the reader";
+  EXPECT_FALSE(reader.Execute("SELECT a FROM t")->Eof());
+}
+
+TEST(OdbcWaits, PostgreSqlStatementsEndAtTheQueryTimeoutOrWhenCancelled) {
+  const char* postgres = std::getenv("DAM_TEST_PG_CONNECTION");
+  if (postgres == nullptr) GTEST_SKIP() << "no PostgreSQL server";
+  platform::OdbcConnection bounded(QueryTimeout(1));
+  bounded.Open(postgres, "", "");
+  Failure timedOut = TimeFailure([&] { bounded.Execute("SELECT pg_sleep(10)"); });
+  EXPECT_GE(timedOut.seconds, 0.9);
+  EXPECT_LT(timedOut.seconds, 3.0) << timedOut.message;
+  std::cout << "pg_sleep(10), query timeout 1: failed after " << timedOut.seconds
+            << " s: " << timedOut.message << '\n';
+
+  platform::OdbcConnection unbounded(QueryTimeout(0));
+  unbounded.Open(postgres, "", "");
+  std::thread canceller([] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    platform::CancelRunningStatements();
+  });
+  Failure cancelled = TimeFailure([&] { unbounded.Execute("SELECT pg_sleep(10)"); });
+  canceller.join();
+  EXPECT_NE(cancelled.message.find("HY008"), std::string::npos) << cancelled.message;
+  EXPECT_LT(cancelled.seconds, 2.0);
+  std::cout << "pg_sleep(10) cancelled after " << cancelled.seconds << " s: " << cancelled.message
+            << '\n';
+  EXPECT_EQ(unbounded.Execute("SELECT 1 AS one")->Field("one").AsLong(), 1)
+      << "a cancelled statement leaves its connection usable";
+}
+
+TEST(OdbcWaits, ConnectingToAServerThatNeverAnswersEndsAtTheLoginTimeout) {
+  // A socket that listens but never accepts: the kernel completes the handshake, then
+  // nothing answers the client.
+  int silent = socket(AF_INET, SOCK_STREAM, 0);
+  ASSERT_GE(silent, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  ASSERT_EQ(bind(silent, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(listen(silent, 4), 0);
+  ASSERT_EQ(getsockname(silent, reinterpret_cast<sockaddr*>(&address), &length), 0);
+
+  platform::OdbcPolicy policy;
+  policy.loginTimeout = 1;
+  platform::OdbcConnection connection(policy);
+  Failure failure = TimeFailure([&] {
+    connection.Open("Driver={PostgreSQL Unicode};Server=127.0.0.1;Port=" +
+                        std::to_string(ntohs(address.sin_port)) +
+                        ";Database=spc;Username=dam;Password=x;SSLmode=disable",
+                    "", "");
+  });
+  close(silent);
+  EXPECT_GE(failure.seconds, 0.9) << failure.message;
+  EXPECT_LT(failure.seconds, 3.0) << failure.message;
+  std::cout << "silent server, login timeout 1: failed after " << failure.seconds
+            << " s: " << failure.message << '\n';
+}
+
+}  // namespace
