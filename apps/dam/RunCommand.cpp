@@ -3,7 +3,6 @@
 #include <QCoreApplication>
 #include <QTimer>
 #include <chrono>
-#include <csignal>
 #include <filesystem>
 #include <iostream>
 
@@ -12,20 +11,16 @@
 #include "apps/dam/DamHost.h"
 #include "apps/dam/DriverModule.h"
 #include "apps/dam/RunStatus.h"
+#include "apps/dam/StopSignals.h"
 #include "apps/shared/Duration.h"
 #include "common/TypeTables.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/ConnectionSecrets.h"
+#include "platform/odbc/OdbcCancel.h"
 #include "runtime/Error.h"
 
 namespace dam {
 namespace {
-
-volatile std::sig_atomic_t stopRequested = 0;
-
-void RequestStop(int) {
-  stopRequested = 1;
-}
 
 struct RunOptions {
   std::string config;
@@ -74,6 +69,15 @@ int RunCommand(const Arguments& args) {
                  " [--driver CLASS]\n";
     return 2;
   }
+  // Made before anything starts a thread. A collection blocked in a database call is
+  // cancelled, so that the loop gets to stop the driver.
+  StopSignals stop(
+      [] {
+        if (QCoreApplication* application = QCoreApplication::instance()) {
+          QMetaObject::invokeMethod(application, &QCoreApplication::quit, Qt::QueuedConnection);
+        }
+      },
+      [] { platform::CancelRunningStatements(); });
   int argc = 1;
   char name[] = "dam";
   char* argv[] = {name, nullptr};
@@ -115,17 +119,27 @@ int RunCommand(const Arguments& args) {
   RunStatus status(components, components.Saves(), configuration);
   const bool terminal = isatty(STDOUT_FILENO);
   std::string shown;
+  std::string failure;
   const auto started = std::chrono::steady_clock::now();
-  std::signal(SIGINT, RequestStop);
-  std::signal(SIGTERM, RequestStop);
 
   QTimer ticker;
   QObject::connect(&ticker, &QTimer::timeout, [&] {
-    const int32_t saved = status.SavedSubgroups();
-    const std::string error = status.LastError();
-    const std::string line = RunStatus::StateName(driver->State()) + " | saved " +
-                             std::to_string(saved) + " | next " + status.NextCollection() +
-                             " | last error " + (error.empty() ? "none" : error);
+    // Nothing may escape into the event loop: a status that cannot be read is shown, and
+    // the driver goes on collecting.
+    int32_t saved = 0;
+    std::string line;
+    try {
+      saved = status.SavedSubgroups();
+      const std::string error = status.LastError();
+      line = RunStatus::StateName(driver->State()) + " | saved " + std::to_string(saved) +
+             " | next " + status.NextCollection() + " | last error " +
+             (error.empty() ? "none" : error);
+    } catch (...) {
+      const std::string reason = runtime::ToError(std::current_exception()).NumberAndDescription();
+      if (reason != failure) std::cerr << "dam run: status unavailable: " << reason << std::endl;
+      failure = reason;
+      line = "status unavailable: " + reason;
+    }
     if (terminal) {
       std::cout << "\r\033[K" << line << std::flush;
     } else if (line != shown) {
@@ -134,7 +148,7 @@ int RunCommand(const Arguments& args) {
     shown = line;
     const bool timeUp =
         options->runFor && std::chrono::steady_clock::now() - started >= *options->runFor;
-    if (stopRequested || timeUp || (options->subgroups > 0 && saved >= options->subgroups)) {
+    if (stop.Requested() || timeUp || (options->subgroups > 0 && saved >= options->subgroups)) {
       application.quit();
     }
   });
@@ -146,6 +160,7 @@ int RunCommand(const Arguments& args) {
   driver->QueryUnload(cancel, 0);
   driver->Unload();
   driver.reset();
+  stop.Stopped();
   if (terminal) std::cout << '\n';
   std::cout << "stopped after " << status.SavedSubgroups() << " subgroup(s)" << std::endl;
   return 0;

@@ -1,0 +1,55 @@
+#include "apps/dam/StopSignals.h"
+
+#include <ctime>
+
+namespace dam {
+
+StopSignals::StopSignals(std::function<void()> quit, std::function<void()> unblock,
+                         std::chrono::milliseconds grace)
+    : quit_(std::move(quit)), unblock_(std::move(unblock)), grace_(grace) {
+  sigemptyset(&signals_);
+  sigaddset(&signals_, SIGINT);
+  sigaddset(&signals_, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &signals_, &previousMask_);
+  watcher_ = std::thread([this] { Watch(); });
+}
+
+StopSignals::~StopSignals() {
+  {
+    std::lock_guard lock(mutex_);
+    ending_ = true;
+  }
+  changed_.notify_all();
+  watcher_.join();
+  pthread_sigmask(SIG_SETMASK, &previousMask_, nullptr);
+}
+
+void StopSignals::Stopped() {
+  {
+    std::lock_guard lock(mutex_);
+    stopped_ = true;
+  }
+  changed_.notify_all();
+}
+
+void StopSignals::Watch() {
+  // Polls with a short wait so that the destructor is never kept waiting for a signal.
+  const timespec poll{0, 100'000'000};
+  for (;;) {
+    {
+      std::lock_guard lock(mutex_);
+      if (ending_) return;
+    }
+    if (sigtimedwait(&signals_, nullptr, &poll) > 0) break;
+  }
+  requested_ = true;
+  quit_();
+  std::unique_lock lock(mutex_);
+  while (!changed_.wait_for(lock, grace_, [this] { return stopped_ || ending_; })) {
+    lock.unlock();
+    unblock_();
+    lock.lock();
+  }
+}
+
+}  // namespace dam
