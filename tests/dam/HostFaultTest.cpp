@@ -9,9 +9,11 @@
 #include <fstream>
 #include <regex>
 
+#include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcReader.h"
 #include "platform/spcdb/SpcSession.h"
 #include "tests/dam/DamProcesses.h"
+#include "tests/support/Historian.h"
 #include "tests/support/TestDatabases.h"
 
 namespace {
@@ -110,6 +112,41 @@ TEST_F(HostFaults, UnknownUnitCodesAreLoggedAndRetriedNotLooped) {
   }
   histsim->kill();
   histsim->waitForFinished();
+}
+
+// Another writer holds the historian: each collection fails within the query timeout
+// with one line, and SIGTERM stops dam in time even while a collection waits on the lock
+// without any limit.
+TEST_F(HostFaults, ALockedHistorianFailsInTimeAndSigtermStillStopsTheHost) {
+  // A historian in rollback-journal mode, where a writer's lock keeps readers out.
+  std::vector<std::string> statements = testsupport::kHistorianTables;
+  for (const char* tag : {"LINE1.PARTNO", "LINE1.WEIGHT"}) {
+    statements.push_back(std::string("INSERT INTO ihRawData VALUES ('") + tag +
+                         "', '2024-05-01 10:00:00', 1, 'CurrentValue')");
+  }
+  testsupport::CreateSqliteDatabase(historian_, statements);
+  platform::OdbcConnection holder;
+  holder.Open(testsupport::SqliteLink(historian_), "", "");
+  holder.Execute("BEGIN EXCLUSIVE");
+
+  std::ofstream(work_.File("settings/dam.ini")) << "[Connections]\r\nQueryTimeout=2\r\n";
+  auto run = Start(DAM_PROGRAM, {"run", QString::fromStdString(Configuration())});
+  // Loading tests the data link twice (host and driver) before the first collection.
+  EXPECT_TRUE(WaitFor([&] { return Log().find("database is locked") != std::string::npos; }, 15))
+      << Log();
+  const size_t first = Count(Log(), "\r\n");
+  QThread::msleep(4000);
+  EXPECT_LE(Count(Log(), "\r\n") - first, 2u) << "a line per collection, each failing in 2 s";
+  EXPECT_LT(Terminate(*run), 2000);
+
+  std::ofstream(work_.File("settings/dam.ini")) << "[Connections]\r\nQueryTimeout=0\r\n";
+  run = Start(DAM_PROGRAM, {"run", QString::fromStdString(Configuration())});
+  QThread::msleep(2500);  // the first collection now waits on the lock for good
+  EXPECT_EQ(run->state(), QProcess::Running);
+  EXPECT_LT(Terminate(*run), 2000);
+  const std::string output = run->readAll().toStdString();
+  EXPECT_EQ(run->exitCode(), 0) << output;
+  EXPECT_NE(output.find("stopped after 0 subgroup(s)"), std::string::npos) << output;
 }
 
 TEST_F(HostFaults, AnUnwritableLogGoesToStderrAndTheStatusLine) {

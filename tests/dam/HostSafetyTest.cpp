@@ -6,44 +6,25 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <QProcess>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 
 #include "platform/odbc/OdbcConnection.h"
+#include "tests/dam/DamProcesses.h"
 #include "tests/support/Historian.h"
-#include "tests/support/TempFolder.h"
 
 namespace {
 
-class HostSafety : public ::testing::Test {
+class HostSafety : public damtest::DamProcesses {
  protected:
-  HostSafety() {
-    const std::pair<const char*, std::string> settings[] = {
-        {"DAM_REGISTRY_FILE", work_.File("drivers.registry")},
-        {"DAM_LOG_DIR", work_.Subfolder("log")},
-        {"DAM_SETTINGS_DIR", work_.Subfolder("settings")},
-        {"DAM_COMPONENT_DIR", work_.Subfolder("components")},
-        {"DAM_DATA_DIR", work_.Subfolder("data")},
-        {"DAM_TEST_MARKER", Marker()}};
-    for (const auto& [name, value] : settings) {
-      environment_.insert(name, QString::fromStdString(value));
-    }
-  }
+  HostSafety() { environment_.insert("DAM_TEST_MARKER", QString::fromStdString(Marker())); }
 
+  // The file the marker library creates when something loads it.
   std::string Marker() const { return work_.File("loaded"); }
 
-  // The exit code and the output.
-  std::pair<int, std::string> Dam(const QStringList& args) {
-    QProcess process;
-    process.setProcessEnvironment(environment_);
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(DAM_PROGRAM, args);
-    EXPECT_TRUE(process.waitForFinished(60'000));
-    return {process.exitCode(), process.readAll().toStdString()};
-  }
+  std::pair<int, std::string> Dam(const QStringList& args) { return Run(DAM_PROGRAM, args); }
 
   void WriteSettings(const std::string& text) {
     std::ofstream(work_.File("settings/dam.ini")) << text;
@@ -55,9 +36,6 @@ class HostSafety : public ::testing::Test {
                                     << "\nTEST=Fill\tWeight\t%TAG(LINE1.WEIGHT)\t\n";
     return QString::fromStdString(work_.File(name));
   }
-
-  testsupport::TempFolder work_;
-  QProcessEnvironment environment_ = QProcessEnvironment::systemEnvironment();
 };
 
 TEST_F(HostSafety, ConnectionStringsThatNameCodeAreRefusedUnlessTheHostAllowsIt) {
