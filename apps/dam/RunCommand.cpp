@@ -1,6 +1,6 @@
 #include <unistd.h>
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QTimer>
 #include <chrono>
 #include <csignal>
@@ -33,6 +33,7 @@ struct RunOptions {
   std::string driverClass = "oxaGEPDAD6.Version1";
   std::optional<std::chrono::milliseconds> runFor;
   long subgroups = -1;
+  bool activity = false;
 };
 
 std::optional<RunOptions> Parse(const Arguments& args) {
@@ -50,6 +51,8 @@ std::optional<RunOptions> Parse(const Arguments& args) {
       char* end = nullptr;
       options.subgroups = std::strtol(args[++i].c_str(), &end, 10);
       if (*end != '\0' || options.subgroups <= 0) return std::nullopt;
+    } else if (args[i] == "--activity") {
+      options.activity = true;
     } else if (options.config.empty() && !args[i].starts_with("--")) {
       options.config = args[i];
     } else {
@@ -71,13 +74,20 @@ int RunCommand(const Arguments& args) {
   const std::optional<RunOptions> options = Parse(args);
   if (!options) {
     std::cerr << "usage: dam run CONFIG [--spc CONNECTION] [--for DURATION] [--subgroups N]"
-                 " [--driver CLASS]\n";
+                 " [--driver CLASS] [--activity]\n";
     return 2;
   }
   int argc = 1;
   char name[] = "dam";
   char* argv[] = {name, nullptr};
-  QCoreApplication application(argc, argv);
+  // Windows need a display; a run without them works without one.
+  std::unique_ptr<QCoreApplication> application;
+  if (options->activity) {
+    application = std::make_unique<QApplication>(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+  } else {
+    application = std::make_unique<QCoreApplication>(argc, argv);
+  }
   platform::PlatformComponents components;
   WarnIfSettingsShowPasswords(components);
 
@@ -111,6 +121,9 @@ int RunCommand(const Arguments& args) {
     return Fail("the driver could not load the configuration");
   }
   if (!driver->StartDriver()) return Fail("the driver could not start");
+  if (options->activity && !driver->ShowActivity()) {
+    return Fail("the activity window could not be shown");
+  }
 
   RunStatus status(components, components.Saves(), configuration);
   const bool terminal = isatty(STDOUT_FILENO);
@@ -135,11 +148,11 @@ int RunCommand(const Arguments& args) {
     const bool timeUp =
         options->runFor && std::chrono::steady_clock::now() - started >= *options->runFor;
     if (stopRequested || timeUp || (options->subgroups > 0 && saved >= options->subgroups)) {
-      application.quit();
+      QCoreApplication::quit();
     }
   });
   ticker.start(250);
-  application.exec();
+  application->exec();
 
   driver->StopDriver();
   host::Bool16 cancel = host::kFalse;
