@@ -181,10 +181,12 @@ void frmActivity::RefreshConditions() {
     for (int32_t i = 1; i <= configuration_->ConditionCount(); ++i) {
       const config::ConditionItem& condition = *configuration_->GetConditionItem(i);
       const bool evaluated = !condition.ResolvedValue1().IsEmpty();
-      std::string text = condition.Value1() + " = " + ValueText(condition.ResolvedValue1()) + " " +
-                         common::GetEvaluationType(condition.Evaluation(), false);
+      // Each operand beside its resolved value, in brackets so that the comparison's own
+      // operator stands out: "(%TAG(A) = 12.5) > (0 = 0)".
+      std::string text = "(" + condition.Value1() + " = " + ValueText(condition.ResolvedValue1()) +
+                         ") " + common::GetEvaluationType(condition.Evaluation(), false);
       if (condition.Evaluation() != 0) {
-        text += " " + condition.Value2() + " = " + ValueText(condition.ResolvedValue2());
+        text += " (" + condition.Value2() + " = " + ValueText(condition.ResolvedValue2()) + ")";
       }
       auto* row = new QTreeWidgetItem(&list, QStringList{QString::fromStdString(text)});
       row->setText(results, !evaluated ? kMissing : condition.IsValid() ? "True" : "False");

@@ -67,7 +67,7 @@ TEST_F(ActivityWindowTest, ListsFollowTheEngineFromStartThroughCollectionsAndErr
   EXPECT_EQ(Rows("lvwTagItems"),
             (Lines{"PART | P-100 | 2024-05-01 09:30:00", "LOT | L-7 | 2024-05-01 09:30:00",
                    "W | 2.5 | 2024-05-01 09:30:15"}));
-  EXPECT_EQ(Rows("lvwConditions"), (Lines{"%TAG(W) = 2.5 > 1 = 1 | True"}));
+  EXPECT_EQ(Rows("lvwConditions"), (Lines{"(%TAG(W) = 2.5) > (1 = 1) | True"}));
 
   // A failing collection: the historian loses its table; the error rows fill in, the tag
   // rows are updated in place, never repeated.
