@@ -8,6 +8,7 @@
 #include <QTest>
 #include <QTimer>
 #include <QTreeWidget>
+#include <filesystem>
 
 #include "platform/odbc/OdbcConnection.h"
 #include "tests/support/FakeComponents.h"
@@ -265,6 +266,15 @@ TEST_F(TagBrowserTest, PositionIsSavedOnEveryCloseAndRestoredOnlyWithAWidth) {
   EXPECT_EQ(form->size(), designed) << "a width of 0 keeps the designed size";
   form->close();
   EXPECT_EQ(Position("Width"), std::to_string(designed.width() * twips)) << "the close box saves";
+
+  // A position file that can be neither read nor written costs only the position.
+  std::filesystem::remove(ui::frmTagSetup::PositionFile(components));
+  std::filesystem::create_directory(ui::frmTagSetup::PositionFile(components));
+  form = Open(historian, "");
+  EXPECT_EQ(form->size(), designed);
+  form->close();
+  EXPECT_FALSE(form->isVisible());
+  EXPECT_TRUE(components.shownErrors.empty());
 }
 
 }  // namespace
