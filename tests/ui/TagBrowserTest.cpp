@@ -117,6 +117,23 @@ TEST_F(TagBrowserTest, OpensSortedWithTheTypeAndTagOfTheGivenValueSelected) {
   }
 }
 
+TEST_F(TagBrowserTest, CaptionsCarryTheirAcceleratorsTheSharedBIncluded) {
+  auto form = Open(historian, "");
+  const std::pair<const char*, const char*> captions[] = {
+      {"lblFilter", "&A. Filter:"}, {"lblType", "&B. Type:"}, {"bnRefresh", "&B. Refresh"},
+      {"lblItem", "&C. Item:"},     {"OKButton", "OK"},       {"CancelButton", "Cancel"}};
+  for (const auto& [name, caption] : captions) {
+    QWidget* control = form->findChild<QWidget*>(name);
+    ASSERT_NE(control, nullptr) << name;
+    EXPECT_EQ(control->property("text").toString().toStdString(), caption) << name;
+  }
+  EXPECT_EQ(uitest::Headers(List(*form)), Lines{"Tag Name"});
+  QTest::keyClick(form.get(), Qt::Key_C, Qt::AltModifier);
+  EXPECT_TRUE(List(*form).hasFocus());
+  QTest::keyClick(form.get(), Qt::Key_A, Qt::AltModifier);
+  EXPECT_TRUE(Control<QLineEdit>(*form, "txtFilter").hasFocus());
+}
+
 TEST_F(TagBrowserTest, TheFilterIsBoundSoQuotesAreOrdinaryCharacters) {
   auto form = Open(historian, "%TAG(Value, Line1.Temp)");
   const struct {
