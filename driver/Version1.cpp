@@ -42,14 +42,30 @@ host::Bool16 Version1::Initialize(std::shared_ptr<host::DriverParent> parent,
   return result;
 }
 
-void Version1::ShowAbout() {}
+void Version1::ShowAbout() {
+  common::ShowingErrors(components_, "Version1.IDriver_ShowAbout",
+                        [&] { ui::ShowAboutBox(kProductName, kProductVersion); });
+}
 
 host::Bool16 Version1::ShowSetup(host::Bool16) {
   return host::kFalse;
 }
 
 host::Bool16 Version1::ShowActivity() {
-  return host::kFalse;
+  host::Bool16 result = host::kFalse;
+  common::ShowingErrors(components_, "Version1.IDriver_ShowActivity", [&] {
+    // The engine is handed over only here: a window opened before the first start never
+    // gets one.
+    if (!activityWindow_) {
+      auto window = std::make_unique<ui::ActivityWindow>(components_);
+      window->SetConfiguration(configuration_);
+      window->SetEngine(moEngine_.get());
+      activityWindow_ = std::move(window);
+    }
+    activityWindow_->Show();
+    result = host::kTrue;
+  });
+  return result;
 }
 
 host::Bool16 Version1::Load(const runtime::Variant& data) {
@@ -120,6 +136,10 @@ host::Bool16 Version1::PauseDriver() {
 
 void Version1::QueryUnload(host::Bool16& cancel, int32_t) {
   common::ShowingErrors(components_, "Version1.IDriver_QueryUnload", [&] {
+    if (activityWindow_ && activityWindow_->IsLoaded()) {
+      activityWindow_->Unload();
+      if (activityWindow_->IsLoaded()) cancel = host::kTrue;
+    }
     if (cancel) components_.Beep();
   });
 }

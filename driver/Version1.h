@@ -10,6 +10,7 @@
 #include "engine/Engine1.h"
 #include "host/Components.h"
 #include "host/IDriver.h"
+#include "ui/Windows.h"
 
 namespace driver {
 
@@ -62,6 +63,8 @@ class Version1 : public host::IDriver, public std::enable_shared_from_this<Versi
   std::unique_ptr<engine::Engine1> moEngine_;
   runtime::Subscription engineStarted_;
   runtime::Subscription engineStopped_;
+  // After the engine, so that the window lets go of the engine's events first.
+  std::unique_ptr<ui::ActivityWindow> activityWindow_;
 };
 
 }  // namespace driver

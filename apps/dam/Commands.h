@@ -14,5 +14,9 @@ int DriversCommand(const Arguments& args);
 int RunCommand(const Arguments& args);
 int ConfigShowCommand(const Arguments& args);
 int SubgroupsCommand(const Arguments& args);
+int GuiCommand(const Arguments& args);
+int SelectTagCommand(const Arguments& args);
+// Not in the usage: writes pictures of every window to a folder, for the documentation.
+int ScreenshotsCommand(const Arguments& args);
 
 }  // namespace dam

@@ -1,6 +1,6 @@
 #include <unistd.h>
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QTimer>
 #include <chrono>
 #include <filesystem>
@@ -28,6 +28,7 @@ struct RunOptions {
   std::string driverClass = "oxaGEPDAD6.Version1";
   std::optional<std::chrono::milliseconds> runFor;
   long subgroups = -1;
+  bool activity = false;
 };
 
 std::optional<RunOptions> Parse(const Arguments& args) {
@@ -45,6 +46,8 @@ std::optional<RunOptions> Parse(const Arguments& args) {
       char* end = nullptr;
       options.subgroups = std::strtol(args[++i].c_str(), &end, 10);
       if (*end != '\0' || options.subgroups <= 0) return std::nullopt;
+    } else if (args[i] == "--activity") {
+      options.activity = true;
     } else if (options.config.empty() && !args[i].starts_with("--")) {
       options.config = args[i];
     } else {
@@ -66,7 +69,7 @@ int RunCommand(const Arguments& args) {
   const std::optional<RunOptions> options = Parse(args);
   if (!options) {
     std::cerr << "usage: dam run CONFIG [--spc CONNECTION] [--for DURATION] [--subgroups N]"
-                 " [--driver CLASS]\n";
+                 " [--driver CLASS] [--activity]\n";
     return 2;
   }
   // Made before anything starts a thread. A collection blocked in a database call is
@@ -81,7 +84,14 @@ int RunCommand(const Arguments& args) {
   int argc = 1;
   char name[] = "dam";
   char* argv[] = {name, nullptr};
-  QCoreApplication application(argc, argv);
+  // Windows need a display; a run without them works without one.
+  std::unique_ptr<QCoreApplication> application;
+  if (options->activity) {
+    application = std::make_unique<QApplication>(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+  } else {
+    application = std::make_unique<QCoreApplication>(argc, argv);
+  }
   platform::PlatformComponents components;
   WarnIfSettingsShowPasswords(components);
 
@@ -115,6 +125,9 @@ int RunCommand(const Arguments& args) {
     return Fail("the driver could not load the configuration");
   }
   if (!driver->StartDriver()) return Fail("the driver could not start");
+  if (options->activity && !driver->ShowActivity()) {
+    return Fail("the activity window could not be shown");
+  }
 
   RunStatus status(components, components.Saves(), configuration);
   const bool terminal = isatty(STDOUT_FILENO);
@@ -149,11 +162,11 @@ int RunCommand(const Arguments& args) {
     const bool timeUp =
         options->runFor && std::chrono::steady_clock::now() - started >= *options->runFor;
     if (stop.Requested() || timeUp || (options->subgroups > 0 && saved >= options->subgroups)) {
-      application.quit();
+      QCoreApplication::quit();
     }
   });
   ticker.start(250);
-  application.exec();
+  application->exec();
 
   driver->StopDriver();
   host::Bool16 cancel = host::kFalse;

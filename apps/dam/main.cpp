@@ -11,7 +11,9 @@ namespace {
 int Usage() {
   std::cerr << "usage:\n"
                "  dam register MODULE | unregister MODULE | drivers\n"
-               "  dam run CONFIG [--spc CONNECTION] [--for DURATION] [--subgroups N]\n"
+               "  dam run CONFIG [--spc CONNECTION] [--for DURATION] [--subgroups N] [--activity]\n"
+               "  dam gui [CONFIG...] [--spc CONNECTION]\n"
+               "  dam select-tag CONFIG [--value TEXT]\n"
                "  dam config show [--raw] [--json] [--show-secrets] CONFIG\n"
                "  dam subgroups [--spc CONNECTION] [--last N] [--json]\n";
   return 2;
@@ -30,6 +32,9 @@ int main(int argc, char** argv) {
     if (command == "drivers") return dam::DriversCommand(args);
     if (command == "run") return dam::RunCommand(args);
     if (command == "subgroups") return dam::SubgroupsCommand(args);
+    if (command == "gui") return dam::GuiCommand(args);
+    if (command == "select-tag") return dam::SelectTagCommand(args);
+    if (command == "screenshots") return dam::ScreenshotsCommand(args);
     if (command == "config" && !args.empty() && args.front() == "show") {
       return dam::ConfigShowCommand(dam::Arguments(args.begin() + 1, args.end()));
     }

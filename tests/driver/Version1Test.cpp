@@ -117,3 +117,19 @@ TEST_F(Version1Test, StateChangesFollowTheEngineAndAreNotifiedOnce) {
 }
 
 }  // namespace
+
+namespace {
+
+// This program has no QApplication, as a headless host has none.
+TEST_F(Version1Test, WindowsWithoutADisplaySessionAreShownErrors) {
+  EXPECT_EQ(version1->ShowActivity(), host::kFalse);
+  EXPECT_EQ(Shown(), "Version1.IDriver_ShowActivity 5");
+  version1->ShowAbout();
+  EXPECT_EQ(Shown(), "Version1.IDriver_ShowAbout 5");
+  host::Bool16 cancel = host::kFalse;
+  version1->QueryUnload(cancel, 0);
+  EXPECT_EQ(cancel, host::kFalse);
+  EXPECT_EQ(components.beeps, 0);
+}
+
+}  // namespace

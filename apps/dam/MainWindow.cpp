@@ -1,0 +1,187 @@
+#include "apps/dam/MainWindow.h"
+
+#include <QCloseEvent>
+#include <filesystem>
+
+#include "apps/dam/ConfigFile.h"
+#include "apps/dam/DamHost.h"
+#include "apps/dam/RunStatus.h"
+#include "config/Configuration1.h"
+#include "platform/components/PlatformComponents.h"
+#include "platform/odbc/ConnectionSecrets.h"
+#include "runtime/Error.h"
+#include "ui_frmMain.h"
+
+namespace dam {
+namespace {
+
+enum Column { kName, kDriver, kState, kSaved, kLastError };
+
+std::string Reason(std::exception_ptr thrown) {
+  return platform::MaskConnectionSecrets(runtime::ToError(thrown).Description());
+}
+
+}  // namespace
+
+// One configuration file and the driver that runs it, with host components of its own so
+// that its saves are counted apart from the other rows'.
+struct MainWindow::Row {
+  std::string path;
+  platform::PlatformComponents components;
+  std::unique_ptr<config::Configuration1> configuration;
+  std::shared_ptr<DamHost> host;
+  std::shared_ptr<host::IDriver> driver;
+  std::unique_ptr<RunStatus> status;
+  int32_t state = 0;
+  bool started = false;
+  std::string error;
+};
+
+MainWindow::MainWindow(const std::vector<std::string>& configFiles, const std::string& spc,
+                       const std::string& driverClass)
+    : ui_(std::make_unique<Ui::frmMain>()), driverClass_(driverClass) {
+  ui_->setupUi(this);
+  try {
+    module_ = LoadRegisteredModule(driverClass_);
+  } catch (...) {
+    moduleError_ = Reason(std::current_exception());
+  }
+  for (const std::string& path : configFiles) AddConfiguration(path, spc);
+  connect(ui_->lvwDrivers, &QTreeWidget::itemSelectionChanged, this,
+          &MainWindow::lvwDrivers_SelectionChanged);
+  connect(ui_->bnStart, &QPushButton::clicked, this, &MainWindow::bnStart_Click);
+  connect(ui_->bnStop, &QPushButton::clicked, this, &MainWindow::bnStop_Click);
+  connect(ui_->bnPause, &QPushButton::clicked, this, &MainWindow::bnPause_Click);
+  connect(ui_->bnActivity, &QPushButton::clicked, this, &MainWindow::bnActivity_Click);
+  connect(ui_->bnAbout, &QPushButton::clicked, this, &MainWindow::bnAbout_Click);
+  connect(&refresh_, &QTimer::timeout, this, &MainWindow::RefreshRows);
+  if (ui_->lvwDrivers->topLevelItemCount() > 0) {
+    ui_->lvwDrivers->setCurrentItem(ui_->lvwDrivers->topLevelItem(0));
+  }
+  RefreshRows();
+  UpdateButtons();
+  refresh_.start(500);
+}
+
+MainWindow::~MainWindow() = default;
+
+void MainWindow::AddConfiguration(const std::string& path, const std::string& spc) {
+  auto row = std::make_unique<Row>();
+  row->path = path;
+  const std::string stem = std::filesystem::path(path).stem().string();
+  auto* item = new QTreeWidgetItem(ui_->lvwDrivers, QStringList{QString::fromStdString(stem)});
+  item->setToolTip(kName, QString::fromStdString(path));
+  item->setText(kDriver, QString::fromStdString(driverClass_));
+  try {
+    if (!module_) throw runtime::Error(runtime::kFileNotFound, moduleError_);
+    const std::string text = ReadConfigurationFile(path, false);
+    row->configuration = std::make_unique<config::Configuration1>(row->components);
+    row->configuration->SetData(text);
+    if (!row->configuration->ConfigurationName().empty()) {
+      item->setText(kName, QString::fromStdString(row->configuration->ConfigurationName()));
+    }
+    row->host = std::make_shared<DamHost>(row->components, SpcConnection(row->components, spc));
+    auto driver = module_->ClassObject(driverClass_).CreateInstance(row->components);
+    Row* target = row.get();
+    row->host->onStateChanged = [this, target](int32_t state) {
+      target->state = state;
+      RefreshRows();
+    };
+    if (!driver->Initialize(row->host, item->text(kName).toStdString()) ||
+        !driver->Load(runtime::Variant(row->components.TextCodec().EncodeText("QZ", text)))) {
+      throw runtime::Error(runtime::kInvalidProcedureCall,
+                           "the driver could not load the configuration");
+    }
+    row->state = driver->State();
+    row->driver = std::move(driver);
+    row->status =
+        std::make_unique<RunStatus>(row->components, row->components.Saves(), *row->configuration);
+  } catch (...) {
+    row->error = Reason(std::current_exception());
+  }
+  rows_.push_back(std::move(row));
+}
+
+void MainWindow::RefreshRows() {
+  for (size_t i = 0; i < rows_.size(); ++i) {
+    Row& row = *rows_[i];
+    QTreeWidgetItem* item = ui_->lvwDrivers->topLevelItem(static_cast<int>(i));
+    item->setText(kState, row.driver ? QString::fromStdString(RunStatus::StateName(row.state))
+                                     : "not loaded");
+    if (row.status) {
+      item->setText(kSaved, QString::number(row.status->SavedSubgroups()));
+      const std::string error = row.status->LastError();
+      if (!error.empty()) row.error = error;
+    }
+    item->setText(kLastError, QString::fromStdString(row.error.empty() ? "none" : row.error));
+  }
+  for (int column = kName; column < kLastError; ++column) {
+    ui_->lvwDrivers->resizeColumnToContents(column);
+  }
+}
+
+void MainWindow::UpdateButtons() {
+  const bool hasDriver = SelectedRow() != nullptr;
+  for (QPushButton* button :
+       {ui_->bnStart, ui_->bnStop, ui_->bnPause, ui_->bnActivity, ui_->bnAbout}) {
+    button->setEnabled(hasDriver);
+  }
+}
+
+MainWindow::Row* MainWindow::SelectedRow() {
+  const int index = ui_->lvwDrivers->indexOfTopLevelItem(ui_->lvwDrivers->currentItem());
+  if (index < 0 || static_cast<size_t>(index) >= rows_.size()) return nullptr;
+  return rows_[index]->driver ? rows_[index].get() : nullptr;
+}
+
+void MainWindow::lvwDrivers_SelectionChanged() {
+  UpdateButtons();
+}
+
+void MainWindow::bnStart_Click() {
+  if (Row* row = SelectedRow()) {
+    if (row->driver->StartDriver()) {
+      row->started = true;
+    } else if (row->error.empty()) {
+      row->error = "the driver did not start (is the configuration active?)";
+    }
+    RefreshRows();
+  }
+}
+
+void MainWindow::bnStop_Click() {
+  if (Row* row = SelectedRow(); row && row->started) row->driver->StopDriver();
+}
+
+void MainWindow::bnPause_Click() {
+  if (Row* row = SelectedRow()) row->driver->PauseDriver();
+}
+
+void MainWindow::bnActivity_Click() {
+  if (Row* row = SelectedRow()) row->driver->ShowActivity();
+}
+
+void MainWindow::bnAbout_Click() {
+  if (Row* row = SelectedRow()) row->driver->ShowAbout();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+  host::Bool16 cancel = host::kFalse;
+  for (const auto& row : rows_) {
+    if (!row->driver) continue;
+    // Stopping a driver that never started would only report its missing engine.
+    if (row->started) row->driver->StopDriver();
+    row->driver->QueryUnload(cancel, 0);
+  }
+  if (cancel) {
+    event->ignore();
+    return;
+  }
+  refresh_.stop();
+  for (const auto& row : rows_) {
+    if (row->driver) row->driver->Unload();
+  }
+  event->accept();
+}
+
+}  // namespace dam

@@ -1,0 +1,113 @@
+// Pictures of every window for the documentation: the main window with one configuration
+// running, its activity window on each tab after a few collections, the about box and the
+// tag browser filtered. Run under a real X server (scripts/screenshots uses Xvfb).
+#include <QApplication>
+#include <QEventLoop>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTimer>
+#include <QTreeWidget>
+#include <filesystem>
+#include <functional>
+#include <iostream>
+#include <stdexcept>
+
+#include "apps/dam/Commands.h"
+#include "apps/dam/ConfigFile.h"
+#include "apps/dam/MainWindow.h"
+#include "config/Configuration1.h"
+#include "platform/components/PlatformComponents.h"
+#include "ui/SelectTag.h"
+
+namespace dam {
+namespace {
+
+void Wait(int milliseconds) {
+  QEventLoop loop;
+  QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+  loop.exec();
+}
+
+void Save(QWidget& widget, const std::string& folder, const std::string& name) {
+  QApplication::processEvents();
+  const std::string path = folder + "/" + name + ".png";
+  if (!widget.grab().save(QString::fromStdString(path))) {
+    throw std::runtime_error("cannot write " + path);
+  }
+  std::cout << path << std::endl;
+}
+
+QWidget* TopLevel(const char* objectName) {
+  for (QWidget* widget : QApplication::topLevelWidgets()) {
+    if (widget->objectName() == objectName && widget->isVisible()) return widget;
+  }
+  throw std::runtime_error(std::string("no window ") + objectName);
+}
+
+// Saves the modal window that `open` shows, after `prepare` has filled it, then closes it.
+void SaveModal(const std::string& folder, const std::string& name,
+               const std::function<void(QWidget&)>& prepare, const std::function<void()>& open) {
+  QTimer::singleShot(500, [&] {
+    QWidget* modal = QApplication::activeModalWidget();
+    if (!modal) return;
+    prepare(*modal);
+    Save(*modal, folder, name);
+    modal->close();
+  });
+  open();
+}
+
+}  // namespace
+
+int ScreenshotsCommand(const Arguments& args) {
+  if (args.size() != 3) {
+    std::cerr << "usage: dam screenshots FOLDER CONFIG SECONDS\n";
+    return 2;
+  }
+  const std::string folder = args[0];
+  const std::string file = args[1];
+  const int seconds = std::stoi(args[2]);
+  std::filesystem::create_directories(folder);
+  int argc = 1;
+  char name[] = "dam";
+  char* argv[] = {name, nullptr};
+  QApplication application(argc, argv);
+
+  MainWindow window({file}, "", "oxaGEPDAD6.Version1");
+  window.resize(960, 220);
+  window.show();
+  window.findChild<QPushButton*>("bnStart")->click();
+  window.findChild<QPushButton*>("bnActivity")->click();
+  QWidget* activity = TopLevel("frmActivity");
+  activity->resize(760, 330);
+  activity->move(window.x(), window.y() + window.height() + 40);
+  Wait(seconds * 1000);
+
+  auto* tabs = activity->findChild<QTabWidget*>("TabStrip1");
+  for (int i = 0; i < tabs->count(); ++i) {
+    tabs->setCurrentIndex(i);
+    Save(*activity, folder,
+         "activity-" + tabs->widget(i)->property("key").toString().toLower().toStdString());
+  }
+  Save(window, folder, "main-window");
+  SaveModal(
+      folder, "about", [](QWidget&) {},
+      [&] { window.findChild<QPushButton*>("bnAbout")->click(); });
+
+  platform::PlatformComponents components;
+  config::Configuration1 configuration(components);
+  configuration.SetData(ReadConfigurationFile(file, false));
+  std::string value = "%TAG(Value, LINE1.WEIGHT)";
+  SaveModal(
+      folder, "tag-browser",
+      [](QWidget& browser) {
+        browser.findChild<QLineEdit*>("txtFilter")->setText("LINE1.W");
+        browser.findChild<QPushButton*>("bnRefresh")->click();
+      },
+      [&] { ui::SelectTag(components, configuration, value); });
+  window.close();
+  return 0;
+}
+
+}  // namespace dam

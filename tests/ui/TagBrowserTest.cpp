@@ -1,0 +1,297 @@
+// The tag browser on real SQLite historians through the SQLite3 ODBC driver.
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QComboBox>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+#include <QTreeWidget>
+#include <filesystem>
+
+#include "platform/odbc/OdbcConnection.h"
+#include "tests/support/FakeComponents.h"
+#include "tests/support/Historian.h"
+#include "tests/ui/ListText.h"
+#include "ui/SelectTag.h"
+#include "ui/frmTagSetup.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+const Lines kTags = {"Line1.Temp", "Line1.Press", "line2.flow", "Quote'Tag",
+                     "Abc.Weight", "x.abc.y",     "Line1.Temp"};
+
+class TagBrowserTest : public ::testing::Test {
+ protected:
+  TagBrowserTest() {
+    platform::OdbcConnection connection;
+    connection.Open(historian, "", "");
+    for (const std::string& tag : kTags) {
+      connection.Execute("INSERT INTO ihTags VALUES (?)", std::vector<runtime::Variant>{tag});
+    }
+  }
+
+  // A browser on `link` opened with `value`, loaded and shown.
+  std::unique_ptr<ui::frmTagSetup> Open(const std::string& link, const std::string& value) {
+    auto form = std::make_unique<ui::frmTagSetup>(components);
+    form->SetDataLink(link);
+    form->SetValue(value);
+    form->Form_Load();
+    form->show();
+    QApplication::setActiveWindow(form.get());
+    EXPECT_TRUE(QTest::qWaitForWindowActive(form.get()));
+    return form;
+  }
+  template <typename T>
+  static T& Control(ui::frmTagSetup& form, const char* name) {
+    return *form.findChild<T*>(name);
+  }
+  static QTreeWidget& List(ui::frmTagSetup& form) {
+    return Control<QTreeWidget>(form, "ListView1");
+  }
+  static std::string Selected(ui::frmTagSetup& form) {
+    const auto selected = List(form).selectedItems();
+    return selected.isEmpty() ? "" : selected.front()->text(0).toStdString();
+  }
+  static std::string Type(ui::frmTagSetup& form) {
+    return Control<QComboBox>(form, "cboType").currentText().toStdString();
+  }
+  static bool OkEnabled(ui::frmTagSetup& form) {
+    return Control<QPushButton>(form, "OKButton").isEnabled();
+  }
+  // Types `filter` into the filter box and presses Enter, which refreshes while it has
+  // the focus.
+  static void Filter(ui::frmTagSetup& form, const QString& filter) {
+    QLineEdit& box = Control<QLineEdit>(form, "txtFilter");
+    QTest::keyClick(&form, Qt::Key_A, Qt::AltModifier);
+    box.setText(filter);
+    QTest::keyClick(&box, Qt::Key_Return);
+  }
+  // As a user does it: the first click selects, the second one makes it a double click.
+  static void DoubleClick(QTreeWidget& list, QTreeWidgetItem* row) {
+    const QPoint at = list.visualItemRect(row).center();
+    QTest::mouseClick(list.viewport(), Qt::LeftButton, {}, at);
+    QTest::mouseDClick(list.viewport(), Qt::LeftButton, {}, at);
+  }
+  int64_t TagCount() {
+    platform::OdbcConnection connection;
+    connection.Open(historian, "", "");
+    return runtime::ToLong(connection.Execute("SELECT COUNT(*) AS N FROM ihTags")->Field("N"));
+  }
+  std::string Position(const char* key) {
+    return components.OpenSettingsFile(ui::frmTagSetup::PositionFile(components))
+        ->ReadString("TagSelect", key, "");
+  }
+
+  testsupport::FakeComponents components;
+  std::string historian = testsupport::CreateSqliteDatabase(components.Root().File("historian.db"),
+                                                            testsupport::kHistorianTables);
+};
+
+TEST_F(TagBrowserTest, OpensSortedWithTheTypeAndTagOfTheGivenValueSelected) {
+  const struct {
+    std::string value, type, selected;
+  } cases[] = {
+      {"", "Value", "Abc.Weight"},
+      {"no reference here", "Value", "Abc.Weight"},
+      {"%TAG(date, Line1.Press)", "Date", "Line1.Press"},
+      {"Lot %TAG( DATE , line2.flow ) and %TAG(Value, Line1.Temp)", "Date", "line2.flow"},
+      {"%TAG(Line1.Temp)", "Value", "Line1.Temp"},
+      {"%TAG(Size, Line1.Temp)", "Value", "Line1.Temp"},
+      {"%TAG(Value, line1.temp)", "Value", "Abc.Weight"},  // keys match exactly
+      {"%TAG(Value, Gone)", "Value", "Abc.Weight"},
+  };
+  for (const auto& c : cases) {
+    auto form = Open(historian, c.value);
+    EXPECT_EQ(form->windowTitle(), "Select Tag Item");
+    EXPECT_EQ(uitest::Rows(List(*form)), (Lines{"Abc.Weight", "Line1.Press", "Line1.Temp",
+                                                "Quote'Tag", "line2.flow", "x.abc.y"}))
+        << "sorted, the repeated name once";
+    EXPECT_EQ(Type(*form), c.type) << c.value;
+    EXPECT_EQ(Selected(*form), c.selected) << c.value;
+    EXPECT_TRUE(OkEnabled(*form));
+    EXPECT_EQ(Control<QComboBox>(*form, "cboType").count(), 2);
+  }
+}
+
+TEST_F(TagBrowserTest, CaptionsCarryTheirAcceleratorsTheSharedBIncluded) {
+  auto form = Open(historian, "");
+  const std::pair<const char*, const char*> captions[] = {
+      {"lblFilter", "&A. Filter:"}, {"lblType", "&B. Type:"}, {"bnRefresh", "&B. Refresh"},
+      {"lblItem", "&C. Item:"},     {"OKButton", "OK"},       {"CancelButton", "Cancel"}};
+  for (const auto& [name, caption] : captions) {
+    QWidget* control = form->findChild<QWidget*>(name);
+    ASSERT_NE(control, nullptr) << name;
+    EXPECT_EQ(control->property("text").toString().toStdString(), caption) << name;
+  }
+  EXPECT_EQ(uitest::Headers(List(*form)), Lines{"Tag Name"});
+  QTest::keyClick(form.get(), Qt::Key_C, Qt::AltModifier);
+  EXPECT_TRUE(List(*form).hasFocus());
+  QTest::keyClick(form.get(), Qt::Key_A, Qt::AltModifier);
+  EXPECT_TRUE(Control<QLineEdit>(*form, "txtFilter").hasFocus());
+}
+
+TEST_F(TagBrowserTest, TheFilterIsBoundSoQuotesAreOrdinaryCharacters) {
+  auto form = Open(historian, "%TAG(Value, Line1.Temp)");
+  const struct {
+    QString filter;
+    Lines rows;
+    std::string selected;
+  } cases[] = {
+      {"abc", {"Abc.Weight", "x.abc.y"}, "Abc.Weight"},  // SQLite's LIKE ignores ASCII case
+      {"LINE1", {"Line1.Press", "Line1.Temp"}, "Line1.Temp"},
+      {"'", {"Quote'Tag"}, "Quote'Tag"},
+      {"%'; DROP TABLE ihTags; --", {"<No Tags Available>"}, ""},
+      {"",
+       {"Abc.Weight", "Line1.Press", "Line1.Temp", "Quote'Tag", "line2.flow", "x.abc.y"},
+       "Line1.Temp"},
+  };
+  for (const auto& c : cases) {
+    Filter(*form, c.filter);
+    EXPECT_EQ(uitest::Rows(List(*form)), c.rows) << c.filter.toStdString();
+    EXPECT_EQ(Selected(*form), c.selected) << c.filter.toStdString();
+    EXPECT_EQ(OkEnabled(*form), !c.selected.empty()) << c.filter.toStdString();
+    EXPECT_TRUE(form->isVisible()) << "Enter in the filter refreshes, it does not press OK";
+  }
+  EXPECT_EQ(TagCount(), int64_t(kTags.size())) << "the historian's table is intact";
+
+  // The filter's text is selected as it gets the focus; leaving it makes OK the default.
+  QLineEdit& box = Control<QLineEdit>(*form, "txtFilter");
+  box.setText("Line");
+  Control<QTreeWidget>(*form, "ListView1").setFocus();
+  EXPECT_TRUE(Control<QPushButton>(*form, "OKButton").isDefault());
+  QTest::keyClick(form.get(), Qt::Key_A, Qt::AltModifier);
+  QApplication::processEvents();
+  EXPECT_EQ(box.selectedText(), "Line");
+  EXPECT_TRUE(Control<QPushButton>(*form, "bnRefresh").isDefault());
+}
+
+TEST_F(TagBrowserTest, FailuresShowOnePlaceholderRowWithOkDisabled) {
+  const std::string noTable = testsupport::CreateSqliteDatabase(
+      components.Root().File("other.db"), {"CREATE TABLE Something (A TEXT)"});
+  const std::string noTags = testsupport::CreateSqliteDatabase(components.Root().File("empty.db"),
+                                                               testsupport::kHistorianTables);
+  const struct {
+    std::string link, row;
+    bool tooltip;
+  } cases[] = {
+      {"Driver=NoSuchOdbcDriver;Database=x", "<Connection Error>", true},
+      {noTable, "<Tag Access Error>", true},
+      {noTags, "<No Tags Available>", false},
+  };
+  for (const auto& c : cases) {
+    auto form = Open(c.link, "%TAG(Value, Line1.Temp)");
+    QTreeWidget& list = List(*form);
+    EXPECT_EQ(uitest::Rows(list), Lines{c.row});
+    EXPECT_FALSE(OkEnabled(*form)) << c.row;
+    EXPECT_EQ(list.toolTip().isEmpty(), !c.tooltip)
+        << c.row << ": " << list.toolTip().toStdString();
+    EXPECT_TRUE(components.shownErrors.empty()) << "shown in the list, not in a message box";
+
+    // Double-clicking the placeholder reaches nothing.
+    list.setCurrentItem(list.topLevelItem(0));
+    DoubleClick(list, list.topLevelItem(0));
+    EXPECT_TRUE(form->isVisible()) << c.row;
+    EXPECT_FALSE(form->OKPressed());
+    EXPECT_EQ(form->Value(), "%TAG(Value, Line1.Temp)");
+    EXPECT_EQ(components.beeps, 0);
+  }
+}
+
+TEST_F(TagBrowserTest, OkBuildsTheExpressionCancelKeepsTheValueAndNoRowBeeps) {
+  auto form = Open(historian, "%TAG(Value, Line1.Temp)");
+  List(*form).clearSelection();
+  QTest::mouseClick(&Control<QPushButton>(*form, "OKButton"), Qt::LeftButton);
+  EXPECT_EQ(components.beeps, 1);
+  EXPECT_TRUE(form->isVisible());
+  EXPECT_FALSE(form->OKPressed());
+
+  Control<QComboBox>(*form, "cboType").setCurrentText("Date");
+  QTreeWidget& list = List(*form);
+  QTreeWidgetItem* press = list.findItems("Line1.Press", Qt::MatchExactly).front();
+  DoubleClick(list, press);
+  EXPECT_FALSE(form->isVisible());
+  EXPECT_TRUE(form->OKPressed());
+  EXPECT_EQ(form->Value(), "%TAG(Date, Line1.Press)");
+
+  form = Open(historian, "%TAG(Value, Line1.Temp)");
+  QTest::mouseClick(&Control<QPushButton>(*form, "OKButton"), Qt::LeftButton);
+  EXPECT_EQ(form->Value(), "%TAG(Value, Line1.Temp)");
+  EXPECT_TRUE(form->OKPressed());
+
+  for (const bool closeBox : {false, true}) {
+    form = Open(historian, "keep me");
+    if (closeBox) {
+      form->close();
+    } else {
+      QTest::mouseClick(&Control<QPushButton>(*form, "CancelButton"), Qt::LeftButton);
+    }
+    EXPECT_FALSE(form->isVisible());
+    EXPECT_FALSE(form->OKPressed());
+    EXPECT_EQ(form->Value(), "keep me");
+  }
+}
+
+TEST_F(TagBrowserTest, SelectTagChangesTheTextOnlyOnOk) {
+  config::Configuration1 configuration(components);
+  configuration.SetDataLink(historian);
+  for (const char* button : {"OKButton", "CancelButton"}) {
+    QTimer::singleShot(0, [button] {
+      auto* form = qobject_cast<QDialog*>(QApplication::activeModalWidget());
+      ASSERT_NE(form, nullptr);
+      form->findChild<QPushButton*>(button)->click();
+    });
+    std::string text = "%TAG(Date, line2.flow)";
+    const bool chosen = ui::SelectTag(components, configuration, text);
+    EXPECT_EQ(chosen, std::string(button) == "OKButton");
+    EXPECT_EQ(text, "%TAG(Date, line2.flow)") << "the same tag and type chosen again";
+  }
+  QTimer::singleShot(0, [] {
+    auto* form = QApplication::activeModalWidget();
+    form->findChild<QComboBox*>("cboType")->setCurrentIndex(0);
+    form->findChild<QPushButton*>("OKButton")->click();
+  });
+  std::string text = "%TAG(Date, line2.flow)";
+  EXPECT_TRUE(ui::SelectTag(components, configuration, text));
+  EXPECT_EQ(text, "%TAG(Value, line2.flow)");
+}
+
+TEST_F(TagBrowserTest, PositionIsSavedOnEveryCloseAndRestoredOnlyWithAWidth) {
+  auto form = Open(historian, "");
+  const QSize designed = form->size();
+  form->move(40, 60);
+  form->resize(500, 480);
+  QTest::mouseClick(&Control<QPushButton>(*form, "CancelButton"), Qt::LeftButton);
+  const int twips = 1440 / form->logicalDpiX();
+  EXPECT_EQ(Position("Width"), std::to_string(500 * twips));
+  EXPECT_EQ(Position("Height"), std::to_string(480 * twips));
+  EXPECT_EQ(Position("Left"), std::to_string(form->x() * twips));
+
+  form = Open(historian, "");
+  EXPECT_EQ(form->size(), QSize(500, 480)) << "restored";
+  form->resize(450, 470);
+  QTest::mouseClick(&Control<QPushButton>(*form, "OKButton"), Qt::LeftButton);
+  EXPECT_EQ(Position("Width"), std::to_string(450 * twips)) << "saved on OK as well";
+
+  auto settings = components.OpenSettingsFile(ui::frmTagSetup::PositionFile(components));
+  settings->WriteString("TagSelect", "Width", "0");
+  settings->WriteString("TagSelect", "Height", "9000");
+  form = Open(historian, "");
+  EXPECT_EQ(form->size(), designed) << "a width of 0 keeps the designed size";
+  form->close();
+  EXPECT_EQ(Position("Width"), std::to_string(designed.width() * twips)) << "the close box saves";
+
+  // A position file that can be neither read nor written costs only the position.
+  std::filesystem::remove(ui::frmTagSetup::PositionFile(components));
+  std::filesystem::create_directory(ui::frmTagSetup::PositionFile(components));
+  form = Open(historian, "");
+  EXPECT_EQ(form->size(), designed);
+  form->close();
+  EXPECT_FALSE(form->isVisible());
+  EXPECT_TRUE(components.shownErrors.empty());
+}
+
+}  // namespace

@@ -1,0 +1,57 @@
+// The modeless activity window: watches one engine through its events and shows, on five
+// tabs, its status, the resolved descriptors and characteristics, the current tag values
+// and the conditions with their results. It only reads the engine and the configuration.
+#pragma once
+
+#include <QString>
+#include <QWidget>
+#include <memory>
+#include <vector>
+
+#include "config/Configuration1.h"
+#include "engine/Engine1.h"
+#include "host/Components.h"
+#include "runtime/Event.h"
+
+class QTreeWidget;
+class QTreeWidgetItem;
+
+namespace Ui {
+class frmActivity;
+}
+
+namespace ui {
+
+class frmActivity : public QWidget {
+ public:
+  // `components` outlives the window.
+  explicit frmActivity(host::Components& components, QWidget* parent = nullptr);
+  ~frmActivity() override;
+
+  void SetConfiguration(std::shared_ptr<config::Configuration1> configuration);
+  // Receives the events of `engine` (none: the lists stay empty); the engine outlives the
+  // window or is never handed over.
+  void SetEngine(engine::Engine1* engine);
+  // Shows the tab with the key `key` ("GENERAL", "DESCRIPTORS", "TESTS", "TAGITEMS",
+  // "CONDITIONS") and its list.
+  void SelectTab(const QString& key);
+
+ private:
+  void TabStrip1_Click();
+  void RefreshGeneral();
+  void RefreshDescriptors();
+  void RefreshTests();
+  void RefreshTagItems();
+  void RefreshConditions();
+  // Runs a refresh under the window's error display.
+  template <typename Body>
+  void Refreshing(const char* procedure, Body&& body);
+
+  host::Components& components_;
+  std::unique_ptr<Ui::frmActivity> ui_;
+  std::shared_ptr<config::Configuration1> configuration_;
+  engine::Engine1* engine_ = nullptr;
+  std::vector<runtime::Subscription> subscriptions_;
+};
+
+}  // namespace ui
