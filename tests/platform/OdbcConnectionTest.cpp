@@ -12,6 +12,7 @@
 #include "runtime/Text.h"
 #include "tests/support/Historian.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/TestDatabases.h"
 
 namespace {
 
@@ -26,9 +27,10 @@ class OdbcConnectionTest : public ::testing::TestWithParam<std::string> {
     if (GetParam() == "SQLite") {
       link_ = testsupport::SqliteLink(folder_.File("test.db"));
     } else {
-      const char* postgres = std::getenv("DAM_TEST_PG_CONNECTION");
-      if (postgres == nullptr) GTEST_SKIP() << "no PostgreSQL server";
-      link_ = std::string(postgres) + ";BoolsAsChar=0";
+      // A database of its own: the test programs run side by side on one server.
+      database_ = spcdbtest::MakeTestDatabase(spcdbtest::Backend::PostgreSQL);
+      if (!database_) GTEST_SKIP() << "no PostgreSQL server";
+      link_ = database_->ConnectionString() + ";BoolsAsChar=0";
     }
     connection_.Open(link_, "", "");
     for (const char* sql :
@@ -47,6 +49,7 @@ class OdbcConnectionTest : public ::testing::TestWithParam<std::string> {
   }
 
   testsupport::TempFolder folder_;
+  std::unique_ptr<spcdbtest::TestDatabase> database_;
   std::string link_;
   platform::OdbcConnection connection_;
 };
