@@ -9,11 +9,14 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench/BestOf.h"
 #include "config/Configuration1.h"
 #include "runtime/Text.h"
 #include "tests/support/FakeComponents.h"
 
 namespace {
+
+constexpr int kRounds = 30;
 
 // Item i references tag i mod 2,500; the second half spells it in upper case.
 std::string ConfigurationText() {
@@ -71,19 +74,6 @@ void BM_SplitBaseline(benchmark::State& state) {
 }
 BENCHMARK(BM_SplitBaseline)->Unit(benchmark::kMillisecond);
 
-// The fastest of several runs, in milliseconds.
-template <typename Run>
-double BestMilliseconds(Run run) {
-  double best = 1e300;
-  for (int i = 0; i < 30; ++i) {
-    const auto start = std::chrono::steady_clock::now();
-    benchmark::DoNotOptimize(run());
-    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
-    best = std::min(best, took.count());
-  }
-  return best;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -93,8 +83,9 @@ int main(int argc, char** argv) {
 
   testsupport::FakeComponents components;
   config::Configuration1 configuration(components);
-  const double config = BestMilliseconds([&] { return SetDataGetData(configuration); });
-  const double split = BestMilliseconds(SplitBaseline);
+  const double config =
+      bench::BestMilliseconds([&] { return SetDataGetData(configuration); }, kRounds);
+  const double split = bench::BestMilliseconds(SplitBaseline, kRounds);
   std::printf("SetData+GetData: %.2f ms (%d tag items), split baseline: %.2f ms\n", config,
               configuration.TagItems().Count(), split);
   std::printf("ratio SetData+GetData / split baseline: %.1f\n", config / split);

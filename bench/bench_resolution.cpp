@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/BestOf.h"
 #include "config/Configuration1.h"
 #include "engine/Engine1.h"
 #include "runtime/Text.h"
@@ -23,6 +24,8 @@
 #include "tests/support/TestClock.h"
 
 namespace {
+
+constexpr int kRounds = 20;
 
 constexpr int kReferences = 32000;
 constexpr int kTags = 100;
@@ -131,19 +134,6 @@ void BM_ScanBaseline(benchmark::State& state) {
 }
 BENCHMARK(BM_ScanBaseline)->Unit(benchmark::kMillisecond);
 
-// The fastest of several runs, in milliseconds.
-template <typename Run>
-double BestMilliseconds(Run run) {
-  double best = 1e300;
-  for (int i = 0; i < 20; ++i) {
-    const auto start = std::chrono::steady_clock::now();
-    benchmark::DoNotOptimize(run());
-    const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - start;
-    best = std::min(best, took.count());
-  }
-  return best;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -153,8 +143,9 @@ int main(int argc, char** argv) {
 
   Collector collector;
   size_t resolved = 0;
-  const double cycle = BestMilliseconds([&] { return resolved = collector.Cycle(); });
-  const double scan = BestMilliseconds(ScanBaseline);
+  const double cycle =
+      bench::BestMilliseconds([&] { return resolved = collector.Cycle(); }, kRounds);
+  const double scan = bench::BestMilliseconds(ScanBaseline, kRounds);
   if (resolved == 0) {
     std::printf("the cycle failed: %s\n", collector.Error().c_str());
     return 1;
