@@ -12,6 +12,7 @@
 #include "platform/utility/TextCodec.h"
 #include "runtime/Date.h"
 #include "tests/support/FakeComponents.h"
+#include "tests/support/FakeDriverHost.h"
 #include "tests/support/Historian.h"
 #include "tests/support/ManualTimer.h"
 #include "tests/support/RecordingSubgroup.h"
@@ -20,27 +21,8 @@
 
 namespace {
 
-class FakeSession : public host::DatabaseSession, public host::DatabaseSettings {
- public:
-  void Initialize(int32_t) override {}
-  host::DatabaseSettings& Settings() override { return *this; }
-  void Open(int32_t, int32_t) override {}
-  std::string Connection() const override { return ""; }
-  void SetConnection(const std::string&) override {}
-};
-
-class FakeParent : public host::DriverParent,
-                   public host::HostNotify,
-                   public host::ApplicationDatabase,
-                   public std::enable_shared_from_this<FakeParent> {
- public:
-  std::shared_ptr<host::ApplicationDatabase> Database() override { return shared_from_this(); }
-  std::shared_ptr<host::DatabaseSession> Session() override {
-    return std::make_shared<FakeSession>();
-  }
-  void StateChanged(host::IDriver&) override {}
-  void ConfigurationChanged(host::IDriver&) override {}
-};
+using testsupport::FakeParent;
+using testsupport::FakeSession;
 
 // The host's real codec: a configuration of several lines crosses Load as one line.
 class CodecComponents : public testsupport::FakeComponents {
