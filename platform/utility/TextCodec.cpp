@@ -1,52 +1,31 @@
 #include "platform/utility/TextCodec.h"
 
-#include <array>
-#include <cstdint>
+#include <zlib.h>
+
+#include <QByteArray>
 #include <cstdio>
+#include <string_view>
 
 #include "runtime/Error.h"
 
 namespace platform {
 namespace {
 
-constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
-uint32_t Crc32(const std::string& a, const std::string& b) {
-  static const std::array<uint32_t, 256> table = [] {
-    std::array<uint32_t, 256> t{};
-    for (uint32_t n = 0; n < 256; ++n) {
-      uint32_t c = n;
-      for (int k = 0; k < 8; ++k) c = (c & 1) ? 0xEDB88320u ^ (c >> 1) : c >> 1;
-      t[n] = c;
-    }
-    return t;
-  }();
-  uint32_t crc = 0xFFFFFFFFu;
-  for (const std::string* s : {&a, &b}) {
-    for (unsigned char byte : *s) crc = table[(crc ^ byte) & 0xFF] ^ (crc >> 8);
-  }
-  return crc ^ 0xFFFFFFFFu;
-}
-
+// CRC-32 of the key followed by the text, as eight lower-case hex digits.
 std::string Checksum(const std::string& key, const std::string& text) {
+  uLong crc = crc32(0L, Z_NULL, 0);
+  for (const std::string* s : {&key, &text}) {
+    crc = crc32(crc, reinterpret_cast<const Bytef*>(s->data()), static_cast<uInt>(s->size()));
+  }
   char hex[9];
-  std::snprintf(hex, sizeof hex, "%08x", Crc32(key, text));
+  std::snprintf(hex, sizeof hex, "%08lx", crc);
   return hex;
 }
 
 std::string Base64Encode(const std::string& bytes) {
-  std::string out;
-  out.reserve((bytes.size() + 2) / 3 * 4);
-  for (size_t i = 0; i < bytes.size(); i += 3) {
-    uint32_t chunk = static_cast<unsigned char>(bytes[i]) << 16;
-    if (i + 1 < bytes.size()) chunk |= static_cast<unsigned char>(bytes[i + 1]) << 8;
-    if (i + 2 < bytes.size()) chunk |= static_cast<unsigned char>(bytes[i + 2]);
-    out += kAlphabet[(chunk >> 18) & 63];
-    out += kAlphabet[(chunk >> 12) & 63];
-    out += i + 1 < bytes.size() ? kAlphabet[(chunk >> 6) & 63] : '=';
-    out += i + 2 < bytes.size() ? kAlphabet[chunk & 63] : '=';
-  }
-  return out;
+  return QByteArray::fromRawData(bytes.data(), static_cast<qsizetype>(bytes.size()))
+      .toBase64()
+      .toStdString();
 }
 
 [[noreturn]] void NotAnEncoding(const std::string& why) {
@@ -57,27 +36,11 @@ std::string Base64Encode(const std::string& bytes) {
 
 std::string Base64Decode(std::string_view text) {
   if (text.size() % 4 != 0) NotAnEncoding("its length is wrong");
-  std::string out;
-  out.reserve(text.size() / 4 * 3);
-  for (size_t i = 0; i < text.size(); i += 4) {
-    uint32_t chunk = 0;
-    int padding = 0;
-    for (size_t k = 0; k < 4; ++k) {
-      char c = text[i + k];
-      const char* at = c == '\0' ? nullptr : std::char_traits<char>::find(kAlphabet, 64, c);
-      bool pad = c == '=' && i + 4 == text.size() && k >= 2;
-      if (pad) {
-        ++padding;
-      } else if (at == nullptr || padding > 0) {
-        NotAnEncoding("it holds characters that cannot occur in one");
-      }
-      chunk = (chunk << 6) | (pad ? 0 : static_cast<uint32_t>(at - kAlphabet));
-    }
-    out += static_cast<char>((chunk >> 16) & 0xFF);
-    if (padding < 2) out += static_cast<char>((chunk >> 8) & 0xFF);
-    if (padding < 1) out += static_cast<char>(chunk & 0xFF);
-  }
-  return out;
+  const QByteArray::FromBase64Result decoded =
+      QByteArray::fromBase64Encoding(QByteArray(text.data(), static_cast<qsizetype>(text.size())),
+                                     QByteArray::AbortOnBase64DecodingErrors);
+  if (!decoded) NotAnEncoding("it holds characters that cannot occur in one");
+  return decoded.decoded.toStdString();
 }
 
 }  // namespace

@@ -24,6 +24,17 @@ TEST(TextCodec, RoundTripsAnyBytesAsOneLineAndRefusesWhatIsNotAnEncoding) {
     EXPECT_EQ(codec.DecodeText("QZ", encoded), text);
   }
 
+  // Stored configurations keep decoding: texts encoded by the first version of the codec.
+  const std::pair<const char*, std::string> stored[] = {
+      {"~TkFNRT1MaW5lIDMNCkFDVElWRT0xDQpURVNUPUZpbGwJV2VpZ2h0CSVUQUcoQSkJ~e8cb43b5",
+       "NAME=Line 3\r\nACTIVE=1\r\nTEST=Fill\tWeight\t%TAG(A)\t"},
+      {"~R3LDvMOfZSB+IP8ADQ==~3eb2c201", std::string("Grüße ~ \xff\x00\r\n", 13)},
+      {"~~69c7c600", ""}};
+  for (const auto& [encoded, text] : stored) {
+    EXPECT_EQ(codec.DecodeText("QZ", encoded), text);
+    EXPECT_EQ(codec.EncodeText("QZ", text), encoded);
+  }
+
   const std::string good = codec.EncodeText("QZ", "NAME=Line 3");
   std::string damaged = good;
   damaged[3] = damaged[3] == 'A' ? 'B' : 'A';
