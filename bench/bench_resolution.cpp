@@ -70,11 +70,7 @@ class Collector {
                    "i + 0.5, 'CurrentValue' FROM n");
     const std::string link =
         testsupport::CreateSqliteDatabase(components_.Root().File("historian.db"), rows);
-    components_.timerFactory = [this] {
-      auto timer = std::make_unique<testsupport::ManualTimer>();
-      timer_ = timer.get();
-      return timer;
-    };
+    components_.timerFactory = testsupport::ManualTimers(timer_);
     components_.subgroupFactory = [this] {
       return std::make_unique<testsupport::RecordingSubgroup>(calls_);
     };

@@ -14,11 +14,7 @@ runtime::Date At(const char* text) {
 }
 
 EngineTest::EngineTest() {
-  components.timerFactory = [this] {
-    auto created = std::make_unique<testsupport::ManualTimer>();
-    timer = created.get();
-    return created;
-  };
+  components.timerFactory = testsupport::ManualTimers(timer);
   components.subgroupFactory = [this] {
     return std::make_unique<testsupport::RecordingSubgroup>(hostCalls);
   };

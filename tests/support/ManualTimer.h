@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 
 #include "host/HostTimer.h"
 
@@ -21,5 +23,15 @@ class ManualTimer : public host::HostTimer {
   int32_t interval = 0;
   bool running = false;
 };
+
+// A timer factory for FakeComponents that makes manual timers and points `latest` at the
+// last one it made, so that the test can tick it.
+inline std::function<std::unique_ptr<host::HostTimer>()> ManualTimers(ManualTimer*& latest) {
+  return [&latest] {
+    auto created = std::make_unique<ManualTimer>();
+    latest = created.get();
+    return created;
+  };
+}
 
 }  // namespace testsupport

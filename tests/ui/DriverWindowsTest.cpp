@@ -45,11 +45,7 @@ class DriverWindowsTest : public ::testing::Test {
  protected:
   DriverWindowsTest() {
     components.databaseSessionFactory = [] { return std::make_shared<FakeSession>(); };
-    components.timerFactory = [this] {
-      auto created = std::make_unique<testsupport::ManualTimer>();
-      timer = created.get();
-      return created;
-    };
+    components.timerFactory = testsupport::ManualTimers(timer);
     components.subgroupFactory = [this] {
       return std::make_unique<testsupport::RecordingSubgroup>(hostCalls);
     };
