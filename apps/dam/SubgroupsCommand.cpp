@@ -1,13 +1,16 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <filesystem>
 #include <iostream>
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/DamHost.h"
 #include "platform/components/PlatformComponents.h"
+#include "platform/odbc/OdbcConnectionString.h"
 #include "platform/spcdb/SpcReader.h"
 #include "runtime/Conversions.h"
+#include "runtime/Text.h"
 
 namespace dam {
 namespace {
@@ -65,6 +68,16 @@ void PrintTable(const std::vector<platform::SpcSubgroupData>& subgroups) {
   if (subgroups.empty()) std::cout << "no subgroups saved\n";
 }
 
+// The SQLite file an SQLite connection string names, or "" for any other database.
+std::string SqliteFile(const std::string& connection) {
+  std::string driver, file;
+  for (const platform::ConnectionKey& pair : platform::ParseConnectionString(connection)) {
+    if (runtime::EqualsNoCase(pair.key, "Driver")) driver = pair.value;
+    if (runtime::EqualsNoCase(pair.key, "Database")) file = pair.value;
+  }
+  return runtime::EqualsNoCase(driver, "SQLite3") ? file : "";
+}
+
 }  // namespace
 
 int SubgroupsCommand(const Arguments& args) {
@@ -88,7 +101,14 @@ int SubgroupsCommand(const Arguments& args) {
   }
   platform::PlatformComponents components;
   WarnIfSettingsShowPasswords(components);
-  DamHost host(components, SpcConnection(components, spc));
+  // Reading never creates a database: a mistyped path is an error, not "no subgroups".
+  const std::string connection = SpcConnection(components, spc);
+  if (const std::string file = SqliteFile(connection);
+      !file.empty() && !std::filesystem::exists(file)) {
+    std::cerr << "dam subgroups: there is no SPC database at " << file << '\n';
+    return 4;
+  }
+  DamHost host(components, connection);
   auto& session = dynamic_cast<platform::SpcSession&>(*host.Session());
   const auto subgroups = platform::ReadSubgroups(session, static_cast<int32_t>(last));
   if (json) {

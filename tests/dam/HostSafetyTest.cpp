@@ -12,6 +12,7 @@
 #include <iostream>
 
 #include "platform/odbc/OdbcConnection.h"
+#include "platform/spcdb/SpcSession.h"
 #include "tests/dam/DamProcesses.h"
 #include "tests/support/Historian.h"
 
@@ -41,6 +42,7 @@ class HostSafety : public damtest::DamProcesses {
 TEST_F(HostSafety, ConnectionStringsThatNameCodeAreRefusedUnlessTheHostAllowsIt) {
   const std::string library = work_.Subfolder("x") + "/evil.so";
   std::filesystem::copy_file(DAM_MARKER_LIBRARY, library);
+  std::ofstream(work_.File("spc.db"));  // an empty SQLite database
   const std::string historian =
       testsupport::CreateSqliteDatabase(work_.File("historian.db"), testsupport::kHistorianTables);
   const struct {
@@ -73,7 +75,11 @@ TEST_F(HostSafety, ConnectionStringsThatNameCodeAreRefusedUnlessTheHostAllowsIt)
 
 TEST_F(HostSafety, ALockedSpcDatabaseFailsWithinTheQueryTimeoutSetting) {
   WriteSettings("[Connections]\nQueryTimeout=1\n");
-  ASSERT_EQ(Dam({"subgroups"}).first, 0) << "creates the SPC database";
+  {
+    platform::SpcSession creator;
+    creator.Settings().SetConnection(testsupport::SqliteLink(work_.File("data/spc.db")));
+    creator.Open(1, 0);
+  }
   platform::OdbcConnection holder;
   holder.Open(testsupport::SqliteLink(work_.File("data/spc.db")), "", "");
   holder.Execute("BEGIN EXCLUSIVE");
