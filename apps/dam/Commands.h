@@ -14,5 +14,6 @@ int DriversCommand(const Arguments& args);
 int RunCommand(const Arguments& args);
 int ConfigShowCommand(const Arguments& args);
 int SubgroupsCommand(const Arguments& args);
+int SpoolCommand(const Arguments& args);
 
 }  // namespace dam

@@ -123,9 +123,11 @@ int RunCommand(const Arguments& args) {
   QObject::connect(&ticker, &QTimer::timeout, [&] {
     const int32_t saved = status.SavedSubgroups();
     const std::string error = status.LastError();
-    const std::string line = RunStatus::StateName(driver->State()) + " | saved " +
-                             std::to_string(saved) + " | next " + status.NextCollection() +
-                             " | last error " + (error.empty() ? "none" : error);
+    const int64_t spooled = components.Spool().Depth();
+    const std::string line =
+        RunStatus::StateName(driver->State()) + " | saved " + std::to_string(saved) +
+        (spooled > 0 ? " | spooled " + std::to_string(spooled) : "") + " | next " +
+        status.NextCollection() + " | last error " + (error.empty() ? "none" : error);
     if (terminal) {
       std::cout << "\r\033[K" << line << std::flush;
     } else if (line != shown) {

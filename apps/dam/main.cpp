@@ -13,7 +13,9 @@ int Usage() {
                "  dam register MODULE | unregister MODULE | drivers\n"
                "  dam run CONFIG [--spc CONNECTION] [--for DURATION] [--subgroups N]\n"
                "  dam config show [--raw] [--json] [--show-secrets] CONFIG\n"
-               "  dam subgroups [--spc CONNECTION] [--last N] [--json]\n";
+               "  dam subgroups [--spc CONNECTION] [--last N] [--json]\n"
+               "  dam spool [--spc CONNECTION] | spool forward [--spc CONNECTION]\n"
+               "  dam spool drop --before TIME [--yes]\n";
   return 2;
 }
 
@@ -30,6 +32,7 @@ int main(int argc, char** argv) {
     if (command == "drivers") return dam::DriversCommand(args);
     if (command == "run") return dam::RunCommand(args);
     if (command == "subgroups") return dam::SubgroupsCommand(args);
+    if (command == "spool") return dam::SpoolCommand(args);
     if (command == "config" && !args.empty() && args.front() == "show") {
       return dam::ConfigShowCommand(dam::Arguments(args.begin() + 1, args.end()));
     }

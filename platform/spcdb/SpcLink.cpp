@@ -1,5 +1,6 @@
 #include "platform/spcdb/SpcLink.h"
 
+#include "platform/odbc/OdbcConnectionString.h"
 #include "platform/spcdb/SpcSchema.h"
 #include "runtime/Error.h"
 #include "runtime/Variant.h"
@@ -7,10 +8,21 @@
 namespace platform {
 namespace {
 
+// How long a save waits for another program's lock on an SQLite file before the database
+// counts as not answering (and the subgroup goes to the spool).
+constexpr char kSqliteLockWait[] = "5000";
+
 SpcDialect Connect(OdbcConnection& connection, std::optional<SpcFile>& file,
                    const std::string& connectionString) {
   connection.Open(connectionString, "", "");
   SpcDialect dialect = SpcDialect::For(connection);
+  // The SQLite driver waits for locks as long as its own Timeout key says (100 s unless
+  // given), whatever busy_timeout the connection sets.
+  if (dialect.IsSqlite() && !HasConnectionKey(connectionString, "Timeout")) {
+    std::string bounded = connectionString;
+    AppendConnectionKey(bounded, "Timeout", kSqliteLockWait);
+    connection.Open(bounded, "", "");
+  }
   if (dialect.IsSqlite()) file = SpcFile::Opened(connection);
   dialect.Configure(connection);
   UpgradeSchema(connection, dialect);
