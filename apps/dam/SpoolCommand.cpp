@@ -11,7 +11,7 @@ namespace dam {
 namespace {
 
 int Usage() {
-  std::cerr << "usage: dam spool [--spc CONNECTION] | spool forward [--spc CONNECTION]"
+  std::cerr << "usage: dam spool | spool forward [--spc CONNECTION]"
                " | spool drop --before TIME [--yes]\n";
   return 2;
 }
@@ -87,8 +87,10 @@ int SpoolCommand(const Arguments& args) {
   platform::PlatformComponents components;
   WarnIfSettingsShowPasswords(components);
   if (action == "forward") return Forward(components, spc);
-  if (action == "drop") return before.empty() ? Usage() : Drop(components.Spool(), before, yes);
-  if (!before.empty() || yes) return Usage();
+  if (action == "drop") {
+    return before.empty() || !spc.empty() ? Usage() : Drop(components.Spool(), before, yes);
+  }
+  if (!before.empty() || yes || !spc.empty()) return Usage();
   return List(components.Spool());
 }
 

@@ -14,7 +14,7 @@ int Usage() {
                "  dam run CONFIG [--spc CONNECTION] [--for DURATION] [--subgroups N]\n"
                "  dam config show [--raw] [--json] [--show-secrets] CONFIG\n"
                "  dam subgroups [--spc CONNECTION] [--last N] [--json]\n"
-               "  dam spool [--spc CONNECTION] | spool forward [--spc CONNECTION]\n"
+               "  dam spool | spool forward [--spc CONNECTION]\n"
                "  dam spool drop --before TIME [--yes]\n";
   return 2;
 }

@@ -15,6 +15,7 @@
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcReader.h"
 #include "platform/spcdb/SpcSession.h"
+#include "platform/spcdb/SpcSpool.h"
 #include "runtime/Conversions.h"
 #include "tests/dam/DamProcesses.h"
 #include "tests/support/TestDatabases.h"
@@ -249,6 +250,55 @@ TEST_F(SpoolHost, ASubgroupTheDatabaseRefusesIsASaveErrorAndIsNotKept) {
   EXPECT_FALSE(Logged("keeping subgroups locally")) << Log();
   EXPECT_TRUE(Spooled().empty());
   EXPECT_EQ(output.find("spooled"), std::string::npos) << output;
+}
+
+TEST_F(SpoolHost, DamSpoolListsDropsOnlyWhenConfirmedAndForwards) {
+  {
+    platform::SpcSpool spool(work_.File("data/spool.db"), "test", int64_t{1} << 30,
+                             [](const std::string&, const std::string&, const std::string&) {});
+    for (int second = 0; second < 3; ++second) {
+      platform::SpcSubgroupData subgroup;
+      subgroup.time = runtime::MakeDate({2026, 1, 1, 10, 0, second});
+      subgroup.sessionNumber = 7;
+      subgroup.readings = {{"Fill", "Weight", 1, 10.5 + second, "", ""},
+                           {"Fill", "Weight", 2, 11.5, "", ""}};
+      spool.Keep(subgroup, spool.NewKey(subgroup), std::nullopt);
+    }
+  }
+  auto [listed, list] = Run(DAM_PROGRAM, {"spool"});
+  EXPECT_EQ(listed, 0) << list;
+  EXPECT_NE(list.find("2026-01-01 10:00:01  session 7  2 reading(s)\n"), std::string::npos) << list;
+  EXPECT_NE(list.find("3 subgroup(s) kept in "), std::string::npos) << list;
+
+  const QStringList drop = {"spool", "drop", "--before", "2026-01-01 10:00:01"};
+  for (const char* answer : {"\n", "n\n", "y\n"}) {
+    auto process = Start(DAM_PROGRAM, drop);
+    process->write(answer);
+    process->closeWriteChannel();
+    ASSERT_TRUE(process->waitForFinished(30'000));
+    const std::string output = process->readAll().toStdString();
+    SCOPED_TRACE(answer);
+    EXPECT_NE(output.find("Drop 1 kept subgroup(s) collected before 2026-01-01 10:00:01?"),
+              std::string::npos)
+        << output;
+    const bool yes = std::string(answer) == "y\n";
+    EXPECT_EQ(process->exitCode(), yes ? 0 : 1) << output;
+    EXPECT_EQ(Spooled().size(), yes ? 2u : 3u);
+  }
+  EXPECT_EQ(Run(DAM_PROGRAM, {"spool", "drop", "--before", "soon"}).first, 2);
+  EXPECT_EQ(Run(DAM_PROGRAM, {"spool", "drop"}).first, 2);
+
+  const std::string spc = "Driver=SQLite3;Database=" + work_.File("forwarded.db");
+  auto [forwardedStatus, forwarded] =
+      Run(DAM_PROGRAM, {"spool", "forward", "--spc", QString::fromStdString(spc)});
+  EXPECT_EQ(forwardedStatus, 0) << forwarded;
+  EXPECT_NE(forwarded.find("forwarded 2 subgroup(s); 0 still kept"), std::string::npos)
+      << forwarded;
+  const auto saved = SavedIn(spc);
+  ASSERT_EQ(saved.size(), 2u);
+  EXPECT_EQ(saved[0].time, runtime::MakeDate({2026, 1, 1, 10, 0, 1}));
+  EXPECT_EQ(saved[1].readings[0].value, 12.5);
+  EXPECT_TRUE(Logged("\tSPC database available again\tforwarded 2 kept subgroup(s)\t")) << Log();
 }
 
 }  // namespace
