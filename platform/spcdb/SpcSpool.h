@@ -79,6 +79,7 @@ class SpcSpool {
  private:
   using Clock = std::chrono::steady_clock;
 
+  // File, Refresh and Failed with mutex_ held.
   SpcSpoolFile& File();
   // Whether `session` connects; puts the next attempt off and logs a failure that is not
   // the database's absence when not.

@@ -34,6 +34,7 @@ void SpcSubgroup::Clear() {
   size_.reset();
   testGroup_.clear();
   test_.reset();
+  namesUnchecked_ = false;
 }
 
 void SpcSubgroup::SetGroup(host::DescriptorKind kind, const std::string& group) {
@@ -144,13 +145,16 @@ SpcSession& SpcSubgroup::Session() const {
 
 void SpcSubgroup::RequireKnown(host::RecordKind kind, const std::string& name) {
   const SpcTable& table = TableOf(kind);
+  // The names are checked when the kept subgroup is forwarded; one attempt per subgroup
+  // is enough to know that the database is away.
+  if (namesUnchecked_) return;
   int32_t id = 0;
   try {
     Session().Use([&](SpcLink& link) { id = link.Catalog().Find(table, name); });
   } catch (const runtime::Error& error) {
-    // The name is checked again when the kept subgroup is forwarded.
-    if (Session().Spool() && IsUnavailable(error)) return;
-    throw;
+    if (!Session().Spool() || !IsUnavailable(error)) throw;
+    namesUnchecked_ = true;
+    return;
   }
   if (id == 0) throw UnknownName(table, name);
 }

@@ -60,6 +60,8 @@ class SpcSubgroup : public host::HostSubgroup {
   std::optional<int32_t> size_;
   std::string testGroup_;
   std::optional<std::string> test_;
+  // Set when strict tests could not look a name up for want of the database.
+  bool namesUnchecked_ = false;
 };
 
 }  // namespace platform
