@@ -37,16 +37,28 @@ constexpr std::string_view kUnavailableTexts[] = {
     "connection to server",
 };
 
+// psqlODBC gives every failed connection SQLSTATE 08001, also those the server refused
+// for the settings it was given: waiting would not help them.
+constexpr std::string_view kSettingTexts[] = {
+    "password authentication failed",
+    "authentication failed",
+    "no pg_hba.conf entry",
+    "does not exist",
+};
+
 }  // namespace
 
 bool IsUnavailable(const runtime::Error& error) {
   const std::string& text = error.Description();
+  const std::string folded = runtime::FoldCase(text);
+  for (std::string_view phrase : kSettingTexts) {
+    if (folded.find(phrase) != std::string::npos) return false;
+  }
   for (size_t at = text.find(kStatePrefix); at != std::string::npos;
        at = text.find(kStatePrefix, at + 1)) {
     const std::string_view state = std::string_view(text).substr(at + kStatePrefix.size(), 5);
     if (state.size() == 5 && UnavailableState(state)) return true;
   }
-  const std::string folded = runtime::FoldCase(text);
   for (std::string_view phrase : kUnavailableTexts) {
     if (folded.find(phrase) != std::string::npos) return true;
   }

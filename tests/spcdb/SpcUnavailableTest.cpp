@@ -28,6 +28,15 @@ TEST(SpcUnavailable, ConnectionTimeoutAndLockFailuresAreTheDatabasesAbsenceOther
       {"[SQLSTATE 23505] duplicate key value violates unique constraint", false},
       {"[SQLSTATE 22003] numeric value out of range", false},
       {"[SQLSTATE 28P01] password authentication failed for user \"dam\"", false},
+      {"[SQLSTATE 08001] connection to server on socket \"/tmp/.s.PGSQL.5432\" failed: FATAL:  "
+       "password authentication failed for user \"dam\"",
+       false},
+      {"[SQLSTATE 08001] connection to server at \"spc01\" failed: FATAL:  database \"spcx\" "
+       "does not exist",
+       false},
+      {"[SQLSTATE 08001] connection to server at \"spc01\" (10.0.0.5), port 5432 failed: "
+       "Connection refused",
+       true},
       {"[SQLSTATE 42S02] no such table: subgroups", false},
       {"[SQLSTATE HY000] attempt to write a readonly database", false},
       {"[SQLSTATE IM002] Data source name not found and no default driver specified", false},
