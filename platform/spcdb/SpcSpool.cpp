@@ -64,12 +64,12 @@ void SpcSpool::Keep(const SpcSubgroupData& subgroup, const std::string& key,
   const std::string why = cause ? " The database said: " + Said(*cause) : std::string();
   const uintmax_t size = SizeOf(path_) + SizeOf(path_ + "-wal");
   if (size >= static_cast<uintmax_t>(maxBytes_)) {
-    throw runtime::Error(
-        kSpcSpoolFull,
-        "The SPC database cannot take subgroups and the local spool " + path_ + " is full (" +
-            std::to_string(size) + " of " + std::to_string(maxBytes_) +
-            " bytes, [Spool] MaxBytes in dam.ini): the subgroup was not saved." + why,
-        "SpcSpool");
+    throw runtime::Error(kSpcSpoolFull,
+                         "The SPC database cannot take subgroups and the local spool " + path_ +
+                             " is full (" + std::to_string(size) + " of " +
+                             std::to_string(maxBytes_) + " bytes, [Spool] MaxBytes in dam.ini)." +
+                             why,
+                         "SpcSpool");
   }
   try {
     File().Append(subgroup, key);
