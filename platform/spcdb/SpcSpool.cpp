@@ -134,9 +134,19 @@ int64_t SpcSpool::Forward(SpcSession& session, bool now) {
         next = File().Oldest();
       }
       if (!next) break;
-      try {
+      const auto write = [&] {
         session.Transact(
             [&](SpcLink& link) { WriteSubgroup(link, next->data, strict, next->key); });
+      };
+      try {
+        try {
+          write();
+        } catch (const runtime::Error& error) {
+          // Another host on this spool may have committed the same key meanwhile (the
+          // unique key refused this one): written again, it is found.
+          if (IsUnavailable(error)) throw;
+          write();
+        }
       } catch (...) {
         const runtime::Error error = runtime::ToError(std::current_exception());
         std::lock_guard lock(mutex_);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -163,6 +164,26 @@ TEST_P(SpoolOnDatabase, AForwardCommittedButNotRemovedIsNotSavedTwice) {
   EXPECT_EQ(spool->Forward(*session, true), 3);
   EXPECT_EQ(spool->Depth(), 0);
   EXPECT_EQ(Stored(*session), Samples(0, 3));
+}
+
+TEST_P(SpoolOnDatabase, TwoHostsForwardingOneSpoolSaveEachSubgroupOnce) {
+  auto first = MakeSpool();
+  for (int n = 0; n < 30; ++n) {
+    first->Keep(SampleSubgroup(n), first->NewKey(SampleSubgroup(n)), std::nullopt);
+  }
+  auto second = MakeSpool();
+  auto one = SpoolingSession(database_->ConnectionString(), first);
+  auto other = SpoolingSession(database_->ConnectionString(), second);
+  std::thread racing([&] { second->Forward(*other, true); });
+  first->Forward(*one, true);
+  racing.join();
+
+  EXPECT_EQ(first->List().size(), 0u) << "none left, none refused";
+  auto stored = Stored(*one);
+  std::sort(stored.begin(), stored.end(),
+            [](const auto& a, const auto& b) { return a.time < b.time; });
+  EXPECT_EQ(stored, Samples(0, 30));
+  EXPECT_TRUE(Logged("A kept subgroup was refused").empty()) << log_.back();
 }
 
 TEST_P(SpoolOnDatabase, TheSubgroupsOwnFailuresAreNeverKept) {
