@@ -16,6 +16,7 @@ int ConfigShowCommand(const Arguments& args);
 int SubgroupsCommand(const Arguments& args);
 int GuiCommand(const Arguments& args);
 int SelectTagCommand(const Arguments& args);
+int SpoolCommand(const Arguments& args);
 // Not in the usage: writes pictures of every window to a folder, for the documentation.
 int ScreenshotsCommand(const Arguments& args);
 

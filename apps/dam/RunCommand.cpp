@@ -144,9 +144,10 @@ int RunCommand(const Arguments& args) {
     try {
       saved = status.SavedSubgroups();
       const std::string error = status.LastError();
+      const int64_t spooled = components.Spool().Depth();
       line = RunStatus::StateName(driver->State()) + " | saved " + std::to_string(saved) +
-             " | next " + status.NextCollection() + " | last error " +
-             (error.empty() ? "none" : error);
+             (spooled > 0 ? " | spooled " + std::to_string(spooled) : "") + " | next " +
+             status.NextCollection() + " | last error " + (error.empty() ? "none" : error);
     } catch (...) {
       const std::string reason = runtime::ToError(std::current_exception()).NumberAndDescription();
       if (reason != failure) std::cerr << "dam run: status unavailable: " << reason << std::endl;

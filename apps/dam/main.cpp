@@ -15,7 +15,9 @@ int Usage() {
                "  dam gui [CONFIG...] [--spc CONNECTION]\n"
                "  dam select-tag CONFIG [--value TEXT]\n"
                "  dam config show [--raw] [--json] [--show-secrets] CONFIG\n"
-               "  dam subgroups [--spc CONNECTION] [--last N] [--json]\n";
+               "  dam subgroups [--spc CONNECTION] [--last N] [--json]\n"
+               "  dam spool | spool forward [--spc CONNECTION]\n"
+               "  dam spool drop --before TIME [--yes]\n";
   return 2;
 }
 
@@ -34,6 +36,7 @@ int main(int argc, char** argv) {
     if (command == "subgroups") return dam::SubgroupsCommand(args);
     if (command == "gui") return dam::GuiCommand(args);
     if (command == "select-tag") return dam::SelectTagCommand(args);
+    if (command == "spool") return dam::SpoolCommand(args);
     if (command == "screenshots") return dam::ScreenshotsCommand(args);
     if (command == "config" && !args.empty() && args.front() == "show") {
       return dam::ConfigShowCommand(dam::Arguments(args.begin() + 1, args.end()));

@@ -1,10 +1,15 @@
 #include "platform/components/PlatformComponents.h"
 
+#include <unistd.h>
+
 #include <QApplication>
 #include <QMessageBox>
 #include <algorithm>
+#include <charconv>
+#include <climits>
 #include <iostream>
 
+#include "common/Module.h"
 #include "platform/components/ConsoleError.h"
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcRecord.h"
@@ -12,12 +17,41 @@
 #include "platform/spcdb/SpcSubgroup.h"
 #include "platform/utility/ProfileFile.h"
 #include "platform/utility/QtHostTimer.h"
+#include "runtime/Clock.h"
 #include "runtime/Error.h"
+#include "runtime/Text.h"
 
 namespace platform {
+namespace {
+
+constexpr int64_t kDefaultSpoolBytes = int64_t{1} << 30;
+
+// Keys made on this host: the machine and the data folder, which tell two hosts on one
+// machine apart.
+std::string HostId(const std::string& dataFolder) {
+  char name[HOST_NAME_MAX + 1] = {};
+  gethostname(name, sizeof name - 1);
+  return std::string(name) + ":" + dataFolder;
+}
+
+int64_t SpoolBytes(const std::string& settingsPath) {
+  const std::string text = ProfileFile(settingsPath).ReadString("Spool", "MaxBytes", "");
+  if (text.empty()) return kDefaultSpoolBytes;
+  int64_t bytes = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), bytes);
+  if (error != std::errc() || end != text.data() + text.size() || bytes <= 0) {
+    throw runtime::Error(runtime::kTypeMismatch,
+                         "[Spool] MaxBytes in " + settingsPath +
+                             " must be a positive number of bytes, not \"" + text + "\"",
+                         "PlatformComponents");
+  }
+  return bytes;
+}
+
+}  // namespace
 
 OdbcPolicy PlatformComponents::ReadOdbcPolicy() {
-  const ProfileFile settings(fileSystem_.JoinPath(fileSystem_.SettingsFolder(), "dam.ini"));
+  const ProfileFile settings(SettingsPath());
   OdbcPolicy policy;
   policy.allowDriverPaths = settings.ReadInteger("Security", "AllowDriverPaths", 0) != 0;
   policy.loginTimeout =
@@ -49,10 +83,50 @@ std::shared_ptr<host::DatabaseSession> PlatformComponents::CreateDatabaseSession
   auto session = std::make_shared<SpcSession>();
   session->CountSavesIn(saves_);
   session->Settings().SetOdbcPolicy(ReadOdbcPolicy());
-  const std::string settings = fileSystem_.JoinPath(fileSystem_.SettingsFolder(), "dam.ini");
-  session->Settings().SetStrictTests(
-      ProfileFile(settings).ReadInteger("Database", "StrictTests", 0) != 0);
+  const bool strict = ProfileFile(SettingsPath()).ReadInteger("Database", "StrictTests", 0) != 0;
+  session->Settings().SetStrictTests(strict);
+  session->KeepIn(MakeSpool());
+  if (!forwarder_ && QCoreApplication::instance()) {
+    forwarder_ = std::make_unique<SpoolForwarder>(spool_, strict, ReadOdbcPolicy());
+  }
   return session;
+}
+
+SpcSpool& PlatformComponents::Spool() {
+  return *MakeSpool();
+}
+
+std::string PlatformComponents::SettingsPath() {
+  return fileSystem_.JoinPath(fileSystem_.SettingsFolder(), "dam.ini");
+}
+
+std::shared_ptr<SpcSpool> PlatformComponents::MakeSpool() {
+  if (!spool_) {
+    const std::string data = fileSystem_.DataFolder();
+    spool_ = std::make_shared<SpcSpool>(
+        fileSystem_.JoinPath(data, "spool.db"), HostId(data), SpoolBytes(SettingsPath()),
+        [this](const std::string& description, const std::string& detail,
+               const std::string& extended) { WriteLogLine(description, detail, extended); });
+  }
+  return spool_;
+}
+
+// The collection log's format; the name field says who wrote the line.
+void PlatformComponents::WriteLogLine(const std::string& description, const std::string& detail,
+                                      const std::string& extended) {
+  const std::string line = runtime::Join(
+      {"SPC database", runtime::FormatGeneralDate(runtime::Now()), description, detail, extended},
+      "\t");
+  try {
+    fileSystem_.AppendToFile(
+        fileSystem_.JoinPath(fileSystem_.LogFolder(), std::string(common::kModuleName) + ".LOG"),
+        line + "\r\n");
+  } catch (const runtime::Error& error) {
+    CreateError()->Show(common::kModuleName, error.Source(),
+                        "The collection log could not be written (" + error.Description() +
+                            "). The line it was to take: " + line,
+                        error.Number(), "PlatformComponents.WriteLogLine");
+  }
 }
 
 std::unique_ptr<host::HostRecord> PlatformComponents::CreateRecord(host::RecordKind kind) {

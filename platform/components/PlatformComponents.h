@@ -14,8 +14,10 @@
 #include <memory>
 
 #include "host/Components.h"
+#include "platform/components/SpoolForwarder.h"
 #include "platform/odbc/OdbcPolicy.h"
 #include "platform/spcdb/SpcSaveCount.h"
+#include "platform/spcdb/SpcSpool.h"
 #include "platform/utility/Comparer.h"
 #include "platform/utility/DateMath.h"
 #include "platform/utility/FileSystem.h"
@@ -48,13 +50,26 @@ class PlatformComponents : public host::Components {
   // hosts write to the same database.
   const SpcSaveCount& Saves() const { return *saves_; }
 
+  // The spool that every session made here keeps subgroups in while the SPC database is
+  // away: spool.db in the data folder, bounded by "[Spool] MaxBytes" in dam.ini (default
+  // 1 GB). Made on first use; from then on, with a Qt event loop running, a timer forwards
+  // what it holds.
+  SpcSpool& Spool();
+
  private:
+  std::string SettingsPath();
+  std::shared_ptr<SpcSpool> MakeSpool();
+  void WriteLogLine(const std::string& description, const std::string& detail,
+                    const std::string& extended);
+
   platform::DateMath dateMath_;
   platform::Comparer comparer_;
   platform::TextExpander expander_;
   platform::TextCodec codec_;
   platform::FileSystem fileSystem_;
   std::shared_ptr<SpcSaveCount> saves_ = std::make_shared<SpcSaveCount>();
+  std::shared_ptr<SpcSpool> spool_;
+  std::unique_ptr<SpoolForwarder> forwarder_;
 
   OdbcPolicy ReadOdbcPolicy();
 };

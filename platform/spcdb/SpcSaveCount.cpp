@@ -7,4 +7,8 @@ void SpcSaveCount::Add(int32_t id) {
   count_.fetch_add(1);
 }
 
+void SpcSaveCount::AddKept() {
+  count_.fetch_add(1);
+}
+
 }  // namespace platform

@@ -13,6 +13,8 @@ class SpcSaveCount {
  public:
   // After the commit of the subgroup `id`.
   void Add(int32_t id);
+  // A subgroup kept in the spool: saved for this host, without an identifier yet.
+  void AddKept();
   int64_t Count() const { return count_.load(); }
   // 0 before the first save.
   int32_t LastId() const { return lastId_.load(); }

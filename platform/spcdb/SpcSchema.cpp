@@ -105,9 +105,17 @@ void AddNameKeys(OdbcConnection& connection, const SpcDialect&) {
   }
 }
 
+// Version 3: subgroups forwarded from a host's spool carry the key the host gave them, so
+// that a forward repeated after an unacknowledged commit finds the subgroup already there.
+void AddIdempotencyKeys(OdbcConnection& connection, const SpcDialect&) {
+  connection.Execute("ALTER TABLE subgroups ADD COLUMN idempotency_key TEXT");
+  connection.Execute(
+      "CREATE UNIQUE INDEX subgroups_idempotency_key ON subgroups (idempotency_key)");
+}
+
 using Step = void (*)(OdbcConnection&, const SpcDialect&);
 // Step n turns version n - 1 into version n.
-const Step kSteps[] = {CreateTables, AddNameKeys};
+const Step kSteps[] = {CreateTables, AddNameKeys, AddIdempotencyKeys};
 static_assert(std::size(kSteps) == kSpcSchemaVersion);
 
 int32_t ReadVersion(OdbcConnection& connection) {

@@ -1,6 +1,7 @@
 #include "platform/spcdb/SpcSession.h"
 
 #include "platform/spcdb/SpcErrors.h"
+#include "platform/spcdb/SpcUnavailable.h"
 #include "runtime/Error.h"
 
 namespace platform {
@@ -8,7 +9,14 @@ namespace platform {
 void SpcSession::Open(int32_t, int32_t) {
   link_.reset();
   opened_ = true;
-  runtime::RaisingFrom("SpcSession.Open", [&] { Link(); });
+  if (spool_) spool_->SetTarget(settings_.Connection());
+  runtime::RaisingFrom("SpcSession.Open", [&] {
+    try {
+      Link();
+    } catch (const runtime::Error& error) {
+      if (!spool_ || !IsUnavailable(error)) throw;
+    }
+  });
 }
 
 void SpcSession::CountSavesIn(std::shared_ptr<SpcSaveCount> saves) {
@@ -17,6 +25,14 @@ void SpcSession::CountSavesIn(std::shared_ptr<SpcSaveCount> saves) {
 
 void SpcSession::Saved(int32_t id) {
   if (saves_) saves_->Add(id);
+}
+
+void SpcSession::Kept() {
+  if (saves_) saves_->AddKept();
+}
+
+void SpcSession::KeepIn(std::shared_ptr<SpcSpool> spool) {
+  spool_ = std::move(spool);
 }
 
 void SpcSession::Use(const std::function<void(SpcLink&)>& work) {

@@ -14,6 +14,7 @@
 #include "platform/spcdb/SpcLink.h"
 #include "platform/spcdb/SpcSaveCount.h"
 #include "platform/spcdb/SpcSettings.h"
+#include "platform/spcdb/SpcSpool.h"
 
 namespace platform {
 
@@ -25,7 +26,9 @@ class SpcSession : public host::DatabaseSession {
 
   void Initialize(int32_t sessionNumber) override { sessionNumber_ = sessionNumber; }
   SpcSettings& Settings() override { return settings_; }
-  // This database knows one way of opening: `mode` and `options` are not used.
+  // This database knows one way of opening: `mode` and `options` are not used. With a
+  // spool, a database that cannot be reached now is no error: subgroups are kept until
+  // it can.
   void Open(int32_t mode, int32_t options) override;
 
   // The number given to Initialize; saved with every subgroup of this session.
@@ -35,6 +38,13 @@ class SpcSession : public host::DatabaseSession {
   void CountSavesIn(std::shared_ptr<SpcSaveCount> saves);
   // Called once the subgroup `id` is committed.
   void Saved(int32_t id);
+  // Called once a subgroup is kept in the spool: for this host, it is saved.
+  void Kept();
+
+  // Subgroups this session cannot save for want of the database go to `spool`.
+  void KeepIn(std::shared_ptr<SpcSpool> spool);
+  // Null without one.
+  SpcSpool* Spool() const { return spool_.get(); }
 
   // Runs `work`, which only reads, on the open connection. When `work` fails and the
   // connection no longer answers, the connection is dropped; if it was opened before this
@@ -56,6 +66,7 @@ class SpcSession : public host::DatabaseSession {
   bool opened_ = false;
   std::unique_ptr<SpcLink> link_;
   std::shared_ptr<SpcSaveCount> saves_;
+  std::shared_ptr<SpcSpool> spool_;
 };
 
 }  // namespace platform

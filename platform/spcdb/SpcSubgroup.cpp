@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/spcdb/SpcTables.h"
+#include "platform/spcdb/SpcUnavailable.h"
 #include "platform/spcdb/SpcWriter.h"
 #include "runtime/Clock.h"
 #include "runtime/Error.h"
@@ -33,6 +34,7 @@ void SpcSubgroup::Clear() {
   size_.reset();
   testGroup_.clear();
   test_.reset();
+  namesUnchecked_ = false;
 }
 
 void SpcSubgroup::SetGroup(host::DescriptorKind kind, const std::string& group) {
@@ -100,11 +102,32 @@ void SpcSubgroup::Save(int32_t) {
       data_.size = std::max(data_.size, reading.sample);
   }
   data_.sessionNumber = session.SessionNumber();
-  bool strict = session.Settings().StrictTests();
+  data_.id = 0;
+  SpcSpool* spool = session.Spool();
+  const std::string key = spool ? spool->NewKey(data_) : std::string();
   try {
-    int32_t id = 0;
-    session.Transact([&](SpcLink& link) { id = WriteSubgroup(link, data_, strict); });
-    data_.id = id;
+    if (spool && spool->Holding()) {
+      // Behind the subgroups kept before, so that the database receives them in order.
+      spool->Keep(data_, key, std::nullopt);
+      session.Kept();
+      spool->ForwardSoon(session);
+      return;
+    }
+    const bool strict = session.Settings().StrictTests();
+    std::optional<runtime::Error> unavailable;
+    try {
+      int32_t id = 0;
+      session.Transact([&](SpcLink& link) { id = WriteSubgroup(link, data_, strict, key); });
+      data_.id = id;
+    } catch (const runtime::Error& error) {
+      if (!spool || !IsUnavailable(error)) throw;
+      unavailable = error;
+    }
+    if (unavailable) {
+      spool->Keep(data_, key, unavailable);
+      session.Kept();
+      return;
+    }
   } catch (...) {
     runtime::Error cause = runtime::ToError(std::current_exception());
     throw runtime::Error(cause.Number(), "The subgroup was not saved: " + cause.Description(),
@@ -122,8 +145,17 @@ SpcSession& SpcSubgroup::Session() const {
 
 void SpcSubgroup::RequireKnown(host::RecordKind kind, const std::string& name) {
   const SpcTable& table = TableOf(kind);
+  // The names are checked when the kept subgroup is forwarded; one attempt per subgroup
+  // is enough to know that the database is away.
+  if (namesUnchecked_) return;
   int32_t id = 0;
-  Session().Use([&](SpcLink& link) { id = link.Catalog().Find(table, name); });
+  try {
+    Session().Use([&](SpcLink& link) { id = link.Catalog().Find(table, name); });
+  } catch (const runtime::Error& error) {
+    if (!Session().Spool() || !IsUnavailable(error)) throw;
+    namesUnchecked_ = true;
+    return;
+  }
   if (id == 0) throw UnknownName(table, name);
 }
 

@@ -2,7 +2,8 @@
 // in memory, and Save stores them in one transaction (the whole subgroup with all its
 // readings, or nothing). Names the database does not know are created then; with the
 // session's strict tests setting, LookupTestGroup and LookupTest refuse unknown names
-// at once instead.
+// at once instead (while the database cannot be reached, a spooled subgroup's names are
+// checked when it is forwarded).
 #pragma once
 
 #include <array>
@@ -39,9 +40,12 @@ class SpcSubgroup : public host::HostSubgroup {
                   const std::string& defect) override;
 
   // `options` is not used. A failure names the cause and leaves the database as it was.
+  // With a spool on the session, a subgroup the database cannot take now (see
+  // IsUnavailable), or that must queue behind subgroups kept before, is kept there and
+  // the save succeeds; a failure of the subgroup itself stays an error.
   void Save(int32_t options) override;
 
-  // The identifier of the subgroup the last Save stored; 0 before.
+  // The identifier of the subgroup the last Save stored; 0 before, and when it was kept.
   int32_t SavedId() const { return data_.id; }
 
  private:
@@ -56,6 +60,8 @@ class SpcSubgroup : public host::HostSubgroup {
   std::optional<int32_t> size_;
   std::string testGroup_;
   std::optional<std::string> test_;
+  // Set when strict tests could not look a name up for want of the database.
+  bool namesUnchecked_ = false;
 };
 
 }  // namespace platform

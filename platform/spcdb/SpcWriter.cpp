@@ -13,7 +13,8 @@ using host::RecordKind;
 
 constexpr char kInsertSubgroup[] =
     "INSERT INTO subgroups (subgroup_time, size, part_id, process_id, job_id, shift_id, lot_id,"
-    " session_number) VALUES (?, ?, ?, ?, ?, ?, ?, ?)";
+    " session_number, idempotency_key) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)";
+constexpr char kFindKey[] = "SELECT id FROM subgroups WHERE idempotency_key = ?";
 constexpr char kInsertDescriptor[] =
     "INSERT INTO subgroup_descriptors (subgroup_id, ordinal, descriptor_id) VALUES (?, ?, ?)";
 constexpr char kInsertReading[] =
@@ -40,14 +41,19 @@ int32_t TestId(SpcCatalog& catalog, const SpcReading& reading, bool strictTests)
 
 }  // namespace
 
-int32_t WriteSubgroup(SpcLink& link, const SpcSubgroupData& subgroup, bool strictTests) {
+int32_t WriteSubgroup(SpcLink& link, const SpcSubgroupData& subgroup, bool strictTests,
+                      const std::string& key) {
+  if (!key.empty()) {
+    auto found = link.Connection().Execute(kFindKey, std::vector<runtime::Variant>{key});
+    if (!found->Eof()) return runtime::ToLong(found->Field("id"));
+  }
   SpcCatalog& catalog = link.Catalog();
   link.Prepared(kInsertSubgroup)
       .Execute({subgroup.time, subgroup.size, IdOf(catalog, RecordKind::Part, subgroup.part),
                 IdOf(catalog, RecordKind::Process, subgroup.process),
                 IdOf(catalog, RecordKind::Job, subgroup.job),
                 IdOf(catalog, RecordKind::Shift, subgroup.shift), LotId(catalog, subgroup.lot),
-                subgroup.sessionNumber});
+                subgroup.sessionNumber, key.empty() ? runtime::Null : runtime::Variant(key)});
   int32_t id =
       runtime::ToLong(link.Connection().Execute(link.Dialect().LastIdQuery())->Field("id"));
 

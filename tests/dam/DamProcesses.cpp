@@ -1,5 +1,6 @@
 #include "tests/dam/DamProcesses.h"
 
+#include <QElapsedTimer>
 #include <QThread>
 #include <fstream>
 #include <iterator>
@@ -37,6 +38,14 @@ std::pair<int, std::string> DamProcesses::Run(const char* program, const QString
 std::string DamProcesses::Log() const {
   std::ifstream in(work_.File("log/oxaGEPDAD6.LOG"), std::ios::binary);
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+void DamProcesses::Terminate(QProcess& run) {
+  QElapsedTimer clock;
+  clock.start();
+  run.terminate();
+  EXPECT_TRUE(run.waitForFinished(15'000));
+  EXPECT_LT(clock.elapsed(), 2000);
 }
 
 bool DamProcesses::WaitFor(const std::function<bool()>& done, int seconds) {

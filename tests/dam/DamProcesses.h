@@ -25,6 +25,8 @@ class DamProcesses : public ::testing::Test {
   std::pair<int, std::string> Run(const char* program, const QStringList& args);
   // The collection log as it stands.
   std::string Log() const;
+  // SIGTERM: dam stops the driver and ends within two seconds, whatever it was doing.
+  static void Terminate(QProcess& run);
   // Waits up to `seconds` for `done`, checking ten times a second.
   static bool WaitFor(const std::function<bool()>& done, int seconds);
 

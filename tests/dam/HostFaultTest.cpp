@@ -1,20 +1,16 @@
-// Bad days for the host program: the SPC database goes away, the log cannot be written, the
-// schedule holds a unit the tables do not know. dam must keep running, say what went wrong
-// and stop cleanly when told to.
+// Bad days for the host program: the log cannot be written, the historian is locked, the
+// schedule holds a unit the tables do not know (the SPC database going away: SpoolHostTest).
+// dam must keep running, say what went wrong and stop cleanly when told to.
 #include <gtest/gtest.h>
 
-#include <QElapsedTimer>
 #include <QThread>
 #include <filesystem>
 #include <fstream>
 #include <regex>
 
 #include "platform/odbc/OdbcConnection.h"
-#include "platform/spcdb/SpcReader.h"
-#include "platform/spcdb/SpcSession.h"
 #include "tests/dam/DamProcesses.h"
 #include "tests/support/Historian.h"
-#include "tests/support/TestDatabases.h"
 
 namespace {
 
@@ -45,51 +41,8 @@ class HostFaults : public damtest::DamProcesses {
     return count;
   }
 
-  // SIGTERM, then the time dam took to stop the driver and end.
-  static qint64 Terminate(QProcess& run) {
-    QElapsedTimer clock;
-    clock.start();
-    run.terminate();
-    EXPECT_TRUE(run.waitForFinished(10'000));
-    return clock.elapsed();
-  }
-
   std::string historian_ = work_.File("historian.db");
 };
-
-size_t SavedIn(const std::string& connection) {
-  platform::SpcSession spc;
-  spc.Settings().SetConnection(connection);
-  spc.Open(1, 0);
-  return platform::ReadSubgroups(spc, 1000).size();
-}
-
-TEST_F(HostFaults, APostgresOutageIsLoggedAndCollectionResumesAfterIt) {
-  auto database = spcdbtest::MakeStoppableDatabase(spcdbtest::Backend::PostgreSQL);
-  if (!database) GTEST_SKIP() << "no PostgreSQL server here";
-  const std::string spc = database->ConnectionString();
-  auto histsim = StartHistorian();
-  auto run = Start(DAM_PROGRAM, {"run", QString::fromStdString(Configuration()), "--spc",
-                                 QString::fromStdString(spc), "--for", "90"});
-  ASSERT_TRUE(WaitFor([&] { return SavedIn(spc) >= 2; }, 30)) << run->readAll().toStdString();
-
-  ASSERT_TRUE(database->TakeAway());
-  EXPECT_TRUE(WaitFor([&] { return Log().find("Subgroup Save Error") != std::string::npos; }, 20))
-      << Log();
-  QThread::msleep(1500);
-  EXPECT_EQ(run->state(), QProcess::Running) << run->readAll().toStdString();
-
-  database->GiveBack();
-  const size_t before = SavedIn(spc);
-  EXPECT_TRUE(WaitFor([&] { return SavedIn(spc) >= before + 2; }, 30)) << Log();
-
-  EXPECT_LT(Terminate(*run), 2000);
-  const std::string output = run->readAll().toStdString();
-  EXPECT_EQ(run->exitCode(), 0) << output;
-  EXPECT_NE(output.find("stopped after"), std::string::npos) << output;
-  histsim->kill();
-  histsim->waitForFinished();
-}
 
 TEST_F(HostFaults, UnknownUnitCodesAreLoggedAndRetriedNotLooped) {
   auto histsim = StartHistorian();
@@ -137,13 +90,13 @@ TEST_F(HostFaults, ALockedHistorianFailsInTimeAndSigtermStillStopsTheHost) {
   const size_t first = Count(Log(), "\r\n");
   QThread::msleep(4000);
   EXPECT_LE(Count(Log(), "\r\n") - first, 2u) << "a line per collection, each failing in 2 s";
-  EXPECT_LT(Terminate(*run), 2000);
+  Terminate(*run);
 
   std::ofstream(work_.File("settings/dam.ini")) << "[Connections]\r\nQueryTimeout=0\r\n";
   run = Start(DAM_PROGRAM, {"run", QString::fromStdString(Configuration())});
   QThread::msleep(2500);  // the first collection now waits on the lock for good
   EXPECT_EQ(run->state(), QProcess::Running);
-  EXPECT_LT(Terminate(*run), 2000);
+  Terminate(*run);
   const std::string output = run->readAll().toStdString();
   EXPECT_EQ(run->exitCode(), 0) << output;
   EXPECT_NE(output.find("stopped after 0 subgroup(s)"), std::string::npos) << output;

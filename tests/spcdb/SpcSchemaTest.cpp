@@ -74,6 +74,8 @@ TEST_P(SpcDatabaseTest, NamesAreOneWithoutRegardToCaseAndOldDatabasesUpgradeOrSa
     Query(*database_, "DROP INDEX " + name + "_folded_name");
     Query(*database_, "ALTER TABLE " + name + " DROP COLUMN name_key");
   }
+  Query(*database_, "DROP INDEX subgroups_idempotency_key");
+  Query(*database_, "ALTER TABLE subgroups DROP COLUMN idempotency_key");
   Query(*database_, "UPDATE schema_version SET version = 1");
   Query(*database_,
         "INSERT INTO tests (name, group_id) SELECT 'wIDTH', group_id FROM tests WHERE name = "

@@ -1,0 +1,55 @@
+#include "platform/components/SpoolForwarder.h"
+
+#include <iostream>
+
+#include "runtime/Error.h"
+
+namespace platform {
+
+SpoolForwarder::SpoolForwarder(std::shared_ptr<SpcSpool> spool, bool strictTests,
+                               const OdbcPolicy& policy)
+    : spool_(std::move(spool)), strictTests_(strictTests), policy_(policy) {
+  worker_.moveToThread(&thread_);
+  QObject::connect(&thread_, &QThread::started, &worker_, [this] {
+    timer_ = std::make_unique<QTimer>();
+    QObject::connect(timer_.get(), &QTimer::timeout, &worker_, [this] { Tick(); });
+    timer_->start(1000);
+  });
+  QObject::connect(&thread_, &QThread::finished, &worker_, [this] { timer_.reset(); });
+  spool_->WakeWith([this] { QMetaObject::invokeMethod(&worker_, [this] { Tick(); }); });
+  thread_.start();
+}
+
+SpoolForwarder::~SpoolForwarder() {
+  spool_->WakeWith(nullptr);
+  thread_.quit();
+  thread_.wait();
+}
+
+void SpoolForwarder::Tick() {
+  // Nothing may reach the event loop; the spool logs what goes wrong with its forwards.
+  try {
+    if (spool_->Depth() == 0) return;
+    const std::string target = spool_->Target();
+    if (target.empty()) return;
+    if (!session_ || session_->Settings().Connection() != target) {
+      session_ = std::make_shared<SpcSession>();
+      session_->Settings().SetConnection(target);
+      session_->Settings().SetStrictTests(strictTests_);
+      session_->Settings().SetOdbcPolicy(policy_);
+      // A database still away is no error here: the forward connects again, and says why
+      // it could not.
+      try {
+        session_->Open(1, 0);
+      } catch (const runtime::Error&) {
+      }
+    }
+    spool_->Forward(*session_, false);
+  } catch (...) {
+    // Not the error display: it may open a window, which this thread must not.
+    std::cerr << "The spool's forwarder failed: "
+              << runtime::ToError(std::current_exception()).NumberAndDescription() << std::endl;
+  }
+}
+
+}  // namespace platform

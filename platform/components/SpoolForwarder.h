@@ -1,0 +1,41 @@
+// Forwards what the host's spool holds on a thread of its own, so that collection goes on
+// at its pace while the SPC database is slow to answer or keeps a lock. A Qt timer in that
+// thread checks every second, a save that kept a subgroup wakes it at once, and the
+// spool's back-off decides whether to try (1 s doubling to 60 s while the database stays
+// away). It uses a session of its own on the database the host's sessions last opened.
+#pragma once
+
+#include <QObject>
+#include <QThread>
+#include <QTimer>
+#include <memory>
+
+#include "platform/odbc/OdbcPolicy.h"
+#include "platform/spcdb/SpcSession.h"
+#include "platform/spcdb/SpcSpool.h"
+
+namespace platform {
+
+class SpoolForwarder {
+ public:
+  SpoolForwarder(std::shared_ptr<SpcSpool> spool, bool strictTests, const OdbcPolicy& policy);
+  // Waits for a forward under way: its database may still commit it.
+  ~SpoolForwarder();
+  SpoolForwarder(const SpoolForwarder&) = delete;
+  SpoolForwarder& operator=(const SpoolForwarder&) = delete;
+
+ private:
+  // One round, in the forwarding thread.
+  void Tick();
+
+  std::shared_ptr<SpcSpool> spool_;
+  bool strictTests_;
+  OdbcPolicy policy_;
+  std::shared_ptr<SpcSession> session_;
+  QThread thread_;
+  // Lives in thread_: what runs there runs in its name.
+  QObject worker_;
+  std::unique_ptr<QTimer> timer_;
+};
+
+}  // namespace platform

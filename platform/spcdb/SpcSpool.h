@@ -1,0 +1,114 @@
+// Store and forward for the SPC database. While the database cannot be reached or does not
+// answer in time, a host's subgroups are kept in a local spool file and the save counts as
+// done; they are forwarded oldest first once it answers again, and a new subgroup waits
+// behind them, so the database receives them in the order they were collected. Each
+// subgroup carries a key made here and stored with it, so a forward whose commit was not
+// acknowledged is never saved twice. A subgroup leaves the spool only after the database
+// committed it. One spool serves every session of a host, on any thread.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/spcdb/SpcSpoolFile.h"
+#include "platform/spcdb/SpcSubgroupData.h"
+#include "runtime/Error.h"
+
+namespace platform {
+
+class SpcSession;
+
+// A spool full ([Spool] MaxBytes) while the SPC database is away: the subgroup is not saved.
+inline constexpr int32_t kSpcSpoolFull = -2147220989;
+
+class SpcSpool {
+ public:
+  // Writes one collection log line: description, detail, extended.
+  using LogLine = std::function<void(const std::string&, const std::string&, const std::string&)>;
+
+  // The spool file at `path` (opened when there is something to keep, or at once when it
+  // exists); `hostId` names this host in the keys; beyond `maxBytes` of file nothing more
+  // is kept.
+  SpcSpool(std::string path, std::string hostId, int64_t maxBytes, LogLine log);
+  SpcSpool(const SpcSpool&) = delete;
+  SpcSpool& operator=(const SpcSpool&) = delete;
+
+  // A key no other subgroup of this host has, for `subgroup`, which is saved directly or kept.
+  std::string NewKey(const SpcSubgroupData& subgroup);
+
+  // Keeps `subgroup` under `key`. `cause` is the database's failure that sent it here, none
+  // when it only queues behind subgroups kept before. Fails with kSpcSpoolFull when the
+  // file has reached its bound, or with the file's own error.
+  void Keep(const SpcSubgroupData& subgroup, const std::string& key,
+            const std::optional<runtime::Error>& cause);
+
+  // Subgroups held, refused ones included. Cheap: a status line may ask at any rate.
+  int64_t Depth() const { return depth_.load(); }
+  // True while subgroups wait to be forwarded: a new one must queue behind them.
+  bool Holding();
+
+  // Forwards what the spool holds through `session`, oldest first, until it is empty or
+  // the database fails to answer. Unless `now`, it does nothing before the back-off after
+  // the last failure has passed (1 s doubling to 60 s). A subgroup the database refuses
+  // for itself is set aside in the spool and logged; `now` tries those again too. Gives
+  // how many were forwarded. Never fails: what goes wrong is logged.
+  int64_t Forward(SpcSession& session, bool now);
+  // After a save kept its subgroup: wakes the forwarder given to WakeWith, which forwards
+  // on its own thread; forwards here through `session` without one.
+  void ForwardSoon(SpcSession& session);
+  // `wake` must return at once and may be called from any thread.
+  void WakeWith(std::function<void()> wake);
+
+  // The connection string of the sessions that kept subgroups, for a forwarder of its own.
+  std::string Target() const;
+  void SetTarget(const std::string& connection);
+
+  std::vector<SpoolEntry> List();
+  int64_t CountBefore(runtime::Date time);
+  int64_t RemoveBefore(runtime::Date time);
+
+  const std::string& Path() const { return path_; }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  // File, Refresh and Failed with mutex_ held.
+  SpcSpoolFile& File();
+  // Whether `session` connects; puts the next attempt off and logs a failure that is not
+  // the database's absence when not.
+  bool Reachable(SpcSession& session);
+  void Refresh();
+  // Puts the next attempt off by the back-off, which doubles.
+  void Failed();
+
+  const std::string path_;
+  const std::string hostId_;
+  const int64_t maxBytes_;
+  const LogLine log_;
+  const std::string run_;
+  std::unique_ptr<SpcSpoolFile> file_;
+  // One forward at a time; taken before mutex_.
+  std::mutex forwarding_;
+  // The file and the state below.
+  mutable std::mutex mutex_;
+  std::function<void()> wake_;
+  std::atomic<int64_t> depth_{0};
+  // Held and not refused.
+  int64_t waiting_ = 0;
+  uint64_t sequence_ = 0;
+  // Since the "unavailable" log line, until the "available again" one.
+  bool spooling_ = false;
+  int64_t forwarded_ = 0;
+  std::chrono::seconds backoff_{1};
+  Clock::time_point nextAttempt_{};
+  std::string target_;
+};
+
+}  // namespace platform

@@ -1,0 +1,193 @@
+#include "platform/spcdb/SpcSpoolFile.h"
+
+#include "platform/odbc/OdbcConnectionString.h"
+#include "platform/spcdb/SpcFile.h"
+#include "runtime/Error.h"
+#include "runtime/Variant.h"
+
+namespace platform {
+namespace {
+
+using Parameters = std::vector<runtime::Variant>;
+
+const char* const kTables[] = {
+    "CREATE TABLE IF NOT EXISTS spooled (id INTEGER PRIMARY KEY AUTOINCREMENT,"
+    " idempotency_key TEXT NOT NULL UNIQUE, time_serial REAL NOT NULL, size INTEGER NOT NULL,"
+    " session_number INTEGER NOT NULL, part_group TEXT, part TEXT, process_group TEXT,"
+    " process TEXT, job_group TEXT, job TEXT, shift_group TEXT, shift TEXT, lot TEXT,"
+    " refused TEXT)",
+    "CREATE TABLE IF NOT EXISTS spooled_descriptors ("
+    "spool_id INTEGER NOT NULL REFERENCES spooled (id) ON DELETE CASCADE,"
+    " ordinal INTEGER NOT NULL, group_name TEXT NOT NULL, name TEXT NOT NULL,"
+    " PRIMARY KEY (spool_id, ordinal))",
+    "CREATE TABLE IF NOT EXISTS spooled_readings ("
+    "spool_id INTEGER NOT NULL REFERENCES spooled (id) ON DELETE CASCADE,"
+    " ordinal INTEGER NOT NULL, test_group TEXT NOT NULL, test TEXT NOT NULL,"
+    " sample INTEGER NOT NULL, value REAL NOT NULL, serial_number TEXT NOT NULL,"
+    " defect_code TEXT NOT NULL, PRIMARY KEY (spool_id, ordinal))",
+};
+
+runtime::Variant GroupOf(const std::optional<SpcName>& name) {
+  return name ? runtime::Variant(name->group) : runtime::Variant(runtime::Null);
+}
+
+runtime::Variant NameOf(const std::optional<SpcName>& name) {
+  return name ? runtime::Variant(name->name) : runtime::Variant(runtime::Null);
+}
+
+std::string Text(const host::Recordset& rows, std::string_view field) {
+  return runtime::ToText(rows.Field(field));
+}
+
+std::optional<SpcName> Named(const host::Recordset& rows, const char* group, const char* name) {
+  if (rows.Field(name).IsNull()) return std::nullopt;
+  return SpcName{Text(rows, group), Text(rows, name)};
+}
+
+}  // namespace
+
+SpcSpoolFile::SpcSpoolFile(const std::string& path) {
+  std::string connection = "Driver=SQLite3;Timeout=5000";
+  AppendConnectionKey(connection, "Database", path);
+  connection_.Open(connection, "", "");
+  SpcFile::Opened(connection_);
+  connection_.Execute("PRAGMA busy_timeout=5000");
+  connection_.Execute("PRAGMA journal_mode=WAL");
+  connection_.Execute("PRAGMA synchronous=FULL");
+  connection_.Execute("PRAGMA foreign_keys=ON");
+  for (const char* table : kTables) connection_.Execute(table);
+}
+
+template <typename Body>
+void SpcSpoolFile::Transact(Body&& body) {
+  connection_.Execute("BEGIN IMMEDIATE");
+  try {
+    body();
+  } catch (...) {
+    try {
+      connection_.Execute("ROLLBACK");
+    } catch (...) {
+    }
+    throw;
+  }
+  connection_.Execute("COMMIT");
+}
+
+void SpcSpoolFile::Append(const SpcSubgroupData& s, const std::string& key) {
+  Transact([&] {
+    connection_.Execute(
+        "INSERT INTO spooled (idempotency_key, time_serial, size, session_number, part_group,"
+        " part, process_group, process, job_group, job, shift_group, shift, lot)"
+        " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+        Parameters{key, s.time.serial, s.size, s.sessionNumber, GroupOf(s.part), NameOf(s.part),
+                   GroupOf(s.process), NameOf(s.process), GroupOf(s.job), NameOf(s.job),
+                   GroupOf(s.shift), NameOf(s.shift),
+                   s.lot ? runtime::Variant(*s.lot) : runtime::Variant(runtime::Null)});
+    const runtime::Variant id =
+        connection_.Execute("SELECT last_insert_rowid() AS id")->Field("id");
+    auto descriptor = connection_.Prepare(
+        "INSERT INTO spooled_descriptors (spool_id, ordinal, group_name, name)"
+        " VALUES (?, ?, ?, ?)");
+    int32_t ordinal = 0;
+    for (const SpcName& name : s.descriptors) {
+      descriptor->Execute({id, ++ordinal, name.group, name.name});
+    }
+    auto reading = connection_.Prepare(
+        "INSERT INTO spooled_readings (spool_id, ordinal, test_group, test, sample, value,"
+        " serial_number, defect_code) VALUES (?, ?, ?, ?, ?, ?, ?, ?)");
+    ordinal = 0;
+    for (const SpcReading& r : s.readings) {
+      reading->Execute(
+          {id, ++ordinal, r.testGroup, r.test, r.sample, r.value, r.serialNumber, r.defect});
+    }
+  });
+}
+
+std::optional<SpooledSubgroup> SpcSpoolFile::Oldest() {
+  auto row = connection_.Execute("SELECT * FROM spooled WHERE refused IS NULL ORDER BY id LIMIT 1");
+  if (row->Eof()) return std::nullopt;
+  SpooledSubgroup spooled;
+  spooled.id = runtime::ToLong(row->Field("id"));
+  spooled.key = Text(*row, "idempotency_key");
+  SpcSubgroupData& s = spooled.data;
+  s.time = runtime::Date{runtime::ToDouble(row->Field("time_serial"))};
+  s.size = runtime::ToLong(row->Field("size"));
+  s.sessionNumber = runtime::ToLong(row->Field("session_number"));
+  s.part = Named(*row, "part_group", "part");
+  s.process = Named(*row, "process_group", "process");
+  s.job = Named(*row, "job_group", "job");
+  s.shift = Named(*row, "shift_group", "shift");
+  if (!row->Field("lot").IsNull()) s.lot = Text(*row, "lot");
+  const Parameters id{spooled.id};
+  for (auto d = connection_.Execute(
+           "SELECT group_name, name FROM spooled_descriptors WHERE spool_id = ? ORDER BY ordinal",
+           id);
+       !d->Eof(); d->MoveNext()) {
+    s.descriptors.push_back({Text(*d, "group_name"), Text(*d, "name")});
+  }
+  for (auto r = connection_.Execute(
+           "SELECT * FROM spooled_readings WHERE spool_id = ? ORDER BY ordinal", id);
+       !r->Eof(); r->MoveNext()) {
+    s.readings.push_back({Text(*r, "test_group"), Text(*r, "test"),
+                          runtime::ToLong(r->Field("sample")), runtime::ToDouble(r->Field("value")),
+                          Text(*r, "serial_number"), Text(*r, "defect_code")});
+  }
+  return spooled;
+}
+
+void SpcSpoolFile::Remove(int32_t id) {
+  Transact([&] { connection_.Execute("DELETE FROM spooled WHERE id = ?", Parameters{id}); });
+}
+
+void SpcSpoolFile::Refuse(int32_t id, const std::string& reason) {
+  Transact([&] {
+    connection_.Execute("UPDATE spooled SET refused = ? WHERE id = ?", Parameters{reason, id});
+  });
+}
+
+void SpcSpoolFile::ClearRefusals() {
+  Transact([&] { connection_.Execute("UPDATE spooled SET refused = NULL"); });
+}
+
+int64_t SpcSpoolFile::Count() {
+  return runtime::ToLong(connection_.Execute("SELECT COUNT(*) AS n FROM spooled")->Field("n"));
+}
+
+int64_t SpcSpoolFile::Waiting() {
+  return runtime::ToLong(
+      connection_.Execute("SELECT COUNT(*) AS n FROM spooled WHERE refused IS NULL")->Field("n"));
+}
+
+std::vector<SpoolEntry> SpcSpoolFile::List() {
+  std::vector<SpoolEntry> entries;
+  for (auto row = connection_.Execute(
+           "SELECT s.id, s.time_serial, s.session_number, s.refused,"
+           " (SELECT COUNT(*) FROM spooled_readings r WHERE r.spool_id = s.id) AS readings"
+           " FROM spooled s ORDER BY s.id");
+       !row->Eof(); row->MoveNext()) {
+    entries.push_back({runtime::ToLong(row->Field("id")),
+                       runtime::Date{runtime::ToDouble(row->Field("time_serial"))},
+                       runtime::ToLong(row->Field("session_number")),
+                       runtime::ToLong(row->Field("readings")),
+                       row->Field("refused").IsNull() ? "" : Text(*row, "refused")});
+  }
+  return entries;
+}
+
+int64_t SpcSpoolFile::CountBefore(runtime::Date time) {
+  return runtime::ToLong(connection_
+                             .Execute("SELECT COUNT(*) AS n FROM spooled WHERE time_serial < ?",
+                                      Parameters{time.serial})
+                             ->Field("n"));
+}
+
+int64_t SpcSpoolFile::RemoveBefore(runtime::Date time) {
+  int64_t removed = 0;
+  Transact([&] {
+    removed = CountBefore(time);
+    connection_.Execute("DELETE FROM spooled WHERE time_serial < ?", Parameters{time.serial});
+  });
+  return removed;
+}
+
+}  // namespace platform

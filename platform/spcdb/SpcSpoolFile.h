@@ -1,0 +1,65 @@
+// The local spool's file: an SQLite database next to the host's other data, holding
+// subgroups that could not reach the SPC database yet, each whole (names, descriptors,
+// readings) with the key it is forwarded under. Every change is committed with
+// synchronous=FULL, so a subgroup the host reported saved survives a crash or power loss.
+// The file is made owner-only, as the SPC database file is.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/odbc/OdbcConnection.h"
+#include "platform/spcdb/SpcSubgroupData.h"
+
+namespace platform {
+
+struct SpooledSubgroup {
+  // Oldest first: the order of keeping.
+  int32_t id = 0;
+  std::string key;
+  SpcSubgroupData data;
+};
+
+// One line of the spool's listing.
+struct SpoolEntry {
+  int32_t id = 0;
+  runtime::Date time;
+  int32_t sessionNumber = 0;
+  int32_t readings = 0;
+  // Why the SPC database refused the subgroup when it was forwarded; "" while it waits.
+  std::string refused;
+};
+
+class SpcSpoolFile {
+ public:
+  // Opens the file at `path`, creating it with its tables when missing.
+  explicit SpcSpoolFile(const std::string& path);
+
+  void Append(const SpcSubgroupData& subgroup, const std::string& key);
+  // The oldest subgroup not refused; nothing when there is none.
+  std::optional<SpooledSubgroup> Oldest();
+  void Remove(int32_t id);
+  // Keeps the subgroup, set aside with the reason, so that the ones behind it go on.
+  void Refuse(int32_t id, const std::string& reason);
+  // Puts every refused subgroup back in line.
+  void ClearRefusals();
+  // Every subgroup held, refused ones included.
+  int64_t Count();
+  // The subgroups not refused.
+  int64_t Waiting();
+  std::vector<SpoolEntry> List();
+  // Removes the subgroups collected before `time`; gives how many.
+  int64_t RemoveBefore(runtime::Date time);
+  int64_t CountBefore(runtime::Date time);
+
+ private:
+  // Runs `body` in one transaction that takes the write lock at once.
+  template <typename Body>
+  void Transact(Body&& body);
+
+  OdbcConnection connection_;
+};
+
+}  // namespace platform

@@ -1,0 +1,68 @@
+#include "platform/spcdb/SpcUnavailable.h"
+
+#include <string>
+#include <string_view>
+
+#include "runtime/Text.h"
+
+namespace platform {
+namespace {
+
+constexpr std::string_view kStatePrefix = "[SQLSTATE ";
+
+bool UnavailableState(std::string_view state) {
+  if (state.starts_with("08")) return true;
+  for (std::string_view code :
+       {"HYT00", "HYT01", "57P01", "57P02", "57P03", "53300", "40001", "40P01"}) {
+    if (state == code) return true;
+  }
+  return false;
+}
+
+// Drivers do not always give these their own SQLSTATE: psqlODBC reports a server that
+// went away mid-statement as a general error, and the SQLite driver a locked file.
+constexpr std::string_view kUnavailableTexts[] = {
+    "database is locked",
+    "database table is locked",
+    "database is busy",
+    "server closed the connection",
+    "could not connect to server",
+    "connection refused",
+    "no connection to the server",
+    "terminating connection due to administrator command",
+    "the database system is starting up",
+    "the database system is shutting down",
+    "too many clients already",
+    "could not send query",
+    "connection to server",
+};
+
+// psqlODBC gives every failed connection SQLSTATE 08001, also those the server refused
+// for the settings it was given: waiting would not help them.
+constexpr std::string_view kSettingTexts[] = {
+    "password authentication failed",
+    "authentication failed",
+    "no pg_hba.conf entry",
+    "does not exist",
+};
+
+}  // namespace
+
+bool IsUnavailable(const runtime::Error& error) {
+  const std::string& text = error.Description();
+  const std::string folded = runtime::FoldCase(text);
+  for (std::string_view phrase : kSettingTexts) {
+    if (folded.find(phrase) != std::string::npos) return false;
+  }
+  for (size_t at = text.find(kStatePrefix); at != std::string::npos;
+       at = text.find(kStatePrefix, at + 1)) {
+    const std::string_view state = std::string_view(text).substr(at + kStatePrefix.size(), 5);
+    if (state.size() == 5 && UnavailableState(state)) return true;
+  }
+  for (std::string_view phrase : kUnavailableTexts) {
+    if (folded.find(phrase) != std::string::npos) return true;
+  }
+  return false;
+}
+
+}  // namespace platform
