@@ -68,6 +68,10 @@ std::unique_ptr<host::SelectionDialog> PlatformComponents::CreateSelectionDialog
   throw runtime::Error(429, "The selection dialogs of the SPC database need windows");
 }
 
+std::unique_ptr<host::DataLinkDialog> PlatformComponents::CreateDataLinkDialog() {
+  throw runtime::Error(429, "The data link dialog needs windows");
+}
+
 void PlatformComponents::MessageBox(const std::string& text) {
   std::cerr << text << std::endl;
   if (WindowsAreUp()) QMessageBox::information(nullptr, QString(), QString::fromStdString(text));

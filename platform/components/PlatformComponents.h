@@ -40,6 +40,7 @@ class PlatformComponents : public host::Components {
   std::unique_ptr<host::HostRecord> CreateRecord(host::RecordKind kind) override;
   std::unique_ptr<host::HostSubgroup> CreateSubgroup() override;
   std::unique_ptr<host::SelectionDialog> CreateSelectionDialog(host::SelectionKind kind) override;
+  std::unique_ptr<host::DataLinkDialog> CreateDataLinkDialog() override;
 
   void MessageBox(const std::string& text) override;
   void Beep() override;
