@@ -194,7 +194,15 @@ void frmConfigure::bnDataLink_Click() {
     std::string link = configuration_->DataLink();
     const std::unique_ptr<host::DataLinkDialog> dialog = components_.CreateDataLinkDialog();
     // Only a real change re-tests the link: letter case alone is none.
-    if (dialog->Edit(link) && !runtime::EqualsNoCase(link, configuration_->DataLink())) {
+    // The dialog's test is the configuration's own, on a scratch configuration.
+    const auto test = [this](const std::string& candidate) {
+      config::Configuration1 scratch(components_);
+      scratch.SetDataLink(candidate);
+      std::string state = common::GetDataLinkStatus(scratch.DataLinkState());
+      if (!scratch.DataLinkError().empty()) state += ": " + scratch.DataLinkError();
+      return state;
+    };
+    if (dialog->Edit(link, test) && !runtime::EqualsNoCase(link, configuration_->DataLink())) {
       configuration_->SetDataLink(link);
     }
     RefreshGeneral();

@@ -1,6 +1,6 @@
 // host::Components on this platform: ODBC data access, the SPC database over ODBC, Qt
-// timers, the utility services and the console error display. Selection dialogs need
-// windows and are not available headless.
+// timers, the utility services and the console error display. The selection dialogs and
+// the data link dialog need windows and are not available headless.
 //
 // Every connection made here, the SPC database's included, follows the host settings in
 // dam.ini (settings folder), read when the connection or session is created:

@@ -30,7 +30,7 @@ class ScriptedDataLink : public host::DataLinkDialog {
  public:
   ScriptedDataLink(std::vector<std::string>& shown, std::optional<std::string> answer)
       : shown_(shown), answer_(std::move(answer)) {}
-  bool Edit(std::string& connection) override {
+  bool Edit(std::string& connection, const Tester&) override {
     shown_.push_back(connection);
     if (!answer_) return false;
     connection = *answer_;
