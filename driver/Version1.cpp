@@ -47,8 +47,33 @@ void Version1::ShowAbout() {
                         [&] { ui::ShowAboutBox(kProductName, kProductVersion); });
 }
 
-host::Bool16 Version1::ShowSetup(host::Bool16) {
-  return host::kFalse;
+host::Bool16 Version1::ShowSetup(host::Bool16 modal) {
+  host::Bool16 result = host::kFalse;
+  common::ShowingErrors(components_, "Version1.IDriver_ShowSetup", [&] {
+    if (driverState_ == kRunning) {
+      components_.MessageBox("Already Running. Can't configure at this time.");
+      return;
+    }
+    if (driverState_ == kConfiguring && moSetup_ && moSetup_->IsLoaded()) {
+      moSetup_->BringToFront();
+      return;
+    }
+    ChangeState(kConfiguring);
+    auto setup = std::make_unique<ui::SetupWindow>(components_);
+    setupUpdate_ = setup->SetupUpdate().Subscribe(
+        [this](config::Configuration1& edited, bool&) { moSetup_SetupUpdate(edited); });
+    setupAborted_ = setup->SetupAborted().Subscribe([this] { moSetup_SetupAborted(); });
+    moSetup_ = std::move(setup);
+    // By text, so that the dialog never edits the driver's own configuration.
+    moSetup_->Configuration().SetData(Configuration().GetData());
+    moSetup_->Configuration().SetDatabase(Configuration().Database());
+    if (modal) {
+      result = host::ToBool16(moSetup_->ShowModal());
+    } else {
+      moSetup_->ShowModeless();
+    }
+  });
+  return result;
 }
 
 host::Bool16 Version1::ShowActivity() {
@@ -136,6 +161,10 @@ host::Bool16 Version1::PauseDriver() {
 
 void Version1::QueryUnload(host::Bool16& cancel, int32_t) {
   common::ShowingErrors(components_, "Version1.IDriver_QueryUnload", [&] {
+    if (moSetup_ && moSetup_->IsLoaded()) {
+      moSetup_->Unload();
+      if (moSetup_->IsLoaded()) cancel = host::kTrue;
+    }
     if (activityWindow_ && activityWindow_->IsLoaded()) {
       activityWindow_->Unload();
       if (activityWindow_->IsLoaded()) cancel = host::kTrue;
@@ -200,6 +229,20 @@ void Version1::moEngine_EngineStarted() {
 
 void Version1::moEngine_EngineStopped() {
   ChangeState(kStopped);
+}
+
+void Version1::moSetup_SetupUpdate(config::Configuration1& edited) {
+  common::ShowingErrors(components_, "Version1.moSetup_SetupUpdate", [&] {
+    Configuration().SetData(edited.GetData());
+    if (!hostNotify_) throw runtime::Error(runtime::kObjectNotSet);
+    hostNotify_->ConfigurationChanged(*this);
+    ChangeState(kStopped);
+  });
+}
+
+void Version1::moSetup_SetupAborted() {
+  common::ShowingErrors(components_, "Version1.moSetup_SetupAborted",
+                        [&] { ChangeState(kStopped); });
 }
 
 config::Configuration1& Version1::Configuration() const {

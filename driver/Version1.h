@@ -50,6 +50,8 @@ class Version1 : public host::IDriver, public std::enable_shared_from_this<Versi
       std::shared_ptr<host::DatabaseSession> database);
   void moEngine_EngineStarted();
   void moEngine_EngineStopped();
+  void moSetup_SetupUpdate(config::Configuration1& edited);
+  void moSetup_SetupAborted();
 
   // The configuration and engine as the procedures use them: absent is error 91.
   config::Configuration1& Configuration() const;
@@ -65,6 +67,9 @@ class Version1 : public host::IDriver, public std::enable_shared_from_this<Versi
   runtime::Subscription engineStopped_;
   // After the engine, so that the window lets go of the engine's events first.
   std::unique_ptr<ui::ActivityWindow> activityWindow_;
+  std::unique_ptr<ui::SetupWindow> moSetup_;
+  runtime::Subscription setupUpdate_;
+  runtime::Subscription setupAborted_;
 };
 
 }  // namespace driver

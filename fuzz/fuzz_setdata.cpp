@@ -76,6 +76,7 @@ class Components : public host::Components {
   std::unique_ptr<host::SelectionDialog> CreateSelectionDialog(host::SelectionKind) override {
     Unsupported();
   }
+  std::unique_ptr<host::DataLinkDialog> CreateDataLinkDialog() override { Unsupported(); }
   void MessageBox(const std::string&) override {}
   void Beep() override {}
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "host/Connection.h"
+#include "host/DataLinkDialog.h"
 #include "host/DatabaseSession.h"
 #include "host/HostComparer.h"
 #include "host/HostDateMath.h"
@@ -41,6 +42,7 @@ class Components {
   virtual std::unique_ptr<HostRecord> CreateRecord(RecordKind kind) = 0;
   virtual std::unique_ptr<HostSubgroup> CreateSubgroup() = 0;
   virtual std::unique_ptr<SelectionDialog> CreateSelectionDialog(SelectionKind kind) = 0;
+  virtual std::unique_ptr<DataLinkDialog> CreateDataLinkDialog() = 0;
 
   // A plain message box with the default button and title.
   virtual void MessageBox(const std::string& text) = 0;

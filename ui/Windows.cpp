@@ -9,6 +9,7 @@
 
 #include "runtime/Error.h"
 #include "ui/frmActivity.h"
+#include "ui/frmConfigure.h"
 
 namespace ui {
 namespace {
@@ -54,6 +55,49 @@ bool ActivityWindow::IsLoaded() const {
 }
 
 void ActivityWindow::Unload() {
+  form_->close();
+}
+
+SetupWindow::SetupWindow(host::Components& components) {
+  RequireWindows();
+  form_ = std::make_unique<frmConfigure>(components);
+}
+
+SetupWindow::~SetupWindow() = default;
+
+config::Configuration1& SetupWindow::Configuration() const {
+  return *form_->Configuration();
+}
+
+runtime::Event<config::Configuration1&, bool&>& SetupWindow::SetupUpdate() {
+  return form_->SetupUpdate;
+}
+
+runtime::Event<>& SetupWindow::SetupAborted() {
+  return form_->SetupAborted;
+}
+
+bool SetupWindow::ShowModal() {
+  form_->setParent(HostMainWindow(), form_->windowFlags());
+  form_->ShowModal();
+  return form_->OKPressed();
+}
+
+void SetupWindow::ShowModeless() {
+  form_->ShowModeless();
+}
+
+void SetupWindow::BringToFront() {
+  form_->show();
+  form_->raise();
+  form_->activateWindow();
+}
+
+bool SetupWindow::IsLoaded() const {
+  return form_->IsLoaded();
+}
+
+void SetupWindow::Unload() {
   form_->close();
 }
 

@@ -17,6 +17,8 @@ int SubgroupsCommand(const Arguments& args);
 int GuiCommand(const Arguments& args);
 int SelectTagCommand(const Arguments& args);
 int SpoolCommand(const Arguments& args);
+// Opens the configuration dialog on one file and writes it back on OK (0); Cancel is 1.
+int SetupCommand(const Arguments& args);
 // Not in the usage: writes pictures of every window to a folder, for the documentation.
 int ScreenshotsCommand(const Arguments& args);
 

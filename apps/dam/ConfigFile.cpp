@@ -1,9 +1,12 @@
 #include "apps/dam/ConfigFile.h"
 
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include "host/PrivateFiles.h"
 #include "runtime/Error.h"
+#include "runtime/Text.h"
 
 namespace dam {
 
@@ -24,6 +27,24 @@ std::string ReadConfigurationFile(const std::string& path, bool raw) {
   }
   while (normalised.ends_with("\r\n")) normalised.resize(normalised.size() - 2);
   return normalised;
+}
+
+void WriteConfigurationFile(const std::string& path, const std::string& text) {
+  const std::string content = runtime::Join(runtime::Split(text, "\r\n"), "\n") + "\n";
+  std::error_code error;
+  if (std::filesystem::exists(path, error)) {
+    std::filesystem::copy_file(path, path + ".bak",
+                               std::filesystem::copy_options::overwrite_existing, error);
+    if (error) {
+      throw runtime::Error(runtime::kPathFileAccessError,
+                           "Cannot keep " + path + " as " + path + ".bak: " + error.message());
+    }
+  }
+  error = host::ReplaceFile(path, content);
+  if (error) {
+    throw runtime::Error(runtime::kPathFileAccessError,
+                         "Cannot write the configuration " + path + ": " + error.message());
+  }
 }
 
 }  // namespace dam

@@ -52,6 +52,7 @@ MainWindow::MainWindow(const std::vector<std::string>& configFiles, const std::s
   connect(ui_->bnStart, &QPushButton::clicked, this, &MainWindow::bnStart_Click);
   connect(ui_->bnStop, &QPushButton::clicked, this, &MainWindow::bnStop_Click);
   connect(ui_->bnPause, &QPushButton::clicked, this, &MainWindow::bnPause_Click);
+  connect(ui_->bnSetup, &QPushButton::clicked, this, &MainWindow::bnSetup_Click);
   connect(ui_->bnActivity, &QPushButton::clicked, this, &MainWindow::bnActivity_Click);
   connect(ui_->bnAbout, &QPushButton::clicked, this, &MainWindow::bnAbout_Click);
   connect(&refresh_, &QTimer::timeout, this, &MainWindow::RefreshRows);
@@ -123,7 +124,7 @@ void MainWindow::RefreshRows() {
 void MainWindow::UpdateButtons() {
   const bool hasDriver = SelectedRow() != nullptr;
   for (QPushButton* button :
-       {ui_->bnStart, ui_->bnStop, ui_->bnPause, ui_->bnActivity, ui_->bnAbout}) {
+       {ui_->bnStart, ui_->bnStop, ui_->bnPause, ui_->bnSetup, ui_->bnActivity, ui_->bnAbout}) {
     button->setEnabled(hasDriver);
   }
 }
@@ -155,6 +156,25 @@ void MainWindow::bnStop_Click() {
 
 void MainWindow::bnPause_Click() {
   if (Row* row = SelectedRow()) row->driver->PauseDriver();
+}
+
+void MainWindow::bnSetup_Click() {
+  Row* row = SelectedRow();
+  if (!row || !row->driver->ShowSetup(host::kTrue)) return;
+  try {
+    const std::string text =
+        row->components.TextCodec().DecodeText("QZ", row->driver->GetConfiguration());
+    WriteConfigurationFile(row->path, text);
+    row->configuration->SetData(text);
+    if (!row->configuration->ConfigurationName().empty()) {
+      ui_->lvwDrivers->currentItem()->setText(
+          kName, QString::fromStdString(row->configuration->ConfigurationName()));
+    }
+    row->error.clear();
+  } catch (...) {
+    row->error = Reason(std::current_exception());
+  }
+  RefreshRows();
 }
 
 void MainWindow::bnActivity_Click() {

@@ -1,6 +1,7 @@
 // The host's main window (`dam gui`): one row per configuration file with its driver's
 // state as the driver reports it, the subgroups it saved and its last error, and buttons
-// acting on the selected row. Closing it stops every driver and unloads it.
+// acting on the selected row. A confirmed setup is written back to the row's file at once.
+// Closing it stops every driver and unloads it.
 #pragma once
 
 #include <QMainWindow>
@@ -41,6 +42,7 @@ class MainWindow : public QMainWindow {
   void bnStart_Click();
   void bnStop_Click();
   void bnPause_Click();
+  void bnSetup_Click();
   void bnActivity_Click();
   void bnAbout_Click();
 

@@ -1,6 +1,8 @@
 // Pictures of every window for the documentation: the main window with one configuration
-// running, its activity window on each tab after a few collections, the about box and the
-// tag browser filtered. Run under a real X server (scripts/screenshots uses Xvfb).
+// running, its activity window on each tab after a few collections, the about box, the
+// tag browser filtered, the configuration dialog on each tab, the item dialogs, the data
+// link dialog and a selection dialog of the SPC database. Run under a real X server
+// (scripts/screenshots uses Xvfb).
 #include <QApplication>
 #include <QEventLoop>
 #include <QLineEdit>
@@ -15,10 +17,18 @@
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/ConfigFile.h"
+#include "apps/dam/DamHost.h"
 #include "apps/dam/MainWindow.h"
 #include "config/Configuration1.h"
+#include "platform/components/OdbcDataLinkDialog.h"
 #include "platform/components/PlatformComponents.h"
+#include "platform/components/SpcSelectionDialog.h"
 #include "ui/SelectTag.h"
+#include "ui/frmCondition.h"
+#include "ui/frmConfigure.h"
+#include "ui/frmDescriptor.h"
+#include "ui/frmDescriptorType.h"
+#include "ui/frmTest.h"
 
 namespace dam {
 namespace {
@@ -56,6 +66,72 @@ void SaveModal(const std::string& folder, const std::string& name,
     modal->close();
   });
   open();
+}
+
+// Shows `form` after `load`, saves it and closes it.
+template <typename Form>
+void SaveForm(Form& form, const std::string& folder, const std::string& name) {
+  form.Form_Load();
+  form.show();
+  Wait(200);
+  Save(form, folder, name);
+  form.close();
+}
+
+void SaveSetupDialogs(platform::PlatformComponents& components, const std::string& file,
+                      const std::string& folder) {
+  ui::frmConfigure setup(components);
+  auto configuration = setup.Configuration();
+  configuration->SetData(ReadConfigurationFile(file, false));
+  setup.Form_Load();
+  setup.show();
+  auto* tabs = setup.findChild<QTabWidget*>("TabStrip1");
+  for (int i = 0; i < tabs->count(); ++i) {
+    tabs->setCurrentIndex(i);
+    Wait(100);
+    Save(setup, folder, "setup-" + tabs->widget(i)->objectName().mid(3).toLower().toStdString());
+  }
+  setup.hide();
+
+  ui::frmDescriptorType types(components);
+  types.SetConfiguration(configuration);
+  SaveForm(types, folder, "descriptor-type");
+  if (configuration->DescriptorCount() > 0) {
+    ui::frmDescriptor descriptor(components);
+    descriptor.SetConfiguration(configuration);
+    descriptor.SetDescriptorItem(configuration->GetDescriptorItem(1));
+    SaveForm(descriptor, folder, "descriptor");
+  }
+  if (configuration->TestCount() > 0) {
+    ui::frmTest test(components);
+    test.SetConfiguration(configuration);
+    test.SetTestItem(configuration->GetTestItem(1));
+    SaveForm(test, folder, "characteristic");
+  }
+  if (configuration->ConditionCount() > 0) {
+    ui::frmCondition condition(components);
+    condition.SetConfiguration(configuration);
+    condition.SetConditionItem(configuration->GetConditionItem(1));
+    SaveForm(condition, folder, "condition");
+  }
+
+  platform::OdbcDataLinkDialog link;
+  link.SetConnection(configuration->DataLink());
+  link.show();
+  Wait(200);
+  Save(link, folder, "data-link");
+  link.close();
+
+  std::shared_ptr<host::DatabaseSession> session = components.CreateDatabaseSession();
+  session->Initialize(SessionNumber());
+  session->Settings().SetConnection(SpcConnection(components, ""));
+  session->Open(1, 0);
+  platform::SpcSelectionDialog select(host::SelectionKind::Test);
+  select.Load(*session, 0, 0);
+  select.show();
+  Wait(200);
+  Save(select, folder, "select-test");
+  select.close();
 }
 
 }  // namespace
@@ -106,6 +182,8 @@ int ScreenshotsCommand(const Arguments& args) {
         browser.findChild<QPushButton*>("bnRefresh")->click();
       },
       [&] { ui::SelectTag(components, configuration, value); });
+  window.findChild<QPushButton*>("bnStop")->click();
+  SaveSetupDialogs(components, file, folder);
   window.close();
   return 0;
 }

@@ -13,6 +13,7 @@ int Usage() {
                "  dam register MODULE | unregister MODULE | drivers\n"
                "  dam run CONFIG [--spc CONNECTION] [--for DURATION] [--subgroups N] [--activity]\n"
                "  dam gui [CONFIG...] [--spc CONNECTION]\n"
+               "  dam setup CONFIG [--spc CONNECTION]\n"
                "  dam select-tag CONFIG [--value TEXT]\n"
                "  dam config show [--raw] [--json] [--show-secrets] CONFIG\n"
                "  dam subgroups [--spc CONNECTION] [--last N] [--json]\n"
@@ -35,6 +36,7 @@ int main(int argc, char** argv) {
     if (command == "run") return dam::RunCommand(args);
     if (command == "subgroups") return dam::SubgroupsCommand(args);
     if (command == "gui") return dam::GuiCommand(args);
+    if (command == "setup") return dam::SetupCommand(args);
     if (command == "select-tag") return dam::SelectTagCommand(args);
     if (command == "spool") return dam::SpoolCommand(args);
     if (command == "screenshots") return dam::ScreenshotsCommand(args);

@@ -11,6 +11,8 @@
 
 #include "common/Module.h"
 #include "platform/components/ConsoleError.h"
+#include "platform/components/OdbcDataLinkDialog.h"
+#include "platform/components/SpcSelectionDialog.h"
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcRecord.h"
 #include "platform/spcdb/SpcSession.h"
@@ -138,8 +140,16 @@ std::unique_ptr<host::HostSubgroup> PlatformComponents::CreateSubgroup() {
 }
 
 std::unique_ptr<host::SelectionDialog> PlatformComponents::CreateSelectionDialog(
-    host::SelectionKind) {
-  throw runtime::Error(429, "The selection dialogs of the SPC database need windows");
+    host::SelectionKind kind) {
+  if (!WindowsAreUp()) {
+    throw runtime::Error(429, "The selection dialogs of the SPC database need windows");
+  }
+  return std::make_unique<SpcSelectionDialog>(kind, QApplication::activeWindow());
+}
+
+std::unique_ptr<host::DataLinkDialog> PlatformComponents::CreateDataLinkDialog() {
+  if (!WindowsAreUp()) throw runtime::Error(429, "The data link dialog needs windows");
+  return std::make_unique<OdbcDataLinkDialog>(QApplication::activeWindow());
 }
 
 void PlatformComponents::MessageBox(const std::string& text) {

@@ -1,6 +1,6 @@
 // host::Components on this platform: ODBC data access, the SPC database over ODBC, Qt
-// timers, the utility services and the console error display. Selection dialogs need
-// windows and are not available headless.
+// timers, the utility services and the console error display. The selection dialogs and
+// the data link dialog need windows and are not available headless.
 //
 // Every connection made here, the SPC database's included, follows the host settings in
 // dam.ini (settings folder), read when the connection or session is created:
@@ -42,6 +42,7 @@ class PlatformComponents : public host::Components {
   std::unique_ptr<host::HostRecord> CreateRecord(host::RecordKind kind) override;
   std::unique_ptr<host::HostSubgroup> CreateSubgroup() override;
   std::unique_ptr<host::SelectionDialog> CreateSelectionDialog(host::SelectionKind kind) override;
+  std::unique_ptr<host::DataLinkDialog> CreateDataLinkDialog() override;
 
   void MessageBox(const std::string& text) override;
   void Beep() override;

@@ -73,4 +73,8 @@ std::unique_ptr<host::SelectionDialog> FakeComponents::CreateSelectionDialog(
   return CreateWith(selectionDialogFactory, kind);
 }
 
+std::unique_ptr<host::DataLinkDialog> FakeComponents::CreateDataLinkDialog() {
+  return CreateWith(dataLinkDialogFactory);
+}
+
 }  // namespace testsupport

@@ -74,6 +74,7 @@ class FakeComponents : public host::Components {
   std::unique_ptr<host::HostRecord> CreateRecord(host::RecordKind kind) override;
   std::unique_ptr<host::HostSubgroup> CreateSubgroup() override;
   std::unique_ptr<host::SelectionDialog> CreateSelectionDialog(host::SelectionKind kind) override;
+  std::unique_ptr<host::DataLinkDialog> CreateDataLinkDialog() override;
 
   void MessageBox(const std::string& text) override { messageBoxes.push_back(text); }
   void Beep() override { ++beeps; }
@@ -91,6 +92,7 @@ class FakeComponents : public host::Components {
   std::function<std::unique_ptr<host::HostRecord>(host::RecordKind)> recordFactory;
   std::function<std::unique_ptr<host::HostSubgroup>()> subgroupFactory;
   std::function<std::unique_ptr<host::SelectionDialog>(host::SelectionKind)> selectionDialogFactory;
+  std::function<std::unique_ptr<host::DataLinkDialog>()> dataLinkDialogFactory;
 
  private:
   TempFolder root_;

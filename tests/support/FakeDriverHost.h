@@ -34,9 +34,10 @@ class FakeParent : public host::DriverParent,
   std::shared_ptr<host::ApplicationDatabase> Database() override { return shared_from_this(); }
   std::shared_ptr<host::DatabaseSession> Session() override { return hostSession; }
   void StateChanged(host::IDriver& driver) override { states.push_back(driver.State()); }
-  void ConfigurationChanged(host::IDriver&) override {}
+  void ConfigurationChanged(host::IDriver&) override { ++configurationChanges; }
   std::shared_ptr<FakeSession> hostSession = std::make_shared<FakeSession>();
   std::vector<int32_t> states;
+  int configurationChanges = 0;
 };
 
 }  // namespace testsupport

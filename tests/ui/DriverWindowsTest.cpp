@@ -2,8 +2,11 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QLineEdit>
 #include <QMainWindow>
 #include <QMessageBox>
+#include <QPushButton>
+#include <QTest>
 #include <QTimer>
 #include <QTreeWidget>
 
@@ -17,12 +20,31 @@
 #include "tests/support/ManualTimer.h"
 #include "tests/support/RecordingSubgroup.h"
 #include "tests/support/TestClock.h"
+#include "tests/ui/DialogDriving.h"
 #include "tests/ui/ListText.h"
 
 namespace {
 
 using testsupport::FakeParent;
 using testsupport::FakeSession;
+
+// Refuses every close, as a dialog whose close logic says no.
+class RefusingClose : public QObject {
+ public:
+  bool eventFilter(QObject*, QEvent* event) override {
+    if (event->type() != QEvent::Close) return false;
+    event->ignore();
+    return true;
+  }
+};
+
+std::vector<QWidget*> SetupDialogs() {
+  std::vector<QWidget*> dialogs;
+  for (QWidget* widget : QApplication::topLevelWidgets()) {
+    if (widget->objectName() == "frmConfigure") dialogs.push_back(widget);
+  }
+  return dialogs;
+}
 
 // The host's real codec: a configuration of several lines crosses Load as one line.
 class CodecComponents : public testsupport::FakeComponents {
@@ -125,6 +147,78 @@ TEST_F(DriverWindowsTest, AboutBoxNamesProductVersionAndModuleAndBelongsToTheMai
   EXPECT_TRUE(text.contains(QApplication::applicationFilePath())) << text.toStdString();
   EXPECT_EQ(owner, &mainWindow);
   EXPECT_TRUE(components.shownErrors.empty());
+}
+
+TEST_F(DriverWindowsTest, SetupIsRefusedWhileRunningAndOpensOnlyOneDialog) {
+  EXPECT_TRUE(version1->StartDriver());
+  EXPECT_EQ(version1->State(), 3);
+  EXPECT_FALSE(version1->ShowSetup(host::kTrue));
+  EXPECT_EQ(components.messageBoxes,
+            std::vector<std::string>{"Already Running. Can't configure at this time."});
+  EXPECT_TRUE(SetupDialogs().empty());
+  version1->StopDriver();
+
+  parent->states.clear();
+  EXPECT_FALSE(version1->ShowSetup(host::kFalse)) << "modeless";
+  EXPECT_EQ(parent->states, std::vector<int32_t>{4});
+  ASSERT_EQ(SetupDialogs().size(), 1u);
+  QWidget& dialog = *SetupDialogs()[0];
+  EXPECT_TRUE(dialog.isVisible());
+  EXPECT_EQ(uitest::Control<QLineEdit>(dialog, "txtName").text(), "Line 1");
+  EXPECT_FALSE(version1->ShowSetup(host::kFalse));
+  EXPECT_FALSE(version1->ShowSetup(host::kTrue)) << "brought forward, not opened again";
+  EXPECT_EQ(SetupDialogs().size(), 1u);
+
+  uitest::Control<QLineEdit>(dialog, "txtName").setText("Line 2");
+  uitest::Control<QPushButton>(dialog, "bnOK").click();
+  EXPECT_EQ(version1->Name(), "Line 2");
+  EXPECT_EQ(parent->configurationChanges, 1);
+  EXPECT_EQ(version1->State(), 0);
+  EXPECT_TRUE(components.shownErrors.empty());
+}
+
+TEST_F(DriverWindowsTest, ModalSetupTellsHowItEndedAndCancelLeavesTheConfiguration) {
+  const std::string before = version1->GetConfiguration();
+  uitest::WhenModal([](QDialog& dialog) {
+    uitest::Control<QLineEdit>(dialog, "txtName").setText("Changed");
+    uitest::Control<QPushButton>(dialog, "bnCancel").click();
+  });
+  EXPECT_FALSE(version1->ShowSetup(host::kTrue));
+  EXPECT_EQ(version1->GetConfiguration(), before);
+  EXPECT_EQ(parent->configurationChanges, 0);
+  EXPECT_EQ(version1->State(), 0);
+
+  uitest::WhenModal([](QDialog& dialog) {
+    uitest::Control<QLineEdit>(dialog, "txtName").setText("Changed");
+    QTest::keyClick(&dialog, Qt::Key_Return);
+  });
+  EXPECT_TRUE(version1->ShowSetup(host::kTrue));
+  EXPECT_EQ(version1->Name(), "Changed");
+  EXPECT_EQ(parent->configurationChanges, 1);
+  EXPECT_EQ(version1->State(), 0);
+  EXPECT_TRUE(components.shownErrors.empty());
+}
+
+TEST_F(DriverWindowsTest, QueryUnloadWithARefusingSetupDialogCancelsAndBeepsOnce) {
+  EXPECT_FALSE(version1->ShowSetup(host::kFalse));
+  ASSERT_EQ(SetupDialogs().size(), 1u);
+  QWidget& dialog = *SetupDialogs()[0];
+  RefusingClose refusing;
+  dialog.installEventFilter(&refusing);
+  host::Bool16 cancel = host::kFalse;
+  version1->QueryUnload(cancel, 0);
+  EXPECT_EQ(cancel, host::kTrue);
+  EXPECT_EQ(components.beeps, 1);
+  EXPECT_TRUE(dialog.isVisible());
+  EXPECT_EQ(version1->State(), 4);
+
+  dialog.removeEventFilter(&refusing);
+  cancel = host::kFalse;
+  version1->QueryUnload(cancel, 0);
+  EXPECT_EQ(cancel, host::kFalse);
+  EXPECT_EQ(components.beeps, 1);
+  EXPECT_FALSE(dialog.isVisible());
+  EXPECT_EQ(version1->State(), 0) << "closing aborts the setup";
 }
 
 }  // namespace

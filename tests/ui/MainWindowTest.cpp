@@ -3,16 +3,19 @@
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QLineEdit>
 #include <QPushButton>
 #include <QTimer>
 #include <QTreeWidget>
 #include <cstdlib>
 #include <fstream>
+#include <sstream>
 
 #include "apps/dam/DriverModule.h"
 #include "apps/dam/MainWindow.h"
 #include "tests/support/Historian.h"
 #include "tests/support/TempFolder.h"
+#include "tests/ui/DialogDriving.h"
 #include "tests/ui/ListText.h"
 
 namespace {
@@ -72,10 +75,9 @@ TEST_F(MainWindowTest, ButtonsActOnTheSelectedDriverAndClosingUnloadsEveryOne) {
   EXPECT_EQ(rows[0], "Line A | oxaGEPDAD6.Version1 | stopped | 0 | none");
   EXPECT_TRUE(rows[1].starts_with("missing | oxaGEPDAD6.Version1 | not loaded |  | ")) << rows[1];
   EXPECT_NE(rows[1].find("missing.cfg"), std::string::npos) << rows[1];
-  EXPECT_FALSE(window.findChild<QPushButton*>("bnSetup")->isEnabled());
 
   list->setCurrentItem(list->topLevelItem(1));
-  for (const char* button : {"bnStart", "bnStop", "bnPause", "bnActivity", "bnAbout"}) {
+  for (const char* button : {"bnStart", "bnStop", "bnPause", "bnSetup", "bnActivity", "bnAbout"}) {
     EXPECT_FALSE(window.findChild<QPushButton*>(button)->isEnabled()) << button;
   }
   list->setCurrentItem(list->topLevelItem(0));
@@ -98,6 +100,40 @@ TEST_F(MainWindowTest, ButtonsActOnTheSelectedDriverAndClosingUnloadsEveryOne) {
   EXPECT_TRUE(window.close());
   EXPECT_FALSE(activity->isVisible()) << "closed through QueryUnload";
   EXPECT_EQ(State(window, 0), "stopped");
+}
+
+std::string FileText(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+TEST_F(MainWindowTest, ConfirmedSetupRewritesTheFileAndKeepsTheOldOneCancelLeavesIt) {
+  const std::string before = FileText(config);
+  dam::MainWindow window({config}, "", "oxaGEPDAD6.Version1");
+  window.show();
+  uitest::WhenModal([](QDialog& dialog) {
+    uitest::Control<QLineEdit>(dialog, "txtName").setText("Line B");
+    uitest::Control<QPushButton>(dialog, "bnCancel").click();
+  });
+  Click(window, "bnSetup");
+  EXPECT_EQ(FileText(config), before);
+  EXPECT_FALSE(std::ifstream(config + ".bak").good());
+
+  uitest::WhenModal([](QDialog& dialog) {
+    uitest::Control<QLineEdit>(dialog, "txtName").setText("Line B");
+    uitest::Control<QPushButton>(dialog, "bnOK").click();
+  });
+  Click(window, "bnSetup");
+  EXPECT_EQ(FileText(config + ".bak"), before);
+  const std::string after = FileText(config);
+  EXPECT_TRUE(after.starts_with("NAME=Line B\n")) << after;
+  EXPECT_EQ(after.find('\r'), std::string::npos) << "plain lines";
+  EXPECT_NE(after.find("DESCRIPTOR=1\tParts\tP-1\n"), std::string::npos) << after;
+  EXPECT_EQ(uitest::Rows(*window.findChild<QTreeWidget*>("lvwDrivers")).at(0).substr(0, 9),
+            "Line B | ");
+  EXPECT_TRUE(window.close());
 }
 
 }  // namespace

@@ -1,0 +1,69 @@
+#include <QApplication>
+#include <filesystem>
+#include <iostream>
+
+#include "apps/dam/Commands.h"
+#include "apps/dam/ConfigFile.h"
+#include "apps/dam/DamHost.h"
+#include "apps/dam/DriverModule.h"
+#include "platform/components/PlatformComponents.h"
+#include "runtime/Error.h"
+
+namespace dam {
+
+int SetupCommand(const Arguments& args) {
+  std::string file;
+  std::string spc;
+  std::string driverClass = "oxaGEPDAD6.Version1";
+  for (size_t i = 0; i < args.size(); ++i) {
+    if (args[i] == "--spc" && i + 1 < args.size()) {
+      spc = args[++i];
+    } else if (args[i] == "--driver" && i + 1 < args.size()) {
+      driverClass = args[++i];
+    } else if (file.empty() && !args[i].starts_with("--")) {
+      file = args[i];
+    } else {
+      file.clear();
+      break;
+    }
+  }
+  if (file.empty()) {
+    std::cerr << "usage: dam setup CONFIG [--spc CONNECTION] [--driver CLASS]\n";
+    return 2;
+  }
+  int argc = 1;
+  char name[] = "dam";
+  char* argv[] = {name, nullptr};
+  QApplication application(argc, argv);
+  platform::PlatformComponents components;
+  WarnIfSettingsShowPasswords(components);
+  const std::unique_ptr<DriverModule> module = LoadRegisteredModule(driverClass);
+  auto host = std::make_shared<DamHost>(components, SpcConnection(components, spc));
+  const std::shared_ptr<host::IDriver> driver =
+      module->ClassObject(driverClass).CreateInstance(components);
+  // A new configuration starts from the driver's defaults, named after its file.
+  if (!driver->Initialize(host, std::filesystem::path(file).stem().string())) {
+    throw runtime::Error(runtime::kInvalidProcedureCall, "the driver could not be initialized");
+  }
+  if (std::filesystem::exists(file)) {
+    const std::string text = ReadConfigurationFile(file, false);
+    if (!driver->Load(runtime::Variant(components.TextCodec().EncodeText("QZ", text)))) {
+      throw runtime::Error(runtime::kInvalidProcedureCall,
+                           "the driver could not load the configuration " + file);
+    }
+  }
+  const bool confirmed = driver->ShowSetup(host::kTrue);
+  int status = 1;
+  if (confirmed) {
+    WriteConfigurationFile(file,
+                           components.TextCodec().DecodeText("QZ", driver->GetConfiguration()));
+    std::cout << "Saved " << file << std::endl;
+    status = 0;
+  }
+  host::Bool16 cancel = host::kFalse;
+  driver->QueryUnload(cancel, 0);
+  driver->Unload();
+  return status;
+}
+
+}  // namespace dam

@@ -1,0 +1,274 @@
+// The configuration dialog on real configurations: a real SQLite historian behind the
+// data link, items edited through the item dialogs as a user does.
+#include <gtest/gtest.h>
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDateEdit>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTabWidget>
+#include <QTest>
+#include <QTimeEdit>
+#include <QTreeWidget>
+
+#include "tests/support/FakeComponents.h"
+#include "tests/support/Historian.h"
+#include "tests/ui/DialogDriving.h"
+#include "tests/ui/ListText.h"
+#include "ui/frmConfigure.h"
+
+namespace {
+
+using uitest::Control;
+using Lines = std::vector<std::string>;
+
+// Answers the data link dialog with a fixed string, or cancels.
+class ScriptedDataLink : public host::DataLinkDialog {
+ public:
+  ScriptedDataLink(std::vector<std::string>& shown, std::optional<std::string> answer)
+      : shown_(shown), answer_(std::move(answer)) {}
+  bool Edit(std::string& connection, const Tester&) override {
+    shown_.push_back(connection);
+    if (!answer_) return false;
+    connection = *answer_;
+    return true;
+  }
+
+ private:
+  std::vector<std::string>& shown_;
+  std::optional<std::string> answer_;
+};
+
+class ConfigureDialogTest : public ::testing::Test {
+ protected:
+  ConfigureDialogTest() {
+    components.dataLinkDialogFactory = [this] {
+      return std::make_unique<ScriptedDataLink>(linksShown, linkAnswer);
+    };
+  }
+
+  // A dialog on `text`, loaded and shown as the active window.
+  std::unique_ptr<ui::frmConfigure> Open(const std::string& text) {
+    auto form = std::make_unique<ui::frmConfigure>(components);
+    form->Configuration()->SetData(text);
+    form->Form_Load();
+    form->show();
+    QApplication::setActiveWindow(form.get());
+    EXPECT_TRUE(QTest::qWaitForWindowActive(form.get()));
+    return form;
+  }
+  static QTreeWidget& List(ui::frmConfigure& form, const char* name) {
+    return Control<QTreeWidget>(form, name);
+  }
+  static int Selected(ui::frmConfigure& form, const char* name) {
+    return ui::SelectedRow(List(form, name));
+  }
+  static void Click(ui::frmConfigure& form, const char* name) {
+    Control<QPushButton>(form, name).click();
+  }
+
+  testsupport::FakeComponents components;
+  std::string historian = testsupport::CreateSqliteDatabase(components.Root().File("h.db"),
+                                                            testsupport::kHistorianTables);
+  std::vector<std::string> linksShown;
+  std::optional<std::string> linkAnswer;
+  const std::string lists =
+      "NAME=Line 1\r\nDATALINK=" + historian +
+      "\r\nDESCRIPTOR=1\tGears\tGear\r\nDESCRIPTOR=4\t\t%TAG(Value, Lot)"
+      "\r\nDESCRIPTOR=7\tOperators\tAnna\r\nTEST=Dimensions\tWidth\t%TAG(Value, W)\t"
+      "\r\nCONDITION=0\t%TAG(Value, Run)\t0\tignored\r\nCONDITION=0\t%TAG(Value, Speed)\t3\t10";
+};
+
+TEST_F(ConfigureDialogTest, LoadsEveryTabAndMarksAFailedLinkRed) {
+  auto form = Open(lists + "\r\nACTIVE=1\r\nSUBGROUPINTERVAL=5\r\nSUBGROUPUNIT=2");
+  EXPECT_EQ(form->windowTitle(), "Configuration Properties");
+  auto& tabs = Control<QTabWidget>(*form, "TabStrip1");
+  QStringList captions;
+  for (int i = 0; i < tabs.count(); ++i) captions << tabs.tabText(i);
+  EXPECT_EQ(captions.join("|"),
+            "&1. General|&2. Sampling|&3. Descriptors|&4. Characteristics|&5. Conditions");
+  EXPECT_EQ(tabs.currentIndex(), 0);
+  EXPECT_TRUE(Control<QCheckBox>(*form, "chkActive").isChecked());
+  EXPECT_EQ(Control<QLineEdit>(*form, "txtName").text(), "Line 1");
+  auto& connection = Control<QLineEdit>(*form, "txtConnection");
+  EXPECT_EQ(connection.text(), "Connection Ready");
+  EXPECT_NE(connection.palette().color(QPalette::Base), QColor(255, 0, 0));
+  auto& unit = Control<QComboBox>(*form, "cboSubgroupUnit");
+  ASSERT_EQ(unit.count(), 4);
+  EXPECT_EQ(unit.currentText(), "Hours");
+  EXPECT_EQ(unit.itemData(3).toInt(), 3);
+  EXPECT_EQ(uitest::Headers(List(*form, "lvwDescriptors")), (Lines{"Type", "Item", "Group"}));
+  EXPECT_EQ(uitest::Rows(List(*form, "lvwDescriptors")),
+            (Lines{"Part | Gear | Gears", "Lot | %TAG(Value, Lot) | ",
+                   "User-Defined | Anna | Operators"}));
+  EXPECT_EQ(uitest::Headers(List(*form, "lvwTests")), (Lines{"Item", "Group", "Value", "Defect"}));
+  EXPECT_EQ(uitest::Rows(List(*form, "lvwConditions")),
+            (Lines{"%TAG(Value, Run) IS NEW", "%TAG(Value, Speed) >= 10"}));
+  for (const char* list : {"lvwDescriptors", "lvwTests", "lvwConditions"}) {
+    EXPECT_EQ(Selected(*form, list), 0) << list;
+  }
+  EXPECT_TRUE(form->IsLoaded());
+
+  auto failed = Open("NAME=Broken\r\nDATALINK=Driver=NoSuchDriver;Database=x");
+  auto& red = Control<QLineEdit>(*failed, "txtConnection");
+  EXPECT_EQ(red.palette().color(QPalette::Base), QColor(255, 0, 0));
+  EXPECT_EQ(red.toolTip().toStdString(), failed->Configuration()->DataLinkError());
+  EXPECT_NE(red.toolTip().toStdString().find(" - "), std::string::npos) << "number - text";
+}
+
+TEST_F(ConfigureDialogTest, DataLinkIsTestedAgainOnlyWhenItReallyChanged) {
+  auto form = Open("NAME=Line 1\r\nDATALINK=" + historian);
+  const struct {
+    std::optional<std::string> answer;
+    bool tested;
+    const char* state;
+  } cases[] = {
+      {std::nullopt, false, "Connection Ready"},
+      {historian, false, "Connection Ready"},
+      {runtime::ToUpper(historian), false, "Connection Ready"},
+      {"Driver=NoSuchDriver;Database=x", true, nullptr},
+      {historian, true, "Connection Ready"},
+  };
+  for (const auto& test : cases) {
+    linkAnswer = test.answer;
+    const int before = components.connectionsCreated;
+    Click(*form, "bnDataLink");
+    EXPECT_EQ(components.connectionsCreated > before, test.tested) << test.answer.value_or("-");
+    if (test.state) {
+      EXPECT_EQ(Control<QLineEdit>(*form, "txtConnection").text(), test.state);
+    } else {
+      EXPECT_EQ(Control<QLineEdit>(*form, "txtConnection").palette().color(QPalette::Base),
+                QColor(255, 0, 0));
+    }
+  }
+  EXPECT_EQ(linksShown.front(), historian);
+  EXPECT_TRUE(components.shownErrors.empty());
+}
+
+TEST_F(ConfigureDialogTest, OKWritesTheSamplingValuesAndAHandlerMayKeepTheDialogOpen) {
+  auto form = Open("NAME=Line 1\r\nDATALINK=" + historian);
+  Control<QDateEdit>(*form, "dtDate").setDate(QDate(2024, 2, 29));
+  Control<QTimeEdit>(*form, "dtTime").setTime(QTime(6, 30, 15));
+  const struct {
+    QString subgroup, retry;
+    int32_t subgroupSaved, retrySaved;
+  } cases[] = {{"2.5", "abc", 2, 0}, {"3.5", " 7 min", 4, 7}, {"-1", "", -1, 0}};
+  for (const auto& test : cases) {
+    Control<QLineEdit>(*form, "txtSubgroupInterval").setText(test.subgroup);
+    Control<QLineEdit>(*form, "txtRetryInterval").setText(test.retry);
+    Control<QComboBox>(*form, "cboRetryUnit").setCurrentIndex(3);
+    Control<QCheckBox>(*form, "chkActive").setCheckState(Qt::PartiallyChecked);
+    Control<QLineEdit>(*form, "txtName").setText("  Line 2 ");
+    int updates = 0;
+    auto refusing = form->SetupUpdate.Subscribe([&](config::Configuration1& edited, bool& cancel) {
+      ++updates;
+      EXPECT_EQ(&edited, form->Configuration().get());
+      cancel = true;
+    });
+    Click(*form, "bnOK");
+    EXPECT_EQ(updates, 1);
+    EXPECT_TRUE(form->isVisible()) << "kept open";
+    EXPECT_FALSE(form->OKPressed());
+    const config::Configuration1& saved = *form->Configuration();
+    EXPECT_EQ(saved.SubgroupInterval(), test.subgroupSaved) << test.subgroup.toStdString();
+    EXPECT_EQ(saved.RetryInterval(), test.retrySaved) << test.retry.toStdString();
+    EXPECT_EQ(saved.RetryUnit(), 3);
+    EXPECT_TRUE(saved.Active()) << "greyed counts as checked";
+    EXPECT_EQ(saved.ConfigurationName(), "  Line 2 ");
+    EXPECT_EQ(runtime::FormatGeneralDate(components.DateMath().SerialToDate(saved.SyncTime())),
+              "2024-02-29 06:30:15");
+  }
+  int updates = 0;
+  auto accepting = form->SetupUpdate.Subscribe([&](config::Configuration1&, bool&) { ++updates; });
+  QTest::keyClick(Control<QLineEdit>(*form, "txtName").window(), Qt::Key_Return);
+  EXPECT_EQ(updates, 1);
+  EXPECT_TRUE(form->OKPressed());
+  EXPECT_FALSE(form->isVisible());
+  EXPECT_FALSE(form->IsLoaded());
+}
+
+TEST_F(ConfigureDialogTest, CancelEscapeAndTheCloseBoxAbortWithoutOK) {
+  for (int way = 0; way < 3; ++way) {
+    auto form = Open(lists);
+    int aborted = 0, updates = 0;
+    auto a = form->SetupAborted.Subscribe([&] { ++aborted; });
+    auto u = form->SetupUpdate.Subscribe([&](config::Configuration1&, bool&) { ++updates; });
+    if (way == 0) Click(*form, "bnCancel");
+    if (way == 1) QTest::keyClick(form.get(), Qt::Key_Escape);
+    if (way == 2) form->close();
+    EXPECT_EQ(aborted, 1) << way;
+    EXPECT_EQ(updates, 0) << way;
+    EXPECT_FALSE(form->OKPressed());
+    EXPECT_FALSE(form->IsLoaded());
+    EXPECT_FALSE(form->isVisible());
+  }
+}
+
+TEST_F(ConfigureDialogTest, ListsKeepTheirSelectionThroughAddEditAndDelete) {
+  auto form = Open(lists);
+  Control<QTabWidget>(*form, "TabStrip1").setCurrentIndex(2);
+
+  // Deleting the last of three selects the new last; no question is asked.
+  List(*form, "lvwDescriptors").setCurrentItem(List(*form, "lvwDescriptors").topLevelItem(2));
+  Click(*form, "bnDeleteDesc");
+  EXPECT_EQ(uitest::Rows(List(*form, "lvwDescriptors")),
+            (Lines{"Part | Gear | Gears", "Lot | %TAG(Value, Lot) | "}));
+  EXPECT_EQ(Selected(*form, "lvwDescriptors"), 1);
+  // Deleting the first selects the one that moved up.
+  List(*form, "lvwDescriptors").setCurrentItem(List(*form, "lvwDescriptors").topLevelItem(0));
+  Click(*form, "bnDeleteDesc");
+  EXPECT_EQ(uitest::Rows(List(*form, "lvwDescriptors")), (Lines{"Lot | %TAG(Value, Lot) | "}));
+  EXPECT_EQ(Selected(*form, "lvwDescriptors"), 0);
+  Click(*form, "bnDeleteDesc");
+  Click(*form, "bnDeleteDesc");
+  EXPECT_EQ(form->Configuration()->DescriptorCount(), 0) << "nothing to delete is no fault";
+  EXPECT_TRUE(components.shownErrors.empty());
+
+  // Add: the type picker, then the descriptor dialog; the new row is selected.
+  uitest::WhenModal([](QDialog& picker) {
+    EXPECT_EQ(picker.objectName(), "frmDescriptorType");
+    auto& types = Control<QListWidget>(picker, "lstTypes");
+    types.setCurrentRow(types.count() - 2);  // Size
+    uitest::WhenModal([](QDialog& dialog) {
+      EXPECT_EQ(dialog.windowTitle(), "Descriptor Properties: Size");
+      QTest::keyClicks(&Control<QLineEdit>(dialog, "txtItem"), "%TAG(Value, Size)");
+      QTest::keyClick(&dialog, Qt::Key_Return);
+    });
+    QTest::keyClick(&picker, Qt::Key_Return);
+  });
+  Click(*form, "bnAddDesc");
+  EXPECT_EQ(uitest::Rows(List(*form, "lvwDescriptors")), (Lines{"Size | %TAG(Value, Size) | "}));
+  // Cancelling the second dialog discards the new item.
+  uitest::WhenModal([](QDialog& picker) {
+    uitest::WhenModal([](QDialog& dialog) { QTest::keyClick(&dialog, Qt::Key_Escape); });
+    QTest::keyClick(&picker, Qt::Key_Return);
+  });
+  Click(*form, "bnAddDesc");
+  EXPECT_EQ(form->Configuration()->DescriptorCount(), 1);
+
+  // A double-click edits the row in place and keeps it selected; Cancel leaves it.
+  Control<QTabWidget>(*form, "TabStrip1").setCurrentIndex(4);
+  QTreeWidget& conditions = List(*form, "lvwConditions");
+  const QRect second = conditions.visualItemRect(conditions.topLevelItem(1));
+  uitest::WhenModal([](QDialog& dialog) {
+    EXPECT_EQ(dialog.windowTitle(), "Condition Properties");
+    Control<QComboBox>(dialog, "cboEvaluation").setCurrentIndex(6);
+    QTest::keyClick(&dialog, Qt::Key_Return);
+  });
+  QTest::mouseClick(conditions.viewport(), Qt::LeftButton, {}, second.center());
+  QTest::mouseDClick(conditions.viewport(), Qt::LeftButton, {}, second.center());
+  EXPECT_EQ(uitest::Rows(conditions),
+            (Lines{"%TAG(Value, Run) IS NEW", "%TAG(Value, Speed) <> 10"}));
+  EXPECT_EQ(Selected(*form, "lvwConditions"), 1);
+  uitest::WhenModal([](QDialog& dialog) {
+    Control<QComboBox>(dialog, "cboEvaluation").setCurrentIndex(1);
+    QTest::keyClick(&dialog, Qt::Key_Escape);
+  });
+  Click(*form, "bnEditCondition");
+  EXPECT_EQ(form->Configuration()->GetConditionItem(2)->Evaluation(), 6);
+}
+
+}  // namespace

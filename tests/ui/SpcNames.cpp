@@ -1,0 +1,50 @@
+#include "tests/ui/SpcNames.h"
+
+#include "platform/spcdb/SpcSubgroup.h"
+#include "runtime/Date.h"
+#include "tests/support/Historian.h"
+
+namespace uitest {
+
+std::shared_ptr<platform::SpcSession> CreateSpcDatabase(const std::string& file) {
+  auto session = std::make_shared<platform::SpcSession>();
+  session->Initialize(1);
+  session->Settings().SetConnection(testsupport::SqliteLink(file));
+  session->Open(1, 0);
+  platform::SpcSubgroup subgroup;
+  subgroup.SetDatabase(session);
+  const struct {
+    host::DescriptorKind kind;
+    const char *group, *name;
+  } names[] = {{host::DescriptorKind::Part, "Gears", "Gear"},
+               {host::DescriptorKind::Process, "Line 1", "Milling"},
+               {host::DescriptorKind::Job, "Jobs", "J-1"},
+               {host::DescriptorKind::Shift, "Shifts", "Early"},
+               {host::DescriptorKind::UserDefined, "Operators", "Anna"}};
+  for (const auto& name : names) {
+    subgroup.SetGroup(name.kind, name.group);
+    subgroup.SetName(name.kind, name.name);
+  }
+  subgroup.SetSize(1);
+  subgroup.SetTime(runtime::MakeDate({.year = 2024, .month = 5, .day = 1}));
+  subgroup.LookupTestGroup("Dimensions");
+  subgroup.LookupTest("Width");
+  subgroup.AddReading(1.5, 1, 0, "", "");
+  subgroup.Save(0);
+  return session;
+}
+
+platform::SpcRecord LoadRecord(platform::SpcSession& session, host::RecordKind kind,
+                               const std::string& name, int32_t groupId) {
+  platform::SpcRecord record(kind);
+  record.SetName(name);
+  record.SetNameKey(1);
+  if (groupId != 0) {
+    record.SetGroupId(groupId);
+    record.SetGroupIdKey(1);
+  }
+  record.Load(session, 0);
+  return record;
+}
+
+}  // namespace uitest
