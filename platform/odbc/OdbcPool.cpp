@@ -66,17 +66,20 @@ void OdbcPool::Return(const std::string& key, int32_t idleSeconds, OdbcSession* 
   std::unique_ptr<OdbcSession> owned(session);
   if (idleSeconds <= 0 || !poolAlive || !owned->Reset()) return;
   std::vector<Idle> expired;
+  bool wake = false;
   try {
     std::lock_guard lock(mutex_);
     if (stopping_) return;
     expired = TakeExpired();
-    idle_.push_back({key, std::move(owned), Clock::now() + std::chrono::seconds(idleSeconds)});
+    const Clock::time_point expires = Clock::now() + std::chrono::seconds(idleSeconds);
+    idle_.push_back({key, std::move(owned), expires});
     if (!reaper_.joinable()) reaper_ = std::thread([this] { Reap(); });
+    wake = expires < reaperWakesAt_;
   } catch (...) {
     // Without room or a thread the connection is simply not kept.
     return;
   }
-  wake_.notify_all();
+  if (wake) wake_.notify_all();
 }
 
 size_t OdbcPool::IdleCount() {
@@ -103,15 +106,13 @@ std::vector<OdbcPool::Idle> OdbcPool::TakeExpired() {
 void OdbcPool::Reap() {
   std::unique_lock lock(mutex_);
   while (!stopping_) {
-    if (idle_.empty()) {
+    reaperWakesAt_ = Clock::time_point::max();
+    for (const Idle& idle : idle_) reaperWakesAt_ = std::min(reaperWakesAt_, idle.expires);
+    if (reaperWakesAt_ == Clock::time_point::max()) {
       wake_.wait(lock);
-      continue;
+    } else {
+      wake_.wait_until(lock, reaperWakesAt_);
     }
-    Clock::time_point next =
-        std::min_element(idle_.begin(), idle_.end(), [](const Idle& a, const Idle& b) {
-          return a.expires < b.expires;
-        })->expires;
-    wake_.wait_until(lock, next);
     std::vector<Idle> expired = TakeExpired();
     lock.unlock();
     expired.clear();

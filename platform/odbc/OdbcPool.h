@@ -54,6 +54,9 @@ class OdbcPool {
   std::condition_variable wake_;
   std::vector<Idle> idle_;
   std::thread reaper_;
+  // When the reaper wakes next: a connection returned to expire later needs no wake-up,
+  // which keeps an open and close every cycle from switching threads.
+  Clock::time_point reaperWakesAt_ = Clock::time_point::max();
   bool stopping_ = false;
 };
 
