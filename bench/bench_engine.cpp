@@ -435,7 +435,8 @@ int RunHistorian(const std::string& link, int tags, int cycles) {
 // prints its loop.
 int RunConfiguration(const std::string& file, const std::string& spcLink, int cycles) {
   std::ifstream in(file, std::ios::binary);
-  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
   Collector collector(text, spcLink);
   for (int i = 0; i < 3; ++i) collector.Cycle();
   int saved = 0;
