@@ -379,21 +379,28 @@ int MakeHistorian(const std::string& link, int tags, int history) {
       sqlite ? "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < ?) "
              : "WITH n(i) AS (SELECT generate_series(1, CAST(? AS INTEGER))) ";
   const std::string concat = sqlite ? "'T' || i" : "'T' || CAST(i AS TEXT)";
+  // SQLite would make a number of a cast to TIMESTAMP.
+  auto stamp = [&](const std::string& text) {
+    return sqlite ? "'" + text + "'" : "CAST('" + text + "' AS TIMESTAMP)";
+  };
+  const std::vector<runtime::Variant> count = {tags};
   connection.Execute("DROP TABLE IF EXISTS ihTags");
   connection.Execute("DROP TABLE IF EXISTS ihRawData");
   connection.Execute("CREATE TABLE ihTags (Tagname TEXT)");
   connection.Execute(
       "CREATE TABLE ihRawData (Tagname TEXT, TimeStamp TIMESTAMP, Value REAL, SamplingMode TEXT)");
-  connection.Execute(numbers + "INSERT INTO ihTags SELECT " + concat + " FROM n", {tags});
-  connection.Execute(numbers + "INSERT INTO ihRawData SELECT " + concat +
-                         ", CAST('2024-05-01 10:00:00.250' AS TIMESTAMP), i * 0.5, "
+  connection.Execute("INSERT INTO ihTags " + numbers + "SELECT " + concat + " FROM n", count);
+  connection.Execute("INSERT INTO ihRawData " + numbers + "SELECT " + concat + ", " +
+                         stamp("2024-05-01 10:00:00.250") +
+                         ", i * 0.5, "
                          "'CurrentValue' FROM n",
-                     {tags});
+                     count);
   for (int h = 1; h <= history; ++h) {
-    connection.Execute(numbers + "INSERT INTO ihRawData SELECT " + concat +
-                           ", CAST('2024-04-30 10:00:00' AS TIMESTAMP), i * 0.25, 'RawByTime' "
+    connection.Execute("INSERT INTO ihRawData " + numbers + "SELECT " + concat + ", " +
+                           stamp("2024-04-30 10:00:00") +
+                           ", i * 0.25, 'RawByTime' "
                            "FROM n",
-                       {tags});
+                       count);
   }
   connection.Execute("CREATE INDEX ihRawDataTag ON ihRawData (Tagname)");
   std::printf("historian: %d tags, %d rows in ihRawData\n", tags, tags * (history + 1));
