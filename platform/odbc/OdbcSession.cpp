@@ -1,5 +1,7 @@
 #include "platform/odbc/OdbcSession.h"
 
+#include <sys/stat.h>
+
 #include <chrono>
 #include <mutex>
 #include <string_view>
@@ -106,6 +108,45 @@ OdbcSession::OdbcSession(const std::string& connectionString, const OdbcPolicy& 
                        static_cast<SQLSMALLINT>(text.size()), nullptr, 0, nullptr,
                        SQL_DRIVER_NOPROMPT),
       "SQLDriverConnect");
+  if (IsSqliteDriver(library)) {
+    try {
+      NoteSqliteFile();
+    } catch (const runtime::Error&) {
+      // Usable now, but not worth keeping: nobody could tell whether its file moved.
+      broken_ = true;
+    }
+  }
+}
+
+void OdbcSession::NoteSqliteFile() {
+  OdbcHandle statement(SQL_HANDLE_STMT, &connection_);
+  std::string sql = "PRAGMA database_list";
+  statement.Check(SQLExecDirect(statement.get(), reinterpret_cast<SQLCHAR*>(sql.data()),
+                                static_cast<SQLINTEGER>(sql.size())),
+                  "SQLExecDirect");
+  while (SQL_SUCCEEDED(statement.Check(SQLFetch(statement.get()), "SQLFetch"))) {
+    char name[256] = {};
+    char file[4096] = {};
+    SQLLEN length = 0;
+    statement.Check(SQLGetData(statement.get(), 2, SQL_C_CHAR, name, sizeof name, &length),
+                    "SQLGetData");
+    if (std::string_view(name) != "main") continue;
+    statement.Check(SQLGetData(statement.get(), 3, SQL_C_CHAR, file, sizeof file, &length),
+                    "SQLGetData");
+    struct stat info {};
+    if (length > 0 && stat(file, &info) == 0) {
+      sqliteFile_ = file;
+      sqliteDevice_ = info.st_dev;
+      sqliteInode_ = info.st_ino;
+    }
+  }
+}
+
+bool OdbcSession::SqliteFileMoved() const {
+  if (sqliteFile_.empty()) return false;
+  struct stat info {};
+  return stat(sqliteFile_.c_str(), &info) != 0 || info.st_dev != sqliteDevice_ ||
+         info.st_ino != sqliteInode_;
 }
 
 OdbcSession::~OdbcSession() {
@@ -168,7 +209,7 @@ bool OdbcSession::Reset() noexcept {
       return false;
     }
   }
-  if (broken_) return false;
+  if (broken_ || SqliteFileMoved()) return false;
   SQLUINTEGER dead = SQL_CD_FALSE;
   if (SQL_SUCCEEDED(
           SQLGetConnectAttr(connection_.get(), SQL_ATTR_CONNECTION_DEAD, &dead, 0, nullptr))) {

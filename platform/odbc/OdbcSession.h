@@ -45,7 +45,8 @@ class OdbcSession {
 
   // Readies the session for its next user: rolls back a transaction left open. False when
   // the connection is no longer worth keeping: a call on it failed with a connection-class
-  // error (SQLSTATE 08xxx), the driver reports it dead, or the rollback failed.
+  // error (SQLSTATE 08xxx, 57P0x), the driver reports it dead, the rollback failed, or
+  // the SQLite file it opened was deleted or replaced at its path.
   bool Reset() noexcept;
 
   // Manual commit from here until EndTransaction.
@@ -59,6 +60,9 @@ class OdbcSession {
   SQLRETURN Repeat(const OdbcHandle& handle, const std::function<SQLRETURN()>& call,
                    const char* name, const RunningStatement* running) const;
   void SetAutoCommit(bool on);
+  // The path and identity of the SQLite file the connection opened.
+  void NoteSqliteFile();
+  bool SqliteFileMoved() const;
   // Checks `rc` as `handle.Check` does, remembering a connection-class failure.
   SQLRETURN Check(const OdbcHandle& handle, SQLRETURN rc, const char* name) const;
 
@@ -69,6 +73,9 @@ class OdbcSession {
   bool repeatsLockWaits_ = false;
   bool manualCommit_ = false;
   mutable std::atomic<bool> broken_{false};
+  std::string sqliteFile_;
+  uint64_t sqliteDevice_ = 0;
+  uint64_t sqliteInode_ = 0;
 };
 
 }  // namespace platform

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -154,6 +155,29 @@ TEST_P(OdbcPoolTest, OpeningEveryCycleDoesNotGrowMemory) {
   for (int i = 0; i < 20000; ++i) cycle();
   EXPECT_LT(ResidentKilobytes() - before, 512) << "kB grown over 20,000 cycles";
   EXPECT_EQ(OdbcPool::Instance().IdleCount(), 1u);
+}
+
+// A kept SQLite connection still holds the file it opened: once that file is deleted or
+// replaced at its path, the next open reaches the file that is there now.
+TEST(OdbcPoolFileTest, ASqliteFileReplacedAtItsPathIsOpenedAfresh) {
+  OdbcPool::Instance().Clear();
+  testsupport::TempFolder folder;
+  const std::string path = folder.File("replaced.db");
+  const std::string link = testsupport::SqliteLink(path);
+  for (const bool replace : {false, true}) {
+    OdbcConnection connection(KeptFor(60));
+    connection.Open(link, "", "");
+    connection.Execute("CREATE TEMP TABLE pool_marker (x INTEGER)");
+    connection.Close();
+    if (replace) {
+      std::filesystem::rename(path, path + ".old");
+      std::filesystem::copy_file(path + ".old", path);
+    }
+    connection.Open(link, "", "");
+    EXPECT_EQ(HasMarker(connection), !replace) << replace;
+    connection.Execute("DROP TABLE IF EXISTS pool_marker");
+  }
+  OdbcPool::Instance().Clear();
 }
 
 // A server that went away and came back: its kept connection fails once at most, is
