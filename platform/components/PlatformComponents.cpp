@@ -60,6 +60,8 @@ OdbcPolicy PlatformComponents::ReadOdbcPolicy() {
       std::max(0, settings.ReadInteger("Connections", "LoginTimeout", policy.loginTimeout));
   policy.queryTimeout =
       std::max(0, settings.ReadInteger("Connections", "QueryTimeout", policy.queryTimeout));
+  policy.poolIdleSeconds =
+      std::max(0, settings.ReadInteger("Connections", "PoolIdleSeconds", policy.poolIdleSeconds));
   return policy;
 }
 

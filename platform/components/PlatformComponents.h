@@ -9,6 +9,8 @@
 //   [Connections] LoginTimeout=10     seconds a connect may take (0: the driver's own)
 //                 QueryTimeout=30     seconds a statement may take, lock waits included
 //                                     (0: no limit)
+//                 PoolIdleSeconds=60  seconds a closed connection is kept for the next
+//                                     open of the same string (0: not kept)
 #pragma once
 
 #include <memory>

@@ -2,6 +2,7 @@
 
 #include "platform/odbc/OdbcConnectionString.h"
 #include "platform/odbc/OdbcParameters.h"
+#include "platform/odbc/OdbcPool.h"
 #include "platform/odbc/OdbcRecordset.h"
 #include "runtime/Error.h"
 
@@ -38,7 +39,7 @@ void OdbcConnection::Open(const std::string& connectionString, const std::string
   if (!password.empty() && !HasConnectionKey(text, "PWD")) {
     AppendConnectionKey(text, "PWD", password);
   }
-  session_ = std::make_shared<OdbcSession>(text, policy_);
+  session_ = OdbcPool::Instance().Connect(text, policy_);
 }
 
 std::unique_ptr<host::Recordset> OdbcConnection::Execute(const std::string& sql, int32_t) {

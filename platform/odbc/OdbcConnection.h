@@ -23,7 +23,8 @@ class OdbcConnection : public host::Connection {
 
   // Connects without prompting, closing an open connection first. A non-empty `user` or
   // `password` is added as UID or PWD unless the connection string names that key. A
-  // connection string the policy refuses is an error before any driver is loaded.
+  // connection string the policy refuses is an error before any driver is loaded. A
+  // connection kept from an earlier Open of the same string is used again (see OdbcPool).
   // `options` is not used by ODBC.
   void Open(const std::string& connectionString, const std::string& user,
             const std::string& password, int32_t options = -1) override;
@@ -32,7 +33,7 @@ class OdbcConnection : public host::Connection {
   std::unique_ptr<host::Recordset> Execute(
       const std::string& sql, const std::vector<runtime::Variant>& parameters) override;
   // Releases this object's hold on the connection; recordsets and prepared statements
-  // still alive keep it open until they are released.
+  // still alive keep it open until they are released. Then it goes back to the pool.
   void Close() override;
 
   std::unique_ptr<OdbcStatement> Prepare(const std::string& sql);

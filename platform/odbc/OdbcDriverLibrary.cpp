@@ -97,4 +97,9 @@ bool IsSqliteDriver(std::string_view library) {
   return file.find("SQLITE") != std::string::npos && file.find("ODBC") != std::string::npos;
 }
 
+bool IsPostgresDriver(std::string_view library) {
+  std::string file(library.substr(library.find_last_of("/\\") + 1));
+  return runtime::ToUpper(file).find("PSQLODBC") != std::string::npos;
+}
+
 }  // namespace platform

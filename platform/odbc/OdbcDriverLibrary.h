@@ -18,5 +18,7 @@ std::string DriverLibrary(const OdbcHandle& environment, std::string_view connec
 
 // True for the SQLite ODBC drivers (libsqlite3odbc.so, sqlite3odbc.dll, ...).
 bool IsSqliteDriver(std::string_view library);
+// True for psqlODBC (psqlodbcw.so, psqlodbc35w.dll, ...).
+bool IsPostgresDriver(std::string_view library);
 
 }  // namespace platform

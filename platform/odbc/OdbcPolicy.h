@@ -15,6 +15,9 @@ struct OdbcPolicy {
   int32_t loginTimeout = 10;
   // Seconds a statement may take, waits for a lock included; 0 is no limit.
   int32_t queryTimeout = 30;
+  // Seconds a closed connection is kept for the next Open of the same connection string;
+  // 0 disconnects on close.
+  int32_t poolIdleSeconds = 60;
 };
 
 }  // namespace platform

@@ -1,6 +1,9 @@
 #include "platform/odbc/OdbcSession.h"
 
+#include <sys/stat.h>
+
 #include <chrono>
+#include <mutex>
 #include <string_view>
 
 #include "platform/odbc/OdbcConnectionString.h"
@@ -14,13 +17,35 @@ namespace {
 // Milliseconds one try of an SQLite statement waits for a lock: how late a cancel or the
 // query timeout can be noticed.
 constexpr int kSqliteLockWait = 100;
+// Rows psqlODBC fetches per round trip through its cursor.
+constexpr char kPostgresFetchRows[] = "4096";
 
-OdbcHandle NewEnvironment() {
-  OdbcHandle environment(SQL_HANDLE_ENV, nullptr);
-  environment.Check(SQLSetEnvAttr(environment.get(), SQL_ATTR_ODBC_VERSION,
-                                  reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0),
-                    "SQLSetEnvAttr");
-  return environment;
+// Made once and kept: the driver manager resolves a driver once per environment.
+std::shared_ptr<const OdbcHandle> SharedEnvironment() {
+  static std::mutex mutex;
+  static std::shared_ptr<const OdbcHandle> shared;
+  std::lock_guard lock(mutex);
+  if (shared) return shared;
+  auto made = std::make_shared<OdbcHandle>(SQL_HANDLE_ENV, nullptr);
+  made->Check(SQLSetEnvAttr(made->get(), SQL_ATTR_ODBC_VERSION,
+                            reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0),
+              "SQLSetEnvAttr");
+  shared = made;
+  return made;
+}
+
+// SQLSTATE class 08, the connection failed, or 57P0x, the server is shutting down or
+// restarting (PostgreSQL's goodbye to its sessions).
+bool ConnectionFailed(const OdbcHandle& handle) {
+  SQLCHAR state[SQL_SQLSTATE_SIZE + 1] = {};
+  SQLINTEGER native = 0;
+  SQLSMALLINT length = 0;
+  if (!SQL_SUCCEEDED(
+          SQLGetDiagRec(handle.type(), handle.get(), 1, state, &native, nullptr, 0, &length))) {
+    return false;
+  }
+  const std::string_view code(reinterpret_cast<char*>(state));
+  return code.starts_with("08") || code.starts_with("57P0");
 }
 
 // SQLITE_BUSY or SQLITE_LOCKED, as the SQLite ODBC driver reports them.
@@ -54,14 +79,21 @@ void SetTimeout(const OdbcHandle& handle, SQLRETURN rc, const char* call) {
 }  // namespace
 
 OdbcSession::OdbcSession(const std::string& connectionString, const OdbcPolicy& policy)
-    : environment_(NewEnvironment()),
-      connection_(SQL_HANDLE_DBC, &environment_),
+    : environment_(SharedEnvironment()),
+      connection_(SQL_HANDLE_DBC, environment_.get()),
       queryTimeout_(policy.queryTimeout) {
   if (!policy.allowDriverPaths) RefuseUnsafeConnectionString(connectionString);
   std::string text = connectionString;
-  if (!HasConnectionKey(text, "Timeout") && IsSqliteDriver(DriverLibrary(environment_, text))) {
+  const std::string library = DriverLibrary(*environment_, text);
+  if (!HasConnectionKey(text, "Timeout") && IsSqliteDriver(library)) {
     AppendConnectionKey(text, "Timeout", std::to_string(kSqliteLockWait));
     repeatsLockWaits_ = true;
+  }
+  // psqlODBC otherwise reads a whole result into memory before the first row is seen: a
+  // check that opens an unfiltered history table would pull millions of rows.
+  if (!HasConnectionKey(text, "UseDeclareFetch") && IsPostgresDriver(library)) {
+    AppendConnectionKey(text, "UseDeclareFetch", "1");
+    if (!HasConnectionKey(text, "Fetch")) AppendConnectionKey(text, "Fetch", kPostgresFetchRows);
   }
   if (policy.loginTimeout > 0) {
     SetTimeout(
@@ -76,6 +108,45 @@ OdbcSession::OdbcSession(const std::string& connectionString, const OdbcPolicy& 
                        static_cast<SQLSMALLINT>(text.size()), nullptr, 0, nullptr,
                        SQL_DRIVER_NOPROMPT),
       "SQLDriverConnect");
+  if (IsSqliteDriver(library)) {
+    try {
+      NoteSqliteFile();
+    } catch (const runtime::Error&) {
+      // Usable now, but not worth keeping: nobody could tell whether its file moved.
+      broken_ = true;
+    }
+  }
+}
+
+void OdbcSession::NoteSqliteFile() {
+  OdbcHandle statement(SQL_HANDLE_STMT, &connection_);
+  std::string sql = "PRAGMA database_list";
+  statement.Check(SQLExecDirect(statement.get(), reinterpret_cast<SQLCHAR*>(sql.data()),
+                                static_cast<SQLINTEGER>(sql.size())),
+                  "SQLExecDirect");
+  while (SQL_SUCCEEDED(statement.Check(SQLFetch(statement.get()), "SQLFetch"))) {
+    char name[256] = {};
+    char file[4096] = {};
+    SQLLEN length = 0;
+    statement.Check(SQLGetData(statement.get(), 2, SQL_C_CHAR, name, sizeof name, &length),
+                    "SQLGetData");
+    if (std::string_view(name) != "main") continue;
+    statement.Check(SQLGetData(statement.get(), 3, SQL_C_CHAR, file, sizeof file, &length),
+                    "SQLGetData");
+    struct stat info {};
+    if (length > 0 && stat(file, &info) == 0) {
+      sqliteFile_ = file;
+      sqliteDevice_ = info.st_dev;
+      sqliteInode_ = info.st_ino;
+    }
+  }
+}
+
+bool OdbcSession::SqliteFileMoved() const {
+  if (sqliteFile_.empty()) return false;
+  struct stat info {};
+  return stat(sqliteFile_.c_str(), &info) != 0 || info.st_dev != sqliteDevice_ ||
+         info.st_ino != sqliteInode_;
 }
 
 OdbcSession::~OdbcSession() {
@@ -108,7 +179,7 @@ SQLRETURN OdbcSession::Repeat(const OdbcHandle& handle, const std::function<SQLR
   auto cancelled = [&] { return running != nullptr && running->Cancelled(); };
   for (;;) {
     SQLRETURN rc = cancelled() ? SQL_ERROR : call();
-    if (rc != SQL_ERROR) return handle.Check(rc, name);
+    if (rc != SQL_ERROR) return Check(handle, rc, name);
     if (cancelled()) {
       std::string cause;
       try {
@@ -121,8 +192,30 @@ SQLRETURN OdbcSession::Repeat(const OdbcHandle& handle, const std::function<SQLR
     }
     bool again =
         repeatsLockWaits_ && FoundLocked(handle) && (queryTimeout_ == 0 || Clock::now() < deadline);
-    if (!again) return handle.Check(rc, name);
+    if (!again) return Check(handle, rc, name);
   }
+}
+
+SQLRETURN OdbcSession::Check(const OdbcHandle& handle, SQLRETURN rc, const char* name) const {
+  if (rc == SQL_ERROR && ConnectionFailed(handle)) broken_ = true;
+  return handle.Check(rc, name);
+}
+
+bool OdbcSession::Reset() noexcept {
+  if (manualCommit_) {
+    try {
+      EndTransaction(false);
+    } catch (...) {
+      return false;
+    }
+  }
+  if (broken_ || SqliteFileMoved()) return false;
+  SQLUINTEGER dead = SQL_CD_FALSE;
+  if (SQL_SUCCEEDED(
+          SQLGetConnectAttr(connection_.get(), SQL_ATTR_CONNECTION_DEAD, &dead, 0, nullptr))) {
+    return dead != SQL_CD_TRUE;
+  }
+  return true;
 }
 
 void OdbcSession::BeginTransaction() {
@@ -142,11 +235,11 @@ void OdbcSession::EndTransaction(bool commit) {
 }
 
 void OdbcSession::SetAutoCommit(bool on) {
-  connection_.Check(
-      SQLSetConnectAttr(connection_.get(), SQL_ATTR_AUTOCOMMIT,
-                        reinterpret_cast<SQLPOINTER>(on ? SQL_AUTOCOMMIT_ON : SQL_AUTOCOMMIT_OFF),
-                        SQL_IS_UINTEGER),
-      "SQLSetConnectAttr");
+  Check(connection_,
+        SQLSetConnectAttr(connection_.get(), SQL_ATTR_AUTOCOMMIT,
+                          reinterpret_cast<SQLPOINTER>(on ? SQL_AUTOCOMMIT_ON : SQL_AUTOCOMMIT_OFF),
+                          SQL_IS_UINTEGER),
+        "SQLSetConnectAttr");
 }
 
 }  // namespace platform

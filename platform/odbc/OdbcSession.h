@@ -4,8 +4,10 @@
 // under the host's policy: its connection string checked, its waits bounded.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "platform/odbc/OdbcCancel.h"
@@ -20,7 +22,9 @@ class OdbcSession {
   // policy allows it, then connects with SQLDriverConnect, without prompting, within the
   // policy's login timeout. For the SQLite ODBC driver, whose lock waits ignore the query
   // timeout and cancelling, a string without its own Timeout key gets one short wait
-  // (Timeout=100, milliseconds) that Run repeats. Failing is a runtime::Error.
+  // (Timeout=100, milliseconds) that Run repeats. psqlODBC reads results through a cursor
+  // (UseDeclareFetch=1, Fetch=4096) unless the string says otherwise. Failing is a
+  // runtime::Error.
   OdbcSession(const std::string& connectionString, const OdbcPolicy& policy);
   // Rolls back a transaction left open, then disconnects.
   ~OdbcSession();
@@ -39,6 +43,12 @@ class OdbcSession {
   SQLRETURN Run(const OdbcHandle& statement, const std::function<SQLRETURN()>& call,
                 const char* name) const;
 
+  // Readies the session for its next user: rolls back a transaction left open. False when
+  // the connection is no longer worth keeping: a call on it failed with a connection-class
+  // error (SQLSTATE 08xxx, 57P0x), the driver reports it dead, the rollback failed, or
+  // the SQLite file it opened was deleted or replaced at its path.
+  bool Reset() noexcept;
+
   // Manual commit from here until EndTransaction.
   void BeginTransaction();
   // Commits (or rolls back) the open work and returns to autocommit. On SQLite a commit
@@ -50,12 +60,22 @@ class OdbcSession {
   SQLRETURN Repeat(const OdbcHandle& handle, const std::function<SQLRETURN()>& call,
                    const char* name, const RunningStatement* running) const;
   void SetAutoCommit(bool on);
+  // The path and identity of the SQLite file the connection opened.
+  void NoteSqliteFile();
+  bool SqliteFileMoved() const;
+  // Checks `rc` as `handle.Check` does, remembering a connection-class failure.
+  SQLRETURN Check(const OdbcHandle& handle, SQLRETURN rc, const char* name) const;
 
-  OdbcHandle environment_;
+  // Shared by every session of the process: one driver manager environment.
+  std::shared_ptr<const OdbcHandle> environment_;
   OdbcHandle connection_;
   int32_t queryTimeout_ = 0;
   bool repeatsLockWaits_ = false;
   bool manualCommit_ = false;
+  mutable std::atomic<bool> broken_{false};
+  std::string sqliteFile_;
+  uint64_t sqliteDevice_ = 0;
+  uint64_t sqliteInode_ = 0;
 };
 
 }  // namespace platform

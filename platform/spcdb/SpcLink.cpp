@@ -17,10 +17,17 @@ SpcDialect Connect(OdbcConnection& connection, std::optional<SpcFile>& file,
   return dialect;
 }
 
+// The link itself lives across saves; a kept connection could outlive a replaced file and
+// carries the settings Configure made.
+OdbcPolicy Unpooled(OdbcPolicy policy) {
+  policy.poolIdleSeconds = 0;
+  return policy;
+}
+
 }  // namespace
 
 SpcLink::SpcLink(const std::string& connectionString, const OdbcPolicy& policy)
-    : connection_(policy),
+    : connection_(Unpooled(policy)),
       dialect_(Connect(connection_, file_, connectionString)),
       catalog_(connection_) {}
 

@@ -1,5 +1,7 @@
 #include "platform/spcdb/SpcWriter.h"
 
+#include <cstddef>
+#include <string>
 #include <vector>
 
 #include "platform/spcdb/SpcErrors.h"
@@ -15,11 +17,41 @@ constexpr char kInsertSubgroup[] =
     "INSERT INTO subgroups (subgroup_time, size, part_id, process_id, job_id, shift_id, lot_id,"
     " session_number, idempotency_key) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)";
 constexpr char kFindKey[] = "SELECT id FROM subgroups WHERE idempotency_key = ?";
-constexpr char kInsertDescriptor[] =
-    "INSERT INTO subgroup_descriptors (subgroup_id, ordinal, descriptor_id) VALUES (?, ?, ?)";
-constexpr char kInsertReading[] =
+constexpr char kInsertDescriptors[] =
+    "INSERT INTO subgroup_descriptors (subgroup_id, ordinal, descriptor_id) VALUES ";
+constexpr char kInsertReadings[] =
     "INSERT INTO readings (subgroup_id, ordinal, test_id, sample, value, serial_number,"
-    " defect_code) VALUES (?, ?, ?, ?, ?, ?, ?)";
+    " defect_code) VALUES ";
+
+// Rows per INSERT: powers of two up to this, so that a link prepares at most eight
+// statements per table, and 128 rows of 7 values stay under SQLite's 999 parameters.
+constexpr size_t kMostRowsPerInsert = 128;
+
+std::string MultiRowInsert(const char* head, size_t columns, size_t rows) {
+  std::string row = "(?";
+  for (size_t i = 1; i < columns; ++i) row += ", ?";
+  row += ")";
+  std::string sql = head;
+  for (size_t i = 0; i < rows; ++i) sql += (i == 0 ? "" : ", ") + row;
+  return sql;
+}
+
+// Inserts `values`, `columns` to a row, in as few statements as the batch sizes allow,
+// each prepared once per link.
+void InsertRows(SpcLink& link, const char* head, size_t columns,
+                const std::vector<runtime::Variant>& values) {
+  const size_t rows = values.size() / columns;
+  size_t done = 0;
+  std::vector<runtime::Variant> batch;
+  while (done < rows) {
+    size_t count = kMostRowsPerInsert;
+    while (count > rows - done) count /= 2;
+    batch.assign(values.begin() + static_cast<std::ptrdiff_t>(done * columns),
+                 values.begin() + static_cast<std::ptrdiff_t>((done + count) * columns));
+    link.Prepared(MultiRowInsert(head, columns, count)).Execute(batch);
+    done += count;
+  }
+}
 
 runtime::Variant IdOf(SpcCatalog& catalog, RecordKind kind, const std::optional<SpcName>& name) {
   if (!name) return runtime::Null;
@@ -57,20 +89,23 @@ int32_t WriteSubgroup(SpcLink& link, const SpcSubgroupData& subgroup, bool stric
   int32_t id =
       runtime::ToLong(link.Connection().Execute(link.Dialect().LastIdQuery())->Field("id"));
 
-  OdbcStatement& insertDescriptor = link.Prepared(kInsertDescriptor);
+  std::vector<runtime::Variant> values;
   int32_t ordinal = 0;
   for (const SpcName& descriptor : subgroup.descriptors) {
     int32_t descriptorId =
         catalog.FindOrCreate(TableOf(RecordKind::Descriptor), descriptor.name, descriptor.group);
-    insertDescriptor.Execute({id, ++ordinal, descriptorId});
+    values.insert(values.end(), {id, ++ordinal, descriptorId});
   }
+  InsertRows(link, kInsertDescriptors, 3, values);
 
-  OdbcStatement& insertReading = link.Prepared(kInsertReading);
+  values.clear();
   ordinal = 0;
   for (const SpcReading& reading : subgroup.readings) {
-    insertReading.Execute({id, ++ordinal, TestId(catalog, reading, strictTests), reading.sample,
-                           reading.value, reading.serialNumber, reading.defect});
+    values.insert(values.end(),
+                  {id, ++ordinal, TestId(catalog, reading, strictTests), reading.sample,
+                   reading.value, reading.serialNumber, reading.defect});
   }
+  InsertRows(link, kInsertReadings, 7, values);
   return id;
 }
 

@@ -45,6 +45,25 @@ TEST_P(SpcDatabaseTest, SavedSubgroupsReadBackExactlyAndNamesAreCreatedOnce) {
   EXPECT_EQ(Names(*session, RecordKind::Descriptor).size(), 3u);
 }
 
+// Rows go in by several rows to a statement: every count around the batch sizes keeps
+// each row, its order and its values, subgroup after subgroup on the same statements.
+TEST_P(SpcDatabaseTest, ManyReadingsAndDescriptorsKeepTheirOrder) {
+  auto session = OpenSession();
+  for (int count : {1, 3, 127, 128, 129, 300, 1000}) {
+    SpcSubgroupData subgroup = SampleSubgroup(count);
+    subgroup.size = 5;
+    subgroup.readings.clear();
+    subgroup.descriptors.clear();
+    for (int i = 0; i < count; ++i) {
+      subgroup.readings.push_back({"Dims", "Width " + std::to_string(i % 7), i % 5 + 1, i * 0.5,
+                                   i % 2 ? "SN-" + std::to_string(i) : "", i % 3 ? "" : "D1"});
+      if (i < 40) subgroup.descriptors.push_back({"Operators", "Op " + std::to_string(i)});
+    }
+    subgroup.id = SaveSubgroup(session, subgroup);
+    EXPECT_EQ(ReadSubgroups(*session, 1), (std::vector<SpcSubgroupData>{subgroup})) << count;
+  }
+}
+
 TEST_P(SpcDatabaseTest, TimeAndSizeDefaultAndAnEmptySubgroupIsSaved) {
   testsupport::TestClock clock(runtime::MakeDate({2024, 5, 6, 7, 8, 9}));
   auto session = OpenSession(7);

@@ -1,0 +1,123 @@
+#include "platform/odbc/OdbcPool.h"
+
+#include <algorithm>
+#include <atomic>
+
+namespace platform {
+namespace {
+
+// Sessions released while the process exits, after the pool is gone, disconnect at once.
+std::atomic<bool> poolAlive{false};
+
+std::string KeyOf(const std::string& connectionString, const OdbcPolicy& policy) {
+  return std::to_string(policy.allowDriverPaths) + ' ' + std::to_string(policy.loginTimeout) + ' ' +
+         std::to_string(policy.queryTimeout) + ' ' + connectionString;
+}
+
+}  // namespace
+
+OdbcPool& OdbcPool::Instance() {
+  static OdbcPool pool;
+  return pool;
+}
+
+OdbcPool::OdbcPool() {
+  poolAlive = true;
+}
+
+OdbcPool::~OdbcPool() {
+  poolAlive = false;
+  {
+    std::lock_guard lock(mutex_);
+    stopping_ = true;
+  }
+  wake_.notify_all();
+  if (reaper_.joinable()) reaper_.join();
+  Clear();
+}
+
+std::shared_ptr<OdbcSession> OdbcPool::Connect(const std::string& connectionString,
+                                               const OdbcPolicy& policy) {
+  const std::string key = KeyOf(connectionString, policy);
+  const int32_t idleSeconds = policy.poolIdleSeconds;
+  auto hold = [this, key, idleSeconds](std::unique_ptr<OdbcSession> session) {
+    return std::shared_ptr<OdbcSession>(
+        session.release(),
+        [this, key, idleSeconds](OdbcSession* s) { Return(key, idleSeconds, s); });
+  };
+  for (;;) {
+    std::unique_ptr<OdbcSession> kept;
+    {
+      std::vector<Idle> expired;
+      std::lock_guard lock(mutex_);
+      expired = TakeExpired();
+      auto found = std::find_if(idle_.rbegin(), idle_.rend(),
+                                [&](const Idle& idle) { return idle.key == key; });
+      if (found == idle_.rend()) break;
+      kept = std::move(found->session);
+      idle_.erase(std::next(found).base());
+    }
+    if (kept->Reset()) return hold(std::move(kept));
+  }
+  return hold(std::make_unique<OdbcSession>(connectionString, policy));
+}
+
+void OdbcPool::Return(const std::string& key, int32_t idleSeconds, OdbcSession* session) noexcept {
+  std::unique_ptr<OdbcSession> owned(session);
+  if (idleSeconds <= 0 || !poolAlive || !owned->Reset()) return;
+  std::vector<Idle> expired;
+  bool wake = false;
+  try {
+    std::lock_guard lock(mutex_);
+    if (stopping_) return;
+    expired = TakeExpired();
+    const Clock::time_point expires = Clock::now() + std::chrono::seconds(idleSeconds);
+    idle_.push_back({key, std::move(owned), expires});
+    if (!reaper_.joinable()) reaper_ = std::thread([this] { Reap(); });
+    wake = expires < reaperWakesAt_;
+  } catch (...) {
+    // Without room or a thread the connection is simply not kept.
+    return;
+  }
+  if (wake) wake_.notify_all();
+}
+
+size_t OdbcPool::IdleCount() {
+  std::lock_guard lock(mutex_);
+  return idle_.size();
+}
+
+void OdbcPool::Clear() {
+  std::vector<Idle> all;
+  std::lock_guard lock(mutex_);
+  all.swap(idle_);
+}
+
+std::vector<OdbcPool::Idle> OdbcPool::TakeExpired() {
+  std::vector<Idle> expired;
+  const Clock::time_point now = Clock::now();
+  auto first = std::stable_partition(idle_.begin(), idle_.end(),
+                                     [&](const Idle& idle) { return idle.expires > now; });
+  std::move(first, idle_.end(), std::back_inserter(expired));
+  idle_.erase(first, idle_.end());
+  return expired;
+}
+
+void OdbcPool::Reap() {
+  std::unique_lock lock(mutex_);
+  while (!stopping_) {
+    reaperWakesAt_ = Clock::time_point::max();
+    for (const Idle& idle : idle_) reaperWakesAt_ = std::min(reaperWakesAt_, idle.expires);
+    if (reaperWakesAt_ == Clock::time_point::max()) {
+      wake_.wait(lock);
+    } else {
+      wake_.wait_until(lock, reaperWakesAt_);
+    }
+    std::vector<Idle> expired = TakeExpired();
+    lock.unlock();
+    expired.clear();
+    lock.lock();
+  }
+}
+
+}  // namespace platform
