@@ -5,6 +5,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "host/Folders.h"
 #include "host/PrivateFiles.h"
 #include "runtime/Error.h"
 
@@ -32,9 +33,7 @@ void WriteRegistry(const std::vector<RegisteredDriver>& entries) {
 
 std::string DriverRegistryPath() {
   if (std::string file = Environment("DAM_REGISTRY_FILE"); !file.empty()) return file;
-  std::string config = Environment("XDG_CONFIG_HOME");
-  if (config.empty()) config = Environment("HOME") + "/.config";
-  return config + "/oxaDAM/drivers.registry";
+  return ApplicationFolder("DAM_REGISTRY_FILE", BaseFolder::Config, "oxaDAM") + "/drivers.registry";
 }
 
 std::vector<RegisteredDriver> ReadDriverRegistry() {

@@ -1,8 +1,8 @@
 // The host's registry of driver modules: a text file with one line per registered class,
 // "class name<TAB>module path". Modules add themselves (DllRegisterServer) and remove
 // themselves (DllUnregisterServer); the host reads it to find the module of a class.
-// The file is $DAM_REGISTRY_FILE, else $XDG_CONFIG_HOME/oxaDAM/drivers.registry
-// (~/.config when XDG_CONFIG_HOME is unset).
+// The file is $DAM_REGISTRY_FILE, else drivers.registry in the oxaDAM folder of the XDG
+// configuration base folder (host/Folders.h).
 #pragma once
 
 #include <string>

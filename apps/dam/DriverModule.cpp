@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "apps/dam/InstalledModules.h"
 #include "host/DriverRegistry.h"
 #include "runtime/Error.h"
 
@@ -111,9 +112,14 @@ std::unique_ptr<DriverModule> LoadRegisteredModule(const std::string& className)
   for (const host::RegisteredDriver& entry : host::ReadDriverRegistry()) {
     if (entry.className == className) return std::make_unique<DriverModule>(entry.modulePath);
   }
-  throw runtime::Error(kCannotCreateObject, "No driver module is registered for " + className +
-                                                " in " + host::DriverRegistryPath() +
-                                                " (run: dam register MODULE)");
+  if (std::optional<std::string> installed = InstalledModule(className)) {
+    return std::make_unique<DriverModule>(*installed);
+  }
+  const std::string folder = InstalledModuleFolder();
+  throw runtime::Error(
+      kCannotCreateObject,
+      "No driver module is registered for " + className + " in " + host::DriverRegistryPath() +
+          (folder.empty() ? "" : " nor installed in " + folder) + " (run: dam register MODULE)");
 }
 
 }  // namespace dam

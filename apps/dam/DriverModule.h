@@ -36,7 +36,8 @@ class DriverModule {
   host::DllCanUnloadNowFunction canUnloadNow_ = nullptr;
 };
 
-// The module registered for `className`, loaded; an error when none is registered.
+// The module registered for `className`, else the one installed with dam for it
+// (InstalledModules.h), loaded; an error when there is neither.
 std::unique_ptr<DriverModule> LoadRegisteredModule(const std::string& className);
 
 }  // namespace dam

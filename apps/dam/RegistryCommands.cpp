@@ -3,6 +3,7 @@
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/DriverModule.h"
+#include "apps/dam/InstalledModules.h"
 #include "host/DriverRegistry.h"
 
 namespace dam {
@@ -44,6 +45,11 @@ int DriversCommand(const Arguments& args) {
   for (const auto& driver : drivers) {
     std::cout << driver.className << '\t' << driver.modulePath
               << (std::filesystem::exists(driver.modulePath) ? "" : "\t(missing)") << '\n';
+  }
+  // Installed modules serve the classes the registry does not name.
+  for (const std::string& module : InstalledModules()) {
+    std::cout << std::filesystem::path(module).stem().string() << ".*\t" << module
+              << "\t(installed)\n";
   }
   return 0;
 }

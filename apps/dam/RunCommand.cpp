@@ -10,7 +10,9 @@
 #include "apps/dam/ConfigFile.h"
 #include "apps/dam/DamHost.h"
 #include "apps/dam/DriverModule.h"
+#include "apps/dam/JournalLines.h"
 #include "apps/dam/RunStatus.h"
+#include "apps/dam/ServiceNotifier.h"
 #include "apps/dam/StopSignals.h"
 #include "apps/shared/Duration.h"
 #include "common/TypeTables.h"
@@ -72,6 +74,8 @@ int RunCommand(const Arguments& args) {
                  " [--driver CLASS] [--activity]\n";
     return 2;
   }
+  PrefixJournalLines(std::cerr, STDERR_FILENO, "<3>");
+  PrefixJournalLines(std::cout, STDOUT_FILENO, "<6>");
   // Made before anything starts a thread. A collection blocked in a database call is
   // cancelled, so that the loop gets to stop the driver.
   StopSignals stop(
@@ -128,6 +132,8 @@ int RunCommand(const Arguments& args) {
   if (options->activity && !driver->ShowActivity()) {
     return Fail("the activity window could not be shown");
   }
+  ServiceNotifier service;
+  service.Ready();
 
   RunStatus status(components, components.Saves(), configuration);
   const bool terminal = isatty(STDOUT_FILENO);
@@ -160,6 +166,7 @@ int RunCommand(const Arguments& args) {
       std::cout << line << std::endl;
     }
     shown = line;
+    service.Status(line);
     const bool timeUp =
         options->runFor && std::chrono::steady_clock::now() - started >= *options->runFor;
     if (stop.Requested() || timeUp || (options->subgroups > 0 && saved >= options->subgroups)) {
@@ -169,6 +176,7 @@ int RunCommand(const Arguments& args) {
   ticker.start(250);
   application->exec();
 
+  service.Stopping();
   driver->StopDriver();
   host::Bool16 cancel = host::kFalse;
   driver->QueryUnload(cancel, 0);

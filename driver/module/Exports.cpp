@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 
 #include "driver/ObjectCount.h"
@@ -21,12 +22,16 @@ class Version1Factory : public host::ClassFactory {
   }
 };
 
+// Canonical, so that the registry names the file itself whatever path, link or working
+// folder it was loaded through.
 std::string ModulePath() {
   Dl_info info{};
   if (dladdr(reinterpret_cast<void*>(&ModulePath), &info) == 0 || info.dli_fname == nullptr) {
     return "";
   }
-  return info.dli_fname;
+  std::error_code error;
+  std::filesystem::path path = std::filesystem::canonical(info.dli_fname, error);
+  return error ? info.dli_fname : path.string();
 }
 
 // Registration reports failures as a non-zero result, with the reason on stderr.

@@ -1,47 +1,25 @@
 #include "platform/utility/FileSystem.h"
 
 #include <fcntl.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <utility>
 
 #include "common/Module.h"
+#include "host/Folders.h"
 #include "host/PrivateFiles.h"
 #include "runtime/Error.h"
 
 namespace platform {
 namespace {
 
-std::string Environment(const char* name) {
-  const char* value = std::getenv(name);
-  return value ? value : "";
-}
-
-std::string HomeFolder() {
-  std::string home = Environment("HOME");
-  if (home.empty()) {
-    if (const passwd* entry = getpwuid(getuid())) home = entry->pw_dir ? entry->pw_dir : "";
-  }
-  return home.empty() ? "." : home;
-}
-
-// The XDG base folder named by `variable`, or `fallback` under the home folder.
-std::string XdgFolder(const char* variable, const char* fallback) {
-  const std::string value = Environment(variable);
-  if (!value.empty() && value.front() == '/') return value;
-  return HomeFolder() + "/" + fallback;
-}
-
 constexpr mode_t kOwnerOnlyFile = 0600;
 
-std::string Folder(const char* overrideVariable, const char* xdgVariable, const char* xdgFallback) {
-  std::string folder = Environment(overrideVariable);
-  if (folder.empty()) folder = XdgFolder(xdgVariable, xdgFallback) + "/" + common::kModuleName;
+std::string Folder(const char* overrideVariable, host::BaseFolder base) {
+  std::string folder = host::ApplicationFolder(overrideVariable, base, common::kModuleName);
   host::CreatePrivateFolders(folder);
   return folder;
 }
@@ -79,19 +57,19 @@ std::string FileSystem::JoinPath(const std::string& folder, const std::string& f
 }
 
 std::string FileSystem::LogFolder() const {
-  return Folder("DAM_LOG_DIR", "XDG_STATE_HOME", ".local/state");
+  return Folder("DAM_LOG_DIR", host::BaseFolder::State);
 }
 
 std::string FileSystem::SettingsFolder() const {
-  return Folder("DAM_SETTINGS_DIR", "XDG_CONFIG_HOME", ".config");
+  return Folder("DAM_SETTINGS_DIR", host::BaseFolder::Config);
 }
 
 std::string FileSystem::ComponentFolder() const {
-  return Folder("DAM_COMPONENT_DIR", "XDG_CONFIG_HOME", ".config");
+  return Folder("DAM_COMPONENT_DIR", host::BaseFolder::Config);
 }
 
 std::string FileSystem::DataFolder() const {
-  return Folder("DAM_DATA_DIR", "XDG_DATA_HOME", ".local/share");
+  return Folder("DAM_DATA_DIR", host::BaseFolder::Data);
 }
 
 void FileSystem::AppendToFile(const std::string& path, const std::string& text) const {

@@ -1,13 +1,14 @@
-// host::HostFileSystem on the XDG base directories. Each folder can be redirected by an
-// environment variable (tests and services use them):
+// host::HostFileSystem on the folders of host/Folders.h, the same resolver the driver
+// registry uses. Each folder can be redirected by an environment variable (tests and
+// services use them):
 //
 //   log        DAM_LOG_DIR        else $XDG_STATE_HOME/oxaGEPDAD6   (~/.local/state/...)
 //   settings   DAM_SETTINGS_DIR   else $XDG_CONFIG_HOME/oxaGEPDAD6  (~/.config/...)
 //   components DAM_COMPONENT_DIR  else $XDG_CONFIG_HOME/oxaGEPDAD6  (~/.config/...)
 //   data       DAM_DATA_DIR       else $XDG_DATA_HOME/oxaGEPDAD6    (~/.local/share/...)
 //
-// An empty variable counts as unset; an XDG variable that is not an absolute path is
-// ignored, as the XDG rules say. The variables are read on every call. A folder is
+// Without HOME the user database's home folder is used; without either, asking for a
+// folder that needs it is error 75 (host::HomeFolder). A folder is
 // created owner-only (with any missing folder above it) when it is asked for, since its
 // callers ask right before writing a file there; a folder that cannot be created is left
 // to that write to report.

@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 
 #include "apps/dam/DriverModule.h"
 #include "host/DriverRegistry.h"
 #include "runtime/Error.h"
+#include "tests/dam/DamProcesses.h"
 #include "tests/support/FakeComponents.h"
 #include "tests/support/TempFolder.h"
 
@@ -43,6 +45,33 @@ TEST(DriverModule, RegistersAndCreatesTheDriverThroughTheRegistry) {
   EXPECT_EQ(module->UnregisterServer(), 0);
   EXPECT_TRUE(host::ReadDriverRegistry().empty());
   unsetenv("DAM_REGISTRY_FILE");
+}
+
+}  // namespace
+
+namespace {
+
+class Registration : public damtest::DamProcesses {};
+
+// The registry names the module file itself, whatever path led to it: a service user or
+// another working folder reads the same entry.
+TEST_F(Registration, StoresTheCanonicalPathOfTheModuleGiven) {
+  namespace fs = std::filesystem;
+  const std::string module = fs::canonical(DAM_MODULE_PATH).string();
+  fs::create_symlink(module, work_.File("link.so"));
+  fs::create_symlink(fs::path(module).parent_path(), work_.File("build"));
+  fs::create_directory(work_.File("sub"));
+  const std::string forms[] = {work_.File("link.so"), work_.File("build/oxaGEPDAD6.so"),
+                               work_.File("sub/../link.so"),
+                               fs::relative(module, fs::current_path()).string()};
+  for (const std::string& form : forms) {
+    const auto [exitCode, output] = Run(DAM_PROGRAM, {"register", QString::fromStdString(form)});
+    EXPECT_EQ(exitCode, 0) << output;
+    std::ifstream registry(work_.File("drivers.registry"));
+    std::string line;
+    std::getline(registry, line);
+    EXPECT_EQ(line, std::string(kClass) + '\t' + module) << form;
+  }
 }
 
 }  // namespace

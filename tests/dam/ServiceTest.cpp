@@ -1,0 +1,253 @@
+// dam run as a systemd service: the notifications the service manager waits for, through a
+// real notification socket, and the priority prefixes the journal reads.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QTimer>
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <sstream>
+#include <vector>
+
+#include "apps/dam/JournalLines.h"
+#include "apps/dam/ServiceNotifier.h"
+#include "tests/dam/DamProcesses.h"
+
+namespace {
+
+// The service manager's end of NOTIFY_SOCKET: a datagram socket bound in a folder of its own.
+class NotifySocket {
+ public:
+  explicit NotifySocket(const std::string& path) : path_(path) {
+    fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    EXPECT_EQ(bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0) << path;
+  }
+  ~NotifySocket() { close(fd_); }
+  const std::string& Path() const { return path_; }
+
+  // Every message received so far.
+  std::vector<std::string> Received() {
+    char buffer[4096];
+    for (ssize_t size; (size = recv(fd_, buffer, sizeof buffer, 0)) > 0;) {
+      messages_.emplace_back(buffer, static_cast<size_t>(size));
+    }
+    return messages_;
+  }
+
+ private:
+  std::string path_;
+  int fd_ = -1;
+  std::vector<std::string> messages_;
+};
+
+long Count(const std::vector<std::string>& messages, const std::string& message) {
+  return std::count(messages.begin(), messages.end(), message);
+}
+
+void EnsureApplication() {
+  static int argc = 1;
+  static char name[] = "test_dam";
+  static char* argv[] = {name, nullptr};
+  if (QCoreApplication::instance() == nullptr) new QCoreApplication(argc, argv);
+}
+
+// Runs the event loop for `milliseconds`, reading what `manager` receives as it comes, as
+// the service manager does: a queue nobody reads blocks the sender.
+void RunEventLoop(int milliseconds, NotifySocket& manager) {
+  QEventLoop loop;
+  QTimer reader;
+  QObject::connect(&reader, &QTimer::timeout, [&] { manager.Received(); });
+  reader.start(10);
+  QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+  loop.exec();
+}
+
+TEST(ServiceNotifier, TellsTheManagerReadyStatusChangesWatchdogPingsAndStopping) {
+  EnsureApplication();
+  testsupport::TempFolder folder;
+  NotifySocket manager(folder.File("notify"));
+  setenv("NOTIFY_SOCKET", manager.Path().c_str(), 1);
+  const struct {
+    const char* watchdogUsec;
+    bool pings;
+  } cases[] = {{"100000", true}, {nullptr, false}};
+  for (const auto& c : cases) {
+    c.watchdogUsec ? setenv("WATCHDOG_USEC", c.watchdogUsec, 1) : unsetenv("WATCHDOG_USEC");
+    setenv("WATCHDOG_PID", std::to_string(getpid()).c_str(), 1);
+    const size_t before = manager.Received().size();
+    {
+      dam::ServiceNotifier service;
+      service.Ready();
+      service.Status("running | saved 0");
+      service.Status("running | saved 0");
+      service.Status("running | saved 1");
+      RunEventLoop(400, manager);
+      service.Stopping();
+      RunEventLoop(150, manager);
+    }
+    const std::vector<std::string> all = manager.Received();
+    const std::vector<std::string> sent(all.begin() + static_cast<long>(before), all.end());
+    std::vector<std::string> withoutPings;
+    std::copy_if(sent.begin(), sent.end(), std::back_inserter(withoutPings),
+                 [](const std::string& m) { return m != "WATCHDOG=1"; });
+    EXPECT_EQ(withoutPings, (std::vector<std::string>{"READY=1", "STATUS=running | saved 0",
+                                                      "STATUS=running | saved 1", "STOPPING=1"}))
+        << "a status is sent when it changes";
+    if (c.pings) {
+      // Every 50 ms for 400 ms, and none once stopping.
+      EXPECT_GE(Count(sent, "WATCHDOG=1"), 2) << "half of the 100 ms interval";
+      EXPECT_NE(sent.back(), "WATCHDOG=1");
+    } else {
+      EXPECT_EQ(Count(sent, "WATCHDOG=1"), 0) << "no watchdog asked for, none pinged";
+    }
+  }
+  for (const char* name : {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID"}) unsetenv(name);
+}
+
+TEST(JournalLines, EveryLineStartsWithItsPriorityHoweverItIsWritten) {
+  const struct {
+    std::vector<std::string> pieces;
+    std::string expected;
+  } cases[] = {
+      {{"one\n"}, "<6>one\n"},
+      {{"one\ntwo\n"}, "<6>one\n<6>two\n"},
+      {{"o", "ne", "\n", "two"}, "<6>one\n<6>two"},
+      {{"\n\n"}, "<6>\n<6>\n"},
+      {{}, ""},
+  };
+  for (const auto& c : cases) {
+    std::ostringstream target;
+    dam::LinePrefixBuffer buffer(target.rdbuf(), "<6>");
+    std::ostream out(&buffer);
+    for (const std::string& piece : c.pieces) {
+      piece.size() == 1 ? out.put(piece[0]) : out << piece;
+    }
+    out.flush();
+    EXPECT_EQ(target.str(), c.expected);
+  }
+}
+
+TEST(JournalLines, OnlyTheStreamJournalStreamNamesIsTheJournals) {
+  testsupport::TempFolder folder;
+  std::ofstream(folder.File("out")) << "";
+  std::ofstream(folder.File("other")) << "";
+  const int fd = open(folder.File("out").c_str(), O_WRONLY | O_CLOEXEC);
+  struct stat out {
+  }, other{};
+  ASSERT_EQ(fstat(fd, &out), 0);
+  ASSERT_EQ(stat(folder.File("other").c_str(), &other), 0);
+  const auto name = [](const struct stat& s) {
+    return std::to_string(s.st_dev) + ":" + std::to_string(s.st_ino);
+  };
+  const struct {
+    std::optional<std::string> journalStream;
+    bool journal;
+  } cases[] = {
+      {name(out), true},
+      {name(other), false},
+      {std::to_string(out.st_dev) + ":" + std::to_string(out.st_ino) + "x", false},
+      {std::to_string(out.st_ino), false},
+      {"", false},
+      {std::nullopt, false},
+  };
+  for (const auto& c : cases) {
+    c.journalStream ? setenv("JOURNAL_STREAM", c.journalStream->c_str(), 1)
+                    : unsetenv("JOURNAL_STREAM");
+    EXPECT_EQ(dam::IsJournalStream(fd), c.journal) << c.journalStream.value_or("(unset)");
+  }
+  unsetenv("JOURNAL_STREAM");
+  close(fd);
+}
+
+class ServiceRun : public damtest::DamProcesses {};
+
+std::string Read(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+std::vector<std::string> Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
+// The run systemd starts: its stdout and stderr are one stream, the journal's, a
+// notification socket waits, and the watchdog is on. A run whose output goes to a file is
+// left plain.
+TEST_F(ServiceRun, UnderSystemdItNotifiesAndMarksLinesForTheJournalElseItIsPlain) {
+  // A password others may read gives a warning on stderr.
+  std::ofstream(work_.File("settings/dam.ini"))
+      << "[Database]\nConnection=Driver=SQLite3;Database=" << work_.File("spc.db")
+      << ";PWD=secret\n";
+  chmod(work_.File("settings/dam.ini").c_str(), 0644);
+  const std::string config = work_.File("line.cfg");
+  std::ofstream(config) << "NAME=Line 1\nACTIVE=1\nDATALINK=Driver=SQLite3;Database="
+                        << work_.File("absent.db")
+                        << ";NoCreat=1\nSYNCTIME=0\nSUBGROUPINTERVAL=1\nSUBGROUPUNIT=0\n"
+                           "RETRYINTERVAL=1\nRETRYUNIT=0\nDESCRIPTOR=5\tShifts\tDay\n"
+                           "TEST=Fill\tWeight\t%TAG(LINE1.WEIGHT)\t\n";
+  for (const bool journal : {true, false}) {
+    SCOPED_TRACE(journal ? "journal" : "plain file");
+    NotifySocket manager(work_.File(journal ? "notify1" : "notify2"));
+    const std::string out = work_.File(journal ? "out1" : "out2");
+    std::ofstream(out) << "";
+    struct stat status {};
+    stat(out.c_str(), &status);
+    QProcessEnvironment environment = environment_;
+    environment.insert("NOTIFY_SOCKET", QString::fromStdString(manager.Path()));
+    environment.insert("WATCHDOG_USEC", "400000");
+    // A plain file is not the journal because the journal's stream is another one.
+    environment.insert("JOURNAL_STREAM",
+                       QString("%1:%2").arg(status.st_dev).arg(status.st_ino + (journal ? 0 : 1)));
+    QProcess run;
+    run.setProcessEnvironment(environment);
+    run.setProcessChannelMode(QProcess::MergedChannels);
+    run.setStandardOutputFile(QString::fromStdString(out));
+    run.start(DAM_PROGRAM, {"run", QString::fromStdString(config), "--for", "2"});
+    for (int wait = 0; wait < 600 && !run.waitForFinished(100); ++wait) manager.Received();
+    ASSERT_EQ(run.state(), QProcess::NotRunning);
+    const std::string output = Read(out);
+    EXPECT_EQ(run.exitCode(), 0) << output;
+
+    const std::vector<std::string> messages = manager.Received();
+    ASSERT_FALSE(messages.empty());
+    EXPECT_EQ(messages.front(), "READY=1");
+    EXPECT_EQ(messages.back(), "STOPPING=1");
+    EXPECT_GE(Count(messages, "WATCHDOG=1"), 3) << "every 200 ms for two seconds";
+    EXPECT_TRUE(std::any_of(messages.begin(), messages.end(), [](const std::string& m) {
+      return m.starts_with("STATUS=") && m.find("| saved 0") != std::string::npos;
+    }));
+
+    const std::string info = journal ? "<6>" : "";
+    const std::string error = journal ? "<3>" : "";
+    const std::vector<std::string> lines = Lines(output);
+    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+      return line.starts_with(error + "dam: ") && line.find("dam.ini") != std::string::npos;
+    })) << output;
+    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+      return line.starts_with(info + "historian: Unable to Connect");
+    })) << output;
+    EXPECT_TRUE(std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+      return line == info + "stopped after 0 subgroup(s)";
+    })) << output;
+    for (const std::string& line : lines) {
+      EXPECT_EQ(line.starts_with("<6>") || line.starts_with("<3>"), journal) << line;
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,138 @@
+// The one resolver of folders: the driver registry and the host's file system agree on
+// every environment, a service without HOME included.
+#include "host/Folders.h"
+
+#include <gtest/gtest.h>
+#include <pwd.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "host/DriverRegistry.h"
+#include "platform/utility/FileSystem.h"
+#include "runtime/Error.h"
+#include "tests/support/TempFolder.h"
+
+namespace {
+
+const char* const kVariables[] = {
+    "HOME",        "XDG_STATE_HOME",   "XDG_CONFIG_HOME",   "XDG_DATA_HOME", "DAM_REGISTRY_FILE",
+    "DAM_LOG_DIR", "DAM_SETTINGS_DIR", "DAM_COMPONENT_DIR", "DAM_DATA_DIR"};
+
+// Sets the variables a case names and unsets the others; puts everything back at the end.
+class Environment {
+ public:
+  Environment() {
+    for (const char* name : kVariables) {
+      const char* value = std::getenv(name);
+      saved_[name] = value ? std::optional<std::string>(value) : std::nullopt;
+    }
+  }
+  ~Environment() {
+    for (const auto& [name, value] : saved_) {
+      value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
+    }
+  }
+  void Only(const std::map<std::string, std::string>& values) {
+    for (const char* name : kVariables) unsetenv(name);
+    for (const auto& [name, value] : values) setenv(name.c_str(), value.c_str(), 1);
+  }
+
+ private:
+  std::map<std::string, std::optional<std::string>> saved_;
+};
+
+std::string PasswdHome() {
+  const passwd* entry = getpwuid(getuid());
+  return entry && entry->pw_dir ? entry->pw_dir : "";
+}
+
+TEST(Folders, TheRegistryAndTheHostFilesComeFromOneResolver) {
+  testsupport::TempFolder temp;
+  Environment environment;
+  const std::string home = temp.File("home");
+  const std::string passwdHome = PasswdHome();
+  ASSERT_FALSE(passwdHome.empty()) << "this user needs a home in the user database";
+  const struct {
+    std::map<std::string, std::string> set;
+    std::string config, data;
+  } cases[] = {
+      {{{"HOME", home}}, home + "/.config", home + "/.local/share"},
+      {{{"HOME", home}, {"XDG_CONFIG_HOME", temp.File("c")}, {"XDG_DATA_HOME", "rel"}},
+       temp.File("c"),
+       home + "/.local/share"},
+      // A service started without HOME: the user database's home, never "/.config".
+      {{}, passwdHome + "/.config", passwdHome + "/.local/share"},
+      {{{"HOME", ""}}, passwdHome + "/.config", passwdHome + "/.local/share"},
+      {{{"XDG_CONFIG_HOME", "relative"}}, passwdHome + "/.config", passwdHome + "/.local/share"},
+  };
+  for (const auto& c : cases) {
+    environment.Only(c.set);
+    SCOPED_TRACE(c.config);
+    EXPECT_EQ(host::DriverRegistryPath(), c.config + "/oxaDAM/drivers.registry");
+    EXPECT_EQ(host::BaseFolderPath(host::BaseFolder::Config, "X"), c.config);
+    EXPECT_EQ(host::BaseFolderPath(host::BaseFolder::Data, "X"), c.data);
+  }
+  // The host's folders only when a case writes into the temporary folder.
+  environment.Only({{"HOME", home}});
+  platform::FileSystem files;
+  EXPECT_EQ(files.SettingsFolder(), home + "/.config/oxaGEPDAD6");
+  EXPECT_EQ(files.LogFolder(), home + "/.local/state/oxaGEPDAD6");
+  environment.Only({{"HOME", home}, {"DAM_REGISTRY_FILE", temp.File("r")}});
+  EXPECT_EQ(host::DriverRegistryPath(), temp.File("r"));
+}
+
+// A user the user database does not know (a container's numeric user) without HOME gets
+// an error naming what to set, not files under "/".
+TEST(Folders, NoHomeAnywhereIsAnErrorNamingWhatToSet) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to become a user without an entry";
+  uid_t stranger = 54321;
+  while (getpwuid(stranger) != nullptr) ++stranger;
+  int report[2];
+  ASSERT_EQ(pipe(report), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    close(report[0]);
+    std::string lines;
+    if (setgid(stranger) != 0 || setuid(stranger) != 0) _exit(2);
+    unsetenv("HOME");
+    unsetenv("XDG_CONFIG_HOME");
+    unsetenv("XDG_STATE_HOME");
+    unsetenv("DAM_REGISTRY_FILE");
+    unsetenv("DAM_LOG_DIR");
+    const auto attempt = [&](auto&& body) {
+      try {
+        lines += "path " + body() + "\n";
+      } catch (const runtime::Error& e) {
+        lines += std::to_string(e.Number()) + " " + e.Description() + "\n";
+      }
+    };
+    attempt([] { return host::DriverRegistryPath(); });
+    attempt([] { return platform::FileSystem().LogFolder(); });
+    setenv("DAM_LOG_DIR", "/nonexistent-dam-test/log", 1);
+    attempt([] { return host::ApplicationFolder("DAM_LOG_DIR", host::BaseFolder::State, "x"); });
+    if (write(report[1], lines.data(), lines.size()) < 0) _exit(3);
+    _exit(0);
+  }
+  close(report[1]);
+  std::string text;
+  char buffer[1024];
+  for (ssize_t n; (n = read(report[0], buffer, sizeof buffer)) > 0;) text.append(buffer, n);
+  close(report[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  const std::string who = "HOME is unset and user " + std::to_string(stranger);
+  EXPECT_EQ(text, "75 There is no home folder: " + who +
+                      " has no home in the user database; set HOME or DAM_REGISTRY_FILE\n"
+                      "75 There is no home folder: " +
+                      who +
+                      " has no home in the user database; set HOME or DAM_LOG_DIR\n"
+                      "path /nonexistent-dam-test/log\n");
+}
+
+}  // namespace
