@@ -81,6 +81,7 @@ void MainWindow::AddConfiguration(const std::string& path, const std::string& sp
     if (!row->configuration->ConfigurationName().empty()) {
       item->setText(kName, QString::fromStdString(row->configuration->ConfigurationName()));
     }
+    row->components.SetConfigurationName(item->text(kName).toStdString());
     row->host = std::make_shared<DamHost>(row->components, SpcConnection(row->components, spc));
     auto driver = module_->ClassObject(driverClass_).CreateInstance(row->components);
     Row* target = row.get();

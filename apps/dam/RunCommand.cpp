@@ -11,6 +11,7 @@
 #include "apps/dam/DamHost.h"
 #include "apps/dam/DriverModule.h"
 #include "apps/dam/JournalLines.h"
+#include "apps/dam/RunEvents.h"
 #include "apps/dam/RunStatus.h"
 #include "apps/dam/ServiceNotifier.h"
 #include "apps/dam/StopSignals.h"
@@ -31,6 +32,7 @@ struct RunOptions {
   std::optional<std::chrono::milliseconds> runFor;
   long subgroups = -1;
   bool activity = false;
+  bool ndjson = false;
 };
 
 std::optional<RunOptions> Parse(const Arguments& args) {
@@ -50,6 +52,8 @@ std::optional<RunOptions> Parse(const Arguments& args) {
       if (*end != '\0' || options.subgroups <= 0) return std::nullopt;
     } else if (args[i] == "--activity") {
       options.activity = true;
+    } else if (args[i] == "--ndjson") {
+      options.ndjson = true;
     } else if (options.config.empty() && !args[i].starts_with("--")) {
       options.config = args[i];
     } else {
@@ -71,11 +75,11 @@ int RunCommand(const Arguments& args) {
   const std::optional<RunOptions> options = Parse(args);
   if (!options) {
     std::cerr << "usage: dam run CONFIG [--spc CONNECTION] [--for DURATION] [--subgroups N]"
-                 " [--driver CLASS] [--activity]\n";
+                 " [--driver CLASS] [--activity] [--ndjson]\n";
     return 2;
   }
   PrefixJournalLines(std::cerr, STDERR_FILENO, "<3>");
-  PrefixJournalLines(std::cout, STDOUT_FILENO, "<6>");
+  if (!options->ndjson) PrefixJournalLines(std::cout, STDOUT_FILENO, "<6>");
   // Made before anything starts a thread. A collection blocked in a database call is
   // cancelled, so that the loop gets to stop the driver.
   StopSignals stop(
@@ -111,11 +115,13 @@ int RunCommand(const Arguments& args) {
     return Fail("the configuration " + options->config +
                 " is inactive (ACTIVE=0): there is nothing to collect");
   }
-  std::cout << "historian: " << common::GetDataLinkStatus(configuration.DataLinkState())
-            << (configuration.DataLinkError().empty()
-                    ? ""
-                    : " (" + platform::MaskConnectionSecrets(configuration.DataLinkError()) + ")")
-            << std::endl;
+  // With --ndjson, standard output holds the events alone.
+  std::ostream& said = options->ndjson ? std::cerr : std::cout;
+  said << "historian: " << common::GetDataLinkStatus(configuration.DataLinkState())
+       << (configuration.DataLinkError().empty()
+               ? ""
+               : " (" + platform::MaskConnectionSecrets(configuration.DataLinkError()) + ")")
+       << std::endl;
 
   auto host = std::make_shared<DamHost>(components, SpcConnection(components, options->spc));
   std::unique_ptr<DriverModule> module = LoadRegisteredModule(options->driverClass);
@@ -124,6 +130,7 @@ int RunCommand(const Arguments& args) {
   const std::string driverName = configuration.ConfigurationName().empty()
                                      ? std::filesystem::path(options->config).stem().string()
                                      : configuration.ConfigurationName();
+  components.SetConfigurationName(driverName);
   if (!driver->Initialize(host, driverName)) return Fail("the driver could not be initialised");
   if (!driver->Load(runtime::Variant(components.TextCodec().EncodeText("QZ", text)))) {
     return Fail("the driver could not load the configuration");
@@ -137,6 +144,8 @@ int RunCommand(const Arguments& args) {
 
   RunStatus status(components, components.Saves(), configuration);
   const bool terminal = isatty(STDOUT_FILENO);
+  std::optional<RunEvents> events;
+  if (options->ndjson) events.emplace(std::cout);
   std::string shown;
   std::string failure;
   const auto started = std::chrono::steady_clock::now();
@@ -149,6 +158,10 @@ int RunCommand(const Arguments& args) {
     std::string line;
     try {
       saved = status.SavedSubgroups();
+      if (events) {
+        events->Write(RunStatus::StateName(driver->State()), saved, components.Spool().Depth(),
+                      status.NewErrors());
+      }
       const std::string error = status.LastError();
       const int64_t spooled = components.Spool().Depth();
       line = RunStatus::StateName(driver->State()) + " | saved " + std::to_string(saved) +
@@ -156,13 +169,16 @@ int RunCommand(const Arguments& args) {
              status.NextCollection() + " | last error " + (error.empty() ? "none" : error);
     } catch (...) {
       const std::string reason = runtime::ToError(std::current_exception()).NumberAndDescription();
-      if (reason != failure) std::cerr << "dam run: status unavailable: " << reason << std::endl;
+      if (reason != failure) {
+        std::cerr << "dam run: status unavailable: " << reason << std::endl;
+        if (events) events->Error("status unavailable: " + reason);
+      }
       failure = reason;
       line = "status unavailable: " + reason;
     }
-    if (terminal) {
+    if (terminal && !events) {
       std::cout << "\r\033[K" << line << std::flush;
-    } else if (line != shown) {
+    } else if (!events && line != shown) {
       std::cout << line << std::endl;
     }
     shown = line;
@@ -183,8 +199,9 @@ int RunCommand(const Arguments& args) {
   driver->Unload();
   driver.reset();
   stop.Stopped();
-  if (terminal) std::cout << '\n';
-  std::cout << "stopped after " << status.SavedSubgroups() << " subgroup(s)" << std::endl;
+  if (events) events->Write("stopped", status.SavedSubgroups(), components.Spool().Depth(), {});
+  if (terminal && !events) std::cout << '\n';
+  said << "stopped after " << status.SavedSubgroups() << " subgroup(s)" << std::endl;
   return 0;
 }
 

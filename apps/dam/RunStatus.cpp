@@ -49,18 +49,25 @@ std::string RunStatus::NextCollection() const {
 }
 
 std::string RunStatus::LastError() {
-  ReadNewLogLines();
+  NewErrors();
+  return lastError_;
+}
+
+std::vector<std::string> RunStatus::NewErrors() {
+  std::vector<std::string> errors = ReadNewLogLines();
   // What the log could not take went to the host's error display instead.
   const platform::ShownError shown = platform::LastShownError();
   if (shown.count != shownErrors_) {
     shownErrors_ = shown.count;
-    lastError_ = platform::MaskConnectionSecrets(shown.text);
+    errors.push_back(platform::MaskConnectionSecrets(shown.text));
   }
-  return lastError_;
+  if (!errors.empty()) lastError_ = errors.back();
+  return errors;
 }
 
-void RunStatus::ReadNewLogLines() {
-  if (FileSize(logPath_) <= logOffset_) return;
+std::vector<std::string> RunStatus::ReadNewLogLines() {
+  std::vector<std::string> errors;
+  if (FileSize(logPath_) <= logOffset_) return errors;
   std::ifstream log(logPath_, std::ios::binary);
   log.seekg(static_cast<std::streamoff>(logOffset_));
   std::string line;
@@ -70,9 +77,10 @@ void RunStatus::ReadNewLogLines() {
     line.pop_back();
     const auto fields = runtime::Split(line, "\t");
     if (fields.size() >= 4 && fields[0] == configuration_.ConfigurationName()) {
-      lastError_ = platform::MaskConnectionSecrets(fields[2] + ": " + fields[3]);
+      errors.push_back(platform::MaskConnectionSecrets(fields[2] + ": " + fields[3]));
     }
   }
+  return errors;
 }
 
 std::string RunStatus::StateName(int32_t state) {

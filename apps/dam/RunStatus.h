@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "config/Configuration1.h"
 #include "host/Components.h"
@@ -30,12 +31,14 @@ class RunStatus {
   // configuration as "description: detail", or an error the host's error display showed;
   // "" when there was none.
   std::string LastError();
+  // The errors since the last call of this or LastError, oldest first, in LastError's form.
+  std::vector<std::string> NewErrors();
 
   static std::string StateName(int32_t state);
 
  private:
-  // Takes the newest of this configuration's log lines written since the last call.
-  void ReadNewLogLines();
+  // This configuration's log lines written since the last call.
+  std::vector<std::string> ReadNewLogLines();
 
   host::Components& components_;
   const platform::SpcSaveCount& saves_;

@@ -1,8 +1,10 @@
+#include <filesystem>
 #include <iostream>
 #include <string>
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/DamHost.h"
+#include "apps/dam/MissingSpcFile.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/spcdb/SpcSession.h"
 #include "runtime/Date.h"
@@ -17,6 +19,12 @@ int Usage() {
 }
 
 int List(platform::SpcSpool& spool) {
+  // Reading never creates a database, as for the SPC database.
+  if (!std::filesystem::exists(spool.Path())) {
+    std::cerr << "dam spool: there is no spool at " << spool.Path()
+              << " (this host never kept a subgroup)\n";
+    return kNoDatabase;
+  }
   const auto entries = spool.List();
   for (const platform::SpoolEntry& entry : entries) {
     std::cout << runtime::FormatGeneralDate(entry.time) << "  session " << entry.sessionNumber

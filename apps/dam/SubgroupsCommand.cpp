@@ -1,50 +1,21 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <filesystem>
 #include <iostream>
+#include <optional>
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/DamHost.h"
+#include "apps/dam/FollowSubgroups.h"
+#include "apps/dam/JsonOutput.h"
+#include "apps/dam/MissingSpcFile.h"
+#include "apps/dam/SubgroupJson.h"
 #include "platform/components/PlatformComponents.h"
-#include "platform/odbc/OdbcConnectionString.h"
 #include "platform/spcdb/SpcReader.h"
 #include "runtime/Conversions.h"
-#include "runtime/Text.h"
 
 namespace dam {
 namespace {
-
-QString Text(const std::string& text) {
-  return QString::fromStdString(text);
-}
-
-QJsonValue Name(const std::optional<platform::SpcName>& name) {
-  if (!name) return QJsonValue::Null;
-  return QJsonObject{{"group", Text(name->group)}, {"name", Text(name->name)}};
-}
-
-QJsonObject ToJson(const platform::SpcSubgroupData& subgroup) {
-  QJsonArray descriptors, readings;
-  for (const auto& d : subgroup.descriptors) descriptors.append(Name(d));
-  for (const auto& r : subgroup.readings) {
-    readings.append(QJsonObject{{"test_group", Text(r.testGroup)},
-                                {"test", Text(r.test)},
-                                {"sample", r.sample},
-                                {"value", r.value},
-                                {"serial", Text(r.serialNumber)},
-                                {"defect", Text(r.defect)}});
-  }
-  return QJsonObject{{"time", Text(runtime::FormatGeneralDate(subgroup.time))},
-                     {"size", subgroup.size},
-                     {"part", Name(subgroup.part)},
-                     {"process", Name(subgroup.process)},
-                     {"job", Name(subgroup.job)},
-                     {"shift", Name(subgroup.shift)},
-                     {"lot", subgroup.lot ? QJsonValue(Text(*subgroup.lot)) : QJsonValue::Null},
-                     {"user_defined", descriptors},
-                     {"readings", readings}};
-}
 
 std::string Named(const std::optional<platform::SpcName>& name) {
   return name ? name->group + "/" + name->name : "-";
@@ -56,6 +27,7 @@ void PrintTable(const std::vector<platform::SpcSubgroupData>& subgroups) {
               << Named(s.part) << "  process " << Named(s.process) << "  job " << Named(s.job)
               << "  shift " << Named(s.shift) << "  lot " << s.lot.value_or("-");
     for (const auto& d : s.descriptors) std::cout << "  " << d.group << "=" << d.name;
+    if (s.configuration) std::cout << "  by " << *s.configuration;
     std::cout << '\n';
     for (const auto& r : s.readings) {
       std::cout << "    " << r.testGroup << " / " << r.test << "  #" << r.sample << "  "
@@ -68,53 +40,64 @@ void PrintTable(const std::vector<platform::SpcSubgroupData>& subgroups) {
   if (subgroups.empty()) std::cout << "no subgroups saved\n";
 }
 
-// The SQLite file an SQLite connection string names, or "" for any other database.
-std::string SqliteFile(const std::string& connection) {
-  std::string driver, file;
-  for (const platform::ConnectionKey& pair : platform::ParseConnectionString(connection)) {
-    if (runtime::EqualsNoCase(pair.key, "Driver")) driver = pair.value;
-    if (runtime::EqualsNoCase(pair.key, "Database")) file = pair.value;
-  }
-  return runtime::EqualsNoCase(driver, "SQLite3") ? file : "";
+int Usage(const std::string& problem) {
+  std::cerr
+      << "dam subgroups: " << problem
+      << "\nusage: dam subgroups [--spc CONNECTION] [--last N] [--json | --ndjson] [--follow]\n";
+  return 2;
 }
 
 }  // namespace
 
 int SubgroupsCommand(const Arguments& args) {
   std::string spc;
-  long last = 20;
-  bool json = false;
+  std::optional<long> last;
+  bool json = false, ndjson = false, follow = false;
   for (size_t i = 0; i < args.size(); ++i) {
     const bool hasValue = i + 1 < args.size();
     char* end = nullptr;
     if (args[i] == "--spc" && hasValue) {
       spc = args[++i];
-    } else if (args[i] == "--last" && hasValue &&
-               (last = std::strtol(args[++i].c_str(), &end, 10)) > 0 && *end == '\0' &&
-               last <= 1'000'000) {
+    } else if (args[i] == "--last" && hasValue) {
+      last = std::strtol(args[++i].c_str(), &end, 10);
+      if (*end != '\0' || *last < 0 || *last > 1'000'000) {
+        return Usage("--last takes a number from 0 to 1000000, not \"" + args[i] + "\"");
+      }
     } else if (args[i] == "--json") {
       json = true;
+    } else if (args[i] == "--ndjson") {
+      ndjson = true;
+    } else if (args[i] == "--follow") {
+      follow = true;
     } else {
-      std::cerr << "usage: dam subgroups [--spc CONNECTION] [--last N] [--json]\n";
-      return 2;
+      return Usage("unknown argument \"" + args[i] + "\"");
     }
   }
+  if (json && ndjson) return Usage("--json and --ndjson exclude each other");
+  if (follow && !ndjson) return Usage("--follow needs --ndjson");
+  // Following starts at what is saved next unless told to show some before.
+  const auto count = static_cast<int32_t>(last.value_or(follow ? 0 : 20));
+  std::optional<FollowStop> stop;
+  if (follow) stop.emplace();
   platform::PlatformComponents components;
   WarnIfSettingsShowPasswords(components);
   // Reading never creates a database: a mistyped path is an error, not "no subgroups".
   const std::string connection = SpcConnection(components, spc);
-  if (const std::string file = SqliteFile(connection);
-      !file.empty() && !std::filesystem::exists(file)) {
+  if (const std::string file = MissingSpcFile(connection); !file.empty()) {
     std::cerr << "dam subgroups: there is no SPC database at " << file << '\n';
-    return 4;
+    return kNoDatabase;
   }
   DamHost host(components, connection);
   auto& session = dynamic_cast<platform::SpcSession&>(*host.Session());
-  const auto subgroups = platform::ReadSubgroups(session, static_cast<int32_t>(last));
-  if (json) {
+  if (follow) return FollowSubgroups(session, count, std::cout, std::cerr, *stop);
+  const auto subgroups = platform::ReadSubgroups(session, count);
+  if (ndjson) {
+    for (const auto& subgroup : subgroups) std::cout << JsonLine(SubgroupJson(subgroup));
+  } else if (json) {
     QJsonArray out;
-    for (const auto& subgroup : subgroups) out.append(ToJson(subgroup));
-    std::cout << QJsonDocument(out).toJson(QJsonDocument::Indented).toStdString();
+    for (const auto& subgroup : subgroups) out.append(SubgroupJson(subgroup));
+    const QJsonObject document{{"schema", kJsonSchema}, {"subgroups", out}};
+    std::cout << QJsonDocument(document).toJson(QJsonDocument::Indented).toStdString();
   } else {
     PrintTable(subgroups);
   }

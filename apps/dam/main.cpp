@@ -12,11 +12,12 @@ int Usage() {
   std::cerr << "usage:\n"
                "  dam register MODULE | unregister MODULE | drivers\n"
                "  dam run CONFIG [--spc CONNECTION] [--for DURATION] [--subgroups N] [--activity]\n"
+               "          [--ndjson]\n"
                "  dam gui [CONFIG...] [--spc CONNECTION]\n"
                "  dam setup CONFIG [--spc CONNECTION]\n"
                "  dam select-tag CONFIG [--value TEXT]\n"
                "  dam config show [--raw] [--json] [--show-secrets] CONFIG\n"
-               "  dam subgroups [--spc CONNECTION] [--last N] [--json]\n"
+               "  dam subgroups [--spc CONNECTION] [--last N] [--json | --ndjson] [--follow]\n"
                "  dam spool | spool forward [--spc CONNECTION]\n"
                "  dam spool drop --before TIME [--yes]\n";
   return 2;

@@ -86,6 +86,7 @@ std::shared_ptr<host::DatabaseSession> PlatformComponents::CreateDatabaseSession
   // make unknown tests an error and bound the connection are applied to every session.
   auto session = std::make_shared<SpcSession>();
   session->CountSavesIn(saves_);
+  session->SetConfigurationName(configurationName_);
   session->Settings().SetOdbcPolicy(ReadOdbcPolicy());
   const bool strict = ProfileFile(SettingsPath()).ReadInteger("Database", "StrictTests", 0) != 0;
   session->Settings().SetStrictTests(strict);

@@ -14,6 +14,8 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <utility>
 
 #include "host/Components.h"
 #include "platform/components/SpoolForwarder.h"
@@ -49,6 +51,11 @@ class PlatformComponents : public host::Components {
   void MessageBox(const std::string& text) override;
   void Beep() override;
 
+  // The name of the configuration these components serve: every session made from now on
+  // stores it with the subgroups it saves. A host running one driver per set of components
+  // passes the driver's name.
+  void SetConfigurationName(std::string name) { configurationName_ = std::move(name); }
+
   // The subgroups saved by the sessions made here: this host's own, however many other
   // hosts write to the same database.
   const SpcSaveCount& Saves() const { return *saves_; }
@@ -70,6 +77,7 @@ class PlatformComponents : public host::Components {
   platform::TextExpander expander_;
   platform::TextCodec codec_;
   platform::FileSystem fileSystem_;
+  std::string configurationName_;
   std::shared_ptr<SpcSaveCount> saves_ = std::make_shared<SpcSaveCount>();
   std::shared_ptr<SpcSpool> spool_;
   std::unique_ptr<SpoolForwarder> forwarder_;

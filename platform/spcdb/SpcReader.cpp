@@ -9,7 +9,7 @@ namespace platform {
 namespace {
 
 constexpr char kSubgroups[] =
-    "SELECT s.id, s.subgroup_time, s.size, s.session_number,"
+    "SELECT s.id, s.subgroup_time, s.size, s.session_number, s.configuration_name,"
     " pg.name AS part_group, p.name AS part, rg.name AS process_group, r.name AS process,"
     " jg.name AS job_group, j.name AS job, hg.name AS shift_group, h.name AS shift,"
     " l.name AS lot"
@@ -42,14 +42,9 @@ std::optional<SpcName> Named(const host::Recordset& rows, const char* groupField
   return SpcName{Text(rows, groupField), Text(rows, nameField)};
 }
 
-std::vector<SpcSubgroupData> Read(OdbcConnection& connection, int32_t count) {
+std::vector<SpcSubgroupData> ReadRange(OdbcConnection& connection, int32_t first, int32_t last) {
   std::vector<SpcSubgroupData> subgroups;
-  auto ids = connection.Execute("SELECT id FROM subgroups ORDER BY id DESC LIMIT ?",
-                                std::vector<runtime::Variant>{count});
-  if (ids->Eof()) return subgroups;
-  runtime::Variant last = ids->Field("id"), first;
-  for (; !ids->Eof(); ids->MoveNext()) first = ids->Field("id");
-  std::vector<runtime::Variant> range{first, last};
+  const std::vector<runtime::Variant> range{first, last};
 
   // Another session may commit a subgroup inside the range between the queries below;
   // its rows are left out.
@@ -64,6 +59,9 @@ std::vector<SpcSubgroupData> Read(OdbcConnection& connection, int32_t count) {
     s.time = runtime::ToDate(rows->Field("subgroup_time"));
     s.size = runtime::ToLong(rows->Field("size"));
     s.sessionNumber = runtime::ToLong(rows->Field("session_number"));
+    if (!rows->Field("configuration_name").IsNull()) {
+      s.configuration = Text(*rows, "configuration_name");
+    }
     s.part = Named(*rows, "part_group", "part");
     s.process = Named(*rows, "process_group", "process");
     s.job = Named(*rows, "job_group", "job");
@@ -92,8 +90,47 @@ std::vector<SpcSubgroupData> Read(OdbcConnection& connection, int32_t count) {
 std::vector<SpcSubgroupData> ReadSubgroups(SpcSession& session, int32_t count) {
   std::vector<SpcSubgroupData> subgroups;
   if (count < 1) return subgroups;
-  session.Use([&](SpcLink& link) { subgroups = Read(link.Connection(), count); });
+  session.Use([&](SpcLink& link) {
+    auto ids = link.Connection().Execute("SELECT id FROM subgroups ORDER BY id DESC LIMIT ?",
+                                         std::vector<runtime::Variant>{count});
+    if (ids->Eof()) return;
+    const int32_t last = runtime::ToLong(ids->Field("id"));
+    int32_t first = last;
+    for (; !ids->Eof(); ids->MoveNext()) first = runtime::ToLong(ids->Field("id"));
+    subgroups = ReadRange(link.Connection(), first, last);
+  });
   return subgroups;
+}
+
+std::vector<SpcSubgroupData> ReadSubgroupRange(SpcSession& session, int32_t first, int32_t last) {
+  std::vector<SpcSubgroupData> subgroups;
+  if (first > last) return subgroups;
+  session.Use([&](SpcLink& link) { subgroups = ReadRange(link.Connection(), first, last); });
+  return subgroups;
+}
+
+std::vector<int32_t> SubgroupIdsAfter(SpcSession& session, int32_t after, int32_t limit) {
+  std::vector<int32_t> ids;
+  session.Use([&](SpcLink& link) {
+    ids.clear();
+    for (auto rows =
+             link.Connection().Execute("SELECT id FROM subgroups WHERE id > ? ORDER BY id LIMIT ?",
+                                       std::vector<runtime::Variant>{after, limit});
+         !rows->Eof(); rows->MoveNext()) {
+      ids.push_back(runtime::ToLong(rows->Field("id")));
+    }
+  });
+  return ids;
+}
+
+int32_t LastSubgroupId(SpcSession& session) {
+  int32_t id = 0;
+  session.Use([&](SpcLink& link) {
+    const runtime::Variant last =
+        link.Connection().Execute("SELECT MAX(id) AS id FROM subgroups")->Field("id");
+    id = last.IsNull() ? 0 : runtime::ToLong(last);
+  });
+  return id;
 }
 
 }  // namespace platform

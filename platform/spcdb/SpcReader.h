@@ -15,4 +15,14 @@ namespace platform {
 // reads with the group it belongs to in the database.
 std::vector<SpcSubgroupData> ReadSubgroups(SpcSession& session, int32_t count);
 
+// The subgroups with identifiers from `first` to `last`, in identifier order, read as
+// ReadSubgroups reads them.
+std::vector<SpcSubgroupData> ReadSubgroupRange(SpcSession& session, int32_t first, int32_t last);
+
+// Up to `limit` identifiers above `after`, ascending: a cheap look for new subgroups.
+std::vector<int32_t> SubgroupIdsAfter(SpcSession& session, int32_t after, int32_t limit);
+
+// The highest identifier saved; 0 for an empty database.
+int32_t LastSubgroupId(SpcSession& session);
+
 }  // namespace platform

@@ -113,9 +113,15 @@ void AddIdempotencyKeys(OdbcConnection& connection, const SpcDialect&) {
       "CREATE UNIQUE INDEX subgroups_idempotency_key ON subgroups (idempotency_key)");
 }
 
+// Version 4: a subgroup names the configuration that collected it, so that readers can tell
+// the lines of a plant apart. Subgroups saved before have none.
+void AddConfigurationNames(OdbcConnection& connection, const SpcDialect&) {
+  connection.Execute("ALTER TABLE subgroups ADD COLUMN configuration_name TEXT");
+}
+
 using Step = void (*)(OdbcConnection&, const SpcDialect&);
 // Step n turns version n - 1 into version n.
-const Step kSteps[] = {CreateTables, AddNameKeys, AddIdempotencyKeys};
+const Step kSteps[] = {CreateTables, AddNameKeys, AddIdempotencyKeys, AddConfigurationNames};
 static_assert(std::size(kSteps) == kSpcSchemaVersion);
 
 int32_t ReadVersion(OdbcConnection& connection) {

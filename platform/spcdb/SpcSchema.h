@@ -11,7 +11,7 @@
 
 namespace platform {
 
-inline constexpr int32_t kSpcSchemaVersion = 3;
+inline constexpr int32_t kSpcSchemaVersion = 4;
 
 // Brings the database to kSpcSchemaVersion in one transaction, serialised against other
 // sessions doing the same. A database of a newer version is an error and stays as it is.

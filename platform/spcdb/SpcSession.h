@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
+#include <utility>
 
 #include "host/DatabaseSession.h"
 #include "platform/spcdb/SpcLink.h"
@@ -33,6 +35,11 @@ class SpcSession : public host::DatabaseSession {
 
   // The number given to Initialize; saved with every subgroup of this session.
   int32_t SessionNumber() const { return sessionNumber_; }
+
+  // The configuration whose driver saves through this session; stored with every subgroup
+  // it saves. Empty: none is stored.
+  void SetConfigurationName(std::string name) { configurationName_ = std::move(name); }
+  const std::string& ConfigurationName() const { return configurationName_; }
 
   // Every subgroup this session saves from now on is counted in `saves` too.
   void CountSavesIn(std::shared_ptr<SpcSaveCount> saves);
@@ -63,6 +70,7 @@ class SpcSession : public host::DatabaseSession {
 
   SpcSettings settings_;
   int32_t sessionNumber_ = 0;
+  std::string configurationName_;
   bool opened_ = false;
   std::unique_ptr<SpcLink> link_;
   std::shared_ptr<SpcSaveCount> saves_;

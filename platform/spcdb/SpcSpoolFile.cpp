@@ -15,7 +15,7 @@ const char* const kTables[] = {
     " idempotency_key TEXT NOT NULL UNIQUE, time_serial REAL NOT NULL, size INTEGER NOT NULL,"
     " session_number INTEGER NOT NULL, part_group TEXT, part TEXT, process_group TEXT,"
     " process TEXT, job_group TEXT, job TEXT, shift_group TEXT, shift TEXT, lot TEXT,"
-    " refused TEXT)",
+    " refused TEXT, configuration_name TEXT)",
     "CREATE TABLE IF NOT EXISTS spooled_descriptors ("
     "spool_id INTEGER NOT NULL REFERENCES spooled (id) ON DELETE CASCADE,"
     " ordinal INTEGER NOT NULL, group_name TEXT NOT NULL, name TEXT NOT NULL,"
@@ -56,6 +56,13 @@ SpcSpoolFile::SpcSpoolFile(const std::string& path) {
   connection_.Execute("PRAGMA synchronous=FULL");
   connection_.Execute("PRAGMA foreign_keys=ON");
   for (const char* table : kTables) connection_.Execute(table);
+  // A spool left by an earlier version lacks the configuration name; what it holds has none.
+  bool named = false;
+  for (auto column = connection_.Execute("PRAGMA table_info(spooled)"); !column->Eof();
+       column->MoveNext()) {
+    named = named || Text(*column, "name") == "configuration_name";
+  }
+  if (!named) connection_.Execute("ALTER TABLE spooled ADD COLUMN configuration_name TEXT");
 }
 
 template <typename Body>
@@ -77,12 +84,14 @@ void SpcSpoolFile::Append(const SpcSubgroupData& s, const std::string& key) {
   Transact([&] {
     connection_.Execute(
         "INSERT INTO spooled (idempotency_key, time_serial, size, session_number, part_group,"
-        " part, process_group, process, job_group, job, shift_group, shift, lot)"
-        " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+        " part, process_group, process, job_group, job, shift_group, shift, lot,"
+        " configuration_name) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
         Parameters{key, s.time.serial, s.size, s.sessionNumber, GroupOf(s.part), NameOf(s.part),
                    GroupOf(s.process), NameOf(s.process), GroupOf(s.job), NameOf(s.job),
                    GroupOf(s.shift), NameOf(s.shift),
-                   s.lot ? runtime::Variant(*s.lot) : runtime::Variant(runtime::Null)});
+                   s.lot ? runtime::Variant(*s.lot) : runtime::Variant(runtime::Null),
+                   s.configuration ? runtime::Variant(*s.configuration)
+                                   : runtime::Variant(runtime::Null)});
     const runtime::Variant id =
         connection_.Execute("SELECT last_insert_rowid() AS id")->Field("id");
     auto descriptor = connection_.Prepare(
@@ -118,6 +127,9 @@ std::optional<SpooledSubgroup> SpcSpoolFile::Oldest() {
   s.job = Named(*row, "job_group", "job");
   s.shift = Named(*row, "shift_group", "shift");
   if (!row->Field("lot").IsNull()) s.lot = Text(*row, "lot");
+  if (!row->Field("configuration_name").IsNull()) {
+    s.configuration = Text(*row, "configuration_name");
+  }
   const Parameters id{spooled.id};
   for (auto d = connection_.Execute(
            "SELECT group_name, name FROM spooled_descriptors WHERE spool_id = ? ORDER BY ordinal",

@@ -102,6 +102,8 @@ void SpcSubgroup::Save(int32_t) {
       data_.size = std::max(data_.size, reading.sample);
   }
   data_.sessionNumber = session.SessionNumber();
+  data_.configuration.reset();
+  if (!session.ConfigurationName().empty()) data_.configuration = session.ConfigurationName();
   data_.id = 0;
   SpcSpool* spool = session.Spool();
   const std::string key = spool ? spool->NewKey(data_) : std::string();

@@ -34,6 +34,9 @@ struct SpcSubgroupData {
   runtime::Date time;
   int32_t size = 0;
   int32_t sessionNumber = 0;
+  // The name of the configuration that collected it; none for subgroups saved before the
+  // database kept it, or by a host that did not say.
+  std::optional<std::string> configuration;
   std::optional<SpcName> part, process, job, shift;
   std::optional<std::string> lot;
   // User-defined descriptors, in the order they were set.

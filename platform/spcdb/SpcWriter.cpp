@@ -15,7 +15,7 @@ using host::RecordKind;
 
 constexpr char kInsertSubgroup[] =
     "INSERT INTO subgroups (subgroup_time, size, part_id, process_id, job_id, shift_id, lot_id,"
-    " session_number, idempotency_key) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)";
+    " session_number, idempotency_key, configuration_name) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)";
 constexpr char kFindKey[] = "SELECT id FROM subgroups WHERE idempotency_key = ?";
 constexpr char kInsertDescriptors[] =
     "INSERT INTO subgroup_descriptors (subgroup_id, ordinal, descriptor_id) VALUES ";
@@ -85,7 +85,9 @@ int32_t WriteSubgroup(SpcLink& link, const SpcSubgroupData& subgroup, bool stric
                 IdOf(catalog, RecordKind::Process, subgroup.process),
                 IdOf(catalog, RecordKind::Job, subgroup.job),
                 IdOf(catalog, RecordKind::Shift, subgroup.shift), LotId(catalog, subgroup.lot),
-                subgroup.sessionNumber, key.empty() ? runtime::Null : runtime::Variant(key)});
+                subgroup.sessionNumber, key.empty() ? runtime::Null : runtime::Variant(key),
+                subgroup.configuration ? runtime::Variant(*subgroup.configuration)
+                                       : runtime::Variant(runtime::Null)});
   int32_t id =
       runtime::ToLong(link.Connection().Execute(link.Dialect().LastIdQuery())->Field("id"));
 

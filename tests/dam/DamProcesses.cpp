@@ -20,10 +20,11 @@ DamProcesses::DamProcesses() {
   EXPECT_EQ(Run(DAM_PROGRAM, {"register", DAM_MODULE_PATH}).first, 0);
 }
 
-std::unique_ptr<QProcess> DamProcesses::Start(const char* program, const QStringList& args) {
+std::unique_ptr<QProcess> DamProcesses::Start(const char* program, const QStringList& args,
+                                              QProcess::ProcessChannelMode channels) {
   auto process = std::make_unique<QProcess>();
   process->setProcessEnvironment(environment_);
-  process->setProcessChannelMode(QProcess::MergedChannels);
+  process->setProcessChannelMode(channels);
   process->start(program, args);
   EXPECT_TRUE(process->waitForStarted());
   return process;

@@ -20,7 +20,9 @@ class DamProcesses : public ::testing::Test {
  protected:
   DamProcesses();
 
-  std::unique_ptr<QProcess> Start(const char* program, const QStringList& args);
+  // stderr goes with stdout unless `channels` keeps them apart.
+  std::unique_ptr<QProcess> Start(const char* program, const QStringList& args,
+                                  QProcess::ProcessChannelMode channels = QProcess::MergedChannels);
   // Runs to the end: the exit code and the output, stderr included.
   std::pair<int, std::string> Run(const char* program, const QStringList& args);
   // The collection log as it stands.

@@ -76,6 +76,7 @@ TEST_P(SpcDatabaseTest, NamesAreOneWithoutRegardToCaseAndOldDatabasesUpgradeOrSa
   }
   Query(*database_, "DROP INDEX subgroups_idempotency_key");
   Query(*database_, "ALTER TABLE subgroups DROP COLUMN idempotency_key");
+  Query(*database_, "ALTER TABLE subgroups DROP COLUMN configuration_name");
   Query(*database_, "UPDATE schema_version SET version = 1");
   Query(*database_,
         "INSERT INTO tests (name, group_id) SELECT 'wIDTH', group_id FROM tests WHERE name = "
@@ -94,6 +95,27 @@ TEST_P(SpcDatabaseTest, NamesAreOneWithoutRegardToCaseAndOldDatabasesUpgradeOrSa
   record.SetNameKey(1);
   ASSERT_TRUE(record.Load(*session, 0));
   EXPECT_EQ(runtime::ToText(record.Field("Name")), "Width");
+}
+
+TEST_P(SpcDatabaseTest, SubgroupsNameTheirConfigurationAndOlderDatabasesKeepTheirRows) {
+  // A version-3 database: subgroups saved before the name was kept.
+  SaveSubgroup(OpenSession(), SampleSubgroup(1));
+  Query(*database_, "ALTER TABLE subgroups DROP COLUMN configuration_name");
+  Query(*database_, "UPDATE schema_version SET version = 3");
+
+  auto named = OpenSession();
+  EXPECT_EQ(Query(*database_, kVersions), kCurrent);
+  named->SetConfigurationName("Linie 3 \"Füller\"; DROP TABLE subgroups");
+  SaveSubgroup(named, SampleSubgroup(2));
+  SaveSubgroup(OpenSession(), SampleSubgroup(3));
+
+  const auto subgroups = platform::ReadSubgroups(*OpenSession(), 10);
+  ASSERT_EQ(subgroups.size(), 3u);
+  EXPECT_EQ(subgroups[0].configuration, std::nullopt) << "saved before the upgrade";
+  EXPECT_EQ(subgroups[0].readings.size(), 4u) << "the old row keeps its readings";
+  EXPECT_EQ(subgroups[0].time, SampleSubgroup(1).time);
+  EXPECT_EQ(subgroups[1].configuration, "Linie 3 \"Füller\"; DROP TABLE subgroups");
+  EXPECT_EQ(subgroups[2].configuration, std::nullopt) << "a session that did not say";
 }
 
 TEST(SpcSessionTest, SessionWithoutDatabaseFailsClearly) {

@@ -131,6 +131,42 @@ TEST_F(SpoolOnLockedFile, AFileLockedByAnotherConnectionKeepsSubgroupsUntilItIsF
   EXPECT_EQ(Logged("SPC database available again").size(), 1u);
 }
 
+TEST_F(SpoolOnLockedFile, AKeptSubgroupKeepsItsConfigurationNameAndOlderSpoolsOpen) {
+  // A spool file of the version before, holding one subgroup.
+  {
+    platform::OdbcConnection old;
+    old.Open("Driver=SQLite3;Database=" + folder_.File("spool.db"), "", "");
+    old.Execute(
+        "CREATE TABLE spooled (id INTEGER PRIMARY KEY AUTOINCREMENT,"
+        " idempotency_key TEXT NOT NULL UNIQUE, time_serial REAL NOT NULL, size INTEGER NOT NULL,"
+        " session_number INTEGER NOT NULL, part_group TEXT, part TEXT, process_group TEXT,"
+        " process TEXT, job_group TEXT, job TEXT, shift_group TEXT, shift TEXT, lot TEXT,"
+        " refused TEXT)");
+    old.Execute(
+        "INSERT INTO spooled (idempotency_key, time_serial, size, session_number)"
+        " VALUES ('old-1', 46000.5, 0, 7)");
+  }
+  auto database = MakeTestDatabase(Backend::SQLite);
+  auto spool = MakeSpool();
+  auto session = SpoolingSession(database->ConnectionString(), spool);
+  session->SetConfigurationName("Line 3");
+
+  platform::OdbcConnection other;
+  other.Open(database->ConnectionString(), "", "");
+  other.Execute("BEGIN EXCLUSIVE");
+  EXPECT_EQ(SaveSubgroup(session, SampleSubgroup(1)), 0);
+  EXPECT_EQ(spool->Depth(), 2);
+  other.Execute("COMMIT");
+  EXPECT_EQ(spool->Forward(*session, true), 2);
+
+  const auto stored = platform::ReadSubgroups(*session, 10);
+  ASSERT_EQ(stored.size(), 2u);
+  EXPECT_EQ(stored[0].sessionNumber, 7);
+  EXPECT_EQ(stored[0].configuration, std::nullopt) << "kept before names were kept";
+  EXPECT_EQ(stored[1].time, SampleSubgroup(1).time);
+  EXPECT_EQ(stored[1].configuration, "Line 3");
+}
+
 TEST_F(SpoolOnLockedFile, AFullSpoolFailsTheSaveAndSaysSo) {
   auto database = MakeTestDatabase(Backend::SQLite);
   auto spool = MakeSpool(1);

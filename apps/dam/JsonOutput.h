@@ -1,0 +1,21 @@
+// What every JSON output of dam shares, for the tools that read it: the version of the
+// shape, the time format and one compact object per line.
+#pragma once
+
+#include <QJsonObject>
+#include <string>
+
+#include "runtime/Date.h"
+
+namespace dam {
+
+// Raised when a field changes meaning or goes away; new fields do not raise it.
+inline constexpr int kJsonSchema = 1;
+
+// ISO 8601 local time with its UTC offset, to the millisecond: "2026-11-23T09:15:02.000+01:00".
+std::string IsoTime(runtime::Date time);
+
+// `object` compact, on one line ending in a newline.
+std::string JsonLine(const QJsonObject& object);
+
+}  // namespace dam

@@ -1,0 +1,38 @@
+// `dam run --ndjson`: instead of the status line, one JSON object per line for tools
+// that follow a run. Each carries "schema" (kJsonSchema), "event" and "time" (IsoTime):
+//   {"event":"status","state":"running","saved":3,"spooled":0,...}  when one of them changed
+//   {"event":"error","message":"Unable to Access Database: ...",...}  for each error
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace dam {
+
+class RunEvents {
+ public:
+  // Every line is flushed as written.
+  explicit RunEvents(std::ostream& out) : out_(out) {}
+
+  // After each look at the driver: an error event per error in `errors`, then a status
+  // event when the state or a count differs from the last one written.
+  void Write(const std::string& state, int32_t saved, int64_t spooled,
+             const std::vector<std::string>& errors);
+  void Error(const std::string& message);
+
+ private:
+  struct Status {
+    std::string state;
+    int32_t saved;
+    int64_t spooled;
+    friend bool operator==(const Status&, const Status&) = default;
+  };
+
+  std::ostream& out_;
+  std::optional<Status> last_;
+};
+
+}  // namespace dam

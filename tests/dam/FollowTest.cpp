@@ -1,0 +1,160 @@
+// Following the saved subgroups: each one given once, in identifier order, none skipped,
+// also when a writer commits a lower identifier after a higher one; and the real
+// `dam subgroups --follow --ndjson` against writers saving while it follows.
+#include <gtest/gtest.h>
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QThread>
+#include <sstream>
+
+#include "apps/dam/SubgroupFollower.h"
+#include "platform/odbc/OdbcConnection.h"
+#include "platform/spcdb/SpcReader.h"
+#include "platform/spcdb/SpcSession.h"
+#include "platform/spcdb/SpcSubgroup.h"
+#include "runtime/Date.h"
+#include "tests/dam/DamProcesses.h"
+#include "tests/support/TestDatabases.h"
+
+namespace {
+
+using spcdbtest::Backend;
+using namespace std::chrono_literals;
+
+std::shared_ptr<platform::SpcSession> Writer(const std::string& connection,
+                                             const std::string& configuration) {
+  auto session = std::make_shared<platform::SpcSession>();
+  session->Initialize(7);
+  session->Settings().SetConnection(connection);
+  session->SetConfigurationName(configuration);
+  session->Open(1, 0);
+  return session;
+}
+
+// Saves one subgroup as a driver does; gives its identifier.
+int32_t Save(const std::shared_ptr<platform::SpcSession>& session, int n) {
+  platform::SpcSubgroup subgroup;
+  subgroup.SetDatabase(session);
+  subgroup.SetTime(runtime::MakeDate({2026, 11, 23, 9, n / 60 % 60, n % 60}));
+  subgroup.LookupTestGroup("Fill");
+  subgroup.LookupTest("Weight");
+  subgroup.AddReading(500.0 + n, 1, 0, "", "");
+  subgroup.Save(0);
+  return subgroup.SavedId();
+}
+
+std::vector<int32_t> Ids(const std::vector<platform::SpcSubgroupData>& subgroups) {
+  std::vector<int32_t> ids;
+  for (const auto& subgroup : subgroups) ids.push_back(subgroup.id);
+  return ids;
+}
+
+TEST(SubgroupFollower, WaitsForAMissingIdentifierThenGivesItUpButNeverRepeats) {
+  testsupport::TempFolder folder;
+  const std::string connection = "Driver=SQLite3;Database=" + folder.File("spc.db");
+  auto session = Writer(connection, "Line 1");
+  platform::OdbcConnection sql;
+  sql.Open(connection, "", "");
+  // Stands in for commits in any order: each row with the identifier its writer got.
+  const auto commit = [&](int32_t id) {
+    sql.Execute(
+        "INSERT INTO subgroups (id, subgroup_time, size, session_number) VALUES (?, ?, 1, 7)",
+        std::vector<runtime::Variant>{id, runtime::MakeDate({2026, 11, 23, 9, 0, id})});
+  };
+  commit(1);
+  dam::SubgroupFollower follower(*session, 0, 10s);
+  const auto start = dam::SubgroupFollower::Clock::now();
+  const struct {
+    std::vector<int32_t> committed;
+    std::chrono::seconds at;
+    std::vector<int32_t> given;
+  } steps[] = {
+      {{2, 4}, 0s, {1, 2}},                     // 3 is missing below 4: 4 waits
+      {{}, 9s, {}},         {{3}, 9s, {3, 4}},  // committed late, given in order
+      {{7, 6}, 12s, {}},                        // 5 is missing now
+      {{}, 21s, {}},        {{}, 22s, {6, 7}},  // 5 never came: given up after ten seconds
+      {{5}, 23s, {}},                           // too late: never given out of order or twice
+      {{8}, 23s, {8}},
+  };
+  for (const auto& step : steps) {
+    for (const int32_t id : step.committed) commit(id);
+    EXPECT_EQ(Ids(follower.Poll(start + step.at)), step.given) << "at " << step.at.count() << " s";
+  }
+  EXPECT_EQ(follower.Last(), 8);
+}
+
+class Follow : public damtest::DamProcesses, public ::testing::WithParamInterface<Backend> {
+ protected:
+  // The lines the follower has written so far.
+  static std::vector<std::string> Lines(QProcess& follower, std::string& output) {
+    follower.waitForReadyRead(100);
+    output += follower.readAllStandardOutput().toStdString();
+    std::vector<std::string> lines;
+    std::istringstream in(output);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(Databases, Follow, ::testing::Values(Backend::SQLite, Backend::PostgreSQL),
+                         [](const auto& info) { return ::testing::PrintToString(info.param); });
+
+TEST_P(Follow, EverySubgroupSavedWhileFollowingIsPrintedOnceInOrder) {
+  auto database = spcdbtest::MakeTestDatabase(GetParam());
+  if (!database) GTEST_SKIP() << "no PostgreSQL server (run the tests under scripts/with-postgres)";
+  const std::string connection = database->ConnectionString();
+  auto first = Writer(connection, "Line 1");
+  auto second = Writer(connection, "Line 2");
+  std::vector<int32_t> expected;
+  for (int n = 0; n < 3; ++n) expected.push_back(Save(first, n));
+  expected.erase(expected.begin());  // --last 2
+
+  auto follower = Start(DAM_PROGRAM,
+                        {"subgroups", "--follow", "--ndjson", "--last", "2", "--spc",
+                         QString::fromStdString(connection)},
+                        QProcess::SeparateChannels);
+  std::string output;
+  ASSERT_TRUE(WaitFor([&] { return Lines(*follower, output).size() == 2; }, 20))
+      << output << follower->readAllStandardError().toStdString();
+
+  // Two writers, in bursts and with pauses shorter and longer than the follower's look.
+  const int pauses[] = {0, 0, 20, 260, 0, 530, 90, 0, 700, 5};
+  for (int n = 3; n < 33; ++n) {
+    expected.push_back(Save(n % 2 ? second : first, n));
+    QThread::msleep(pauses[n % std::size(pauses)]);
+  }
+  if (GetParam() == Backend::PostgreSQL) {
+    // A save that got its identifier first commits after a later one.
+    platform::OdbcConnection slow;
+    slow.Open(connection, "", "");
+    slow.BeginTransaction();
+    slow.Execute(
+        "INSERT INTO subgroups (subgroup_time, size, session_number, configuration_name)"
+        " VALUES (?, 1, 7, ?)",
+        std::vector<runtime::Variant>{runtime::MakeDate({2026, 11, 23, 10, 0, 0}), "Slow"});
+    expected.push_back(runtime::ToLong(slow.Execute("SELECT lastval() AS id")->Field("id")));
+    expected.push_back(Save(first, 40));
+    QThread::msleep(1500);
+    slow.Commit();
+  }
+
+  WaitFor([&] { return Lines(*follower, output).size() >= expected.size(); }, 20);
+  QThread::msleep(600);  // a repeat would show by now
+  Terminate(*follower);
+  EXPECT_EQ(follower->exitStatus(), QProcess::NormalExit);
+  EXPECT_EQ(follower->exitCode(), 0) << follower->readAllStandardError().toStdString();
+  std::vector<int32_t> printed;
+  for (const std::string& line : Lines(*follower, output)) {
+    QJsonParseError error;
+    const QJsonObject subgroup =
+        QJsonDocument::fromJson(QByteArray::fromStdString(line), &error).object();
+    ASSERT_EQ(error.error, QJsonParseError::NoError) << line;
+    EXPECT_EQ(subgroup["schema"].toInt(), 1) << line;
+    EXPECT_FALSE(subgroup["configuration"].toString().isEmpty()) << line;
+    printed.push_back(subgroup["id"].toInt());
+  }
+  EXPECT_EQ(printed, expected);
+}
+
+}  // namespace
