@@ -6,6 +6,7 @@
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/DamHost.h"
+#include "apps/shared/Failures.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/OdbcConnectionString.h"
 #include "platform/spcdb/SpcReader.h"
@@ -80,38 +81,21 @@ std::string SqliteFile(const std::string& connection) {
 
 }  // namespace
 
-int SubgroupsCommand(const Arguments& args) {
-  std::string spc;
-  long last = 20;
-  bool json = false;
-  for (size_t i = 0; i < args.size(); ++i) {
-    const bool hasValue = i + 1 < args.size();
-    char* end = nullptr;
-    if (args[i] == "--spc" && hasValue) {
-      spc = args[++i];
-    } else if (args[i] == "--last" && hasValue &&
-               (last = std::strtol(args[++i].c_str(), &end, 10)) > 0 && *end == '\0' &&
-               last <= 1'000'000) {
-    } else if (args[i] == "--json") {
-      json = true;
-    } else {
-      std::cerr << "usage: dam subgroups [--spc CONNECTION] [--last N] [--json]\n";
-      return 2;
-    }
-  }
+int SubgroupsCommand(const SubgroupsOptions& options) {
   platform::PlatformComponents components;
   WarnIfSettingsShowPasswords(components);
   // Reading never creates a database: a mistyped path is an error, not "no subgroups".
-  const std::string connection = SpcConnection(components, spc);
+  const std::string connection = SpcConnection(components, options.spc);
   if (const std::string file = SqliteFile(connection);
       !file.empty() && !std::filesystem::exists(file)) {
-    std::cerr << "dam subgroups: there is no SPC database at " << file << '\n';
-    return 4;
+    throw apps::Failure(apps::kExitUnreachable, "there is no SPC database at " + file);
   }
-  DamHost host(components, connection);
-  auto& session = dynamic_cast<platform::SpcSession&>(*host.Session());
-  const auto subgroups = platform::ReadSubgroups(session, static_cast<int32_t>(last));
-  if (json) {
+  const auto subgroups = apps::Doing(apps::kExitUnreachable, "cannot read the SPC database", [&] {
+    DamHost host(components, connection);
+    auto& session = dynamic_cast<platform::SpcSession&>(*host.Session());
+    return platform::ReadSubgroups(session, static_cast<int32_t>(options.last));
+  });
+  if (options.json) {
     QJsonArray out;
     for (const auto& subgroup : subgroups) out.append(ToJson(subgroup));
     std::cout << QJsonDocument(out).toJson(QJsonDocument::Indented).toStdString();
