@@ -236,7 +236,9 @@ std::string ProgramHelp() {
   std::string commands = "Commands:\n";
   for (const Command& command : Commands()) {
     if (!command.listed) continue;
-    commands += "  " + command.spec.invocation.substr(4) + " " + command.spec.synopsis + "\n";
+    const std::string& synopsis = command.spec.synopsis;
+    commands +=
+        "  " + command.spec.invocation.substr(4) + (synopsis.empty() ? "" : " ") + synopsis + "\n";
   }
   return apps::HelpText(kProgram, commands + "\n" + kFooter);
 }

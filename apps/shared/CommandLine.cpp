@@ -69,8 +69,9 @@ std::string UsageLine(const std::string& invocation, const std::string& problem)
 }
 
 std::string HelpText(const CommandSpec& spec, const std::string& footer) {
-  std::string text =
-      "Usage: " + spec.invocation + " " + spec.synopsis + "\n\n" + spec.summary + "\n";
+  std::string text = "Usage: " + spec.invocation +
+                     (spec.synopsis.empty() ? "" : " " + spec.synopsis) + "\n\n" +
+                     Wrapped(spec.summary, 0) + "\n";
   const std::vector<OptionSpec> options = AllOptions(spec);
   size_t width = 0;
   for (const ArgumentSpec& argument : spec.arguments) width = std::max(width, argument.name.size());
