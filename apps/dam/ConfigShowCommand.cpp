@@ -75,8 +75,7 @@ int ConfigShowCommand(const ConfigShowOptions& options) {
     std::cout << "\nData link: " << status << '\n';
     if (!linkError.empty()) std::cout << "Data link error: " << linkError << '\n';
     if (error) {
-      std::cerr << "error: " << error->Number() << " - " << shown(error->Description()) << " ("
-                << error->Source() << ")\n";
+      std::cerr << "error: " << shown(error->Description()) << " (" << error->Source() << ")\n";
     }
   }
   return error ? apps::kExitInvalidConfiguration : apps::kExitOk;
