@@ -1,25 +1,87 @@
-// The dam commands. Each takes the arguments after its name and returns the exit status.
+// The dam commands. Each takes its options, read from the command line by DamCommandLine,
+// and returns the exit status; failures are thrown (apps::Failure says which status).
 #pragma once
 
+#include <chrono>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace dam {
 
-using Arguments = std::vector<std::string>;
+inline constexpr char kDefaultDriverClass[] = "oxaGEPDAD6.Version1";
 
-int RegisterCommand(const Arguments& args);
-int UnregisterCommand(const Arguments& args);
-int DriversCommand(const Arguments& args);
-int RunCommand(const Arguments& args);
-int ConfigShowCommand(const Arguments& args);
-int SubgroupsCommand(const Arguments& args);
-int GuiCommand(const Arguments& args);
-int SelectTagCommand(const Arguments& args);
-int SpoolCommand(const Arguments& args);
+struct RunOptions {
+  std::string config;
+  std::string spc;
+  std::string driverClass = kDefaultDriverClass;
+  std::optional<std::chrono::milliseconds> runFor;
+  int64_t subgroups = -1;
+  bool activity = false;
+  // Runs a configuration that has errors, as the driver's lenient reading takes it.
+  bool force = false;
+  // Status changes and collection errors as JSON lines instead of the status line.
+  bool ndjson = false;
+};
+
+struct CheckOptions {
+  std::vector<std::string> configs;
+};
+
+struct ConfigShowOptions {
+  std::string config;
+  bool raw = false, json = false, showSecrets = false;
+};
+
+struct SubgroupsOptions {
+  std::string spc;
+  std::optional<int64_t> last;  // 20, or 0 when following
+  bool json = false, ndjson = false, follow = false;
+};
+
+struct GuiOptions {
+  std::vector<std::string> configs;
+  std::string spc;
+  std::string driverClass = kDefaultDriverClass;
+};
+
+struct SetupOptions {
+  std::string config;
+  std::string spc;
+  std::string driverClass = kDefaultDriverClass;
+};
+
+struct SelectTagOptions {
+  std::string config;
+  std::string value;
+};
+
+struct SpoolOptions {
+  std::string action;  // "", "forward" or "drop"
+  std::string spc;
+  std::string before;
+  bool yes = false;
+};
+
+struct ScreenshotsOptions {
+  std::string folder, config;
+  int64_t seconds = 0;
+};
+
+int RegisterCommand(const std::string& module);
+int UnregisterCommand(const std::string& module);
+int DriversCommand();
+int RunCommand(const RunOptions& options);
+int CheckCommand(const CheckOptions& options);
+int ConfigShowCommand(const ConfigShowOptions& options);
+int SubgroupsCommand(const SubgroupsOptions& options);
+int GuiCommand(const GuiOptions& options);
+int SelectTagCommand(const SelectTagOptions& options);
+int SpoolCommand(const SpoolOptions& options);
 // Opens the configuration dialog on one file and writes it back on OK (0); Cancel is 1.
-int SetupCommand(const Arguments& args);
-// Not in the usage: writes pictures of every window to a folder, for the documentation.
-int ScreenshotsCommand(const Arguments& args);
+int SetupCommand(const SetupOptions& options);
+// Not in the help: writes pictures of every window to a folder, for the documentation.
+int ScreenshotsCommand(const ScreenshotsOptions& options);
 
 }  // namespace dam

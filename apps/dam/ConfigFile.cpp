@@ -12,7 +12,12 @@ namespace dam {
 
 std::string ReadConfigurationFile(const std::string& path, bool raw) {
   std::ifstream in(path, std::ios::binary);
-  if (!in) throw runtime::Error(runtime::kFileNotFound, "Cannot read the configuration " + path);
+  if (!in) {
+    std::error_code error;
+    throw runtime::Error(runtime::kFileNotFound, std::filesystem::exists(path, error)
+                                                     ? "cannot read the configuration file " + path
+                                                     : "there is no configuration file " + path);
+  }
   std::stringstream bytes;
   bytes << in.rdbuf();
   std::string text = bytes.str();

@@ -5,6 +5,7 @@
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/ConfigFile.h"
+#include "apps/shared/ExitCodes.h"
 #include "common/TypeTables.h"
 #include "config/Configuration1.h"
 #include "platform/components/PlatformComponents.h"
@@ -32,33 +33,15 @@ std::string MaskDataLink(const std::string& text) {
 
 }  // namespace
 
-int ConfigShowCommand(const Arguments& args) {
-  bool raw = false, json = false, showSecrets = false;
-  std::string path;
-  for (const std::string& arg : args) {
-    if (arg == "--raw") {
-      raw = true;
-    } else if (arg == "--show-secrets") {
-      showSecrets = true;
-    } else if (arg == "--json") {
-      json = true;
-    } else if (path.empty() && !arg.starts_with("--")) {
-      path = arg;
-    } else {
-      path.clear();
-      break;
-    }
-  }
-  if (path.empty()) {
-    std::cerr << "usage: dam config show [--raw] [--json] [--show-secrets] CONFIG\n";
-    return 2;
-  }
-
+int ConfigShowCommand(const ConfigShowOptions& options) {
+  const bool showSecrets = options.showSecrets;
+  // Read first: a file that is not there is an error, not a configuration of defaults.
+  const std::string fileText = ReadConfigurationFile(options.config, options.raw);
   platform::PlatformComponents components;
   config::Configuration1 configuration(components);
   std::optional<runtime::Error> error;
   try {
-    configuration.SetData(ReadConfigurationFile(path, raw));
+    configuration.SetData(fileText);
   } catch (const runtime::Error& e) {
     error = e;
   }
@@ -70,7 +53,7 @@ int ConfigShowCommand(const Arguments& args) {
   const std::string text =
       showSecrets ? configuration.GetData() : MaskDataLink(configuration.GetData());
   const std::string linkError = shown(configuration.DataLinkError());
-  if (json) {
+  if (options.json) {
     QJsonArray tags;
     for (const auto& tag : configuration.TagItems()) tags.append(Text(tag->TagName));
     QJsonObject out{{"text", Text(text)},
@@ -92,11 +75,10 @@ int ConfigShowCommand(const Arguments& args) {
     std::cout << "\nData link: " << status << '\n';
     if (!linkError.empty()) std::cout << "Data link error: " << linkError << '\n';
     if (error) {
-      std::cerr << "error: " << error->Number() << " - " << shown(error->Description()) << " ("
-                << error->Source() << ")\n";
+      std::cerr << "error: " << shown(error->Description()) << " (" << error->Source() << ")\n";
     }
   }
-  return error ? 2 : 0;
+  return error ? apps::kExitInvalidConfiguration : apps::kExitOk;
 }
 
 }  // namespace dam

@@ -10,7 +10,4 @@ namespace dam {
 // exist; "" otherwise (another database, or the file is there).
 std::string MissingSpcFile(const std::string& connection);
 
-// Exit status 4 of a command refused for want of its database.
-inline constexpr int kNoDatabase = 4;
-
 }  // namespace dam

@@ -9,36 +9,28 @@
 namespace dam {
 namespace {
 
-int WithModule(const Arguments& args, const char* usage, int (DriverModule::*action)() const) {
-  if (args.size() != 1) {
-    std::cerr << "usage: " << usage << '\n';
-    return 2;
-  }
-  DriverModule module(std::filesystem::absolute(args[0]).string());
+int WithModule(const std::string& path, int (DriverModule::*action)() const) {
+  DriverModule module(std::filesystem::absolute(path).string());
   if ((module.*action)() != 0) return 1;
   return 0;
 }
 
 }  // namespace
 
-int RegisterCommand(const Arguments& args) {
-  int status = WithModule(args, "dam register MODULE", &DriverModule::RegisterServer);
+int RegisterCommand(const std::string& module) {
+  int status = WithModule(module, &DriverModule::RegisterServer);
   if (status == 0)
-    std::cout << "registered " << args[0] << " in " << host::DriverRegistryPath() << '\n';
+    std::cout << "registered " << module << " in " << host::DriverRegistryPath() << '\n';
   return status;
 }
 
-int UnregisterCommand(const Arguments& args) {
-  int status = WithModule(args, "dam unregister MODULE", &DriverModule::UnregisterServer);
-  if (status == 0) std::cout << "unregistered " << args[0] << '\n';
+int UnregisterCommand(const std::string& module) {
+  int status = WithModule(module, &DriverModule::UnregisterServer);
+  if (status == 0) std::cout << "unregistered " << module << '\n';
   return status;
 }
 
-int DriversCommand(const Arguments& args) {
-  if (!args.empty()) {
-    std::cerr << "usage: dam drivers\n";
-    return 2;
-  }
+int DriversCommand() {
   const auto drivers = host::ReadDriverRegistry();
   if (drivers.empty())
     std::cout << "no drivers registered in " << host::DriverRegistryPath() << '\n';

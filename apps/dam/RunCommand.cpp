@@ -8,6 +8,7 @@
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/ConfigFile.h"
+#include "apps/dam/ConfigurationCheck.h"
 #include "apps/dam/DamHost.h"
 #include "apps/dam/DriverModule.h"
 #include "apps/dam/JournalLines.h"
@@ -15,7 +16,7 @@
 #include "apps/dam/RunStatus.h"
 #include "apps/dam/ServiceNotifier.h"
 #include "apps/dam/StopSignals.h"
-#include "apps/shared/Duration.h"
+#include "apps/shared/Failures.h"
 #include "common/TypeTables.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/ConnectionSecrets.h"
@@ -25,59 +26,25 @@
 namespace dam {
 namespace {
 
-struct RunOptions {
-  std::string config;
-  std::string spc;
-  std::string driverClass = "oxaGEPDAD6.Version1";
-  std::optional<std::chrono::milliseconds> runFor;
-  long subgroups = -1;
-  bool activity = false;
-  bool ndjson = false;
-};
-
-std::optional<RunOptions> Parse(const Arguments& args) {
-  RunOptions options;
-  for (size_t i = 0; i < args.size(); ++i) {
-    const bool hasValue = i + 1 < args.size();
-    if (args[i] == "--spc" && hasValue) {
-      options.spc = args[++i];
-    } else if (args[i] == "--driver" && hasValue) {
-      options.driverClass = args[++i];
-    } else if (args[i] == "--for" && hasValue) {
-      options.runFor = apps::ParseDuration(args[++i]);
-      if (!options.runFor) return std::nullopt;
-    } else if (args[i] == "--subgroups" && hasValue) {
-      char* end = nullptr;
-      options.subgroups = std::strtol(args[++i].c_str(), &end, 10);
-      if (*end != '\0' || options.subgroups <= 0) return std::nullopt;
-    } else if (args[i] == "--activity") {
-      options.activity = true;
-    } else if (args[i] == "--ndjson") {
-      options.ndjson = true;
-    } else if (options.config.empty() && !args[i].starts_with("--")) {
-      options.config = args[i];
-    } else {
-      return std::nullopt;
-    }
-  }
-  if (options.config.empty()) return std::nullopt;
-  return options;
-}
-
 int Fail(const std::string& message) {
   std::cerr << "dam run: " << platform::MaskConnectionSecrets(message) << '\n';
   return 1;
 }
 
+// Prints what the check finds on stderr; true when it found errors.
+bool HasErrors(host::Components& components, const std::string& file, const std::string& text) {
+  bool errors = false;
+  for (const CheckFinding& finding : CheckConfiguration(components, text)) {
+    std::cerr << platform::MaskConnectionSecrets(FormatFinding(file, finding)) << '\n';
+    errors = errors || finding.error;
+  }
+  return errors;
+}
+
 }  // namespace
 
-int RunCommand(const Arguments& args) {
-  const std::optional<RunOptions> options = Parse(args);
-  if (!options) {
-    std::cerr << "usage: dam run CONFIG [--spc CONNECTION] [--for DURATION] [--subgroups N]"
-                 " [--driver CLASS] [--activity] [--ndjson]\n";
-    return 2;
-  }
+int RunCommand(const RunOptions& runOptions) {
+  const RunOptions* options = &runOptions;
   PrefixJournalLines(std::cerr, STDERR_FILENO, "<3>");
   if (!options->ndjson) PrefixJournalLines(std::cout, STDOUT_FILENO, "<6>");
   // Made before anything starts a thread. A collection blocked in a database call is
@@ -104,13 +71,15 @@ int RunCommand(const Arguments& args) {
   WarnIfSettingsShowPasswords(components);
 
   const std::string text = ReadConfigurationFile(options->config, false);
-  config::Configuration1 configuration(components);
-  try {
-    configuration.SetData(text);
-  } catch (const runtime::Error& e) {
-    return Fail("the configuration " + options->config +
-                " cannot be loaded: " + e.NumberAndDescription() + " (" + e.Source() + ")");
+  if (HasErrors(components, options->config, text) && !options->force) {
+    throw apps::Failure(apps::kExitInvalidConfiguration,
+                        "the configuration " + options->config +
+                            " has errors (above); fix them, or run it as it reads with --force");
   }
+  config::Configuration1 configuration(components);
+  apps::Doing(apps::kExitInvalidConfiguration,
+              "the configuration " + options->config + " cannot be loaded",
+              [&] { configuration.SetData(text); });
   if (!configuration.Active()) {
     return Fail("the configuration " + options->config +
                 " is inactive (ACTIVE=0): there is nothing to collect");
@@ -123,7 +92,9 @@ int RunCommand(const Arguments& args) {
                : " (" + platform::MaskConnectionSecrets(configuration.DataLinkError()) + ")")
        << std::endl;
 
-  auto host = std::make_shared<DamHost>(components, SpcConnection(components, options->spc));
+  const std::string spc = SpcConnection(components, options->spc);
+  auto host = apps::Doing(apps::kExitUnreachable, "cannot open the SPC database",
+                          [&] { return std::make_shared<DamHost>(components, spc); });
   std::unique_ptr<DriverModule> module = LoadRegisteredModule(options->driverClass);
   std::shared_ptr<host::IDriver> driver =
       module->ClassObject(options->driverClass).CreateInstance(components);

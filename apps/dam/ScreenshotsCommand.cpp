@@ -136,14 +136,10 @@ void SaveSetupDialogs(platform::PlatformComponents& components, const std::strin
 
 }  // namespace
 
-int ScreenshotsCommand(const Arguments& args) {
-  if (args.size() != 3) {
-    std::cerr << "usage: dam screenshots FOLDER CONFIG SECONDS\n";
-    return 2;
-  }
-  const std::string folder = args[0];
-  const std::string file = args[1];
-  const int seconds = std::stoi(args[2]);
+int ScreenshotsCommand(const ScreenshotsOptions& options) {
+  const std::string& folder = options.folder;
+  const std::string& file = options.config;
+  const int seconds = static_cast<int>(options.seconds);
   std::filesystem::create_directories(folder);
   int argc = 1;
   char name[] = "dam";

@@ -6,31 +6,15 @@
 #include "apps/dam/ConfigFile.h"
 #include "apps/dam/DamHost.h"
 #include "apps/dam/DriverModule.h"
+#include "apps/shared/Failures.h"
 #include "platform/components/PlatformComponents.h"
 #include "runtime/Error.h"
 
 namespace dam {
 
-int SetupCommand(const Arguments& args) {
-  std::string file;
-  std::string spc;
-  std::string driverClass = "oxaGEPDAD6.Version1";
-  for (size_t i = 0; i < args.size(); ++i) {
-    if (args[i] == "--spc" && i + 1 < args.size()) {
-      spc = args[++i];
-    } else if (args[i] == "--driver" && i + 1 < args.size()) {
-      driverClass = args[++i];
-    } else if (file.empty() && !args[i].starts_with("--")) {
-      file = args[i];
-    } else {
-      file.clear();
-      break;
-    }
-  }
-  if (file.empty()) {
-    std::cerr << "usage: dam setup CONFIG [--spc CONNECTION] [--driver CLASS]\n";
-    return 2;
-  }
+int SetupCommand(const SetupOptions& options) {
+  const std::string& file = options.config;
+  const std::string& driverClass = options.driverClass;
   int argc = 1;
   char name[] = "dam";
   char* argv[] = {name, nullptr};
@@ -38,7 +22,9 @@ int SetupCommand(const Arguments& args) {
   platform::PlatformComponents components;
   WarnIfSettingsShowPasswords(components);
   const std::unique_ptr<DriverModule> module = LoadRegisteredModule(driverClass);
-  auto host = std::make_shared<DamHost>(components, SpcConnection(components, spc));
+  auto host = apps::Doing(apps::kExitUnreachable, "cannot open the SPC database", [&] {
+    return std::make_shared<DamHost>(components, SpcConnection(components, options.spc));
+  });
   const std::shared_ptr<host::IDriver> driver =
       module->ClassObject(driverClass).CreateInstance(components);
   // A new configuration starts from the driver's defaults, named after its file.

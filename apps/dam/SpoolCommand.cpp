@@ -4,7 +4,8 @@
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/DamHost.h"
-#include "apps/dam/MissingSpcFile.h"
+#include "apps/shared/CommandLine.h"
+#include "apps/shared/Failures.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/spcdb/SpcSession.h"
 #include "runtime/Date.h"
@@ -12,18 +13,23 @@
 namespace dam {
 namespace {
 
-int Usage() {
-  std::cerr << "usage: dam spool | spool forward [--spc CONNECTION]"
-               " | spool drop --before TIME [--yes]\n";
-  return 2;
+// The options that go with the action; any other is a usage error naming it.
+void Allow(const SpoolOptions& options, bool spc, bool before) {
+  const std::string action = options.action.empty() ? "listing" : options.action;
+  auto refuse = [&](const std::string& option) {
+    throw apps::UsageError(
+        apps::UsageLine("dam spool", "--" + option + " does not go with " + action));
+  };
+  if (!spc && !options.spc.empty()) refuse("spc");
+  if (!before && !options.before.empty()) refuse("before");
+  if (!before && options.yes) refuse("yes");
 }
 
 int List(platform::SpcSpool& spool) {
   // Reading never creates a database, as for the SPC database.
   if (!std::filesystem::exists(spool.Path())) {
-    std::cerr << "dam spool: there is no spool at " << spool.Path()
-              << " (this host never kept a subgroup)\n";
-    return kNoDatabase;
+    throw apps::Failure(apps::kExitUnreachable, "there is no spool at " + spool.Path() +
+                                                    " (this host never kept a subgroup)");
   }
   const auto entries = spool.List();
   for (const platform::SpoolEntry& entry : entries) {
@@ -38,9 +44,13 @@ int List(platform::SpcSpool& spool) {
 
 int Forward(platform::PlatformComponents& components, const std::string& spc) {
   platform::SpcSpool& spool = components.Spool();
-  DamHost host(components, SpcConnection(components, spc));
-  auto& session = dynamic_cast<platform::SpcSession&>(*host.Session());
-  const int64_t forwarded = spool.Forward(session, true);
+  const std::string connection = SpcConnection(components, spc);
+  const int64_t forwarded =
+      apps::Doing(apps::kExitUnreachable, "cannot forward to the SPC database", [&] {
+        DamHost host(components, connection);
+        auto& session = dynamic_cast<platform::SpcSession&>(*host.Session());
+        return spool.Forward(session, true);
+      });
   std::cout << "forwarded " << forwarded << " subgroup(s); " << spool.Depth() << " still kept in "
             << spool.Path() << '\n';
   return spool.Depth() == 0 ? 0 : 1;
@@ -49,8 +59,8 @@ int Forward(platform::PlatformComponents& components, const std::string& spc) {
 int Drop(platform::SpcSpool& spool, const std::string& before, bool confirmed) {
   const std::optional<runtime::Date> time = runtime::ParseDate(before);
   if (!time) {
-    std::cerr << "dam spool drop: \"" << before << "\" is not a time (yyyy-MM-dd HH:mm:ss)\n";
-    return 2;
+    throw apps::UsageError(apps::UsageLine(
+        {"dam spool"}, "--before '" + before + "' is not a time (yyyy-MM-dd HH:mm:ss)"));
   }
   const int64_t count = spool.CountBefore(*time);
   if (count == 0) {
@@ -75,30 +85,18 @@ int Drop(platform::SpcSpool& spool, const std::string& before, bool confirmed) {
 
 }  // namespace
 
-int SpoolCommand(const Arguments& args) {
-  std::string action, spc, before;
-  bool yes = false;
-  for (size_t i = 0; i < args.size(); ++i) {
-    const bool hasValue = i + 1 < args.size();
-    if (args[i] == "--spc" && hasValue) {
-      spc = args[++i];
-    } else if (args[i] == "--before" && hasValue) {
-      before = args[++i];
-    } else if (args[i] == "--yes") {
-      yes = true;
-    } else if (action.empty() && (args[i] == "forward" || args[i] == "drop")) {
-      action = args[i];
-    } else {
-      return Usage();
-    }
+int SpoolCommand(const SpoolOptions& options) {
+  if (options.action != "" && options.action != "forward" && options.action != "drop") {
+    throw apps::UsageError(apps::UsageLine("dam spool", "unknown action '" + options.action + "'"));
+  }
+  Allow(options, options.action == "forward", options.action == "drop");
+  if (options.action == "drop" && options.before.empty()) {
+    throw apps::UsageError(apps::UsageLine("dam spool", "drop needs --before TIME"));
   }
   platform::PlatformComponents components;
   WarnIfSettingsShowPasswords(components);
-  if (action == "forward") return Forward(components, spc);
-  if (action == "drop") {
-    return before.empty() || !spc.empty() ? Usage() : Drop(components.Spool(), before, yes);
-  }
-  if (!before.empty() || yes || !spc.empty()) return Usage();
+  if (options.action == "forward") return Forward(components, options.spc);
+  if (options.action == "drop") return Drop(components.Spool(), options.before, options.yes);
   return List(components.Spool());
 }
 

@@ -1,13 +1,15 @@
 // histsim: a historian for tests and demonstrations. Creates the historian's tables in an
 // SQLite file (or any ODBC database) and moves one current value per tag every period.
 #include <csignal>
-#include <cstdlib>
+#include <cstdint>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <thread>
 
 #include "apps/histsim/Simulator.h"
-#include "apps/shared/Duration.h"
+#include "apps/shared/CommandLine.h"
+#include "apps/shared/Failures.h"
 #include "runtime/Error.h"
 
 namespace {
@@ -18,73 +20,78 @@ void RequestStop(int) {
   stopRequested = 1;
 }
 
-int Usage() {
-  std::cerr << "usage: histsim HISTORIAN [--prefix NAME] [--measurements N] [--period DURATION]\n"
-               "                [--seed N] [--for DURATION] [--steps N]\n"
-               "HISTORIAN is an SQLite file path or an ODBC connection string.\n"
-               "DURATION is a number of seconds, or a number with s, m, h or d.\n";
-  return 2;
+const apps::CommandSpec kProgram{
+    "histsim",
+    "HISTORIAN [--prefix NAME] [--measurements N] [--period DURATION] [--seed N] "
+    "[--for DURATION] [--steps N]",
+    "A historian for tests and demonstrations: creates the tables ihTags and ihRawData in "
+    "HISTORIAN and moves one current value per tag every period, until Ctrl-C, SIGTERM, --for "
+    "or --steps ends it.",
+    {{"HISTORIAN", "an SQLite file path, or an ODBC connection string"}},
+    1,
+    1,
+    {{"prefix", "NAME", "tag names begin with NAME and a point (default LINE1)"},
+     {"measurements", "N", "N further measurement tags NAME.M0001 and up (default 0)"},
+     {"period", "DURATION", "time between two steps (default 1s)"},
+     {"seed", "N", "seed of the values, for repeatable runs (default 1)"},
+     {"for", "DURATION", "stop after this long"},
+     {"steps", "N", "stop after N steps"}},
+    "histsim historian.db --period 0.5 --for 10m"};
+
+const char kFooter[] =
+    "Exit status:\n"
+    "  0  done\n"
+    "  1  failed\n"
+    "  2  the command line cannot be read\n"
+    "  4  the historian cannot be reached\n";
+
+int Simulate(const apps::ParsedArguments& parsed) {
+  histsim::Options options;
+  options.historian = parsed.Positional().front();
+  options.prefix = parsed.Value("prefix", options.prefix);
+  options.extraMeasurements =
+      static_cast<int>(parsed.Count("measurements", 0, 100'000).value_or(0));
+  options.seed = static_cast<uint32_t>(parsed.Count("seed", 0, UINT32_MAX).value_or(1));
+  const std::chrono::milliseconds period =
+      parsed.Duration("period", false).value_or(std::chrono::milliseconds(1000));
+  const std::optional<std::chrono::milliseconds> runFor = parsed.Duration("for");
+  const int64_t steps = parsed.Count("steps", 0, INT64_MAX).value_or(-1);
+
+  std::signal(SIGINT, RequestStop);
+  std::signal(SIGTERM, RequestStop);
+  const auto simulator = apps::Doing(apps::kExitUnreachable, "cannot prepare the historian", [&] {
+    auto made = std::make_unique<histsim::Simulator>(options);
+    made->Create();
+    return made;
+  });
+  std::cout << "histsim: " << simulator->TagNames().size() << " tags in " << options.historian
+            << std::endl;
+  const auto started = std::chrono::steady_clock::now();
+  auto next = started;
+  for (int64_t done = 0; !stopRequested && done != steps; ++done) {
+    if (runFor && std::chrono::steady_clock::now() - started >= *runFor) break;
+    simulator->Step();
+    next += period;
+    while (!stopRequested && std::chrono::steady_clock::now() < next) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+  }
+  return apps::kExitOk;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  histsim::Options options;
-  std::chrono::milliseconds period{1000};
-  std::optional<std::chrono::milliseconds> runFor;
-  long steps = -1;
-  for (int i = 1; i < argc; ++i) {
-    const std::string arg = argv[i];
-    const bool hasValue = i + 1 < argc;
-    auto number = [&](long& out) {
-      char* end = nullptr;
-      out = std::strtol(argv[++i], &end, 10);
-      return *end == '\0' && out >= 0;
-    };
-    long value = 0;
-    if (arg == "--prefix" && hasValue) {
-      options.prefix = argv[++i];
-    } else if (arg == "--measurements" && hasValue && number(value) && value <= 100000) {
-      options.extraMeasurements = static_cast<int>(value);
-    } else if (arg == "--seed" && hasValue && number(value)) {
-      options.seed = static_cast<uint32_t>(value);
-    } else if (arg == "--steps" && hasValue && number(value)) {
-      steps = value;
-    } else if (arg == "--period" && hasValue) {
-      auto parsed = apps::ParseDuration(argv[++i]);
-      if (!parsed || parsed->count() == 0) return Usage();
-      period = *parsed;
-    } else if (arg == "--for" && hasValue) {
-      runFor = apps::ParseDuration(argv[++i]);
-      if (!runFor) return Usage();
-    } else if (arg.rfind("--", 0) != 0 && options.historian.empty()) {
-      options.historian = arg;
-    } else {
-      return Usage();
-    }
-  }
-  if (options.historian.empty()) return Usage();
-
-  std::signal(SIGINT, RequestStop);
-  std::signal(SIGTERM, RequestStop);
+  bool verbose = false;
   try {
-    histsim::Simulator simulator(options);
-    simulator.Create();
-    std::cout << "histsim: " << simulator.TagNames().size() << " tags in " << options.historian
-              << std::endl;
-    const auto started = std::chrono::steady_clock::now();
-    auto next = started;
-    for (long done = 0; !stopRequested && done != steps; ++done) {
-      if (runFor && std::chrono::steady_clock::now() - started >= *runFor) break;
-      simulator.Step();
-      next += period;
-      while (!stopRequested && std::chrono::steady_clock::now() < next) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-      }
+    const apps::ParsedArguments parsed(kProgram, std::vector<std::string>(argv + 1, argv + argc));
+    verbose = parsed.Verbose();
+    if (parsed.Help()) {
+      std::cout << apps::HelpText(kProgram, kFooter);
+      return apps::kExitOk;
     }
-  } catch (const runtime::Error& e) {
-    std::cerr << "histsim: " << e.Number() << " - " << e.Description() << '\n';
-    return 1;
+    return Simulate(parsed);
+  } catch (...) {
+    return apps::ReportFailure("histsim", std::current_exception(), verbose);
   }
-  return 0;
 }

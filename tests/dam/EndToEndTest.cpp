@@ -91,7 +91,7 @@ TEST_F(EndToEnd, ConfigShowReportsAnUnreadableConfiguration) {
   std::ofstream(work_.File("bad.cfg")) << "NAME=Half\r\nACTIVE=maybe\r\nNAME=Never";
   const auto [exitCode, output] =
       Run(DAM_PROGRAM, {"config", "show", "--json", QString::fromStdString(work_.File("bad.cfg"))});
-  EXPECT_EQ(exitCode, 2);
+  EXPECT_EQ(exitCode, 3) << "the configuration is invalid";
   EXPECT_NE(output.find("\"text\": \"NAME=Half\\r\\nACTIVE=0"), std::string::npos) << output;
   EXPECT_NE(output.find("\"number\": 13"), std::string::npos) << output;
   EXPECT_NE(output.find("\"source\": \"Configuration1.SetData, line 2 of the configuration text\""),

@@ -53,9 +53,9 @@ TEST_F(HostFaults, UnknownUnitCodesAreLoggedAndRetriedNotLooped) {
   } cases[] = {{"4", "0", 5}, {"9", "0", 5}, {"9", "9", 3}};
   for (const auto& c : cases) {
     std::filesystem::remove(work_.File("log/oxaGEPDAD6.LOG"));
-    const auto [exitCode, output] = Run(
-        DAM_PROGRAM,
-        {"run", QString::fromStdString(Configuration(c.subgroupUnit, c.retryUnit)), "--for", "3"});
+    const auto [exitCode, output] =
+        Run(DAM_PROGRAM, {"run", QString::fromStdString(Configuration(c.subgroupUnit, c.retryUnit)),
+                          "--for", "3", "--force"});
     SCOPED_TRACE(std::string("units ") + c.subgroupUnit + "/" + c.retryUnit);
     EXPECT_EQ(exitCode, 0) << output;
     const std::string log = Log();

@@ -109,7 +109,7 @@ TEST_F(JsonOutput, BadOptionsAreUsageErrorsAndMissingDatabasesAreNeverCreated) {
   } cases[] = {
       {{"subgroups", "--follow"}, 2, "--follow needs --ndjson"},
       {{"subgroups", "--json", "--ndjson"}, 2, "--json and --ndjson exclude each other"},
-      {{"subgroups", "--last", "-1"}, 2, "--last takes a number"},
+      {{"subgroups", "--last", "-1"}, 2, "--last '-1' is not a whole number"},
       {{"subgroups", "--spc", spc}, 4, "there is no SPC database at " + missing},
       {{"subgroups", "--follow", "--ndjson", "--spc", spc}, 4, "no SPC database at " + missing},
       {{"spool"}, 4, "there is no spool at " + work_.File("data/spool.db")},

@@ -1,0 +1,336 @@
+#include "apps/dam/DamCommandLine.h"
+
+#include <algorithm>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <iostream>
+
+#include "apps/dam/Commands.h"
+#include "apps/shared/CommandLine.h"
+#include "apps/shared/Failures.h"
+#include "host/DriverRegistry.h"
+
+namespace dam {
+namespace {
+
+using apps::CommandSpec;
+using apps::ParsedArguments;
+
+const char kFooter[] =
+    "Environment:\n"
+    "  DAM_SPC_CONNECTION  the SPC database's ODBC connection string (when --spc is not given)\n"
+    "  DAM_LOG_DIR         folder of the collection log oxaGEPDAD6.LOG\n"
+    "  DAM_SETTINGS_DIR    folder of the host setting file dam.ini\n"
+    "  DAM_COMPONENT_DIR   folder of the table definition file oxaGEPDAD.INI\n"
+    "  DAM_DATA_DIR        folder of the default SPC database spc.db and the spool spool.db\n"
+    "  DAM_REGISTRY_FILE   the driver registry file\n"
+    "\n"
+    "Exit status:\n"
+    "  0  done\n"
+    "  1  failed (or, for check, warnings only)\n"
+    "  2  the command line cannot be read\n"
+    "  3  the configuration has errors\n"
+    "  4  a database (SPC database or historian) cannot be reached\n";
+
+const apps::OptionSpec kSpc{"spc", "CONNECTION",
+                            "the SPC database's ODBC connection string (default: "
+                            "DAM_SPC_CONNECTION, else dam.ini, else spc.db in the data folder)"};
+const apps::OptionSpec kDriver{
+    "driver", "CLASS",
+    std::string("the driver class to load (default ") + kDefaultDriverClass + ")"};
+
+struct Command {
+  CommandSpec spec;
+  std::function<int(const ParsedArguments&)> run;
+  bool listed = true;
+};
+
+std::string First(const ParsedArguments& parsed) {
+  return parsed.Positional().empty() ? "" : parsed.Positional().front();
+}
+
+const std::vector<Command>& Commands() {
+  static const std::vector<Command> commands = {
+      {{"dam register",
+        "MODULE",
+        "Adds the driver module MODULE (a shared library) to the host's driver registry, so that "
+        "run, gui and setup can load its driver classes.",
+        {{"MODULE", "the driver module file, e.g. build/oxaGEPDAD6.so"}},
+        1,
+        1,
+        {},
+        "dam register build/oxaGEPDAD6.so"},
+       [](const ParsedArguments& p) { return RegisterCommand(First(p)); }},
+      {{"dam unregister",
+        "MODULE",
+        "Removes the driver module MODULE from the host's driver registry.",
+        {{"MODULE", "the driver module file"}},
+        1,
+        1,
+        {},
+        "dam unregister build/oxaGEPDAD6.so"},
+       [](const ParsedArguments& p) { return UnregisterCommand(First(p)); }},
+      {{"dam drivers",
+        "",
+        "Lists the registered driver classes and their module files.",
+        {},
+        0,
+        0,
+        {},
+        "dam drivers"},
+       [](const ParsedArguments&) { return DriversCommand(); }},
+      {{"dam run",
+        "CONFIG [--spc CONNECTION] [--for DURATION] [--subgroups N] [--driver CLASS] "
+        "[--activity] [--force] [--ndjson]",
+        "Runs the driver on the configuration file CONFIG: collects from the historian on the "
+        "configuration's schedule and saves subgroups into the SPC database until Ctrl-C, "
+        "SIGTERM, --for or --subgroups ends it. The configuration is checked first (see dam "
+        "check); one with errors is not run unless --force is given.",
+        {{"CONFIG", "a configuration text file"}},
+        1,
+        1,
+        {kSpc,
+         {"for", "DURATION", "stop after this long"},
+         {"subgroups", "N", "stop after saving N subgroups"},
+         kDriver,
+         {"activity", "", "show the driver's activity window (needs a display)"},
+         {"force", "", "run a configuration even when dam check finds errors in it"},
+         {"ndjson", "", "print status changes and collection errors as JSON lines"}},
+        "dam run line3.cfg --for 8h --subgroups 1000"},
+       [](const ParsedArguments& p) {
+         RunOptions options;
+         options.config = First(p);
+         options.spc = p.Value("spc");
+         options.driverClass = p.Value("driver", kDefaultDriverClass);
+         options.runFor = p.Duration("for");
+         options.subgroups = p.Count("subgroups", 1, 2'000'000'000).value_or(-1);
+         options.activity = p.Has("activity");
+         options.force = p.Has("force");
+         options.ndjson = p.Has("ndjson");
+         return RunCommand(options);
+       }},
+      {{"dam check",
+        "CONFIG...",
+        "Reads each configuration file as the driver does and reports what it would ignore or "
+        "misread, one line each: FILE:LINE: error|warning: text. Errors: values that are no "
+        "numbers where numbers are read, unit codes outside 0-3, descriptor types outside 1-9, "
+        "a fixed descriptor type used twice, evaluations outside 0-6, an unbalanced %TAG(, a "
+        "test without group, name or value, lines the driver cannot read. Warnings: unknown "
+        "keys, a historian that cannot be reached now, tags the historian does not have. Exit "
+        "status 0 when clean, 1 with warnings only, 3 with errors.",
+        {{"CONFIG...", "one or more configuration text files"}},
+        1,
+        1'000'000,
+        {},
+        "dam check line3.cfg line4.cfg"},
+       [](const ParsedArguments& p) { return CheckCommand({p.Positional()}); }},
+      {{"dam gui",
+        "[CONFIG...] [--spc CONNECTION] [--driver CLASS]",
+        "Opens the main window on the configuration files: start, stop, pause, setup, activity "
+        "and about for each. Closing the window stops every driver.",
+        {{"CONFIG...", "configuration text files"}},
+        0,
+        1'000'000,
+        {kSpc, kDriver},
+        "dam gui line3.cfg line4.cfg"},
+       [](const ParsedArguments& p) {
+         return GuiCommand(
+             {p.Positional(), p.Value("spc"), p.Value("driver", kDefaultDriverClass)});
+       }},
+      {{"dam setup",
+        "CONFIG [--spc CONNECTION] [--driver CLASS]",
+        "Opens the driver's configuration dialog on CONFIG (a new file starts from the driver's "
+        "defaults) and writes the file back on OK, keeping the old one as CONFIG.bak. Exit "
+        "status 1 on Cancel.",
+        {{"CONFIG", "a configuration text file"}},
+        1,
+        1,
+        {kSpc, kDriver},
+        "dam setup line3.cfg"},
+       [](const ParsedArguments& p) {
+         return SetupCommand({First(p), p.Value("spc"), p.Value("driver", kDefaultDriverClass)});
+       }},
+      {{"dam select-tag",
+        "CONFIG [--value TEXT]",
+        "Opens the tag browser on the historian of CONFIG and prints the %TAG(...) expression "
+        "it builds. Exit status 1 and nothing printed on Cancel.",
+        {{"CONFIG", "a configuration text file"}},
+        1,
+        1,
+        {{"value", "TEXT", "the expression to start from"}},
+        "dam select-tag line3.cfg --value '%TAG(Value, LINE1.TEMP)'"},
+       [](const ParsedArguments& p) {
+         return SelectTagCommand({First(p), p.Value("value")});
+       }},
+      {{"dam config show",
+        "[--raw] [--json] [--show-secrets] CONFIG",
+        "Prints the configuration CONFIG as the driver reads it, its tags and the state of its "
+        "data link. Passwords are shown as *** unless --show-secrets is given. Exit status 3 "
+        "when the driver cannot read the file to its end.",
+        {{"CONFIG", "a configuration text file"}},
+        1,
+        1,
+        {{"raw", "", "hand the file's bytes to the driver as they are (no line end changes)"},
+         {"json", "", "print JSON"},
+         {"show-secrets", "", "print passwords as they are"}},
+        "dam config show --json line3.cfg"},
+       [](const ParsedArguments& p) {
+         return ConfigShowCommand({First(p), p.Has("raw"), p.Has("json"), p.Has("show-secrets")});
+       }},
+      {{"dam subgroups",
+        "[--spc CONNECTION] [--last N] [--json | --ndjson] [--follow]",
+        "Prints the subgroups last saved in the SPC database, oldest first. --json prints one "
+        "document, --ndjson one object per line (both with \"schema\": 1); --follow --ndjson "
+        "then prints each subgroup as it is saved, until Ctrl-C or SIGTERM. Exit status 4 when "
+        "there is no such database.",
+        {},
+        0,
+        0,
+        {kSpc,
+         {"last", "N", "how many subgroups (default 20, or 0 with --follow)"},
+         {"json", "", "print one JSON document"},
+         {"ndjson", "", "print one JSON object per line"},
+         {"follow", "", "go on printing new subgroups as they are saved (needs --ndjson)"}},
+        "dam subgroups --follow --ndjson | jq ."},
+       [](const ParsedArguments& p) {
+         SubgroupsOptions options{p.Value("spc"), p.Count("last", 0, 1'000'000), p.Has("json"),
+                                  p.Has("ndjson"), p.Has("follow")};
+         if (options.json && options.ndjson) {
+           throw apps::UsageError(
+               apps::UsageLine("dam subgroups", "--json and --ndjson exclude each other"));
+         }
+         if (options.follow && !options.ndjson) {
+           throw apps::UsageError(apps::UsageLine("dam subgroups", "--follow needs --ndjson"));
+         }
+         return SubgroupsCommand(options);
+       }},
+      {{"dam spool",
+        "[forward [--spc CONNECTION] | drop --before TIME [--yes]]",
+        "Lists the subgroups kept in the local spool while the SPC database was away; forward "
+        "sends them to the SPC database now (refused ones again too); drop removes those "
+        "collected before TIME after asking.",
+        {{"forward|drop", "what to do with the kept subgroups (default: list them)"}},
+        0,
+        1,
+        {kSpc,
+         {"before", "TIME", "drop: the collection time (yyyy-MM-dd HH:mm:ss) to drop before"},
+         {"yes", "", "drop: do not ask"}},
+        "dam spool drop --before \"2026-11-23 06:00\""},
+       [](const ParsedArguments& p) {
+         return SpoolCommand({First(p), p.Value("spc"), p.Value("before"), p.Has("yes")});
+       }},
+      {{"dam screenshots",
+        "FOLDER CONFIG SECONDS",
+        "Writes pictures of every window to FOLDER.",
+        {{"FOLDER", ""}, {"CONFIG", ""}, {"SECONDS", ""}},
+        3,
+        3,
+        {},
+        ""},
+       [](const ParsedArguments& p) {
+         return ScreenshotsCommand(
+             {p.Positional()[0], p.Positional()[1], std::stoll(p.Positional()[2])});
+       },
+       false},
+  };
+  return commands;
+}
+
+const CommandSpec kProgram{
+    "dam",
+    "[--help] [--version] [--verbose] COMMAND [OPTIONS]",
+    "The standalone host of data acquisition drivers: registers driver modules, runs a driver "
+    "on a configuration file, checks and shows configurations, and shows saved subgroups.",
+    {{"COMMAND", "one of the commands below; dam COMMAND --help or dam help COMMAND for its help"}},
+    0,
+    0,
+    {{"version", "", "print the versions of dam and the driver and exit"}},
+    "dam run line3.cfg --for 8h"};
+
+std::string ProgramHelp() {
+  std::string commands = "Commands:\n";
+  for (const Command& command : Commands()) {
+    if (!command.listed) continue;
+    const std::string& synopsis = command.spec.synopsis;
+    commands +=
+        "  " + command.spec.invocation.substr(4) + (synopsis.empty() ? "" : " ") + synopsis + "\n";
+  }
+  return apps::HelpText(kProgram, commands + "\n" + kFooter);
+}
+
+int Version() {
+  std::cout << "dam " << DAM_VERSION << "\n" << kDefaultDriverClass << " " << DAM_VERSION;
+  const auto drivers = host::ReadDriverRegistry();
+  const auto registered = std::find_if(drivers.begin(), drivers.end(), [](const auto& driver) {
+    return driver.className == kDefaultDriverClass;
+  });
+  if (registered == drivers.end()) {
+    std::cout << " (not registered)\n";
+  } else {
+    std::cout << " (registered: " << registered->modulePath << ")\n";
+  }
+  return apps::kExitOk;
+}
+
+const Command* Find(const std::string& name) {
+  for (const Command& command : Commands()) {
+    if (command.spec.invocation == "dam " + name) return &command;
+  }
+  return nullptr;
+}
+
+// The command named at the front of `args`, taken off them; "config show" is two words.
+const Command& TakeCommand(std::vector<std::string>& args) {
+  std::string name = args.front();
+  args.erase(args.begin());
+  if (name == "config" && !args.empty() && args.front() == "show") {
+    name += " show";
+    args.erase(args.begin());
+  }
+  const Command* command = Find(name);
+  if (!command)
+    throw apps::UsageError(apps::UsageLine(kProgram.invocation, "unknown command '" + name + "'"));
+  return *command;
+}
+
+int Help(std::vector<std::string> topic) {
+  if (topic.empty()) {
+    std::cout << ProgramHelp();
+    return apps::kExitOk;
+  }
+  std::cout << apps::HelpText(TakeCommand(topic).spec, kFooter);
+  return apps::kExitOk;
+}
+
+}  // namespace
+
+int Main(const std::vector<std::string>& args) {
+  const auto command = std::find_if(args.begin(), args.end(),
+                                    [](const std::string& arg) { return !arg.starts_with('-'); });
+  std::string invocation = "dam";
+  bool verbose = false;
+  try {
+    const ParsedArguments global(kProgram, {args.begin(), command});
+    verbose = global.Verbose();
+    if (global.Help()) return Help({});
+    if (global.Has("version")) return Version();
+    if (command == args.end())
+      throw apps::UsageError(apps::UsageLine(kProgram.invocation, "missing COMMAND"));
+    std::vector<std::string> rest(command, args.end());
+    if (rest.front() == "help") return Help({rest.begin() + 1, rest.end()});
+    const Command& chosen = TakeCommand(rest);
+    invocation = chosen.spec.invocation;
+    const ParsedArguments parsed(chosen.spec, rest);
+    verbose = verbose || parsed.Verbose();
+    if (parsed.Help()) {
+      std::cout << apps::HelpText(chosen.spec, kFooter);
+      return apps::kExitOk;
+    }
+    return chosen.run(parsed);
+  } catch (...) {
+    return apps::ReportFailure(invocation, std::current_exception(), verbose);
+  }
+}
+
+}  // namespace dam

@@ -1,0 +1,13 @@
+// The command line of dam: the global options, the commands with their options and help
+// texts, and the dispatch to the command functions.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace dam {
+
+// Runs dam with the arguments after the program name and returns its exit status.
+int Main(const std::vector<std::string>& args);
+
+}  // namespace dam

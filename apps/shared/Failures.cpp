@@ -1,0 +1,54 @@
+#include "apps/shared/Failures.h"
+
+#include <iostream>
+#include <regex>
+
+#include "apps/shared/CommandLine.h"
+#include "platform/odbc/ConnectionSecrets.h"
+#include "runtime/Error.h"
+
+namespace apps {
+namespace {
+
+// The error as people read it: its description without the SQLSTATE codes, or with
+// `verbose` its number, description and source as the log would record them.
+std::string Reason(std::exception_ptr thrown, bool verbose) {
+  const runtime::Error error = runtime::ToError(thrown);
+  if (verbose) {
+    return error.NumberAndDescription() +
+           (error.Source().empty() ? "" : " (" + error.Source() + ")");
+  }
+  static const std::regex kSqlState(R"(\[SQLSTATE [0-9A-Z]{5}\] ?)");
+  return std::regex_replace(error.Description(), kSqlState, "");
+}
+
+std::exception_ptr Cause(const Failure& failure) {
+  if (const auto* nested = dynamic_cast<const std::nested_exception*>(&failure)) {
+    return nested->nested_ptr();
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+int ReportFailure(const std::string& invocation, std::exception_ptr failure, bool verbose) {
+  std::string message;
+  ExitCode code = kExitFailure;
+  try {
+    std::rethrow_exception(failure);
+  } catch (const UsageError& e) {
+    message = e.what();
+    code = kExitUsage;
+  } catch (const Failure& e) {
+    message = invocation + ": " + e.what();
+    if (const std::exception_ptr cause = Cause(e)) message += ": " + Reason(cause, verbose);
+    code = e.Code();
+  } catch (...) {
+    message = invocation + ": " + Reason(std::current_exception(), verbose);
+  }
+  // Errors may repeat a connection string, with its password.
+  std::cerr << platform::MaskConnectionSecrets(message) << std::endl;
+  return code;
+}
+
+}  // namespace apps
