@@ -133,12 +133,12 @@ void frmConfigure::LoadUnits(QComboBox& box) {
 void frmConfigure::RefreshGeneral() {
   ui_->chkActive->setChecked(configuration_->Active());
   ui_->txtName->setText(QString::fromStdString(configuration_->ConfigurationName()));
-  ui_->txtConnection->setText(
-      QString::fromStdString(common::GetDataLinkStatus(configuration_->DataLinkState())));
   RefreshDataLinkControls();
 }
 
 void frmConfigure::RefreshDataLinkControls() {
+  ui_->txtConnection->setText(
+      QString::fromStdString(common::GetDataLinkStatus(configuration_->DataLinkState())));
   QPalette colours = ui_->txtConnection->palette();
   if (configuration_->DataLinkState() == kConnectionReady) {
     // An earlier tooltip is left as it was.
@@ -205,7 +205,8 @@ void frmConfigure::bnDataLink_Click() {
     if (dialog->Edit(link, test) && !runtime::EqualsNoCase(link, configuration_->DataLink())) {
       configuration_->SetDataLink(link);
     }
-    RefreshGeneral();
+    // Only the link's state: the name and Enabled as typed are saved on OK, not before.
+    RefreshDataLinkControls();
   });
 }
 

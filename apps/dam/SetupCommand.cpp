@@ -1,6 +1,7 @@
 #include <QApplication>
 #include <filesystem>
 #include <iostream>
+#include <memory>
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/ConfigFile.h"
@@ -18,7 +19,11 @@ int SetupCommand(const SetupOptions& options) {
   int argc = 1;
   char name[] = "dam";
   char* argv[] = {name, nullptr};
-  QApplication application(argc, argv);
+  // Qt allows one application a process; a caller that already runs one keeps it.
+  std::unique_ptr<QApplication> application;
+  if (QCoreApplication::instance() == nullptr) {
+    application = std::make_unique<QApplication>(argc, argv);
+  }
   platform::PlatformComponents components;
   WarnIfSettingsShowPasswords(components);
   const std::unique_ptr<DriverModule> module = LoadRegisteredModule(driverClass);

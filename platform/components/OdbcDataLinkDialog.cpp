@@ -149,14 +149,18 @@ void OdbcDataLinkDialog::SetConnection(const std::string& connection) {
 }
 
 void OdbcDataLinkDialog::ShowKeys() {
+  ShowTable();
+  const QString text = QString::fromStdString(Join(keys_, true));
+  if (txtRaw_->text() != text) txtRaw_->setText(text);
+}
+
+void OdbcDataLinkDialog::ShowTable() {
   showing_ = true;
   tblKeys_->setRowCount(static_cast<int>(keys_.size()));
   for (size_t i = 0; i < keys_.size(); ++i) {
-    tblKeys_->setItem(int(i), 0, new QTableWidgetItem(QString::fromStdString(keys_[i].key)));
-    tblKeys_->setItem(int(i), 1, new QTableWidgetItem(QString::fromStdString(Shown(keys_[i]))));
+    SetCell(int(i), 0, keys_[i].key);
+    SetCell(int(i), 1, Shown(keys_[i]));
   }
-  const QString text = QString::fromStdString(Join(keys_, true));
-  if (txtRaw_->text() != text) txtRaw_->setText(text);
   for (const ConnectionKey& pair : keys_) {
     if (runtime::EqualsNoCase(pair.key, "Driver")) {
       cboDriver_->setCurrentText(QString::fromStdString(pair.value));
@@ -166,6 +170,16 @@ void OdbcDataLinkDialog::ShowKeys() {
     }
   }
   showing_ = false;
+}
+
+void OdbcDataLinkDialog::SetCell(int row, int column, const std::string& text) {
+  const QString shown = QString::fromStdString(text);
+  // An item is changed in place: one replaced under an open editor would lose its edit.
+  if (QTableWidgetItem* item = tblKeys_->item(row, column)) {
+    if (item->text() != shown) item->setText(shown);
+  } else {
+    tblKeys_->setItem(row, column, new QTableWidgetItem(shown));
+  }
 }
 
 void OdbcDataLinkDialog::ReadTable() {
@@ -196,9 +210,8 @@ void OdbcDataLinkDialog::txtRaw_Change() {
     }
   }
   keys_ = std::move(keys);
-  const int cursor = txtRaw_->cursorPosition();
-  ShowKeys();
-  txtRaw_->setCursorPosition(cursor);
+  // Rewritten while typing, "Driver=" would lose its "=" before the value is there.
+  ShowTable();
 }
 
 void OdbcDataLinkDialog::SetKey(const std::string& key, const std::string& value) {
@@ -222,13 +235,15 @@ void OdbcDataLinkDialog::cboSource_Click() {
 
 void OdbcDataLinkDialog::bnAddKey_Click() {
   const int row = tblKeys_->rowCount();
+  // The row is read once its key is typed; read now, empty, it would vanish at once.
+  showing_ = true;
   tblKeys_->insertRow(row);
+  auto* key = new QTableWidgetItem;
+  tblKeys_->setItem(row, 0, key);
+  tblKeys_->setItem(row, 1, new QTableWidgetItem);
+  showing_ = false;
   tblKeys_->setCurrentCell(row, 0);
-  tblKeys_->editItem(tblKeys_->item(row, 0) ? tblKeys_->item(row, 0) : [&] {
-    auto* item = new QTableWidgetItem;
-    tblKeys_->setItem(row, 0, item);
-    return item;
-  }());
+  tblKeys_->editItem(key);
 }
 
 void OdbcDataLinkDialog::bnRemoveKey_Click() {

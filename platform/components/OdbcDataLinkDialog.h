@@ -31,6 +31,9 @@ class OdbcDataLinkDialog : public QDialog, public host::DataLinkDialog {
  private:
   void FillLists();
   void ShowKeys();
+  // The table and the driver and source boxes; the connection string box is left alone.
+  void ShowTable();
+  void SetCell(int row, int column, const std::string& text);
   void ReadTable();
   void txtRaw_Change();
   void cboDriver_Click();

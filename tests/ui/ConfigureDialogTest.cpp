@@ -121,6 +121,9 @@ TEST_F(ConfigureDialogTest, LoadsEveryTabAndMarksAFailedLinkRed) {
 
 TEST_F(ConfigureDialogTest, DataLinkIsTestedAgainOnlyWhenItReallyChanged) {
   auto form = Open("NAME=Line 1\r\nDATALINK=" + historian);
+  // Typed before the link is edited, and kept through it.
+  Control<QLineEdit>(*form, "txtName").setText("Line 1 renamed");
+  Control<QCheckBox>(*form, "chkActive").setChecked(true);
   const struct {
     std::optional<std::string> answer;
     bool tested;
@@ -143,6 +146,8 @@ TEST_F(ConfigureDialogTest, DataLinkIsTestedAgainOnlyWhenItReallyChanged) {
       EXPECT_EQ(Control<QLineEdit>(*form, "txtConnection").palette().color(QPalette::Base),
                 QColor(255, 0, 0));
     }
+    EXPECT_EQ(Control<QLineEdit>(*form, "txtName").text(), "Line 1 renamed");
+    EXPECT_TRUE(Control<QCheckBox>(*form, "chkActive").isChecked());
   }
   EXPECT_EQ(linksShown.front(), historian);
   EXPECT_TRUE(components.shownErrors.empty());

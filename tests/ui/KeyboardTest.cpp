@@ -18,27 +18,7 @@
 namespace {
 
 using uitest::Control;
-
-// A button's accelerator clicks it as the mouse would, released a moment later.
-constexpr int kAnimatedClick = 300;
-
-struct Step {
-  Qt::Key key;
-  const char* focused;  // the control that has the focus afterwards
-};
-
-void Press(QWidget& form, const std::vector<Step>& steps) {
-  form.show();
-  QApplication::setActiveWindow(&form);
-  ASSERT_TRUE(QTest::qWaitForWindowActive(&form));
-  for (const Step& step : steps) {
-    QTest::keyClick(QApplication::focusWidget() ? QApplication::focusWidget() : &form, step.key,
-                    Qt::AltModifier);
-    const QWidget* focus = QApplication::focusWidget();
-    EXPECT_EQ(focus ? focus->objectName().toStdString() : "", step.focused)
-        << "Alt+" << QKeySequence(step.key).toString().toStdString();
-  }
-}
+using uitest::Press;
 
 TEST(KeyboardTest, AcceleratorsReachTheirControlsOnEveryTab) {
   testsupport::FakeComponents components;
@@ -58,11 +38,11 @@ TEST(KeyboardTest, AcceleratorsReachTheirControlsOnEveryTab) {
   // On a list tab the letters press the buttons: C deletes the selected row at once.
   Press(form, {{Qt::Key_5, "lvwConditions"}});
   QTest::keyClick(QApplication::focusWidget(), Qt::Key_C, Qt::AltModifier);
-  QTest::qWait(kAnimatedClick);
+  QTest::qWait(uitest::kAnimatedClick);
   EXPECT_EQ(form.Configuration()->ConditionCount(), 1);
   Press(form, {{Qt::Key_4, "lvwTests"}});
   QTest::keyClick(QApplication::focusWidget(), Qt::Key_C, Qt::AltModifier);
-  QTest::qWait(kAnimatedClick);
+  QTest::qWait(uitest::kAnimatedClick);
   EXPECT_EQ(form.Configuration()->TestCount(), 0);
   // Enter is OK.
   QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
