@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QTimer>
 #include <chrono>
+#include <climits>
 #include <filesystem>
 #include <iostream>
 
@@ -135,6 +136,8 @@ int RunCommand(const Arguments& args) {
   std::string failure;
   const auto started = std::chrono::steady_clock::now();
 
+  // The line changes with a save, an error or the next collection: once a second shows
+  // that soon enough and leaves an idle host asleep in between.
   QTimer ticker;
   QObject::connect(&ticker, &QTimer::timeout, [&] {
     // Nothing may escape into the event loop: a status that cannot be read is shown, and
@@ -154,10 +157,12 @@ int RunCommand(const Arguments& args) {
       failure = reason;
       line = "status unavailable: " + reason;
     }
-    if (terminal) {
-      std::cout << "\r\033[K" << line << std::flush;
-    } else if (line != shown) {
-      std::cout << line << std::endl;
+    if (line != shown) {
+      if (terminal) {
+        std::cout << "\r\033[K" << line << std::flush;
+      } else {
+        std::cout << line << std::endl;
+      }
     }
     shown = line;
     const bool timeUp =
@@ -166,7 +171,15 @@ int RunCommand(const Arguments& args) {
       QCoreApplication::quit();
     }
   });
-  ticker.start(250);
+  ticker.start(1000);
+  // A run given a time ends on it, not on the tick after.
+  QTimer end;
+  end.setSingleShot(true);
+  end.setTimerType(Qt::PreciseTimer);
+  QObject::connect(&end, &QTimer::timeout, &QCoreApplication::quit);
+  if (options->runFor && *options->runFor < std::chrono::milliseconds(INT_MAX)) {
+    end.start(*options->runFor);
+  }
   application->exec();
 
   driver->StopDriver();
