@@ -119,8 +119,8 @@ class Engine1 {
   // The historian query (EngineQuery.cpp). Tag names are bound to the statement's "?"
   // markers, never written into it.
   bool GetRecordset(std::unique_ptr<host::Recordset>& rs);
-  // The WHERE clause for `tagCount` bound tag names; "" for none.
-  std::string GetWHEREClause(size_t tagCount);
+  // The WHERE clause around `tagTest`, the test of the bound tag names; "" for none.
+  std::string GetWHEREClause(const std::string& tagTest);
   // "Tagname IN (?, ?, ...)" with `tagCount` markers.
   static std::string GetINClause(size_t tagCount);
 

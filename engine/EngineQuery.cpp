@@ -13,6 +13,48 @@ namespace {
 // IN-list, SQL Server 2100 parameters. More tags run the statement once per part.
 constexpr size_t kTagsPerStatement = 999;
 
+// PostgreSQL plans a long IN-list per statement and scans the table for each part; one
+// array parameter reads every tag in one statement, whatever the count.
+bool TakesArrayParameter(const host::Connection& connection) {
+  return connection.DbmsName() == "PostgreSQL";
+}
+
+// An array value as PostgreSQL reads it: every element quoted, so that no name is taken
+// for NULL, and a quote or backslash inside a name escaped with a backslash.
+std::string ArrayText(const std::vector<runtime::Variant>& names) {
+  std::string text = "{";
+  for (const runtime::Variant& name : names) {
+    if (text.size() > 1) text += ',';
+    text += '"';
+    for (char c : name.AsString()) {
+      if (c == '"' || c == '\\') text += '\\';
+      text += c;
+    }
+    text += '"';
+  }
+  return text + "}";
+}
+
+struct Statement {
+  std::string tagTest;
+  std::vector<runtime::Variant> parameters;
+};
+
+std::vector<Statement> Statements(const host::Connection& connection,
+                                  const std::vector<runtime::Variant>& names) {
+  std::vector<Statement> statements;
+  if (names.size() > kTagsPerStatement && TakesArrayParameter(connection)) {
+    statements.push_back({std::string(common::kTagnameField) + " = ANY(CAST(? AS TEXT[]))",
+                          {runtime::Variant(ArrayText(names))}});
+    return statements;
+  }
+  for (size_t start = 0; start < names.size(); start += kTagsPerStatement) {
+    const size_t count = std::min(kTagsPerStatement, names.size() - start);
+    statements.push_back({"", {names.begin() + start, names.begin() + start + count}});
+  }
+  return statements;
+}
+
 }  // namespace
 
 bool Engine1::GetRecordset(std::unique_ptr<host::Recordset>& rs) {
@@ -26,9 +68,14 @@ bool Engine1::GetRecordset(std::unique_ptr<host::Recordset>& rs) {
     }
 
     std::unique_ptr<host::Connection> connection;
+    std::vector<Statement> statements;
     try {
       connection = components_.CreateConnection();
       connection->Open(configuration.DataLink(), "", "", -1);
+      std::vector<runtime::Variant> tagNames;
+      tagNames.reserve(tags.Count());
+      for (const auto& tag : tags) tagNames.emplace_back(tag->TagName);
+      statements = Statements(*connection, tagNames);
     } catch (...) {
       LogError("Unable to Access Database",
                runtime::ToError(std::current_exception()).Description(),
@@ -36,24 +83,18 @@ bool Engine1::GetRecordset(std::unique_ptr<host::Recordset>& rs) {
       return false;
     }
 
-    std::vector<runtime::Variant> tagNames;
-    tagNames.reserve(tags.Count());
-    for (const auto& tag : tags) tagNames.emplace_back(tag->TagName);
-
     std::vector<std::unique_ptr<host::Recordset>> parts;
     std::string firstSql;
-    for (size_t start = 0; start < tagNames.size(); start += kTagsPerStatement) {
-      const size_t count = std::min(kTagsPerStatement, tagNames.size() - start);
-      const std::string where = GetWHEREClause(count);
+    for (const Statement& statement : statements) {
+      const std::string where = GetWHEREClause(
+          statement.tagTest.empty() ? GetINClause(statement.parameters.size()) : statement.tagTest);
       if (where.empty()) return false;
       const std::string sql = std::string("SELECT ") + common::kTagnameField + ", " +
                               common::kTimeStampField + ", " + common::kValueField + " FROM " +
                               common::kRawDataTable + " " + where;
       if (firstSql.empty()) firstSql = sql;
       try {
-        parts.push_back(connection->Execute(
-            sql, std::vector<runtime::Variant>(tagNames.begin() + start,
-                                               tagNames.begin() + start + count)));
+        parts.push_back(connection->Execute(sql, statement.parameters));
       } catch (...) {
         LogError("Unable to get record set",
                  runtime::ToError(std::current_exception()).Description(), sql);
@@ -70,10 +111,10 @@ bool Engine1::GetRecordset(std::unique_ptr<host::Recordset>& rs) {
   });
 }
 
-std::string Engine1::GetWHEREClause(size_t tagCount) {
+std::string Engine1::GetWHEREClause(const std::string& tagTest) {
   return Trapped("GetWHEREClause", [&] {
-    if (tagCount == 0) return std::string();
-    return "WHERE (SamplingMode='CurrentValue') AND (" + GetINClause(tagCount) + ")";
+    if (tagTest.empty()) return std::string();
+    return "WHERE (SamplingMode='CurrentValue') AND (" + tagTest + ")";
   });
 }
 

@@ -41,6 +41,9 @@ class Connection {
   virtual std::unique_ptr<Recordset> Execute(const std::string& sql,
                                              const std::vector<runtime::Variant>& parameters) = 0;
   virtual void Close() = 0;
+  // The open database's product, as its driver names it ("SQLite", "PostgreSQL"), for
+  // SQL that only some products take.
+  virtual std::string DbmsName() const = 0;
 };
 
 }  // namespace host

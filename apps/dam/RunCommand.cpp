@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QTimer>
 #include <chrono>
+#include <climits>
 #include <filesystem>
 #include <iostream>
 
@@ -121,6 +122,8 @@ int RunCommand(const RunOptions& runOptions) {
   std::string failure;
   const auto started = std::chrono::steady_clock::now();
 
+  // The line changes with a save, an error or the next collection: once a second shows
+  // that soon enough and leaves an idle host asleep in between.
   QTimer ticker;
   QObject::connect(&ticker, &QTimer::timeout, [&] {
     // Nothing may escape into the event loop: a status that cannot be read is shown, and
@@ -147,10 +150,12 @@ int RunCommand(const RunOptions& runOptions) {
       failure = reason;
       line = "status unavailable: " + reason;
     }
-    if (terminal && !events) {
-      std::cout << "\r\033[K" << line << std::flush;
-    } else if (!events && line != shown) {
-      std::cout << line << std::endl;
+    if (!events && line != shown) {
+      if (terminal) {
+        std::cout << "\r\033[K" << line << std::flush;
+      } else {
+        std::cout << line << std::endl;
+      }
     }
     shown = line;
     service.Status(line);
@@ -160,7 +165,15 @@ int RunCommand(const RunOptions& runOptions) {
       QCoreApplication::quit();
     }
   });
-  ticker.start(250);
+  ticker.start(1000);
+  // A run given a time ends on it, not on the tick after.
+  QTimer end;
+  end.setSingleShot(true);
+  end.setTimerType(Qt::PreciseTimer);
+  QObject::connect(&end, &QTimer::timeout, &QCoreApplication::quit);
+  if (options->runFor && *options->runFor < std::chrono::milliseconds(INT_MAX)) {
+    end.start(*options->runFor);
+  }
   application->exec();
 
   service.Stopping();

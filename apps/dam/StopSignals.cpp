@@ -1,6 +1,6 @@
 #include "apps/dam/StopSignals.h"
 
-#include <ctime>
+#include <pthread.h>
 
 namespace dam {
 
@@ -20,6 +20,8 @@ StopSignals::~StopSignals() {
     ending_ = true;
   }
   changed_.notify_all();
+  // Ends a wait for a signal: the watcher sees `ending_` and takes this one for no request.
+  pthread_kill(watcher_.native_handle(), SIGTERM);
   watcher_.join();
   pthread_sigmask(SIG_SETMASK, &previousMask_, nullptr);
 }
@@ -33,14 +35,13 @@ void StopSignals::Stopped() {
 }
 
 void StopSignals::Watch() {
-  // Polls with a short wait so that the destructor is never kept waiting for a signal.
-  const timespec poll{0, 100'000'000};
-  for (;;) {
-    {
-      std::lock_guard lock(mutex_);
-      if (ending_) return;
-    }
-    if (sigtimedwait(&signals_, nullptr, &poll) > 0) break;
+  // Sleeps until a signal comes, without waking in between; the destructor sends one.
+  int signal = 0;
+  while (sigwait(&signals_, &signal) != 0) {
+  }
+  {
+    std::lock_guard lock(mutex_);
+    if (ending_) return;
   }
   requested_ = true;
   quit_();

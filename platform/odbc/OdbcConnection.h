@@ -44,8 +44,7 @@ class OdbcConnection : public host::Connection {
   void Commit();
   void Rollback();
 
-  // The database product, as the driver names it ("SQLite", "PostgreSQL").
-  std::string DbmsName() const;
+  std::string DbmsName() const override;
 
  private:
   // The open session; error 3709 when the connection is closed.

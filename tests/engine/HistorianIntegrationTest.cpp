@@ -69,45 +69,67 @@ TEST_F(HistorianTest, CollectionResumesWhenTheHistorianFileComesBack) {
 }
 
 // A tag name is a value bound to the statement, never SQL: names that would end the
-// string, end the statement, comment out the rest or load code are ordinary names, on
-// SQLite and on PostgreSQL alike.
+// string, end the statement, comment out the rest, load code or break an array value are
+// ordinary names, on SQLite and on PostgreSQL alike, in a short query and in one of more
+// tags than a statement binds one by one.
 TEST_F(HistorianTest, TagNamesAreBoundValuesOnEveryHistorian) {
-  const Lines names = {"O'Brien", "a;b", "x--y",
+  const Lines names = {"O'Brien",
+                       "a;b",
+                       "x--y",
                        "x' OR load_extension('/tmp/evil.so') OR Tagname='y",
-                       "'; DROP TABLE ihTags; --"};
+                       "'; DROP TABLE ihTags; --",
+                       "He said \"hi\"",
+                       "C:\\tags\\\"",
+                       "{x}",
+                       "NULL"};
   const std::string absent = "nothing' OR '1'='1";
   std::vector<std::pair<std::string, std::string>> historians = {{"SQLite", historian}};
   if (const char* pg = std::getenv("DAM_TEST_PG_CONNECTION"))
     historians.emplace_back("PostgreSQL", pg);
   for (const auto& [product, link] : historians) {
-    SCOPED_TRACE(product);
-    platform::OdbcConnection connection;
-    connection.Open(link, "", "");
-    for (const char* table : {"ihRawData", "ihTags"}) {
-      connection.Execute(std::string("DROP TABLE IF EXISTS ") + table);
-    }
-    for (const std::string& statement : testsupport::kHistorianTables)
-      connection.Execute(statement);
-    Lines templates;
-    for (size_t i = 0; i < names.size(); ++i) {
-      connection.Execute("INSERT INTO ihTags VALUES (?)", std::vector<runtime::Variant>{names[i]});
-      connection.Execute("INSERT INTO ihRawData VALUES (?, ?, ?, 'CurrentValue')",
-                         {names[i], At("2024-05-01 10:00:00"), std::to_string(i + 1)});
-      templates.push_back("TEST=G\tI " + std::to_string(i) + "\t%TAG(" + names[i] + ")\t");
-    }
-    templates.push_back("DESCRIPTOR=7\tNote\tmissing %TAG(" + absent + ")");
-    historian = link;
-    Load(templates);
-    Start();
-    EXPECT_TRUE(Cycle().empty());
-    EXPECT_EQ(engine.SavedSubgroups(), 1) << engine.LastErrorDetail();
-    for (size_t i = 0; i < names.size(); ++i) {
-      EXPECT_EQ(runtime::ToText(Tag(names[i].c_str()).TagValue), std::to_string(i + 1)) << names[i];
-    }
-    EXPECT_TRUE(Tag(absent.c_str()).IsEmpty) << "matched no other tag's row";
-    for (const char* table : {"ihRawData", "ihTags"}) {
-      auto count = connection.Execute(std::string("SELECT COUNT(*) AS n FROM ") + table);
-      EXPECT_EQ(runtime::ToText(count->Field("n")), std::to_string(names.size())) << table;
+    for (int padding : {0, 1000}) {
+      SCOPED_TRACE(product + " with " + std::to_string(padding) + " more tags");
+      platform::OdbcConnection connection;
+      connection.Open(link, "", "");
+      for (const char* table : {"ihRawData", "ihTags"}) {
+        connection.Execute(std::string("DROP TABLE IF EXISTS ") + table);
+      }
+      for (const std::string& statement : testsupport::kHistorianTables)
+        connection.Execute(statement);
+      Lines templates;
+      for (size_t i = 0; i < names.size(); ++i) {
+        connection.Execute("INSERT INTO ihTags VALUES (?)",
+                           std::vector<runtime::Variant>{names[i]});
+        connection.Execute("INSERT INTO ihRawData VALUES (?, ?, ?, 'CurrentValue')",
+                           {names[i], At("2024-05-01 10:00:00"), std::to_string(i + 1)});
+        templates.push_back("TEST=G\tI " + std::to_string(i) + "\t%TAG(" + names[i] + ")\t");
+      }
+      // Holds when every padding tag was read.
+      std::string padded;
+      connection.BeginTransaction();
+      for (int i = 1; i <= padding; ++i) {
+        const std::string name = "P" + std::to_string(i);
+        connection.Execute("INSERT INTO ihRawData VALUES (?, ?, '0', 'CurrentValue')",
+                           {name, At("2024-05-01 10:00:00")});
+        padded += "%TAG(" + name + ")";
+      }
+      connection.Commit();
+      if (padding > 0) templates.push_back("CONDITION=0\t" + padded + "\t0\t");
+      templates.push_back("DESCRIPTOR=7\tNote\tmissing %TAG(" + absent + ")");
+      historian = link;
+      Load(templates);
+      Start();
+      EXPECT_TRUE(Cycle().empty());
+      EXPECT_EQ(engine.SavedSubgroups(), 1) << engine.LastErrorDetail();
+      for (size_t i = 0; i < names.size(); ++i) {
+        EXPECT_EQ(runtime::ToText(Tag(names[i].c_str()).TagValue), std::to_string(i + 1))
+            << names[i];
+      }
+      EXPECT_TRUE(Tag(absent.c_str()).IsEmpty) << "matched no other tag's row";
+      auto count = connection.Execute("SELECT COUNT(*) AS n FROM ihTags");
+      EXPECT_EQ(runtime::ToText(count->Field("n")), std::to_string(names.size()));
+      count = connection.Execute("SELECT COUNT(*) AS n FROM ihRawData");
+      EXPECT_EQ(runtime::ToText(count->Field("n")), std::to_string(names.size() + padding));
     }
   }
 }
