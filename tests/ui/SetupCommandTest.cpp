@@ -82,7 +82,9 @@ class SetupCommandTest : public ::testing::Test {
         dialog.reject();
       }
     });
-    return dam::SetupCommand({file});
+    dam::SetupOptions options;
+    options.config = file;
+    return dam::SetupCommand(options);
   }
 
   testsupport::TempFolder state;
