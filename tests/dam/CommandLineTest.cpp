@@ -5,9 +5,7 @@
 
 #include <QProcess>
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "tests/dam/DamProcesses.h"
 #include "tests/support/Historian.h"
@@ -208,26 +206,6 @@ TEST_F(CommandLine, CheckExitsZeroOneOrThreeWithFileAndLine) {
       EXPECT_EQ(outcome.out, "");
     }
   }
-}
-
-TEST_F(CommandLine, TheExamplesAreClean) {
-  const std::string historian = Historian();
-  int checked = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(DAM_EXAMPLES_DIR)) {
-    if (entry.path().extension() != ".cfg") continue;
-    std::ifstream in(entry.path());
-    std::stringstream text;
-    text << in.rdbuf();
-    std::string content = text.str();
-    for (size_t at; (at = content.find("@HISTORIAN@")) != std::string::npos;) {
-      content.replace(at, 11, historian);
-    }
-    const Outcome outcome =
-        Exec(DAM_PROGRAM, {"check", File(entry.path().filename().string(), content)});
-    EXPECT_EQ(outcome.exitCode, 0) << entry.path() << "\n" << outcome.out << outcome.err;
-    ++checked;
-  }
-  EXPECT_GT(checked, 0);
 }
 
 TEST_F(CommandLine, RunRefusesAConfigurationWithErrorsUnlessForced) {

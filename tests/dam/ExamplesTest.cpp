@@ -1,5 +1,5 @@
-// The shipped example configurations collect from the simulated historian as they stand:
-// only their historian's path is changed.
+// The shipped example configurations check clean and collect from the simulated historian as
+// they stand: only their historian's path is changed.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -38,12 +38,19 @@ TEST_F(Examples, EachCollectsEveryReadingItNames) {
       {"demo.cfg", 5, 2, false, false},
       {"line1.cfg", 5, 2, true, true},
   };
+  size_t shipped = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(DAM_EXAMPLES_DIR))
+    shipped += entry.path().extension() == ".cfg";
+  EXPECT_EQ(shipped, std::size(cases)) << "an example without a case here";
+
   const std::string historian = work_.File("historian.db");
   auto histsim =
       Start(HISTSIM_PROGRAM, {QString::fromStdString(historian), "--period", "0.5", "--for", "90"});
   ASSERT_TRUE(WaitFor([&] { return std::ifstream(historian).good(); }, 10));
   for (const auto& test : cases) {
     const std::string config = Copy(test.file, historian);
+    const auto [clean, warnings] = Run(DAM_PROGRAM, {"check", config.c_str()});
+    EXPECT_EQ(clean, 0) << warnings;
     const auto [checked, shown] = Run(DAM_PROGRAM, {"config", "show", config.c_str()});
     EXPECT_EQ(checked, 0) << shown;
     EXPECT_NE(shown.find("Data link: Connection Ready"), std::string::npos) << shown;
