@@ -13,7 +13,7 @@ SpoolForwarder::SpoolForwarder(std::shared_ptr<SpcSpool> spool, bool strictTests
   QObject::connect(&thread_, &QThread::started, &worker_, [this] {
     timer_ = std::make_unique<QTimer>();
     QObject::connect(timer_.get(), &QTimer::timeout, &worker_, [this] { Tick(); });
-    timer_->start(1000);
+    Tick();
   });
   QObject::connect(&thread_, &QThread::finished, &worker_, [this] { timer_.reset(); });
   spool_->WakeWith([this] { QMetaObject::invokeMethod(&worker_, [this] { Tick(); }); });
@@ -27,6 +27,16 @@ SpoolForwarder::~SpoolForwarder() {
 }
 
 void SpoolForwarder::Tick() {
+  Forward();
+  // An empty spool sleeps until a save keeps a subgroup and wakes it.
+  if (spool_->Depth() == 0) {
+    timer_->stop();
+  } else if (!timer_->isActive()) {
+    timer_->start(1000);
+  }
+}
+
+void SpoolForwarder::Forward() {
   // Nothing may reach the event loop; the spool logs what goes wrong with its forwards.
   try {
     if (spool_->Depth() == 0) return;
