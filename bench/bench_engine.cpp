@@ -13,6 +13,10 @@
 //   bench_engine --historian LINK TAGS CYCLES         cycles against it (scripts/bench-postgres)
 //   bench_engine --configuration FILE SPC_LINK CYCLES  a configuration file as fast as it goes
 //                                                     (scripts/bench-peer)
+//   bench_engine --bare-ticks SECONDS                 wakes every 100 ms and does nothing else,
+//                                                     the floor of an idle host
+//                                                     (scripts/bench-idle)
+#include <poll.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -472,6 +476,10 @@ int main(int argc, char** argv) {
   }
   if (args.size() == 4 && args[0] == "--historian") {
     return RunHistorian(args[1], std::atoi(args[2].c_str()), std::atoi(args[3].c_str()));
+  }
+  if (args.size() == 2 && args[0] == "--bare-ticks") {
+    for (int i = std::atoi(args[1].c_str()) * 10; i > 0; --i) poll(nullptr, 0, 100);
+    return 0;
   }
   if (args.size() == 4 && args[0] == "--configuration") {
     return RunConfiguration(args[1], args[2], std::atoi(args[3].c_str()));
