@@ -137,19 +137,23 @@ void Engine1::StoreSubgroup() {
     if (descriptor.DescriptorType() == kLot) subgroup.SetLot(descriptor.ResolvedItem(kSample));
   }
 
-  std::vector<TestEntry> entries;
-  entries.reserve(configuration.TestCount());
-  for (int32_t i = 1; i <= configuration.TestCount(); ++i) {
-    const config::TestItem& test = *configuration.GetTestItem(i);
-    entries.push_back({test.ResolvedGroup(kSample), test.ResolvedItem(kSample),
-                       runtime::ToDouble(test.ResolvedValue(kSample)),
-                       test.ResolvedDefect(kSample)});
-  }
-  ProcessTestItems(entries);
-  for (const TestEntry& entry : entries) {
-    subgroup.LookupTestGroup(entry.group);
-    subgroup.LookupTest(entry.item);
-    subgroup.AddReading(entry.value, SampleNumber(entry.occurrence), 0, serialNumber, entry.defect);
+  {
+    // Gone before the save, which holds the readings once more.
+    std::vector<TestEntry> entries;
+    entries.reserve(configuration.TestCount());
+    for (int32_t i = 1; i <= configuration.TestCount(); ++i) {
+      const config::TestItem& test = *configuration.GetTestItem(i);
+      entries.push_back({test.ResolvedGroup(kSample), test.ResolvedItem(kSample),
+                         runtime::ToDouble(test.ResolvedValue(kSample)),
+                         test.ResolvedDefect(kSample)});
+    }
+    ProcessTestItems(entries);
+    for (const TestEntry& entry : entries) {
+      subgroup.LookupTestGroup(entry.group);
+      subgroup.LookupTest(entry.item);
+      subgroup.AddReading(entry.value, SampleNumber(entry.occurrence), 0, serialNumber,
+                          entry.defect);
+    }
   }
   subgroup.Save(0);
 

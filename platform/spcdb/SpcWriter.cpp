@@ -1,5 +1,6 @@
 #include "platform/spcdb/SpcWriter.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -36,18 +37,19 @@ std::string MultiRowInsert(const char* head, size_t columns, size_t rows) {
   return sql;
 }
 
-// Inserts `values`, `columns` to a row, in as few statements as the batch sizes allow,
-// each prepared once per link.
-void InsertRows(SpcLink& link, const char* head, size_t columns,
-                const std::vector<runtime::Variant>& values) {
-  const size_t rows = values.size() / columns;
-  size_t done = 0;
+// Inserts `rows` rows of `columns` values, `appendRow(i, values)` giving row i's, in as
+// few statements as the batch sizes allow, each prepared once per link. Only one batch of
+// values is held at a time: a subgroup of 50,000 readings would need 350,000.
+template <typename AppendRow>
+void InsertRows(SpcLink& link, const char* head, size_t columns, size_t rows,
+                const AppendRow& appendRow) {
   std::vector<runtime::Variant> batch;
-  while (done < rows) {
+  batch.reserve(std::min(rows, kMostRowsPerInsert) * columns);
+  for (size_t done = 0; done < rows;) {
     size_t count = kMostRowsPerInsert;
     while (count > rows - done) count /= 2;
-    batch.assign(values.begin() + static_cast<std::ptrdiff_t>(done * columns),
-                 values.begin() + static_cast<std::ptrdiff_t>((done + count) * columns));
+    batch.clear();
+    for (size_t row = done; row < done + count; ++row) appendRow(row, batch);
     link.Prepared(MultiRowInsert(head, columns, count)).Execute(batch);
     done += count;
   }
@@ -91,23 +93,21 @@ int32_t WriteSubgroup(SpcLink& link, const SpcSubgroupData& subgroup, bool stric
   int32_t id =
       runtime::ToLong(link.Connection().Execute(link.Dialect().LastIdQuery())->Field("id"));
 
-  std::vector<runtime::Variant> values;
-  int32_t ordinal = 0;
-  for (const SpcName& descriptor : subgroup.descriptors) {
-    int32_t descriptorId =
-        catalog.FindOrCreate(TableOf(RecordKind::Descriptor), descriptor.name, descriptor.group);
-    values.insert(values.end(), {id, ++ordinal, descriptorId});
-  }
-  InsertRows(link, kInsertDescriptors, 3, values);
-
-  values.clear();
-  ordinal = 0;
-  for (const SpcReading& reading : subgroup.readings) {
-    values.insert(values.end(),
-                  {id, ++ordinal, TestId(catalog, reading, strictTests), reading.sample,
-                   reading.value, reading.serialNumber, reading.defect});
-  }
-  InsertRows(link, kInsertReadings, 7, values);
+  InsertRows(link, kInsertDescriptors, 3, subgroup.descriptors.size(),
+             [&](size_t row, std::vector<runtime::Variant>& values) {
+               const SpcName& descriptor = subgroup.descriptors[row];
+               values.insert(values.end(),
+                             {id, static_cast<int32_t>(row + 1),
+                              catalog.FindOrCreate(TableOf(RecordKind::Descriptor), descriptor.name,
+                                                   descriptor.group)});
+             });
+  InsertRows(link, kInsertReadings, 7, subgroup.readings.size(),
+             [&](size_t row, std::vector<runtime::Variant>& values) {
+               const SpcReading& reading = subgroup.readings[row];
+               values.insert(values.end(), {id, static_cast<int32_t>(row + 1),
+                                            TestId(catalog, reading, strictTests), reading.sample,
+                                            reading.value, reading.serialNumber, reading.defect});
+             });
   return id;
 }
 
