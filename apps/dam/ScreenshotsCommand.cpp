@@ -19,8 +19,8 @@
 #include "apps/dam/ConfigFile.h"
 #include "apps/dam/DamHost.h"
 #include "apps/dam/MainWindow.h"
+#include "common/SpcNames.h"
 #include "config/Configuration1.h"
-#include "platform/components/OdbcDataLinkDialog.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/components/SpcSelectionDialog.h"
 #include "ui/SelectTag.h"
@@ -91,6 +91,12 @@ void SaveSetupDialogs(platform::PlatformComponents& components, const std::strin
     Wait(100);
     Save(setup, folder, "setup-" + tabs->widget(i)->objectName().mid(3).toLower().toStdString());
   }
+  // The data link dialog as the General tab's button opens it, its link tested.
+  tabs->setCurrentIndex(0);
+  SaveModal(
+      folder, "data-link",
+      [](QWidget& link) { link.findChild<QPushButton*>("bnTest")->click(); },
+      [&] { setup.findChild<QPushButton*>("bnDataLink")->click(); });
   setup.hide();
 
   ui::frmDescriptorType types(components);
@@ -115,19 +121,14 @@ void SaveSetupDialogs(platform::PlatformComponents& components, const std::strin
     SaveForm(condition, folder, "condition");
   }
 
-  platform::OdbcDataLinkDialog link;
-  link.SetConnection(configuration->DataLink());
-  link.show();
-  Wait(200);
-  Save(link, folder, "data-link");
-  link.close();
-
   std::shared_ptr<host::DatabaseSession> session = components.CreateDatabaseSession();
   session->Initialize(SessionNumber());
   session->Settings().SetConnection(SpcConnection(components, ""));
   session->Open(1, 0);
+  // Started from a test looked up by name, as the characteristic dialog starts it.
+  const common::RecordPtr width = common::ResolveTestName(components, session, "Width");
   platform::SpcSelectionDialog select(host::SelectionKind::Test);
-  select.Load(*session, 0, 0);
+  select.Load(*session, width ? width->Id() : 0, 0);
   select.show();
   Wait(200);
   Save(select, folder, "select-test");

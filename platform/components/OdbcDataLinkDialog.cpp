@@ -151,7 +151,10 @@ void OdbcDataLinkDialog::SetConnection(const std::string& connection) {
 void OdbcDataLinkDialog::ShowKeys() {
   ShowTable();
   const QString text = QString::fromStdString(Join(keys_, true));
-  if (txtRaw_->text() != text) txtRaw_->setText(text);
+  if (txtRaw_->text() == text) return;
+  txtRaw_->setText(text);
+  // Shown from its start, the driver first, unless the user is typing in it.
+  if (!txtRaw_->hasFocus()) txtRaw_->setCursorPosition(0);
 }
 
 void OdbcDataLinkDialog::ShowTable() {
