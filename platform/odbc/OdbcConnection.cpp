@@ -14,19 +14,24 @@ constexpr int32_t kConnectionClosed = 3709;
 std::unique_ptr<host::Recordset> Run(const std::shared_ptr<OdbcSession>& session,
                                      const std::string& sql,
                                      const std::vector<runtime::Variant>& parameters) {
-  OdbcHandle statement = session->NewStatement();
-  {
-    OdbcParameters bound(statement, parameters);
+  bool prepared = false;
+  OdbcHandle statement = session->Statement(sql, prepared);
+  if (!prepared) {
     std::string text = sql;
     session->Run(
         statement,
         [&] {
-          return SQLExecDirect(statement.get(), reinterpret_cast<SQLCHAR*>(text.data()),
-                               static_cast<SQLINTEGER>(text.size()));
+          return SQLPrepare(statement.get(), reinterpret_cast<SQLCHAR*>(text.data()),
+                            static_cast<SQLINTEGER>(text.size()));
         },
-        "SQLExecDirect");
+        "SQLPrepare");
   }
-  return std::make_unique<OdbcRecordset>(session, std::move(statement));
+  {
+    OdbcParameters bound(statement, parameters);
+    session->Run(
+        statement, [&] { return SQLExecute(statement.get()); }, "SQLExecute");
+  }
+  return std::make_unique<OdbcRecordset>(session, std::move(statement), sql);
 }
 
 }  // namespace

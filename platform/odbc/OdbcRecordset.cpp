@@ -46,8 +46,9 @@ std::string ColumnName(const OdbcHandle& statement, SQLUSMALLINT column, SQLSMAL
 
 }  // namespace
 
-OdbcRecordset::OdbcRecordset(std::shared_ptr<OdbcSession> session, OdbcHandle statement)
-    : session_(std::move(session)), statement_(std::move(statement)) {
+OdbcRecordset::OdbcRecordset(std::shared_ptr<OdbcSession> session, OdbcHandle statement,
+                             std::string sql)
+    : session_(std::move(session)), statement_(std::move(statement)), sql_(std::move(sql)) {
   SQLSMALLINT count = 0;
   statement_.Check(SQLNumResultCols(statement_.get(), &count), "SQLNumResultCols");
   columnTypes_.resize(count);
@@ -57,6 +58,10 @@ OdbcRecordset::OdbcRecordset(std::shared_ptr<OdbcSession> session, OdbcHandle st
     columns_.emplace(std::move(name), i);
   }
   if (count > 0) Fetch();
+}
+
+OdbcRecordset::~OdbcRecordset() {
+  session_->Keep(sql_, std::move(statement_));
 }
 
 void OdbcRecordset::MoveNext() {

@@ -19,9 +19,13 @@ namespace platform {
 
 class OdbcRecordset : public host::Recordset {
  public:
-  // Takes `statement` right after it was executed and fetches the first row. A statement
-  // without a result set gives a recordset at its end.
-  OdbcRecordset(std::shared_ptr<OdbcSession> session, OdbcHandle statement);
+  // Takes `statement`, prepared with `sql`, right after it was executed and fetches the
+  // first row. A statement without a result set gives a recordset at its end.
+  OdbcRecordset(std::shared_ptr<OdbcSession> session, OdbcHandle statement, std::string sql);
+  // Gives the statement back to the session for the next run of its text.
+  ~OdbcRecordset() override;
+  OdbcRecordset(const OdbcRecordset&) = delete;
+  OdbcRecordset& operator=(const OdbcRecordset&) = delete;
 
   bool Eof() const override { return eof_; }
   // At the end, error 3021 (no current record).
@@ -35,6 +39,7 @@ class OdbcRecordset : public host::Recordset {
   // Declared before the statement so that the statement is freed first.
   std::shared_ptr<OdbcSession> session_;
   OdbcHandle statement_;
+  std::string sql_;
   std::vector<SQLSMALLINT> columnTypes_;
   std::unordered_map<std::string, size_t, runtime::NoCaseHash, runtime::NoCaseEqual> columns_;
   std::vector<runtime::Variant> row_;

@@ -19,6 +19,8 @@ namespace {
 constexpr int kSqliteLockWait = 100;
 // Rows psqlODBC fetches per round trip through its cursor.
 constexpr char kPostgresFetchRows[] = "4096";
+// Prepared statements a session keeps: a cycle runs fewer than this.
+constexpr size_t kMostKeptStatements = 16;
 
 // Made once and kept: the driver manager resolves a driver once per environment.
 std::shared_ptr<const OdbcHandle> SharedEnvironment() {
@@ -150,6 +152,7 @@ bool OdbcSession::SqliteFileMoved() const {
 }
 
 OdbcSession::~OdbcSession() {
+  kept_.clear();
   if (manualCommit_) SQLEndTran(SQL_HANDLE_DBC, connection_.get(), SQL_ROLLBACK);
   SQLDisconnect(connection_.get());
 }
@@ -164,6 +167,32 @@ OdbcHandle OdbcSession::NewStatement() const {
                "SQLSetStmtAttr");
   }
   return statement;
+}
+
+OdbcHandle OdbcSession::Statement(const std::string& sql, bool& prepared) {
+  {
+    std::lock_guard lock(keptMutex_);
+    for (auto kept = kept_.rbegin(); kept != kept_.rend(); ++kept) {
+      if (kept->sql != sql) continue;
+      OdbcHandle statement = std::move(kept->statement);
+      kept_.erase(std::next(kept).base());
+      prepared = true;
+      return statement;
+    }
+  }
+  prepared = false;
+  return NewStatement();
+}
+
+void OdbcSession::Keep(const std::string& sql, OdbcHandle statement) noexcept {
+  try {
+    if (!SQL_SUCCEEDED(SQLFreeStmt(statement.get(), SQL_CLOSE))) return;
+    std::lock_guard lock(keptMutex_);
+    kept_.push_back({sql, std::move(statement)});
+    if (kept_.size() > kMostKeptStatements) kept_.pop_front();
+  } catch (...) {
+    // Not kept: the statement is freed, and the next run of its text prepares it again.
+  }
 }
 
 SQLRETURN OdbcSession::Run(const OdbcHandle& statement, const std::function<SQLRETURN()>& call,
