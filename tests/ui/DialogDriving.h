@@ -77,24 +77,6 @@ inline void DoubleClick(QAbstractItemView& list, const QRect& row) {
   QTest::mouseDClick(list.viewport(), Qt::LeftButton, {}, row.center());
 }
 
-struct Step {
-  Qt::Key key;
-  const char* focused;  // the control that has the focus afterwards
-};
-
-inline void Press(QWidget& form, std::initializer_list<Step> steps) {
-  ShowActive(form);
-  for (const Step& step : steps) {
-    QTest::keyClick(QApplication::focusWidget() ? QApplication::focusWidget() : &form, step.key,
-                    Qt::AltModifier);
-    const QWidget* focus = QApplication::focusWidget();
-    EXPECT_EQ(focus ? focus->objectName().toStdString() : "", step.focused)
-        << "Alt+" << QKeySequence(step.key).toString().toStdString();
-  }
-}
-
-constexpr int kAnimatedClick = 300;
-
 // Shows `form` as the active window and presses Alt with each key of `steps` in turn:
 // "B>txtName 2>dtDate" presses Alt+B, after which txtName has the focus, then Alt+2.
 inline void Press(QWidget& form, const std::string& steps) {
