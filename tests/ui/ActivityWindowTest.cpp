@@ -14,6 +14,9 @@ namespace {
 
 using enginetest::Lines;
 
+const char* const kLists[] = {"lvwGeneral", "lvwDescriptors", "lvwTests", "lvwTagItems",
+                              "lvwConditions"};
+
 class ActivityWindowTest : public enginetest::EngineTest {
  protected:
   ActivityWindowTest() {
@@ -30,30 +33,21 @@ class ActivityWindowTest : public enginetest::EngineTest {
 
   QTreeWidget& List(const char* name) { return *window.findChild<QTreeWidget*>(name); }
   Lines Rows(const char* name) { return uitest::Rows(List(name)); }
-  // Every list's rows, general first.
-  std::vector<Lines> AllRows() {
-    return {Rows("lvwGeneral"), Rows("lvwDescriptors"), Rows("lvwTests"), Rows("lvwTagItems"),
-            Rows("lvwConditions")};
-  }
 
   ui::frmActivity window{components};
 };
 
 TEST_F(ActivityWindowTest, ListsFollowTheEngineFromStartThroughCollectionsAndErrors) {
-  EXPECT_EQ(AllRows(), std::vector<Lines>(5)) << "empty before the first event";
-  EXPECT_EQ(uitest::Headers(List("lvwGeneral")), (Lines{"Item", "Description"}));
-  EXPECT_EQ(uitest::Headers(List("lvwDescriptors")), (Lines{"Descriptor", "Item", "Group"}));
-  EXPECT_EQ(uitest::Headers(List("lvwTests")),
-            (Lines{"Characteristic", "Group", "Value", "Defect"}));
-  EXPECT_EQ(uitest::Headers(List("lvwTagItems")), (Lines{"Tag Name", "Value", "DateTime"}));
-  EXPECT_EQ(uitest::Headers(List("lvwConditions")), (Lines{"Condition", "Results"}));
+  for (const char* list : kLists) {
+    EXPECT_EQ(Rows(list), Lines{}) << list << " is empty before the first event";
+  }
 
   Start();
   EXPECT_EQ(Rows("lvwGeneral"),
             (Lines{"Status | Running", "Subgroups Collected | 0", "Last Saved Subgroup | ----",
                    "Next Collection Time | 2024-05-01 10:15:00", "Last Error Time | ----",
                    "    Description | ----", "    Details | ----", "    Extended Details | ----"}));
-  EXPECT_EQ(AllRows()[1], Lines{}) << "only the general list follows a start";
+  EXPECT_EQ(Rows("lvwDescriptors"), Lines{}) << "only the general list follows a start";
 
   TickDue();
   EXPECT_EQ(Rows("lvwGeneral"),
@@ -77,12 +71,12 @@ TEST_F(ActivityWindowTest, ListsFollowTheEngineFromStartThroughCollectionsAndErr
   TickDue();
   const Lines general = Rows("lvwGeneral");
   ASSERT_EQ(general.size(), 8u);
-  EXPECT_EQ(general[4], "Last Error Time | " + runtime::FormatGeneralDate(engine.LastErrorTime()));
-  EXPECT_EQ(general[5], "    Description | " + engine.LastErrorDescription());
-  EXPECT_EQ(general[6], "    Details | " + engine.LastErrorDetail());
-  EXPECT_EQ(general[7], "    Extended Details | " + (engine.LastErrorExtended().empty()
-                                                         ? std::string("----")
-                                                         : engine.LastErrorExtended()));
+  const std::string extended = engine.LastErrorExtended();
+  EXPECT_EQ(Lines(general.begin() + 4, general.end()),
+            (Lines{"Last Error Time | " + runtime::FormatGeneralDate(engine.LastErrorTime()),
+                   "    Description | " + engine.LastErrorDescription(),
+                   "    Details | " + engine.LastErrorDetail(),
+                   "    Extended Details | " + (extended.empty() ? "----" : extended)}));
   EXPECT_EQ(Rows("lvwTagItems").size(), 3u);
 
   engine.StopEngine();
@@ -101,49 +95,37 @@ TEST_F(ActivityWindowTest, TagsTheHistorianDidNotReturnShowDashes) {
 TEST_F(ActivityWindowTest, EachEngineEventRefreshesExactlyItsList) {
   Start();
   TickDue();
-  const char* lists[] = {"lvwGeneral", "lvwDescriptors", "lvwTests", "lvwTagItems",
-                         "lvwConditions"};
-  const struct {
-    runtime::Event<>* event;
-    const char* refreshed;
-  } cases[] = {{&engine.EngineStarted, "lvwGeneral"},
-               {&engine.EngineStopped, "lvwGeneral"},
-               {&engine.CollectionError, "lvwGeneral"},
-               {&engine.CollectionTimeSet, "lvwGeneral"},
-               {&engine.SubgroupSaved, "lvwGeneral"},
-               {&engine.DescriptorsRefreshed, "lvwDescriptors"},
-               {&engine.TestsRefreshed, "lvwTests"},
-               {&engine.TagsRefreshed, "lvwTagItems"},
-               {&engine.ConditionsRefreshed, "lvwConditions"}};
+  // The events of each list, in the order of kLists.
+  const std::vector<std::vector<runtime::Event<>*>> events = {
+      {&engine.EngineStarted, &engine.EngineStopped, &engine.CollectionError,
+       &engine.CollectionTimeSet, &engine.SubgroupSaved},
+      {&engine.DescriptorsRefreshed},
+      {&engine.TestsRefreshed},
+      {&engine.TagsRefreshed},
+      {&engine.ConditionsRefreshed}};
   std::map<std::string, int> counts;
-  for (const char* list : lists) counts[list] = List(list).topLevelItemCount();
-  for (const auto& c : cases) {
-    for (const char* list : lists) List(list).topLevelItem(0)->setText(1, "stale");
-    c.event->Raise();
-    for (const char* list : lists) {
-      const bool stale = List(list).topLevelItem(0)->text(1) == "stale";
-      EXPECT_EQ(stale, std::string(list) != c.refreshed)
-          << list << " after the event refreshing " << c.refreshed;
-      EXPECT_EQ(List(list).topLevelItemCount(), counts[list])
-          << list << ": rows are replaced or updated in place, never added twice";
+  for (const char* list : kLists) counts[list] = List(list).topLevelItemCount();
+  for (size_t refreshed = 0; refreshed < events.size(); ++refreshed) {
+    for (runtime::Event<>* event : events[refreshed]) {
+      for (const char* list : kLists) List(list).topLevelItem(0)->setText(1, "stale");
+      event->Raise();
+      for (const char* list : kLists) {
+        const bool stale = List(list).topLevelItem(0)->text(1) == "stale";
+        EXPECT_EQ(stale, list != kLists[refreshed])
+            << list << " after the event refreshing " << kLists[refreshed];
+        EXPECT_EQ(List(list).topLevelItemCount(), counts[list])
+            << list << ": rows are replaced or updated in place, never added twice";
+      }
     }
   }
 }
 
 TEST_F(ActivityWindowTest, TabsShowTheirOwnListAndResizingKeepsThemFitted) {
-  const struct {
-    const char* key;
-    const char* list;
-  } tabs[] = {{"TESTS", "lvwTests"},
-              {"TAGITEMS", "lvwTagItems"},
-              {"CONDITIONS", "lvwConditions"},
-              {"DESCRIPTORS", "lvwDescriptors"},
-              {"GENERAL", "lvwGeneral"}};
-  for (const auto& tab : tabs) {
-    window.SelectTab(tab.key);
-    for (const auto& other : tabs) {
-      EXPECT_EQ(List(other.list).isVisible(), other.list == tab.list)
-          << other.list << " with tab " << tab.key;
+  const char* const keys[] = {"GENERAL", "DESCRIPTORS", "TESTS", "TAGITEMS", "CONDITIONS"};
+  for (const int tab : {2, 3, 4, 1, 0}) {
+    window.SelectTab(keys[tab]);
+    for (const char* list : kLists) {
+      EXPECT_EQ(List(list).isVisible(), list == kLists[tab]) << list << " with tab " << keys[tab];
     }
   }
   auto* strip = window.findChild<QTabWidget*>("TabStrip1");

@@ -5,7 +5,6 @@
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QMessageBox>
-#include <QPushButton>
 #include <QTest>
 #include <QTimer>
 #include <QTreeWidget>
@@ -38,14 +37,6 @@ class RefusingClose : public QObject {
   }
 };
 
-std::vector<QWidget*> SetupDialogs() {
-  std::vector<QWidget*> dialogs;
-  for (QWidget* widget : QApplication::topLevelWidgets()) {
-    if (widget->objectName() == "frmConfigure") dialogs.push_back(widget);
-  }
-  return dialogs;
-}
-
 // The host's real codec: a configuration of several lines crosses Load as one line.
 class CodecComponents : public testsupport::FakeComponents {
  public:
@@ -54,14 +45,6 @@ class CodecComponents : public testsupport::FakeComponents {
  private:
   platform::TextCodec codec_;
 };
-
-std::vector<QWidget*> ActivityWindows() {
-  std::vector<QWidget*> windows;
-  for (QWidget* widget : QApplication::topLevelWidgets()) {
-    if (widget->objectName() == "frmActivity") windows.push_back(widget);
-  }
-  return windows;
-}
 
 class DriverWindowsTest : public ::testing::Test {
  protected:
@@ -83,7 +66,8 @@ class DriverWindowsTest : public ::testing::Test {
     timer->Tick();
   }
   std::vector<std::string> GeneralRows() {
-    return uitest::Rows(*ActivityWindows().at(0)->findChild<QTreeWidget*>("lvwGeneral"));
+    return uitest::Rows(
+        *uitest::TopLevels("frmActivity").at(0)->findChild<QTreeWidget*>("lvwGeneral"));
   }
 
   testsupport::TestClock clock{runtime::MakeDate({.year = 2024, .month = 5, .day = 1})};
@@ -98,14 +82,14 @@ class DriverWindowsTest : public ::testing::Test {
 
 TEST_F(DriverWindowsTest, AWindowOpenedBeforeTheFirstStartNeverGetsTheEngine) {
   EXPECT_TRUE(version1->ShowActivity());
-  ASSERT_EQ(ActivityWindows().size(), 1u);
-  EXPECT_TRUE(ActivityWindows()[0]->isVisible());
+  ASSERT_EQ(uitest::TopLevels("frmActivity").size(), 1u);
+  EXPECT_TRUE(uitest::TopLevels("frmActivity")[0]->isVisible());
   EXPECT_TRUE(version1->StartDriver());
   Collect();
-  ActivityWindows()[0]->close();
+  uitest::TopLevels("frmActivity")[0]->close();
   EXPECT_TRUE(version1->ShowActivity());
-  ASSERT_EQ(ActivityWindows().size(), 1u) << "shown again, not made again";
-  EXPECT_TRUE(ActivityWindows()[0]->isVisible());
+  ASSERT_EQ(uitest::TopLevels("frmActivity").size(), 1u) << "shown again, not made again";
+  EXPECT_TRUE(uitest::TopLevels("frmActivity")[0]->isVisible());
   EXPECT_TRUE(GeneralRows().empty());
   EXPECT_EQ(version1->State(), 3);
   EXPECT_TRUE(components.shownErrors.empty());
@@ -123,10 +107,10 @@ TEST_F(DriverWindowsTest, AWindowOpenedAfterTheStartFollowsTheEngineUntilQueryUn
   version1->QueryUnload(cancel, 0);
   EXPECT_EQ(cancel, host::kFalse);
   EXPECT_EQ(components.beeps, 0);
-  EXPECT_FALSE(ActivityWindows().at(0)->isVisible());
+  EXPECT_FALSE(uitest::TopLevels("frmActivity").at(0)->isVisible());
   version1->StopDriver();
   version1.reset();
-  EXPECT_TRUE(ActivityWindows().empty()) << "the window goes with its driver";
+  EXPECT_TRUE(uitest::TopLevels("frmActivity").empty()) << "the window goes with its driver";
 }
 
 TEST_F(DriverWindowsTest, AboutBoxNamesProductVersionAndModuleAndBelongsToTheMainWindow) {
@@ -149,60 +133,29 @@ TEST_F(DriverWindowsTest, AboutBoxNamesProductVersionAndModuleAndBelongsToTheMai
   EXPECT_TRUE(components.shownErrors.empty());
 }
 
-TEST_F(DriverWindowsTest, SetupIsRefusedWhileRunningAndOpensOnlyOneDialog) {
+TEST_F(DriverWindowsTest, SetupIsRefusedWhileRunningOpensOneDialogAndOnlyOKChangesIt) {
   EXPECT_TRUE(version1->StartDriver());
-  EXPECT_EQ(version1->State(), 3);
   EXPECT_FALSE(version1->ShowSetup(host::kTrue));
   EXPECT_EQ(components.messageBoxes,
             std::vector<std::string>{"Already Running. Can't configure at this time."});
-  EXPECT_TRUE(SetupDialogs().empty());
+  EXPECT_TRUE(uitest::TopLevels("frmConfigure").empty());
   version1->StopDriver();
 
   parent->states.clear();
+  const std::string before = version1->GetConfiguration();
   EXPECT_FALSE(version1->ShowSetup(host::kFalse)) << "modeless";
   EXPECT_EQ(parent->states, std::vector<int32_t>{4});
-  ASSERT_EQ(SetupDialogs().size(), 1u);
-  QWidget& dialog = *SetupDialogs()[0];
+  ASSERT_EQ(uitest::TopLevels("frmConfigure").size(), 1u);
+  QWidget& dialog = *uitest::TopLevels("frmConfigure")[0];
   EXPECT_TRUE(dialog.isVisible());
   EXPECT_EQ(uitest::Control<QLineEdit>(dialog, "txtName").text(), "Line 1");
   EXPECT_FALSE(version1->ShowSetup(host::kFalse));
   EXPECT_FALSE(version1->ShowSetup(host::kTrue)) << "brought forward, not opened again";
-  EXPECT_EQ(SetupDialogs().size(), 1u);
+  EXPECT_EQ(uitest::TopLevels("frmConfigure").size(), 1u);
 
-  uitest::Control<QLineEdit>(dialog, "txtName").setText("Line 2");
-  uitest::Control<QPushButton>(dialog, "bnOK").click();
-  EXPECT_EQ(version1->Name(), "Line 2");
-  EXPECT_EQ(parent->configurationChanges, 1);
-  EXPECT_EQ(version1->State(), 0);
-  EXPECT_TRUE(components.shownErrors.empty());
-}
-
-TEST_F(DriverWindowsTest, ModalSetupTellsHowItEndedAndCancelLeavesTheConfiguration) {
-  const std::string before = version1->GetConfiguration();
-  uitest::WhenModal([](QDialog& dialog) {
-    uitest::Control<QLineEdit>(dialog, "txtName").setText("Changed");
-    uitest::Control<QPushButton>(dialog, "bnCancel").click();
-  });
-  EXPECT_FALSE(version1->ShowSetup(host::kTrue));
-  EXPECT_EQ(version1->GetConfiguration(), before);
-  EXPECT_EQ(parent->configurationChanges, 0);
-  EXPECT_EQ(version1->State(), 0);
-
-  uitest::WhenModal([](QDialog& dialog) {
-    uitest::Control<QLineEdit>(dialog, "txtName").setText("Changed");
-    QTest::keyClick(&dialog, Qt::Key_Return);
-  });
-  EXPECT_TRUE(version1->ShowSetup(host::kTrue));
-  EXPECT_EQ(version1->Name(), "Changed");
-  EXPECT_EQ(parent->configurationChanges, 1);
-  EXPECT_EQ(version1->State(), 0);
-  EXPECT_TRUE(components.shownErrors.empty());
-}
-
-TEST_F(DriverWindowsTest, QueryUnloadWithARefusingSetupDialogCancelsAndBeepsOnce) {
-  EXPECT_FALSE(version1->ShowSetup(host::kFalse));
-  ASSERT_EQ(SetupDialogs().size(), 1u);
-  QWidget& dialog = *SetupDialogs()[0];
+  // QueryUnload closes the dialog, which aborts the setup; a dialog that refuses to close
+  // cancels the unload with one beep.
+  uitest::Control<QLineEdit>(dialog, "txtName").setText("Changed");
   RefusingClose refusing;
   dialog.installEventFilter(&refusing);
   host::Bool16 cancel = host::kFalse;
@@ -211,14 +164,25 @@ TEST_F(DriverWindowsTest, QueryUnloadWithARefusingSetupDialogCancelsAndBeepsOnce
   EXPECT_EQ(components.beeps, 1);
   EXPECT_TRUE(dialog.isVisible());
   EXPECT_EQ(version1->State(), 4);
-
   dialog.removeEventFilter(&refusing);
   cancel = host::kFalse;
   version1->QueryUnload(cancel, 0);
   EXPECT_EQ(cancel, host::kFalse);
   EXPECT_EQ(components.beeps, 1);
   EXPECT_FALSE(dialog.isVisible());
-  EXPECT_EQ(version1->State(), 0) << "closing aborts the setup";
+  EXPECT_EQ(version1->State(), 0);
+  EXPECT_EQ(version1->GetConfiguration(), before);
+  EXPECT_EQ(parent->configurationChanges, 0);
+
+  uitest::WhenModal([](QDialog& modal) {
+    uitest::Control<QLineEdit>(modal, "txtName").setText("Line 2");
+    QTest::keyClick(&modal, Qt::Key_Return);
+  });
+  EXPECT_TRUE(version1->ShowSetup(host::kTrue));
+  EXPECT_EQ(version1->Name(), "Line 2");
+  EXPECT_EQ(parent->configurationChanges, 1);
+  EXPECT_EQ(version1->State(), 0);
+  EXPECT_TRUE(components.shownErrors.empty());
 }
 
 }  // namespace

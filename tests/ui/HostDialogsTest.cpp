@@ -1,11 +1,11 @@
 // The host's dialogs on this platform: the selection dialogs on a real SQLite SPC database
-// and the data link dialog on the driver manager's real lists.
+// and the data link dialog on the driver manager's real lists. Enter is OK and Escape is
+// Cancel from every control.
 #include <gtest/gtest.h>
 
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
-#include <QPushButton>
 #include <QTableWidget>
 #include <QTest>
 #include <QTreeWidget>
@@ -21,23 +21,57 @@ namespace {
 
 using uitest::Control;
 
-TEST(HostDialogsTest, SelectionStartsOnTheGivenRecordOrGroupFiltersAndGivesTheRecord) {
+// Gives `control` the focus in the running dialog and presses `key` on it.
+void KeyOn(QDialog& dialog, const char* control, Qt::Key key) {
+  QApplication::setActiveWindow(&dialog);
+  auto& widget = Control<QWidget>(dialog, control);
+  widget.setFocus();
+  QTest::keyClick(&widget, key);
+}
+
+TEST(HostDialogsTest, SelectionStartsOnTheGivenRecordOrGroupAndEnterTakesOnlyARecord) {
   testsupport::TempFolder folder;
   auto spc = uitest::CreateSpcDatabase(folder.File("spc.db"));
   const platform::SpcRecord gear = uitest::LoadRecord(*spc, host::RecordKind::Part, "Gear");
   const int32_t gears = runtime::ToLong(gear.Field("Ptgp"));
   const struct {
     int32_t id, groupId;
+    const char* control;
+    Qt::Key key;
     const char* current;
-  } cases[] = {{gear.Id(), 0, "Gear"}, {0, gears, "Gear"}, {0, 0, ""}, {999, 999, ""}};
+    bool chosen, leftOpen;
+  } cases[] = {
+      {gear.Id(), 0, "txtFilter", Qt::Key_Return, "Gear", true, false},
+      {0, gears, "lvwRecords", Qt::Key_Return, "Gear", true, false},
+      {gear.Id(), 0, "txtFilter", Qt::Key_Enter, "Gear", true, false},
+      {gear.Id(), 0, "txtFilter", Qt::Key_Escape, "Gear", false, false},
+      {gear.Id(), 0, "lvwRecords", Qt::Key_Escape, "Gear", false, false},
+      // With no record current there is nothing to take: Enter leaves the dialog open.
+      {0, 0, "txtFilter", Qt::Key_Return, "", false, true},
+      {999, 999, "lvwRecords", Qt::Key_Return, "", false, true},
+  };
   for (const auto& test : cases) {
+    SCOPED_TRACE(std::string(test.control) + " " + std::to_string(test.key) + " from " +
+                 std::to_string(test.id) + "/" + std::to_string(test.groupId));
     platform::SpcSelectionDialog dialog(host::SelectionKind::Part);
-    dialog.Load(*spc, test.id, test.groupId);
-    auto& list = Control<QTreeWidget>(dialog, "lvwRecords");
-    ASSERT_EQ(list.topLevelItemCount(), 1);
-    EXPECT_EQ(list.topLevelItem(0)->text(0), "Gears");
-    const QTreeWidgetItem* current = list.currentItem();
-    EXPECT_EQ(current ? current->text(0).toStdString() : "", test.current) << test.id;
+    std::string current = "?";
+    bool leftOpen = false;
+    uitest::WhenModal(
+        [&](QDialog& shown) {
+          auto& list = Control<QTreeWidget>(shown, "lvwRecords");
+          ASSERT_EQ(list.topLevelItemCount(), 1);
+          EXPECT_EQ(list.topLevelItem(0)->text(0), "Gears");
+          current = list.currentItem() ? list.currentItem()->text(0).toStdString() : "";
+          KeyOn(shown, test.control, test.key);
+        },
+        &leftOpen);
+    const bool chosen = dialog.Run(*spc, test.id, test.groupId);
+    EXPECT_EQ(current, test.current);
+    EXPECT_EQ(chosen, test.chosen);
+    EXPECT_EQ(leftOpen, test.leftOpen);
+    if (chosen) {
+      EXPECT_EQ(dialog.Chosen().Id(), gear.Id());
+    }
   }
 
   platform::SpcSelectionDialog dialog(host::SelectionKind::Part);
@@ -56,38 +90,122 @@ TEST(HostDialogsTest, SelectionStartsOnTheGivenRecordOrGroupFiltersAndGivesTheRe
   EXPECT_EQ(runtime::ToLong(dialog.Chosen().Field("Ptgp")), gears);
 }
 
-TEST(HostDialogsTest, DataLinkDialogListsDriversHidesPasswordsAndTests) {
+class DataLinkTest : public ::testing::Test {
+ protected:
+  // Runs the dialog on `link`, acting on it with `act`; returns whether it was confirmed.
+  bool Edit(const std::function<void(QDialog&)>& act) {
+    uitest::WhenModal(act, &leftOpen);
+    return dialog.Edit(link, [this](const std::string& candidate) {
+      tested.push_back(candidate);
+      return std::string("Connection Ready");
+    });
+  }
+
   platform::OdbcDataLinkDialog dialog;
-  auto& drivers = Control<QComboBox>(dialog, "cboDriver");
-  EXPECT_GE(drivers.findText("SQLite3"), 0) << "from the driver manager";
-  dialog.SetConnection("Driver=SQLite3;Database=/tmp/h.db;PWD=secret");
+  std::string link = "Driver=SQLite3;Database=/srv/h.db";
+  std::vector<std::string> tested;
+  bool leftOpen = false;
+};
+
+// A connection string typed key by key is taken as typed: the table follows without
+// rewriting the box under the cursor.
+TEST_F(DataLinkTest, ATypedStringIsTakenOnEnterAndDroppedOnEscapeFromEveryControl) {
+  const char* const sqlite = "Driver=SQLite3;Database=/srv/typed.db";
+  const char* const dsn = "DSN=Historian;UID=spc;PWD=secret";
+  const char* const postgres = "Driver=PostgreSQL Unicode;Server=hist01;Database=ih";
+  const struct {
+    const char* typed;
+    const char* control;
+    Qt::Key key;
+    bool confirmed;
+  } cases[] = {
+      {sqlite, "cboDriver", Qt::Key_Return, true},  {dsn, "cboSource", Qt::Key_Return, true},
+      {postgres, "tblKeys", Qt::Key_Return, true},  {sqlite, "txtRaw", Qt::Key_Return, true},
+      {dsn, "txtRaw", Qt::Key_Enter, true},         {postgres, "cboDriver", Qt::Key_Escape, false},
+      {sqlite, "cboSource", Qt::Key_Escape, false}, {dsn, "tblKeys", Qt::Key_Escape, false},
+      {postgres, "txtRaw", Qt::Key_Escape, false},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(std::string(test.control) + " " + std::to_string(test.key) + " " + test.typed);
+    link = "Driver=SQLite3;Database=/srv/h.db";
+    std::string shown, firstKey;
+    const bool confirmed = Edit([&](QDialog& dialog) {
+      auto& raw = Control<QLineEdit>(dialog, "txtRaw");
+      KeyOn(dialog, "txtRaw", Qt::Key_End);
+      raw.selectAll();
+      QTest::keyClicks(&raw, test.typed);
+      shown = raw.text().toStdString();
+      const QTableWidgetItem* key = Control<QTableWidget>(dialog, "tblKeys").item(0, 0);
+      firstKey = key ? key->text().toStdString() : "";
+      KeyOn(dialog, test.control, test.key);
+    });
+    EXPECT_EQ(shown, test.typed);
+    EXPECT_EQ(firstKey, std::string(test.typed).substr(0, std::string(test.typed).find('=')));
+    EXPECT_EQ(confirmed, test.confirmed);
+    EXPECT_FALSE(leftOpen);
+    EXPECT_EQ(link, test.confirmed ? test.typed : "Driver=SQLite3;Database=/srv/h.db");
+  }
+}
+
+TEST_F(DataLinkTest, ListsDriversHidesPasswordsAndEditsKeysByKeyboard) {
+  EXPECT_GE(Control<QComboBox>(dialog, "cboDriver").findText("SQLite3"), 0);
+  dialog.SetConnection("Driver=SQLite3;Database=/srv/h.db;PWD=secret");
   auto& raw = Control<QLineEdit>(dialog, "txtRaw");
-  EXPECT_EQ(raw.text(), "Driver=SQLite3;Database=/tmp/h.db;PWD=***");
+  EXPECT_EQ(raw.text(), "Driver=SQLite3;Database=/srv/h.db;PWD=***");
   auto& keys = Control<QTableWidget>(dialog, "tblKeys");
   ASSERT_EQ(keys.rowCount(), 3);
   EXPECT_EQ(keys.item(2, 1)->text(), "***");
-
   // Raw text edited around the masked password keeps it; a new value replaces it.
-  raw.setText("Driver=SQLite3;Database=/tmp/other.db;PWD=***");
+  raw.setText("Driver=SQLite3;Database=/srv/other.db;PWD=***");
   emit raw.textEdited(raw.text());
-  EXPECT_EQ(dialog.Connection(), "Driver=SQLite3;Database=/tmp/other.db;PWD=secret");
-  EXPECT_EQ(keys.item(1, 1)->text(), "/tmp/other.db");
+  EXPECT_EQ(dialog.Connection(), "Driver=SQLite3;Database=/srv/other.db;PWD=secret");
+  EXPECT_EQ(keys.item(1, 1)->text(), "/srv/other.db");
   keys.item(2, 1)->setText("new");
-  EXPECT_EQ(dialog.Connection(), "Driver=SQLite3;Database=/tmp/other.db;PWD=new");
+  const std::string edited = "Driver=SQLite3;Database=/srv/other.db;PWD=new";
+  EXPECT_EQ(dialog.Connection(), edited);
 
-  std::vector<std::string> tested;
-  uitest::WhenModal([&](QDialog& shown) {
-    Control<QPushButton>(shown, "bnTest").click();
-    EXPECT_EQ(Control<QLabel>(shown, "lblState").text(), "Connection Ready");
+  // Alt+A adds a row and edits its key; the value is typed into the cell beside it.
+  uitest::Press(dialog, "K>tblKeys");
+  const auto type = [](const char* text) {
+    QWidget* editor = QApplication::focusWidget();
+    QTest::keyClicks(editor, text);
+    QTest::keyClick(editor, Qt::Key_Return);
+    QApplication::processEvents();
+  };
+  uitest::AltClick(dialog, Qt::Key_A);
+  ASSERT_EQ(keys.rowCount(), 4);
+  ASSERT_TRUE(keys.isAncestorOf(QApplication::focusWidget())) << "an editor is open";
+  type("NoCreat");
+  EXPECT_EQ(dialog.Connection(), edited + ";NoCreat=");
+  keys.setCurrentCell(3, 1);
+  keys.editItem(keys.item(3, 1));
+  type("1");
+  EXPECT_EQ(dialog.Connection(), edited + ";NoCreat=1");
+  EXPECT_TRUE(dialog.isVisible()) << "Enter in a key being edited only takes its value";
+
+  uitest::AltClick(dialog, Qt::Key_A);
+  QTest::keyClick(QApplication::focusWidget(), Qt::Key_Escape);
+  EXPECT_TRUE(dialog.isVisible()) << "Escape in a new key only ends its editing";
+  EXPECT_EQ(dialog.Connection(), edited + ";NoCreat=1");
+
+  keys.setCurrentCell(0, 0);
+  uitest::AltClick(dialog, Qt::Key_R);
+  EXPECT_EQ(dialog.Connection(), "Database=/srv/other.db;PWD=new;NoCreat=1")
+      << "Alt+R removes the current key";
+
+  // Alt+T tests the link with its real password, which OK keeps.
+  dialog.hide();
+  link = "Driver=SQLite3;Database=/srv/h.db;PWD=secret";
+  std::string state;
+  EXPECT_TRUE(Edit([&](QDialog& shown) {
+    QApplication::setActiveWindow(&shown);
+    uitest::AltClick(shown, Qt::Key_T);
+    state = Control<QLabel>(shown, "lblState").text().toStdString();
     QTest::keyClick(&shown, Qt::Key_Return);
-  });
-  std::string link = "Driver=SQLite3;Database=/tmp/x.db;Password=p";
-  EXPECT_TRUE(dialog.Edit(link, [&](const std::string& candidate) {
-    tested.push_back(candidate);
-    return std::string("Connection Ready");
   }));
-  EXPECT_EQ(tested, std::vector<std::string>{"Driver=SQLite3;Database=/tmp/x.db;Password=p"});
-  EXPECT_EQ(link, "Driver=SQLite3;Database=/tmp/x.db;Password=p");
+  EXPECT_EQ(tested, std::vector<std::string>{"Driver=SQLite3;Database=/srv/h.db;PWD=secret"});
+  EXPECT_EQ(state, "Connection Ready");
+  EXPECT_EQ(link, "Driver=SQLite3;Database=/srv/h.db;PWD=secret");
 }
 
 }  // namespace

@@ -19,12 +19,4 @@ inline std::vector<std::string> Rows(const QTreeWidget& list) {
   return rows;
 }
 
-inline std::vector<std::string> Headers(const QTreeWidget& list) {
-  std::vector<std::string> headers;
-  for (int column = 0; column < list.columnCount(); ++column) {
-    headers.push_back(list.headerItem()->text(column).toStdString());
-  }
-  return headers;
-}
-
 }  // namespace uitest

