@@ -1,18 +1,14 @@
-#include <QApplication>
-
 #include "apps/dam/Commands.h"
+#include "apps/dam/DamApplication.h"
 #include "apps/dam/MainWindow.h"
 
 namespace dam {
 
 int GuiCommand(const GuiOptions& options) {
-  int argc = 1;
-  char name[] = "dam";
-  char* argv[] = {name, nullptr};
-  QApplication application(argc, argv);
+  const auto application = MakeApplication(true);
   MainWindow window(options.configs, options.spc, options.driverClass);
   window.show();
-  return application.exec();
+  return application->exec();
 }
 
 }  // namespace dam

@@ -10,6 +10,7 @@
 #include "apps/dam/Commands.h"
 #include "apps/dam/ConfigFile.h"
 #include "apps/dam/ConfigurationCheck.h"
+#include "apps/dam/DamApplication.h"
 #include "apps/dam/DamHost.h"
 #include "apps/dam/DriverModule.h"
 #include "apps/dam/JournalLines.h"
@@ -46,9 +47,6 @@ bool HasErrors(host::Components& components, const std::string& file, const std:
 
 int RunCommand(const RunOptions& runOptions) {
   const RunOptions* options = &runOptions;
-  // An idle host wakes ten times a second for the engine's timer; Qt's own dispatcher
-  // costs about half of what GLib's does per wake.
-  if (!options->activity && !qEnvironmentVariableIsSet("QT_NO_GLIB")) qputenv("QT_NO_GLIB", "1");
   PrefixJournalLines(std::cerr, STDERR_FILENO, "<3>");
   if (!options->ndjson) PrefixJournalLines(std::cout, STDOUT_FILENO, "<6>");
   // Made before anything starts a thread. A collection blocked in a database call is
@@ -60,17 +58,9 @@ int RunCommand(const RunOptions& runOptions) {
         }
       },
       [] { platform::CancelRunningStatements(); });
-  int argc = 1;
-  char name[] = "dam";
-  char* argv[] = {name, nullptr};
   // Windows need a display; a run without them works without one.
-  std::unique_ptr<QCoreApplication> application;
-  if (options->activity) {
-    application = std::make_unique<QApplication>(argc, argv);
-    QApplication::setQuitOnLastWindowClosed(false);
-  } else {
-    application = std::make_unique<QCoreApplication>(argc, argv);
-  }
+  const std::unique_ptr<QCoreApplication> application = MakeApplication(options->activity);
+  if (options->activity) QApplication::setQuitOnLastWindowClosed(false);
   platform::PlatformComponents components;
   WarnIfSettingsShowPasswords(components);
 

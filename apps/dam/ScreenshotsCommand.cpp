@@ -17,6 +17,7 @@
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/ConfigFile.h"
+#include "apps/dam/DamApplication.h"
 #include "apps/dam/DamHost.h"
 #include "apps/dam/MainWindow.h"
 #include "common/SpcNames.h"
@@ -94,8 +95,7 @@ void SaveSetupDialogs(platform::PlatformComponents& components, const std::strin
   // The data link dialog as the General tab's button opens it, its link tested.
   tabs->setCurrentIndex(0);
   SaveModal(
-      folder, "data-link",
-      [](QWidget& link) { link.findChild<QPushButton*>("bnTest")->click(); },
+      folder, "data-link", [](QWidget& link) { link.findChild<QPushButton*>("bnTest")->click(); },
       [&] { setup.findChild<QPushButton*>("bnDataLink")->click(); });
   setup.hide();
 
@@ -142,10 +142,7 @@ int ScreenshotsCommand(const ScreenshotsOptions& options) {
   const std::string& file = options.config;
   const int seconds = static_cast<int>(options.seconds);
   std::filesystem::create_directories(folder);
-  int argc = 1;
-  char name[] = "dam";
-  char* argv[] = {name, nullptr};
-  QApplication application(argc, argv);
+  const auto application = MakeApplication(true);
 
   MainWindow window({file}, "", "oxaGEPDAD6.Version1");
   window.resize(960, 220);

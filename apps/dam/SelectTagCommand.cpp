@@ -1,8 +1,8 @@
-#include <QApplication>
 #include <iostream>
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/ConfigFile.h"
+#include "apps/dam/DamApplication.h"
 #include "config/Configuration1.h"
 #include "platform/components/PlatformComponents.h"
 #include "ui/SelectTag.h"
@@ -11,10 +11,7 @@ namespace dam {
 
 int SelectTagCommand(const SelectTagOptions& options) {
   std::string value = options.value;
-  int argc = 1;
-  char name[] = "dam";
-  char* argv[] = {name, nullptr};
-  QApplication application(argc, argv);
+  const auto application = MakeApplication(true);
   platform::PlatformComponents components;
   config::Configuration1 configuration(components);
   configuration.SetData(ReadConfigurationFile(options.config, false));

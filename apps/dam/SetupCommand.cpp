@@ -1,10 +1,10 @@
-#include <QApplication>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/ConfigFile.h"
+#include "apps/dam/DamApplication.h"
 #include "apps/dam/DamHost.h"
 #include "apps/dam/DriverModule.h"
 #include "apps/shared/Failures.h"
@@ -16,14 +16,9 @@ namespace dam {
 int SetupCommand(const SetupOptions& options) {
   const std::string& file = options.config;
   const std::string& driverClass = options.driverClass;
-  int argc = 1;
-  char name[] = "dam";
-  char* argv[] = {name, nullptr};
   // Qt allows one application a process; a caller that already runs one keeps it.
-  std::unique_ptr<QApplication> application;
-  if (QCoreApplication::instance() == nullptr) {
-    application = std::make_unique<QApplication>(argc, argv);
-  }
+  std::unique_ptr<QCoreApplication> application;
+  if (QCoreApplication::instance() == nullptr) application = MakeApplication(true);
   platform::PlatformComponents components;
   WarnIfSettingsShowPasswords(components);
   const std::unique_ptr<DriverModule> module = LoadRegisteredModule(driverClass);
