@@ -280,13 +280,18 @@ const Command* Find(const std::string& name) {
   return nullptr;
 }
 
-// The command named at the front of `args`, taken off them; "config show" is two words.
+// The command named at the front of `args`, taken off them; "config show" is two words,
+// and "config" alone, or before an option, is taken for it (`dam config --help`).
 const Command& TakeCommand(std::vector<std::string>& args) {
   std::string name = args.front();
   args.erase(args.begin());
-  if (name == "config" && !args.empty() && args.front() == "show") {
-    name += " show";
-    args.erase(args.begin());
+  if (name == "config") {
+    if (!args.empty() && args.front() == "show") {
+      args.erase(args.begin());
+    } else if (!args.empty() && !args.front().starts_with('-')) {
+      name += " " + args.front();
+    }
+    if (name == "config") name = "config show";
   }
   const Command* command = Find(name);
   if (!command)
