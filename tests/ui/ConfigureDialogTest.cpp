@@ -167,9 +167,11 @@ TEST_F(ConfigureDialogTest, OKWritesTheSamplingValuesAndAHandlerMayKeepTheDialog
             "2024-02-29 06:30:15");
 
   refuse = false;
+  Control<QLineEdit>(*form, "txtRetryInterval").setText("abc");
   QTest::keyClick(Control<QLineEdit>(*form, "txtName").window(), Qt::Key_Return);
   EXPECT_EQ(updates, 2);
   EXPECT_TRUE(form->OKPressed());
+  EXPECT_EQ(saved.RetryInterval(), 0) << "letters only save 0";
   EXPECT_FALSE(form->isVisible());
   EXPECT_FALSE(form->IsLoaded());
 }
