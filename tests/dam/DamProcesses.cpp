@@ -2,8 +2,17 @@
 
 #include <QElapsedTimer>
 #include <QThread>
+#include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
+#include <sstream>
+
+#include "platform/odbc/OdbcConnection.h"
+#include "platform/spcdb/SpcReader.h"
+#include "platform/spcdb/SpcSubgroup.h"
+#include "runtime/Conversions.h"
 
 namespace damtest {
 
@@ -17,7 +26,7 @@ DamProcesses::DamProcesses() {
   for (const auto& [name, value] : settings) {
     environment_.insert(name, QString::fromStdString(value));
   }
-  EXPECT_EQ(Run(DAM_PROGRAM, {"register", DAM_MODULE_PATH}).first, 0);
+  EXPECT_EQ(Dam({"register", DAM_MODULE_PATH}).first, 0);
 }
 
 std::unique_ptr<QProcess> DamProcesses::Start(const char* program, const QStringList& args,
@@ -37,7 +46,83 @@ std::pair<int, std::string> DamProcesses::Run(const char* program, const QString
 }
 
 std::string DamProcesses::Log() const {
-  std::ifstream in(work_.File("log/oxaGEPDAD6.LOG"), std::ios::binary);
+  return Read(work_.File("log/oxaGEPDAD6.LOG"));
+}
+
+QString DamProcesses::WriteFile(const std::string& name, const std::string& text) const {
+  std::ofstream(work_.File(name), std::ios::binary) << text;
+  return QString::fromStdString(work_.File(name));
+}
+
+QString DamProcesses::Configuration(const std::string& items, int subgroupUnit,
+                                    int retryUnit) const {
+  std::ostringstream text;
+  text << "NAME=Line 1\nACTIVE=1\nDATALINK=Driver=SQLite3;Database=" << historian_
+       << ";NoCreat=1\nSYNCTIME=0\nSUBGROUPINTERVAL=1\nSUBGROUPUNIT=" << subgroupUnit
+       << "\nRETRYINTERVAL=1\nRETRYUNIT=" << retryUnit
+       << "\nDESCRIPTOR=1\tProducts\t%TAG(LINE1.PARTNO)\n"
+       << items;
+  return WriteFile("line.cfg", text.str());
+}
+
+void DamProcesses::StartHistorian() {
+  histsim_ = Start(HISTSIM_PROGRAM,
+                   {QString::fromStdString(historian_), "--period", "0.5", "--for", "300"});
+  EXPECT_TRUE(WaitFor([&] { return std::filesystem::exists(historian_); }, 10));
+}
+
+void DamProcesses::StopHistorian() {
+  if (!histsim_) return;
+  histsim_->kill();
+  histsim_->waitForFinished();
+  histsim_.reset();
+}
+
+std::vector<platform::SpcSubgroupData> DamProcesses::Saved(const std::string& connection) {
+  platform::SpcSession spc;
+  spc.Settings().SetConnection(connection);
+  spc.Open(1, 0);
+  return platform::ReadSubgroups(spc, 10000);
+}
+
+void DamProcesses::ExpectHistorianValues(
+    const std::vector<platform::SpcSubgroupData>& saved, size_t readings, int latest,
+    const std::function<std::string(const platform::SpcReading&)>& tagOf) const {
+  platform::OdbcConnection connection;
+  connection.Open("Driver=SQLite3;Database=" + historian_, "", "");
+  for (const auto& subgroup : saved) {
+    ASSERT_EQ(subgroup.readings.size(), readings);
+    for (const auto& reading : subgroup.readings) {
+      auto rows = connection.Execute(
+          "SELECT Value FROM ihRawData WHERE SamplingMode = 'RawByTime' AND Tagname = ? AND "
+          "TimeStamp <= ? ORDER BY TimeStamp DESC LIMIT ?",
+          std::vector<runtime::Variant>{tagOf(reading), subgroup.time, latest});
+      std::vector<double> values;
+      for (; !rows->Eof(); rows->MoveNext())
+        values.push_back(runtime::ToDouble(rows->Field("Value")));
+      EXPECT_NE(std::find(values.begin(), values.end(), reading.value), values.end())
+          << tagOf(reading) << " at " << runtime::FormatGeneralDate(subgroup.time) << " saved "
+          << reading.value;
+    }
+  }
+}
+
+int DamProcesses::Stopped(const std::string& output) {
+  std::smatch figure;
+  return std::regex_search(output, figure, std::regex("stopped after (\\d+) subgroup"))
+             ? std::stoi(figure[1])
+             : -1;
+}
+
+std::vector<std::string> DamProcesses::Lines(const std::string& text) {
+  std::vector<std::string> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
+  return lines;
+}
+
+std::string DamProcesses::Read(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
@@ -55,6 +140,30 @@ bool DamProcesses::WaitFor(const std::function<bool()>& done, int seconds) {
     QThread::msleep(100);
   }
   return done();
+}
+
+std::shared_ptr<platform::SpcSession> SpcWriter(const std::string& connection,
+                                                const std::string& configuration) {
+  auto session = std::make_shared<platform::SpcSession>();
+  session->Initialize(7);
+  session->Settings().SetConnection(connection);
+  session->SetConfigurationName(configuration);
+  session->Open(1, 0);
+  return session;
+}
+
+int32_t SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session, runtime::Date time,
+                     double value) {
+  platform::SpcSubgroup subgroup;
+  subgroup.SetDatabase(session);
+  subgroup.SetGroup(host::DescriptorKind::Part, "Products");
+  subgroup.SetName(host::DescriptorKind::Part, "P-7");
+  subgroup.SetTime(time);
+  subgroup.LookupTestGroup("Fill");
+  subgroup.LookupTest("Weight");
+  subgroup.AddReading(value, 1, 0, "S1", "");
+  subgroup.Save(0);
+  return subgroup.SavedId();
 }
 
 }  // namespace damtest

@@ -11,22 +11,54 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
+#include "platform/spcdb/SpcSession.h"
+#include "platform/spcdb/SpcSubgroupData.h"
+#include "runtime/Date.h"
 #include "tests/support/TempFolder.h"
 
 namespace damtest {
 
+// The one test most configurations collect: the weight histsim moves.
+inline const std::string kWeight = "TEST=Fill\tWeight\t%TAG(LINE1.WEIGHT)\t\n";
+
 class DamProcesses : public ::testing::Test {
  protected:
   DamProcesses();
+  ~DamProcesses() override { StopHistorian(); }
 
   // stderr goes with stdout unless `channels` keeps them apart.
   std::unique_ptr<QProcess> Start(const char* program, const QStringList& args,
                                   QProcess::ProcessChannelMode channels = QProcess::MergedChannels);
   // Runs to the end: the exit code and the output, stderr included.
   std::pair<int, std::string> Run(const char* program, const QStringList& args);
+  std::pair<int, std::string> Dam(const QStringList& args) { return Run(DAM_PROGRAM, args); }
   // The collection log as it stands.
   std::string Log() const;
+  bool Logged(const std::string& text) const { return Log().find(text) != std::string::npos; }
+  // Writes `text` into the work folder as `name`; gives its path.
+  QString WriteFile(const std::string& name, const std::string& text) const;
+  // line.cfg: collects from historian_ every second, retrying every second, with the part
+  // number as descriptor and then `items`.
+  QString Configuration(const std::string& items = kWeight, int subgroupUnit = 0,
+                        int retryUnit = 0) const;
+  // histsim moves historian_ every half second until StopHistorian or the test's end.
+  void StartHistorian();
+  void StopHistorian();
+  // The SPC database dam uses when told no other: the data folder's.
+  std::string Spc() const { return "Driver=SQLite3;Database=" + work_.File("data/spc.db"); }
+  // Every subgroup saved in the SPC database at `connection`, oldest first.
+  static std::vector<platform::SpcSubgroupData> Saved(const std::string& connection);
+  // Each subgroup holds `readings` readings, each one of the latest `latest` raw values of
+  // the tag `tagOf` names at its subgroup's time.
+  void ExpectHistorianValues(
+      const std::vector<platform::SpcSubgroupData>& saved, size_t readings, int latest,
+      const std::function<std::string(const platform::SpcReading&)>& tagOf) const;
+  // N of dam run's "stopped after N subgroup(s)"; -1 without it.
+  static int Stopped(const std::string& output);
+  static std::vector<std::string> Lines(const std::string& text);
+  static std::string Read(const std::string& path);
   // SIGTERM: dam stops the driver and ends within two seconds, whatever it was doing.
   static void Terminate(QProcess& run);
   // Waits up to `seconds` for `done`, checking ten times a second.
@@ -34,6 +66,18 @@ class DamProcesses : public ::testing::Test {
 
   testsupport::TempFolder work_;
   QProcessEnvironment environment_ = QProcessEnvironment::systemEnvironment();
+  std::string historian_ = work_.File("historian.db");
+
+ private:
+  std::unique_ptr<QProcess> histsim_;
 };
+
+// A session on `connection` that saves as the driver of `configuration` does ("": a host
+// that does not say).
+std::shared_ptr<platform::SpcSession> SpcWriter(const std::string& connection,
+                                                const std::string& configuration);
+// Saves a subgroup of part P-7 with one weight, `value`, of serial S1; gives its identifier.
+int32_t SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session, runtime::Date time,
+                     double value);
 
 }  // namespace damtest

@@ -2,95 +2,156 @@
 // registered driver on it, and the subgroups land in a SQLite SPC database.
 #include <gtest/gtest.h>
 
-#include <QThread>
-#include <algorithm>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <regex>
 #include <tuple>
 
-#include "platform/odbc/OdbcConnection.h"
-#include "platform/spcdb/SpcReader.h"
-#include "platform/spcdb/SpcSession.h"
-#include "runtime/Conversions.h"
 #include "tests/dam/DamProcesses.h"
 
 namespace {
 
-class EndToEnd : public damtest::DamProcesses {
- protected:
-  // A line configuration on `historian`, collecting every `interval` seconds.
-  std::string LineConfiguration(const std::string& historian, int interval) {
-    const std::string path = work_.File("line.cfg");
-    std::ofstream(path)
-        << "NAME=Line 1\nACTIVE=1\nDATALINK=Driver=SQLite3;Database=" << historian
-        << ";NoCreat=1\nSYNCTIME=0\nSUBGROUPINTERVAL=" << interval
-        << "\nSUBGROUPUNIT=0\nRETRYINTERVAL=1\n"
-           "RETRYUNIT=0\nDESCRIPTOR=1\tProducts\t%TAG(LINE1.PARTNO)\nDESCRIPTOR=5\tShifts\tDay\n"
-           "DESCRIPTOR=4\t\t%TAG(LINE1.LOT)\nCONDITION=0\t%TAG(LINE1.COUNTER)\t0\t\n"
-           "TEST=Fill\tWeight\t%TAG(LINE1.WEIGHT)\t\nTEST=Fill\tWeight\t%TAG(LINE1.WEIGHT2)\t\n"
-           "TEST=Fill\tWidth\t%TAG(LINE1.WIDTH)\t\n";
-    return path;
-  }
+using EndToEnd = damtest::DamProcesses;
 
-  std::vector<platform::SpcSubgroupData> Saved(const std::string& file) {
-    platform::SpcSession spc;
-    spc.Settings().SetConnection("Driver=SQLite3;Database=" + file);
-    spc.Open(1, 0);
-    return platform::ReadSubgroups(spc, 1000);
-  }
-};
+QJsonObject Parse(const std::string& text) {
+  QJsonParseError error;
+  const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(text), &error);
+  EXPECT_EQ(error.error, QJsonParseError::NoError) << text;
+  return document.object();
+}
 
-TEST_F(EndToEnd, ALateHistorianIsRecordedThenItsValuesAreSaved) {
-  const std::string historian = work_.File("historian.db");
-  auto run = Start(DAM_PROGRAM, {"run", QString::fromStdString(LineConfiguration(historian, 2)),
-                                 "--subgroups", "3", "--for", "40"});
-  const char* missing = "\tUnable to Access Database\t";
-  WaitFor([&] { return Log().find(missing) != std::string::npos; }, 20);
-  EXPECT_NE(Log().find(missing), std::string::npos) << Log();
-  EXPECT_EQ(run->state(), QProcess::Running) << "dam keeps running without its historian";
+// Two runs start before their historian exists: they keep running and report each failure,
+// then collect once histsim moves it. Each stops on the count of its own subgroups, saves the
+// historian's values under its configuration's name, and --ndjson writes what happened as
+// events.
+TEST_F(EndToEnd, TwoRunsOutliveALateHistorianThenEachSavesAndCountsItsOwnSubgroups) {
+  const QString config = Configuration(
+      "DESCRIPTOR=5\tShifts\tDay\nDESCRIPTOR=4\t\t%TAG(LINE1.LOT)\n"
+      "CONDITION=0\t%TAG(LINE1.COUNTER)\t0\t\nTEST=Fill\tWeight\t%TAG(LINE1.WEIGHT)\t\n"
+      "TEST=Fill\tWeight\t%TAG(LINE1.WEIGHT2)\t\nTEST=Fill\tWidth\t%TAG(LINE1.WIDTH)\t\n");
+  auto events = Start(DAM_PROGRAM, {"run", config, "--ndjson", "--subgroups", "2", "--for", "40"},
+                      QProcess::SeparateChannels);
+  auto plain = Start(DAM_PROGRAM, {"run", config, "--subgroups", "3", "--for", "40"});
+  std::string eventLines, output;
+  const auto failed = [](QProcess& run, std::string& said, const char* text) {
+    run.waitForReadyRead(50);
+    said += run.readAllStandardOutput().toStdString();
+    return said.find(text) != std::string::npos;
+  };
+  EXPECT_TRUE(WaitFor(
+      [&] {
+        const bool plainFailed = failed(*plain, output, "last error Unable to Access Database");
+        return failed(*events, eventLines, "Unable to Access Database") && plainFailed;
+      },
+      20))
+      << output << Log();
+  EXPECT_EQ(plain->state(), QProcess::Running) << "dam keeps running without its historian";
 
-  auto histsim =
-      Start(HISTSIM_PROGRAM, {QString::fromStdString(historian), "--period", "0.5", "--for", "60"});
-  EXPECT_TRUE(run->waitForFinished(60'000));
-  histsim->kill();
-  histsim->waitForFinished();
-  const std::string output = run->readAll().toStdString();
-  ASSERT_EQ(run->exitCode(), 0) << output;
-
-  const auto saved = Saved(work_.File("data/spc.db"));
-  ASSERT_GE(saved.size(), 3u) << output << Log();
-  platform::OdbcConnection connection;
-  connection.Open("Driver=SQLite3;Database=" + historian, "", "");
+  StartHistorian();
+  ASSERT_TRUE(events->waitForFinished(60'000));
+  ASSERT_TRUE(plain->waitForFinished(60'000));
+  StopHistorian();
+  output += plain->readAll().toStdString();
+  ASSERT_EQ(plain->exitCode(), 0) << output;
+  EXPECT_EQ(events->exitCode(), 0);
+  EXPECT_NE(events->readAllStandardError().toStdString().find("stopped after 2 subgroup(s)"),
+            std::string::npos);
+  EXPECT_GE(Stopped(output), 3) << output;
+  const auto saved = Saved(Spc());
+  EXPECT_EQ(static_cast<int>(saved.size()), 2 + Stopped(output))
+      << "each run counted only its own subgroups";
   const std::map<std::pair<std::string, int>, std::string> tagOf = {
       {{"Weight", 1}, "LINE1.WEIGHT"},
       {{"Weight", 2}, "LINE1.WEIGHT2"},
       {{"Width", 1}, "LINE1.WIDTH"}};
+  // The query runs just before the save; the historian may have moved once between.
+  ExpectHistorianValues(saved, 3, 2, [&](const platform::SpcReading& reading) {
+    return tagOf.at({reading.test, reading.sample});
+  });
   for (const auto& subgroup : saved) {
     ASSERT_TRUE(subgroup.part && subgroup.lot && subgroup.shift);
     EXPECT_EQ(subgroup.shift->name, "Day");
-    ASSERT_EQ(subgroup.readings.size(), 3u);
-    for (const auto& reading : subgroup.readings) {
-      // The query runs just before the save; the historian may have moved once between.
-      const std::string tag = tagOf.at({reading.test, reading.sample});
-      auto rows = connection.Execute(
-          "SELECT Value FROM ihRawData WHERE SamplingMode = 'RawByTime' AND Tagname = ? AND "
-          "TimeStamp <= ? ORDER BY TimeStamp DESC LIMIT 2",
-          std::vector<runtime::Variant>{tag, subgroup.time});
-      std::vector<double> latest;
-      for (; !rows->Eof(); rows->MoveNext())
-        latest.push_back(runtime::ToDouble(rows->Field("Value")));
-      EXPECT_NE(std::find(latest.begin(), latest.end(), reading.value), latest.end())
-          << tag << " saved " << reading.value;
+    EXPECT_EQ(subgroup.configuration, "Line 1") << "dam run names what it saves";
+  }
+
+  const QRegularExpression isoTime(R"(^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[+-]\d\d:\d\d$)");
+  eventLines += events->readAllStandardOutput().toStdString();
+  std::vector<QJsonObject> statuses;
+  int missing = 0;
+  for (const std::string& line : Lines(eventLines)) {
+    QJsonObject event = Parse(line);
+    EXPECT_EQ(event["schema"].toInt(), 1) << line;
+    EXPECT_TRUE(isoTime.match(event["time"].toString()).hasMatch()) << line;
+    event.remove("time");
+    const QString kind = event.value("event").toString();
+    if (kind == "error") {
+      missing += event.value("message").toString().startsWith("Unable to Access Database");
+      continue;
     }
+    ASSERT_EQ(kind, "status") << line;
+    if (!statuses.empty()) {
+      EXPECT_NE(event, statuses.back()) << "written only on a change: " << line;
+      EXPECT_GE(event.value("saved").toInt(), statuses.back().value("saved").toInt()) << line;
+    }
+    statuses.push_back(event);
+  }
+  EXPECT_GE(missing, 1) << "each collection error is an event";
+  ASSERT_GE(statuses.size(), 3u);
+  EXPECT_EQ(statuses.front().value("state").toString(), "running");
+  EXPECT_EQ(statuses.front().value("saved").toInt(), 0);
+  EXPECT_EQ(statuses.back().value("state").toString(), "stopped");
+  EXPECT_EQ(statuses.back().value("saved").toInt(), 2);
+}
+
+TEST_F(EndToEnd, SubgroupsInJsonCarryTheirIdConfigurationAndTimeWithOffsetAndMilliseconds) {
+  // The tests run in Europe/Berlin: +01:00 in winter, +02:00 in summer.
+  damtest::SaveSubgroup(damtest::SpcWriter(Spc(), "Line 3"),
+                        runtime::MakeDate({2026, 11, 23, 9, 15, 2}), 501.25);
+  damtest::SaveSubgroup(damtest::SpcWriter(Spc(), ""),
+                        *runtime::ParseDate("2026-07-01 12:00:00.250"), 502.5);
+  const struct {
+    int id;
+    QJsonValue configuration;
+    const char* time;
+    double value;
+  } expected[] = {{1, "Line 3", "2026-11-23T09:15:02.000+01:00", 501.25},
+                  {2, QJsonValue::Null, "2026-07-01T12:00:00.250+02:00", 502.5}};
+
+  const auto [code, text] = Dam({"subgroups", "--json"});
+  ASSERT_EQ(code, 0) << text;
+  const QJsonObject document = Parse(text);
+  EXPECT_EQ(document["schema"].toInt(), 1);
+  const QJsonArray subgroups = document["subgroups"].toArray();
+  ASSERT_EQ(subgroups.size(), 2);
+  auto ndjson = Start(DAM_PROGRAM, {"subgroups", "--ndjson"}, QProcess::SeparateChannels);
+  ASSERT_TRUE(ndjson->waitForFinished());
+  const std::vector<std::string> lines = Lines(ndjson->readAllStandardOutput().toStdString());
+  ASSERT_EQ(lines.size(), 2u);
+
+  for (size_t i = 0; i < std::size(expected); ++i) {
+    const QJsonObject subgroup = subgroups[static_cast<qsizetype>(i)].toObject();
+    EXPECT_EQ(subgroup["schema"].toInt(), 1);
+    EXPECT_EQ(subgroup["id"].toInt(), expected[i].id);
+    EXPECT_EQ(subgroup.value("configuration"), expected[i].configuration);
+    EXPECT_EQ(subgroup["time"].toString().toStdString(), expected[i].time);
+    EXPECT_EQ(subgroup["part"].toObject()["name"].toString(), "P-7");
+    EXPECT_TRUE(subgroup["lot"].isNull());
+    const QJsonObject reading = subgroup["readings"].toArray().at(0).toObject();
+    EXPECT_EQ(reading["test"].toString(), "Weight");
+    EXPECT_EQ(reading["value"].toDouble(), expected[i].value);
+    EXPECT_EQ(reading["serial"].toString(), "S1");
+    EXPECT_EQ(Parse(lines[i]), subgroup) << "one line holds the document's object";
   }
 }
 
 TEST_F(EndToEnd, ConfigShowReportsAnUnreadableConfiguration) {
-  std::ofstream(work_.File("bad.cfg")) << "NAME=Half\r\nACTIVE=maybe\r\nNAME=Never";
   const auto [exitCode, output] =
-      Run(DAM_PROGRAM, {"config", "show", "--json", QString::fromStdString(work_.File("bad.cfg"))});
+      Dam({"config", "show", "--json",
+           WriteFile("bad.cfg", "NAME=Half\r\nACTIVE=maybe\r\nNAME=Never")});
   EXPECT_EQ(exitCode, 3) << "the configuration is invalid";
   EXPECT_NE(output.find("\"text\": \"NAME=Half\\r\\nACTIVE=0"), std::string::npos) << output;
   EXPECT_NE(output.find("\"number\": 13"), std::string::npos) << output;
@@ -98,65 +159,42 @@ TEST_F(EndToEnd, ConfigShowReportsAnUnreadableConfiguration) {
             std::string::npos);
 }
 
-TEST_F(EndToEnd, TwoRunsOnOneDatabaseEachCountAndStopOnTheirOwnSubgroups) {
-  const std::string historian = work_.File("historian.db");
-  auto histsim =
-      Start(HISTSIM_PROGRAM, {QString::fromStdString(historian), "--period", "0.5", "--for", "60"});
-  for (int wait = 0; wait < 100 && !std::filesystem::exists(historian); ++wait)
-    QThread::msleep(100);
-  const QString configuration = QString::fromStdString(LineConfiguration(historian, 1));
-  std::unique_ptr<QProcess> runs[2];
-  for (auto& run : runs) {
-    run = Start(DAM_PROGRAM, {"run", configuration, "--subgroups", "3", "--for", "50"});
-  }
-  int64_t counted = 0;
-  const std::regex stopped("stopped after (\\d+) subgroup");
-  for (auto& run : runs) {
-    EXPECT_TRUE(run->waitForFinished(60'000));
-    const std::string output = run->readAll().toStdString();
-    std::smatch figure;
-    ASSERT_TRUE(std::regex_search(output, figure, stopped)) << output;
-    EXPECT_GE(std::stoi(figure[1]), 3) << output;
-    counted += std::stoi(figure[1]);
-  }
-  histsim->kill();
-  histsim->waitForFinished();
-  EXPECT_EQ(static_cast<int64_t>(Saved(work_.File("data/spc.db")).size()), counted)
-      << "each run counted only its own subgroups";
-}
-
+// Commands that read never create the database they were pointed at: they name it.
 TEST_F(EndToEnd, TheSpcDatabaseIsTheFlagElseTheEnvironmentElseDamIniElseTheDataFolder) {
   const std::string flag = work_.File("flag.db"), environment = work_.File("environment.db"),
                     setting = work_.File("setting.db"), fallback = work_.File("data/spc.db");
   const std::string ini = work_.File("settings/dam.ini");
   std::ofstream(ini) << "[Database]\r\nConnection=Driver=SQLite3;Database=" << setting << "\r\n";
-  struct Case {
-    QStringList flag;
+  const struct {
+    QStringList args;
     std::string environment;
     bool ini;
-    std::string chosen;
-  };
-  const Case cases[] = {
-      {{"--spc", QString::fromStdString("Driver=SQLite3;Database=" + flag)},
+    std::string said;
+  } cases[] = {
+      {{"subgroups", "--spc", QString::fromStdString("Driver=SQLite3;Database=" + flag)},
        "Driver=SQLite3;Database=" + environment,
        true,
-       flag},
-      {{}, "Driver=SQLite3;Database=" + environment, true, environment},
-      {{}, "", true, setting},
-      {{}, "", false, fallback},
+       "there is no SPC database at " + flag + "\n"},
+      {{"subgroups"},
+       "Driver=SQLite3;Database=" + environment,
+       true,
+       "there is no SPC database at " + environment + "\n"},
+      {{"subgroups"}, "", true, "there is no SPC database at " + setting + "\n"},
+      {{"subgroups", "--follow", "--ndjson"}, "", true, "there is no SPC database at " + setting},
+      {{"subgroups"}, "", false, "there is no SPC database at " + fallback + "\n"},
+      {{"spool"}, "", false, "there is no spool at " + work_.File("data/spool.db")},
   };
-  // Reading creates nothing: the command names the database it would have read.
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     environment_.insert("DAM_SPC_CONNECTION", QString::fromStdString(c.environment));
     if (!c.ini) std::filesystem::remove(ini);
-    const auto [exitCode, output] = Run(DAM_PROGRAM, QStringList{"subgroups"} + c.flag);
+    const auto [exitCode, output] = Dam(c.args);
     EXPECT_EQ(exitCode, 4) << output;
-    EXPECT_NE(output.find("there is no SPC database at " + c.chosen + "\n"), std::string::npos)
-        << output;
+    EXPECT_NE(output.find(c.said), std::string::npos) << output;
     for (const std::string& file : {flag, environment, setting, fallback}) {
       EXPECT_FALSE(std::filesystem::exists(file)) << file;
     }
   }
+  EXPECT_FALSE(std::filesystem::exists(work_.File("data/spool.db")));
 }
 
 TEST_F(EndToEnd, PasswordsAreMaskedAndAnIniOthersCanReadWithOneIsWarnedAbout) {
@@ -168,9 +206,9 @@ TEST_F(EndToEnd, PasswordsAreMaskedAndAnIniOthersCanReadWithOneIsWarnedAbout) {
       {spc, std::filesystem::perms(0644), false},
   };
   for (const auto& [connection, mode, warned] : settings) {
-    std::ofstream(ini) << "[Database]\r\nConnection=" << connection << "\r\n";
+    WriteFile("settings/dam.ini", "[Database]\r\nConnection=" + connection + "\r\n");
     std::filesystem::permissions(ini, mode);
-    const std::string output = Run(DAM_PROGRAM, {"subgroups"}).second;
+    const std::string output = Dam({"subgroups"}).second;
     EXPECT_EQ(output.find("dam: warning: " + ini +
                           " holds a password that other users can read; make it owner-only: "
                           "chmod 600 " +
@@ -181,17 +219,16 @@ TEST_F(EndToEnd, PasswordsAreMaskedAndAnIniOthersCanReadWithOneIsWarnedAbout) {
     EXPECT_EQ(output.find("hunter2"), std::string::npos) << output;
   }
 
-  const std::string config = work_.File("secret.cfg");
-  std::ofstream(config) << "NAME=Secret\nACTIVE=1\nDATALINK=Driver=SQLite3;Database="
-                        << work_.File("none.db") << ";NoCreat=1; PWD = hunter2\n";
-  const QString path = QString::fromStdString(config);
+  const QString config =
+      WriteFile("secret.cfg", "NAME=Secret\nACTIVE=1\nDATALINK=Driver=SQLite3;Database=" +
+                                  work_.File("none.db") + ";NoCreat=1; PWD = hunter2\n");
   for (const QStringList& args :
-       {QStringList{"config", "show", path}, QStringList{"config", "show", "--json", path}}) {
-    const std::string output = Run(DAM_PROGRAM, args).second;
+       {QStringList{"config", "show", config}, QStringList{"config", "show", "--json", config}}) {
+    const std::string output = Dam(args).second;
     EXPECT_NE(output.find(";NoCreat=1; PWD =***"), std::string::npos) << output;
     EXPECT_EQ(output.find("hunter2"), std::string::npos) << output;
   }
-  const std::string shown = Run(DAM_PROGRAM, {"config", "show", "--show-secrets", path}).second;
+  const std::string shown = Dam({"config", "show", "--show-secrets", config}).second;
   EXPECT_NE(shown.find("; PWD = hunter2"), std::string::npos) << shown;
 }
 

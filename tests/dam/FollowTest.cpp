@@ -6,13 +6,10 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QThread>
-#include <sstream>
 
 #include "apps/dam/SubgroupFollower.h"
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcReader.h"
-#include "platform/spcdb/SpcSession.h"
-#include "platform/spcdb/SpcSubgroup.h"
 #include "runtime/Date.h"
 #include "tests/dam/DamProcesses.h"
 #include "tests/support/TestDatabases.h"
@@ -22,26 +19,11 @@ namespace {
 using spcdbtest::Backend;
 using namespace std::chrono_literals;
 
-std::shared_ptr<platform::SpcSession> Writer(const std::string& connection,
-                                             const std::string& configuration) {
-  auto session = std::make_shared<platform::SpcSession>();
-  session->Initialize(7);
-  session->Settings().SetConnection(connection);
-  session->SetConfigurationName(configuration);
-  session->Open(1, 0);
-  return session;
-}
+using damtest::SpcWriter;
 
-// Saves one subgroup as a driver does; gives its identifier.
 int32_t Save(const std::shared_ptr<platform::SpcSession>& session, int n) {
-  platform::SpcSubgroup subgroup;
-  subgroup.SetDatabase(session);
-  subgroup.SetTime(runtime::MakeDate({2026, 11, 23, 9, n / 60 % 60, n % 60}));
-  subgroup.LookupTestGroup("Fill");
-  subgroup.LookupTest("Weight");
-  subgroup.AddReading(500.0 + n, 1, 0, "", "");
-  subgroup.Save(0);
-  return subgroup.SavedId();
+  return damtest::SaveSubgroup(session, runtime::MakeDate({2026, 11, 23, 9, n / 60 % 60, n % 60}),
+                               500.0 + n);
 }
 
 std::vector<int32_t> Ids(const std::vector<platform::SpcSubgroupData>& subgroups) {
@@ -53,7 +35,7 @@ std::vector<int32_t> Ids(const std::vector<platform::SpcSubgroupData>& subgroups
 TEST(SubgroupFollower, WaitsForAMissingIdentifierThenGivesItUpButNeverRepeats) {
   testsupport::TempFolder folder;
   const std::string connection = "Driver=SQLite3;Database=" + folder.File("spc.db");
-  auto session = Writer(connection, "Line 1");
+  auto session = SpcWriter(connection, "Line 1");
   platform::OdbcConnection sql;
   sql.Open(connection, "", "");
   // Stands in for commits in any order: each row with the identifier its writer got.
@@ -90,10 +72,7 @@ class Follow : public damtest::DamProcesses, public ::testing::WithParamInterfac
   static std::vector<std::string> Lines(QProcess& follower, std::string& output) {
     follower.waitForReadyRead(100);
     output += follower.readAllStandardOutput().toStdString();
-    std::vector<std::string> lines;
-    std::istringstream in(output);
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
-    return lines;
+    return DamProcesses::Lines(output);
   }
 };
 
@@ -104,8 +83,8 @@ TEST_P(Follow, EverySubgroupSavedWhileFollowingIsPrintedOnceInOrder) {
   auto database = spcdbtest::MakeTestDatabase(GetParam());
   if (!database) GTEST_SKIP() << "no PostgreSQL server (run the tests under scripts/with-postgres)";
   const std::string connection = database->ConnectionString();
-  auto first = Writer(connection, "Line 1");
-  auto second = Writer(connection, "Line 2");
+  auto first = SpcWriter(connection, "Line 1");
+  auto second = SpcWriter(connection, "Line 2");
   std::vector<int32_t> expected;
   for (int n = 0; n < 3; ++n) expected.push_back(Save(first, n));
   expected.erase(expected.begin());  // --last 2

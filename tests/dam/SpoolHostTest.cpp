@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <regex>
 
 #include "platform/odbc/OdbcConnection.h"
@@ -27,29 +26,37 @@ constexpr std::chrono::seconds kLock{10};
 
 class SpoolHost : public damtest::DamProcesses {
  protected:
-  // Collects every second: the part number and `tests` characteristics from the weight.
-  std::string Configuration(int tests = 1) {
-    const std::string path = work_.File("line.cfg");
-    std::ofstream out(path);
-    out << "NAME=Line 1\nACTIVE=1\nDATALINK=Driver=SQLite3;Database=" << historian_
-        << ";NoCreat=1\nSYNCTIME=0\nSUBGROUPINTERVAL=1\nSUBGROUPUNIT=0\nRETRYINTERVAL=1\n"
-           "RETRYUNIT=0\nDESCRIPTOR=1\tProducts\t%TAG(LINE1.PARTNO)\n";
-    for (int t = 1; t <= tests; ++t) {
-      out << "TEST=Fill\tWeight" << (t == 1 ? "" : std::to_string(t)) << "\t%TAG(LINE1.WEIGHT)\t\n";
+  // `count` characteristics, all from the weight.
+  static std::string Weights(int count) {
+    std::string tests;
+    for (int t = 1; t <= count; ++t) {
+      tests += "TEST=Fill\tWeight" + (t == 1 ? "" : std::to_string(t)) + "\t%TAG(LINE1.WEIGHT)\t\n";
     }
-    return path;
+    return tests;
   }
 
-  std::unique_ptr<QProcess> StartHistorian() {
-    return Start(HISTSIM_PROGRAM,
-                 {QString::fromStdString(historian_), "--period", "0.5", "--for", "180"});
+  std::unique_ptr<QProcess> RunOn(const std::string& spc, const QString& config,
+                                  const char* seconds = "120") {
+    return Start(DAM_PROGRAM,
+                 {"run", config, "--spc", QString::fromStdString(spc), "--for", seconds});
   }
 
-  static std::vector<platform::SpcSubgroupData> SavedIn(const std::string& connection) {
-    platform::SpcSession spc;
-    spc.Settings().SetConnection(connection);
-    spc.Open(1, 0);
-    return platform::ReadSubgroups(spc, 10000);
+  // Waits until `spc` holds two subgroups more than it does now.
+  bool TwoMoreSaved(const std::string& spc) const {
+    const auto count = [&] {
+      return spc == Spc() && !std::filesystem::exists(work_.File("data/spc.db"))
+                 ? 0
+                 : Saved(spc).size();
+    };
+    const size_t before = count();
+    return WaitFor([&] { return count() >= before + 2; }, 30);
+  }
+
+  // Stops `database` for kOutage; gives the collection times kept meanwhile.
+  std::vector<double> Outage(spcdbtest::TestDatabase& database) const {
+    EXPECT_TRUE(database.TakeAway());
+    QThread::sleep(kOutage.count());
+    return Spooled();
   }
 
   // The collection times the spool holds, oldest first.
@@ -64,12 +71,6 @@ class SpoolHost : public damtest::DamProcesses {
       times.push_back(runtime::ToDouble(rows->Field("time_serial")));
     }
     return times;
-  }
-
-  static int Stopped(const std::string& output) {
-    std::smatch figure;
-    const std::regex stopped("stopped after (\\d+) subgroup");
-    return std::regex_search(output, figure, stopped) ? std::stoi(figure[1]) : -1;
   }
 
   // Every subgroup once, in the order collected, and every time in `kept` among them.
@@ -87,44 +88,22 @@ class SpoolHost : public damtest::DamProcesses {
     }
   }
 
-  // Each reading is a raw value of the weight from the few seconds before its subgroup's
+  // Each reading is one of the weight's last ten values, five seconds, at its subgroup's
   // time: a loaded machine may take that long between the query and the save.
-  void ExpectHistorianValues(const std::vector<platform::SpcSubgroupData>& saved) const {
-    constexpr double kWindow = 5.0 / 86400;
-    platform::OdbcConnection connection;
-    connection.Open("Driver=SQLite3;Database=" + historian_, "", "");
-    for (const auto& subgroup : saved) {
-      ASSERT_EQ(subgroup.readings.size(), 1u);
-      auto rows = connection.Execute(
-          "SELECT Value FROM ihRawData WHERE SamplingMode = 'RawByTime' AND Tagname = ? AND "
-          "TimeStamp > ? AND TimeStamp <= ?",
-          std::vector<runtime::Variant>{
-              "LINE1.WEIGHT", runtime::Date{subgroup.time.serial - kWindow}, subgroup.time});
-      std::vector<double> recent;
-      for (; !rows->Eof(); rows->MoveNext())
-        recent.push_back(runtime::ToDouble(rows->Field("Value")));
-      EXPECT_NE(std::find(recent.begin(), recent.end(), subgroup.readings[0].value), recent.end())
-          << runtime::FormatGeneralDate(subgroup.time) << " saved " << subgroup.readings[0].value;
-    }
+  void ExpectWeights(const std::vector<platform::SpcSubgroupData>& saved) const {
+    ExpectHistorianValues(saved, 1, 10, [](const auto&) { return "LINE1.WEIGHT"; });
   }
-
-  bool Logged(const std::string& text) const { return Log().find(text) != std::string::npos; }
-
-  std::string historian_ = work_.File("historian.db");
 };
 
 TEST_F(SpoolHost, APostgresOutageLosesNoSubgroup) {
   auto database = spcdbtest::MakeStoppableDatabase(spcdbtest::Backend::PostgreSQL);
   if (!database) GTEST_SKIP() << "no PostgreSQL server here";
   const std::string spc = database->ConnectionString();
-  auto histsim = StartHistorian();
-  auto run = Start(DAM_PROGRAM, {"run", QString::fromStdString(Configuration()), "--spc",
-                                 QString::fromStdString(spc), "--for", "120"});
-  ASSERT_TRUE(WaitFor([&] { return SavedIn(spc).size() >= 2; }, 30)) << Log();
+  StartHistorian();
+  auto run = RunOn(spc, Configuration());
+  ASSERT_TRUE(TwoMoreSaved(spc)) << Log();
 
-  ASSERT_TRUE(database->TakeAway());
-  QThread::sleep(kOutage.count());
-  const std::vector<double> kept = Spooled();
+  const std::vector<double> kept = Outage(*database);
   EXPECT_GE(kept.size(), 10u) << Log();
   EXPECT_TRUE(Logged("\tSPC database unavailable, keeping subgroups locally\t")) << Log();
   EXPECT_FALSE(Logged("Subgroup Save Error")) << Log();
@@ -132,18 +111,16 @@ TEST_F(SpoolHost, APostgresOutageLosesNoSubgroup) {
 
   database->GiveBack();
   EXPECT_TRUE(WaitFor([&] { return Logged("\tSPC database available again\t"); }, 30)) << Log();
-  const size_t after = SavedIn(spc).size();
-  EXPECT_TRUE(WaitFor([&] { return SavedIn(spc).size() >= after + 2; }, 30)) << Log();
+  EXPECT_TRUE(TwoMoreSaved(spc)) << Log();
   Terminate(*run);
-  histsim->kill();
-  histsim->waitForFinished();
+  StopHistorian();
 
   const std::string output = run->readAll().toStdString();
   EXPECT_TRUE(std::regex_search(output, std::regex("\\| spooled \\d+ \\|"))) << output;
-  const auto saved = SavedIn(spc);
+  const auto saved = Saved(spc);
   EXPECT_EQ(static_cast<int>(saved.size()), Stopped(output)) << output;
   ExpectOnceInOrder(saved, kept);
-  ExpectHistorianValues(saved);
+  ExpectWeights(saved);
   EXPECT_TRUE(Spooled().empty());
   std::cout << "outage " << kOutage.count() << " s: " << kept.size() << " subgroups kept, "
             << saved.size() << " saved in all, " << Stopped(output) << " counted by dam\n";
@@ -154,15 +131,12 @@ TEST_F(SpoolHost, AHostKilledWhileForwardingForwardsTheRestOnceAfterARestart) {
   if (!database) GTEST_SKIP() << "no PostgreSQL server here";
   const std::string spc = database->ConnectionString();
   // Twenty characteristics make each forward long enough to be cut.
-  const QString configuration = QString::fromStdString(Configuration(20));
-  auto histsim = StartHistorian();
-  auto run = Start(DAM_PROGRAM,
-                   {"run", configuration, "--spc", QString::fromStdString(spc), "--for", "120"});
-  ASSERT_TRUE(WaitFor([&] { return SavedIn(spc).size() >= 2; }, 30)) << Log();
+  const QString configuration = Configuration(Weights(20));
+  StartHistorian();
+  auto run = RunOn(spc, configuration);
+  ASSERT_TRUE(TwoMoreSaved(spc)) << Log();
 
-  ASSERT_TRUE(database->TakeAway());
-  QThread::sleep(kOutage.count());
-  const std::vector<double> kept = Spooled();
+  const std::vector<double> kept = Outage(*database);
   ASSERT_GE(kept.size(), 10u) << Log();
   database->GiveBack();
   // Killed as soon as the spool shrinks, before it is empty when the timing allows.
@@ -177,29 +151,20 @@ TEST_F(SpoolHost, AHostKilledWhileForwardingForwardsTheRestOnceAfterARestart) {
   std::cout << "killed with " << left << " of " << kept.size() << " kept subgroups left\n";
   EXPECT_LT(left, kept.size()) << "the forward never began";
 
-  auto again = Start(DAM_PROGRAM,
-                     {"run", configuration, "--spc", QString::fromStdString(spc), "--for", "60"});
+  auto again = RunOn(spc, configuration, "60");
   EXPECT_TRUE(WaitFor([&] { return Spooled().empty(); }, 30)) << Log();
-  const size_t after = SavedIn(spc).size();
-  EXPECT_TRUE(WaitFor([&] { return SavedIn(spc).size() >= after + 2; }, 30)) << Log();
+  EXPECT_TRUE(TwoMoreSaved(spc)) << Log();
   Terminate(*again);
-  histsim->kill();
-  histsim->waitForFinished();
-  ExpectOnceInOrder(SavedIn(spc), kept);
+  StopHistorian();
+  ExpectOnceInOrder(Saved(spc), kept);
 }
 
 TEST_F(SpoolHost, AnSqliteFileLockedByAnotherProgramLosesNoSubgroup) {
   // A lock held past the query timeout counts as the database not answering.
-  std::ofstream(work_.File("settings/dam.ini")) << "[Connections]\r\nQueryTimeout=3\r\n";
-  auto histsim = StartHistorian();
-  auto run = Start(DAM_PROGRAM, {"run", QString::fromStdString(Configuration()), "--for", "120"});
-  const std::string spc = "Driver=SQLite3;Database=" + work_.File("data/spc.db");
-  ASSERT_TRUE(WaitFor(
-      [&] {
-        return std::filesystem::exists(work_.File("data/spc.db")) && SavedIn(spc).size() >= 2;
-      },
-      30))
-      << Log();
+  WriteFile("settings/dam.ini", "[Connections]\r\nQueryTimeout=3\r\n");
+  StartHistorian();
+  auto run = Start(DAM_PROGRAM, {"run", Configuration(), "--for", "120"});
+  ASSERT_TRUE(TwoMoreSaved(Spc())) << Log();
 
   QProcess locker;
   locker.start("sqlite3", {QString::fromStdString(work_.File("data/spc.db"))});
@@ -215,30 +180,26 @@ TEST_F(SpoolHost, AnSqliteFileLockedByAnotherProgramLosesNoSubgroup) {
   locker.closeWriteChannel();
   EXPECT_TRUE(locker.waitForFinished());
   EXPECT_GE(kept.size(), 2u) << Log();
-  EXPECT_NE(Log().find("database is locked"), std::string::npos) << Log();
+  EXPECT_TRUE(Logged("database is locked")) << Log();
 
   EXPECT_TRUE(WaitFor([&] { return Logged("\tSPC database available again\t"); }, 90)) << Log();
-  const size_t after = SavedIn(spc).size();
-  EXPECT_TRUE(WaitFor([&] { return SavedIn(spc).size() >= after + 2; }, 30)) << Log();
+  EXPECT_TRUE(TwoMoreSaved(Spc())) << Log();
   Terminate(*run);
-  histsim->kill();
-  histsim->waitForFinished();
+  StopHistorian();
   const std::string output = run->readAll().toStdString();
-  const auto saved = SavedIn(spc);
+  const auto saved = Saved(Spc());
   EXPECT_EQ(static_cast<int>(saved.size()), Stopped(output)) << output;
   ExpectOnceInOrder(saved, kept);
-  ExpectHistorianValues(saved);
+  ExpectWeights(saved);
   std::cout << "lock " << kLock.count() << " s: " << kept.size() << " subgroups kept, "
             << saved.size() << " saved in all\n";
 }
 
 TEST_F(SpoolHost, ASubgroupTheDatabaseRefusesIsASaveErrorAndIsNotKept) {
-  std::ofstream(work_.File("settings/dam.ini")) << "[Database]\r\nStrictTests=1\r\n";
-  auto histsim = StartHistorian();
-  const auto [exitCode, output] =
-      Run(DAM_PROGRAM, {"run", QString::fromStdString(Configuration()), "--for", "4"});
-  histsim->kill();
-  histsim->waitForFinished();
+  WriteFile("settings/dam.ini", "[Database]\r\nStrictTests=1\r\n");
+  StartHistorian();
+  const auto [exitCode, output] = Dam({"run", Configuration(), "--for", "4"});
+  StopHistorian();
   EXPECT_EQ(exitCode, 0) << output;
   EXPECT_TRUE(Logged("Subgroup Save Error")) << Log();
   EXPECT_TRUE(Logged("is not in the SPC database")) << Log();
@@ -260,7 +221,7 @@ TEST_F(SpoolHost, DamSpoolListsDropsOnlyWhenConfirmedAndForwards) {
       spool.Keep(subgroup, spool.NewKey(subgroup), std::nullopt);
     }
   }
-  auto [listed, list] = Run(DAM_PROGRAM, {"spool"});
+  auto [listed, list] = Dam({"spool"});
   EXPECT_EQ(listed, 0) << list;
   EXPECT_NE(list.find("2026-01-01 10:00:01  session 7  2 reading(s)\n"), std::string::npos) << list;
   EXPECT_NE(list.find("3 subgroup(s) kept in "), std::string::npos) << list;
@@ -280,16 +241,14 @@ TEST_F(SpoolHost, DamSpoolListsDropsOnlyWhenConfirmedAndForwards) {
     EXPECT_EQ(process->exitCode(), yes ? 0 : 1) << output;
     EXPECT_EQ(Spooled().size(), yes ? 2u : 3u);
   }
-  EXPECT_EQ(Run(DAM_PROGRAM, {"spool", "drop", "--before", "soon"}).first, 2);
-  EXPECT_EQ(Run(DAM_PROGRAM, {"spool", "drop"}).first, 2);
 
   const std::string spc = "Driver=SQLite3;Database=" + work_.File("forwarded.db");
   auto [forwardedStatus, forwarded] =
-      Run(DAM_PROGRAM, {"spool", "forward", "--spc", QString::fromStdString(spc)});
+      Dam({"spool", "forward", "--spc", QString::fromStdString(spc)});
   EXPECT_EQ(forwardedStatus, 0) << forwarded;
   EXPECT_NE(forwarded.find("forwarded 2 subgroup(s); 0 still kept"), std::string::npos)
       << forwarded;
-  const auto saved = SavedIn(spc);
+  const auto saved = Saved(spc);
   ASSERT_EQ(saved.size(), 2u);
   EXPECT_EQ(saved[0].time, runtime::MakeDate({2026, 1, 1, 10, 0, 1}));
   EXPECT_EQ(saved[1].readings[0].value, 12.5);

@@ -30,18 +30,28 @@ TEST_P(SpcDatabaseTest, SavedSubgroupsReadBackExactlyAndNamesAreCreatedOnce) {
   EXPECT_EQ(Names(*session, RecordKind::Descriptor), (List{"Anna", "M1'); DROP TABLE parts;--"}));
   EXPECT_EQ(Names(*session, RecordKind::ShiftGroup), (List{"Shifts"}));
 
-  // Existing records are used whatever group the subgroup names; a descriptor name is a
-  // record of its own in every group.
+  // Existing records are used whatever group and case the subgroup names ("ß" folds to
+  // itself, so "SS" is another name); a descriptor name is a record of its own in every group.
   SpcSubgroupData moved = SampleSubgroup(3);
-  moved.part->group = "Elsewhere";
-  moved.readings[0].testGroup = "Elsewhere";
+  moved.part = platform::SpcName{"Elsewhere", "o'brien \"ä€\" 7"};
+  moved.readings = {{"Elsewhere", "WIDTH", 1, 1.5, "", ""},
+                    {"dimensions", "width", 2, 2.5, "", ""},
+                    {"Maße", "Größe", 1, 4.5, "", ""},
+                    {"MASSE", "GRÖSSE", 1, 5.5, "", ""}};
   moved.descriptors = {{"Machines", "Anna"}};
   SaveSubgroup(session, moved);
   SpcSubgroupData stored = ReadSubgroups(*session, 1).at(0);
-  EXPECT_EQ(stored.part->group, "Gehäuse");
-  EXPECT_EQ(stored.readings[0].testGroup, "Dimensions");
+  EXPECT_EQ(stored.part, first.part);
+  List tests;
+  for (const auto& reading : stored.readings) {
+    tests.push_back(reading.testGroup + " " + reading.test + " " + std::to_string(reading.sample));
+  }
+  EXPECT_EQ(tests,
+            (List{"Dimensions Width 1", "Dimensions Width 2", "Maße Größe 1", "MASSE GRÖSSE 1"}));
   EXPECT_EQ(stored.descriptors, moved.descriptors);
   EXPECT_EQ(Names(*session, RecordKind::PartGroup), (List{"Gehäuse"}));
+  EXPECT_EQ(Names(*session, RecordKind::Test),
+            (List{"GRÖSSE", "Größe", "Höhe", "Scratches", "Width"}));
   EXPECT_EQ(Names(*session, RecordKind::Descriptor).size(), 3u);
 }
 

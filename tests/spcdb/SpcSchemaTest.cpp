@@ -28,9 +28,7 @@ std::string Query(const TestDatabase& database, const std::string& sql) {
 TEST_P(SpcDatabaseTest, SchemaIsCreatedOnFirstOpenKeptOnReopenAndUpgradedFromEmpty) {
   SaveSubgroup(OpenSession(), SampleSubgroup(1));
   EXPECT_EQ(Query(*database_, kVersions), kCurrent);
-  auto subgroups = platform::ReadSubgroups(*OpenSession(), 10);
-  ASSERT_EQ(subgroups.size(), 1u);
-  EXPECT_EQ(subgroups[0].readings.size(), 4u);
+  EXPECT_EQ(platform::ReadSubgroups(*OpenSession(), 10).size(), 1u);
   EXPECT_EQ(Query(*database_, kVersions), kCurrent);
 
   // A database whose version table exists but holds version 0: nothing else created yet.
@@ -48,27 +46,11 @@ TEST_P(SpcDatabaseTest, SchemaIsCreatedOnFirstOpenKeptOnReopenAndUpgradedFromEmp
   EXPECT_EQ(Query(*database_, kVersions), "99");
 }
 
-TEST_P(SpcDatabaseTest, NamesAreOneWithoutRegardToCaseAndOldDatabasesUpgradeOrSayWhyNot) {
-  auto session = OpenSession();
-  platform::SpcSubgroupData subgroup = SampleSubgroup(1);
-  subgroup.readings = {{"Dimensions", "Width", 1, 1.5, "", ""},
-                       {"DIMENSIONS", "WIDTH", 2, 2.5, "", ""},
-                       {"dimensions", "width", 3, 3.5, "", ""},
-                       {"Maße", "Größe", 1, 4.5, "", ""},
-                       {"MASSE", "GRÖSSE", 1, 5.5, "", ""}};
-  SaveSubgroup(session, subgroup);
-  // The first spelling stays; "ß" folds to itself, so "SS" is another name.
-  EXPECT_EQ(Names(*session, host::RecordKind::Test),
-            (std::vector<std::string>{"GRÖSSE", "Größe", "Width"}));
-  std::vector<std::string> tests;
-  for (const auto& reading : platform::ReadSubgroups(*session, 1).at(0).readings) {
-    tests.push_back(reading.test + " " + std::to_string(reading.sample));
-  }
-  EXPECT_EQ(tests,
-            (std::vector<std::string>{"Width 1", "Width 2", "Width 3", "Größe 1", "GRÖSSE 1"}));
-
+// Names are one without regard to case (SpcSaveTest): a database of the first version
+// upgrades unless two names differ only in case.
+TEST_P(SpcDatabaseTest, OldDatabasesUpgradeToNamesWithoutCaseOrSayWhyNot) {
+  SaveSubgroup(OpenSession(), SampleSubgroup(1));
   // Back to the first version's tables, with two tests that differ only in case.
-  session.reset();
   for (const platform::SpcTable* table : platform::NamedTables()) {
     const std::string name = table->name;
     Query(*database_, "DROP INDEX " + name + "_folded_name");
@@ -88,7 +70,7 @@ TEST_P(SpcDatabaseTest, NamesAreOneWithoutRegardToCaseAndOldDatabasesUpgradeOrSa
   EXPECT_EQ(Query(*database_, kVersions), "1") << "nothing merged, nothing changed";
 
   Query(*database_, "DELETE FROM tests WHERE name = 'wIDTH'");
-  session = OpenSession();
+  auto session = OpenSession();
   EXPECT_EQ(Query(*database_, kVersions), kCurrent);
   platform::SpcRecord record(host::RecordKind::Test);
   record.SetName("WIDTH");
@@ -107,15 +89,13 @@ TEST_P(SpcDatabaseTest, SubgroupsNameTheirConfigurationAndOlderDatabasesKeepThei
   EXPECT_EQ(Query(*database_, kVersions), kCurrent);
   named->SetConfigurationName("Linie 3 \"Füller\"; DROP TABLE subgroups");
   SaveSubgroup(named, SampleSubgroup(2));
-  SaveSubgroup(OpenSession(), SampleSubgroup(3));
 
   const auto subgroups = platform::ReadSubgroups(*OpenSession(), 10);
-  ASSERT_EQ(subgroups.size(), 3u);
+  ASSERT_EQ(subgroups.size(), 2u);
   EXPECT_EQ(subgroups[0].configuration, std::nullopt) << "saved before the upgrade";
   EXPECT_EQ(subgroups[0].readings.size(), 4u) << "the old row keeps its readings";
   EXPECT_EQ(subgroups[0].time, SampleSubgroup(1).time);
   EXPECT_EQ(subgroups[1].configuration, "Linie 3 \"Füller\"; DROP TABLE subgroups");
-  EXPECT_EQ(subgroups[2].configuration, std::nullopt) << "a session that did not say";
 }
 
 TEST(SpcSessionTest, SessionWithoutDatabaseFailsClearly) {
@@ -129,10 +109,6 @@ TEST(SpcSessionTest, SessionWithoutDatabaseFailsClearly) {
   EXPECT_EQ(error.Number(), platform::kSpcSessionClosed);
   EXPECT_EQ(error.Description(),
             "No SPC database is set: the session's connection setting is empty");
-
-  platform::SpcSession unreachable;
-  unreachable.Settings().SetConnection("Driver=SQLite3;Database=/nonexistent/folder/spc.db");
-  EXPECT_NE(ErrorOf([&] { unreachable.Open(1, 0); }).Description(), "");
 }
 
 }  // namespace

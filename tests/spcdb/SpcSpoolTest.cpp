@@ -64,6 +64,13 @@ class SpoolTest {
     return stored;
   }
 
+  // Keeps the samples `from` to `to` as a save that found the database away does.
+  static void Keep(platform::SpcSpool& spool, int from, int to) {
+    for (const SpcSubgroupData& sample : Samples(from, to)) {
+      spool.Keep(sample, spool.NewKey(sample), std::nullopt);
+    }
+  }
+
   static std::vector<SpcSubgroupData> Samples(int from, int to) {
     std::vector<SpcSubgroupData> samples;
     for (int n = from; n < to; ++n) samples.push_back(SampleSubgroup(n));
@@ -171,7 +178,7 @@ TEST_F(SpoolOnLockedFile, AFullSpoolFailsTheSaveAndSaysSo) {
   auto database = MakeTestDatabase(Backend::SQLite);
   auto spool = MakeSpool(1);
   auto session = SpoolingSession(database->ConnectionString(), spool);
-  spool->Keep(SampleSubgroup(0), spool->NewKey(SampleSubgroup(0)), std::nullopt);
+  Keep(*spool, 0, 1);
 
   const runtime::Error full = ErrorOf([&] { SaveSubgroup(session, SampleSubgroup(1)); });
   EXPECT_EQ(full.Number(), platform::kSpcSpoolFull);
@@ -190,9 +197,7 @@ INSTANTIATE_TEST_SUITE_P(Databases, SpoolOnDatabase,
 TEST_P(SpoolOnDatabase, AForwardCommittedButNotRemovedIsNotSavedTwice) {
   auto spool = MakeSpool();
   auto session = SpoolingSession(database_->ConnectionString(), spool);
-  for (int n = 0; n < 3; ++n) {
-    spool->Keep(SampleSubgroup(n), spool->NewKey(SampleSubgroup(n)), std::nullopt);
-  }
+  Keep(*spool, 0, 3);
   // What a host killed between the database's commit and the spool's delete leaves.
   platform::SpcSpoolFile file(folder_.File("spool.db"));
   const auto first = file.Oldest();
@@ -208,9 +213,7 @@ TEST_P(SpoolOnDatabase, AForwardCommittedButNotRemovedIsNotSavedTwice) {
 
 TEST_P(SpoolOnDatabase, TwoHostsForwardingOneSpoolSaveEachSubgroupOnce) {
   auto first = MakeSpool();
-  for (int n = 0; n < 30; ++n) {
-    first->Keep(SampleSubgroup(n), first->NewKey(SampleSubgroup(n)), std::nullopt);
-  }
+  Keep(*first, 0, 30);
   auto second = MakeSpool();
   auto one = SpoolingSession(database_->ConnectionString(), first);
   auto other = SpoolingSession(database_->ConnectionString(), second);
@@ -241,7 +244,7 @@ TEST_P(SpoolOnDatabase, TheSubgroupsOwnFailuresAreNeverKept) {
   auto lenient = SpoolingSession(database_->ConnectionString(), spool);
   SaveSubgroup(lenient, SampleSubgroup(2));
   spool->Keep(unknownTest, spool->NewKey(unknownTest), std::nullopt);
-  spool->Keep(SampleSubgroup(3), spool->NewKey(SampleSubgroup(3)), std::nullopt);
+  Keep(*spool, 3, 4);
   EXPECT_EQ(spool->Forward(*strict, true), 1);
   EXPECT_EQ(spool->Depth(), 1);
   EXPECT_FALSE(spool->Holding());
