@@ -44,7 +44,7 @@ TEST_F(CommandLine, MistakesNameTheArgumentOnOneLineAndExitTwo) {
       {"dam", "missing COMMAND", "dam"},
       {"dam frobnicate", "unknown command 'frobnicate'", "dam"},
       {"dam --bogus run", "unknown option '--bogus'", "dam"},
-      {"dam config hide CFG", "unknown command 'config'", "dam"},
+      {"dam config hide CFG", "unknown command 'config hide'", "dam"},
       {"dam help frobnicate", "unknown command 'frobnicate'", "dam"},
       {"dam run CFG --bogus", "unknown option '--bogus'", "dam run"},
       {"dam run CFG --bogus=1", "unknown option '--bogus=1'", "dam run"},
@@ -98,6 +98,8 @@ TEST_F(CommandLine, HelpAndVersionGoToStdoutAndExitZero) {
       {"dam run --for=5x --help", {"Usage: dam run CONFIG"}},
       {"dam help run", {"Usage: dam run CONFIG"}},
       {"dam help config show", {"Usage: dam config show"}},
+      {"dam help config", {"Usage: dam config show"}},
+      {"dam config --help", {"Usage: dam config show"}},
       {"dam --version", {"dam 6.", "oxaGEPDAD6.Version1 6.", "(registered: "}},
       {"histsim --help", {"Usage: histsim HISTORIAN", "--measurements N", "DURATION is"}},
   };
@@ -202,6 +204,18 @@ TEST_F(CommandLine, FailuresArePlainSentencesWithTheirNumbersOnlyWhenVerbose) {
     outcome = Exec("dam --verbose " + c.line);
     EXPECT_EQ(outcome.exitCode, c.exitCode) << outcome.err;
     EXPECT_NE(outcome.err.find(" - "), std::string::npos) << "a number: " << outcome.err;
+  }
+
+  // Windows without a display: a sentence, where Qt would abort the program.
+  for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
+    environment_.remove(name);
+  }
+  for (const std::string line : {"gui", "setup CFG", "select-tag CFG", "run CFG --activity"}) {
+    SCOPED_TRACE(line);
+    const Outcome outcome = Exec("dam " + line, config);
+    EXPECT_EQ(outcome.exitCode, 1) << outcome.err;
+    EXPECT_NE(outcome.err.find(": cannot show windows: no display"), std::string::npos)
+        << outcome.err;
   }
 }
 
