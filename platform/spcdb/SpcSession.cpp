@@ -23,12 +23,8 @@ void SpcSession::CountSavesIn(std::shared_ptr<SpcSaveCount> saves) {
   saves_ = std::move(saves);
 }
 
-void SpcSession::Saved(int32_t id) {
-  if (saves_) saves_->Add(id);
-}
-
-void SpcSession::Kept() {
-  if (saves_) saves_->AddKept();
+void SpcSession::Saved() {
+  if (saves_) saves_->Add();
 }
 
 void SpcSession::KeepIn(std::shared_ptr<SpcSpool> spool) {

@@ -43,10 +43,8 @@ class SpcSession : public host::DatabaseSession {
 
   // Every subgroup this session saves from now on is counted in `saves` too.
   void CountSavesIn(std::shared_ptr<SpcSaveCount> saves);
-  // Called once the subgroup `id` is committed.
-  void Saved(int32_t id);
-  // Called once a subgroup is kept in the spool: for this host, it is saved.
-  void Kept();
+  // Called once a subgroup is committed, or kept in the spool: for this host, it is saved.
+  void Saved();
 
   // Subgroups this session cannot save for want of the database go to `spool`.
   void KeepIn(std::shared_ptr<SpcSpool> spool);

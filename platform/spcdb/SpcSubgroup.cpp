@@ -111,7 +111,7 @@ void SpcSubgroup::Save(int32_t) {
     if (spool && spool->Holding()) {
       // Behind the subgroups kept before, so that the database receives them in order.
       spool->Keep(data_, key, std::nullopt);
-      session.Kept();
+      session.Saved();
       spool->ForwardSoon(session);
       return;
     }
@@ -127,7 +127,7 @@ void SpcSubgroup::Save(int32_t) {
     }
     if (unavailable) {
       spool->Keep(data_, key, unavailable);
-      session.Kept();
+      session.Saved();
       return;
     }
   } catch (...) {
@@ -135,7 +135,7 @@ void SpcSubgroup::Save(int32_t) {
     throw runtime::Error(cause.Number(), "The subgroup was not saved: " + cause.Description(),
                          "SpcSubgroup.Save");
   }
-  session.Saved(data_.id);
+  session.Saved();
 }
 
 SpcSession& SpcSubgroup::Session() const {
