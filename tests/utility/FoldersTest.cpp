@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
@@ -59,16 +60,22 @@ TEST(Folders, TheRegistryAndTheHostFilesComeFromOneResolver) {
   ASSERT_FALSE(passwdHome.empty()) << "this user needs a home in the user database";
   const struct {
     std::map<std::string, std::string> set;
-    std::string config, data;
+    std::string config, data, state;
   } cases[] = {
-      {{{"HOME", home}}, home + "/.config", home + "/.local/share"},
-      {{{"HOME", home}, {"XDG_CONFIG_HOME", temp.File("c")}, {"XDG_DATA_HOME", "rel"}},
+      {{{"HOME", home}}, home + "/.config", home + "/.local/share", home + "/.local/state"},
+      {{{"HOME", home},
+        {"XDG_CONFIG_HOME", temp.File("c")},
+        {"XDG_DATA_HOME", "rel"},
+        {"XDG_STATE_HOME", temp.File("s")}},
        temp.File("c"),
-       home + "/.local/share"},
+       home + "/.local/share",
+       temp.File("s")},
       // A service started without HOME: the user database's home, never "/.config".
-      {{}, passwdHome + "/.config", passwdHome + "/.local/share"},
-      {{{"HOME", ""}}, passwdHome + "/.config", passwdHome + "/.local/share"},
-      {{{"XDG_CONFIG_HOME", "relative"}}, passwdHome + "/.config", passwdHome + "/.local/share"},
+      {{}, passwdHome + "/.config", passwdHome + "/.local/share", passwdHome + "/.local/state"},
+      {{{"HOME", ""}, {"XDG_STATE_HOME", ""}, {"XDG_CONFIG_HOME", "relative"}},
+       passwdHome + "/.config",
+       passwdHome + "/.local/share",
+       passwdHome + "/.local/state"},
   };
   for (const auto& c : cases) {
     environment.Only(c.set);
@@ -76,14 +83,27 @@ TEST(Folders, TheRegistryAndTheHostFilesComeFromOneResolver) {
     EXPECT_EQ(host::DriverRegistryPath(), c.config + "/oxaDAM/drivers.registry");
     EXPECT_EQ(host::BaseFolderPath(host::BaseFolder::Config, "X"), c.config);
     EXPECT_EQ(host::BaseFolderPath(host::BaseFolder::Data, "X"), c.data);
+    EXPECT_EQ(host::BaseFolderPath(host::BaseFolder::State, "X"), c.state);
   }
-  // The host's folders only when a case writes into the temporary folder.
-  environment.Only({{"HOME", home}});
+  // The host's folders are created when asked for, so only in the temporary folder; the
+  // variables are read on every call.
   platform::FileSystem files;
+  environment.Only({{"HOME", home}});
   EXPECT_EQ(files.SettingsFolder(), home + "/.config/oxaGEPDAD6");
+  EXPECT_EQ(files.ComponentFolder(), home + "/.config/oxaGEPDAD6");
   EXPECT_EQ(files.LogFolder(), home + "/.local/state/oxaGEPDAD6");
-  environment.Only({{"HOME", home}, {"DAM_REGISTRY_FILE", temp.File("r")}});
-  EXPECT_EQ(host::DriverRegistryPath(), temp.File("r"));
+  EXPECT_EQ(files.DataFolder(), home + "/.local/share/oxaGEPDAD6");
+  EXPECT_TRUE(std::filesystem::is_directory(home + "/.local/share/oxaGEPDAD6"));
+  for (const char* name : {"DAM_REGISTRY_FILE", "DAM_LOG_DIR", "DAM_SETTINGS_DIR",
+                           "DAM_COMPONENT_DIR", "DAM_DATA_DIR"}) {
+    setenv(name, temp.File(name).c_str(), 1);
+  }
+  EXPECT_EQ(host::DriverRegistryPath(), temp.File("DAM_REGISTRY_FILE"));
+  EXPECT_EQ(files.LogFolder(), temp.File("DAM_LOG_DIR"));
+  EXPECT_EQ(files.SettingsFolder(), temp.File("DAM_SETTINGS_DIR"));
+  EXPECT_EQ(files.ComponentFolder(), temp.File("DAM_COMPONENT_DIR"));
+  EXPECT_EQ(files.DataFolder(), temp.File("DAM_DATA_DIR"));
+  EXPECT_TRUE(std::filesystem::is_directory(temp.File("DAM_COMPONENT_DIR")));
 }
 
 // A user the user database does not know (a container's numeric user) without HOME gets
