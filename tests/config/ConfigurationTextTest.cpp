@@ -55,16 +55,6 @@ TEST_F(ConfigurationText, ReaderTakesKeysCaseBlindValuesAsWrittenAndBlankAsDefau
   EXPECT_EQ(configuration.DataLinkError(), "");
 }
 
-TEST_F(ConfigurationText, ActiveTakesNumbersAndTrueFalseText) {
-  const std::pair<const char*, bool> cases[] = {
-      {"-1", true},  {"2", true},  {"True", true},   {"true", true},   {" TRUE ", true},
-      {"0.5", true}, {"0", false}, {"False", false}, {"fALSE", false}, {" 0 ", false}};
-  for (const auto& [value, active] : cases) {
-    configuration.SetData(std::string(active ? "ACTIVE=0" : "ACTIVE=1") + "\r\nACTIVE=" + value);
-    EXPECT_EQ(configuration.Active(), active) << value;
-  }
-}
-
 TEST_F(ConfigurationText, ItemsAreReadByPositionAndWrittenAfterTheScalarsByKind) {
   configuration.SetData(
       Lines({"CONDITION=", "CONDITION=2.5\t%TAG(T)\t6\t10", "TEST=Only group", "TEST=G\tI\tV\tD\tE",
@@ -110,10 +100,6 @@ TEST_F(ConfigurationText, UnreadableLinesRaiseNamingTheReaderAndKeepWhatWasRead)
       EXPECT_EQ(configuration.TagItems().Count(), 0) << badLine;
     }
   }
-  // The largest values still fit.
-  configuration.SetData("SYNCTIME=2147483647\r\nRETRYINTERVAL=-2147483648.4");
-  EXPECT_EQ(configuration.SyncTime(), 2147483647);
-  EXPECT_EQ(configuration.RetryInterval(), -2147483647 - 1);
   configuration.SetData("SYNCTIME=4294967295");
   EXPECT_EQ(configuration.SyncTime(), -1) << "2106, the last serial";
 }
@@ -121,7 +107,6 @@ TEST_F(ConfigurationText, UnreadableLinesRaiseNamingTheReaderAndKeepWhatWasRead)
 TEST_F(ConfigurationText, RealDateFieldComesFromTheTableDefinitionFile) {
   const std::string ini = components.FileSystem().ComponentFolder() + "/oxaGEPDAD.INI";
   const std::pair<const char*, bool> cases[] = {
-      {"[TABLE DEFINITIONS]\r\nRealDateField=1\r\n", true},
       {"[TABLE DEFINITIONS]\r\nRealDateField=0\r\n", false},
       {"[TABLE DEFINITIONS]\r\nRealDateField=-3\r\n", true},
       {"[OTHER]\r\nRealDateField=1\r\n", false}};

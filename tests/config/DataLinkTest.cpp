@@ -67,11 +67,6 @@ TEST(DataLink, FailureTextStaysAfterALaterSuccessOrABlankLink) {
   EXPECT_EQ(components.connectionsCreated, connections) << "a blank link is not tried";
   EXPECT_EQ(configuration.DataLinkState(), 0);
   EXPECT_EQ(configuration.DataLinkError(), failure);
-
-  // Reading a configuration starts from a clear record, so the old text goes.
-  configuration.SetData("DATALINK=" + good);
-  EXPECT_EQ(configuration.DataLinkState(), 6);
-  EXPECT_EQ(configuration.DataLinkError(), "");
 }
 
 }  // namespace
