@@ -163,9 +163,6 @@ TEST_P(OdbcConnectionTest, BoundParametersKeepTheirTypes) {
   EXPECT_NEAR(rows->Field("taken").AsDate().serial, when.serial, 1e-9);
   EXPECT_EQ(rows->Field("flag"), Variant(true));
   EXPECT_EQ(rows->Field(longName), Variant(text));
-  // Too few values for the markers is an error, not a crash.
-  EXPECT_THROW(connection_.Execute("SELECT * FROM samples WHERE id = ? AND name = ?", {Variant(1)}),
-               runtime::Error);
 }
 
 TEST_P(OdbcConnectionTest, TransactionsCommitOrLeaveNothing) {
@@ -180,9 +177,6 @@ TEST_P(OdbcConnectionTest, TransactionsCommitOrLeaveNothing) {
   connection_.Commit();
   // Back in autocommit: this insert stays although nothing commits it.
   connection_.Execute("INSERT INTO samples (id) VALUES (23)");
-  connection_.BeginTransaction();
-  connection_.Execute("INSERT INTO samples (id) VALUES (24)");
-  // Opening again closes first, which gives up the open transaction.
   connection_.Open(link_, "", "");
   EXPECT_EQ(Count(), 4);
 }

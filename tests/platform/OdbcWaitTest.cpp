@@ -9,7 +9,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <functional>
-#include <iostream>
 #include <thread>
 
 #include "platform/odbc/OdbcCancel.h"
@@ -44,6 +43,19 @@ platform::OdbcPolicy QueryTimeout(int seconds) {
   return policy;
 }
 
+// Runs `sql`, which waits without limit, and cancels it from another thread: it ends at
+// once, and with the cancel's SQLSTATE.
+void ExpectCancelled(platform::OdbcConnection& connection, const char* sql) {
+  std::thread canceller([] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    platform::CancelRunningStatements();
+  });
+  Failure failure = TimeFailure([&] { connection.Execute(sql); });
+  canceller.join();
+  EXPECT_NE(failure.message.find("HY008"), std::string::npos) << failure.message;
+  EXPECT_LT(failure.seconds, 2.0);
+}
+
 // An SQLite file that another connection holds with BEGIN EXCLUSIVE, as a writer would.
 class LockedSqlite : public ::testing::Test {
  protected:
@@ -59,7 +71,7 @@ class LockedSqlite : public ::testing::Test {
   platform::OdbcConnection holder_;
 };
 
-TEST_F(LockedSqlite, AStatementFailsWithinTheQueryTimeoutOrTheStringsOwnTimeout) {
+TEST_F(LockedSqlite, AStatementFailsWithinTheQueryTimeoutOrTheStringsOwnOrWhenCancelled) {
   struct Case {
     int queryTimeout;
     std::string extra;
@@ -74,28 +86,12 @@ TEST_F(LockedSqlite, AStatementFailsWithinTheQueryTimeoutOrTheStringsOwnTimeout)
     EXPECT_NE(failure.message.find("database is locked"), std::string::npos) << failure.message;
     EXPECT_GE(failure.seconds, c.least) << c.extra;
     EXPECT_LE(failure.seconds, c.most) << c.extra;
-    std::cout << "locked SQLite, query timeout " << c.queryTimeout << c.extra << ": failed after "
-              << failure.seconds << " s\n";
   }
+  platform::OdbcConnection unbounded(QueryTimeout(0));
+  unbounded.Open(link_, "", "");
+  ExpectCancelled(unbounded, "SELECT a FROM t");
   holder_.Execute("ROLLBACK");
-  platform::OdbcConnection later(QueryTimeout(1));
-  later.Open(link_, "", "");
-  EXPECT_TRUE(later.Execute("SELECT a FROM t")->Eof()) << "the lock gone, the file answers";
-}
-
-TEST_F(LockedSqlite, AStatementWaitingWithoutLimitIsCancelledFromAnotherThread) {
-  platform::OdbcConnection waiting(QueryTimeout(0));
-  waiting.Open(link_, "", "");
-  std::thread canceller([] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    platform::CancelRunningStatements();
-  });
-  Failure failure = TimeFailure([&] { waiting.Execute("SELECT a FROM t"); });
-  canceller.join();
-  EXPECT_NE(failure.message.find("HY008"), std::string::npos) << failure.message;
-  EXPECT_LT(failure.seconds, 2.0);
-  std::cout << "locked SQLite cancelled after " << failure.seconds << " s: " << failure.message
-            << '\n';
+  EXPECT_TRUE(unbounded.Execute("SELECT a FROM t")->Eof()) << "the lock gone, the file answers";
 }
 
 TEST(OdbcWaits, ACommitWaitsForAReaderLongerThanOneLockWait) {
@@ -128,21 +124,10 @@ TEST(OdbcWaits, PostgreSqlStatementsEndAtTheQueryTimeoutOrWhenCancelled) {
   Failure timedOut = TimeFailure([&] { bounded.Execute("SELECT pg_sleep(10)"); });
   EXPECT_GE(timedOut.seconds, 0.9);
   EXPECT_LT(timedOut.seconds, 3.0) << timedOut.message;
-  std::cout << "pg_sleep(10), query timeout 1: failed after " << timedOut.seconds
-            << " s: " << timedOut.message << '\n';
 
   platform::OdbcConnection unbounded(QueryTimeout(0));
   unbounded.Open(postgres, "", "");
-  std::thread canceller([] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    platform::CancelRunningStatements();
-  });
-  Failure cancelled = TimeFailure([&] { unbounded.Execute("SELECT pg_sleep(10)"); });
-  canceller.join();
-  EXPECT_NE(cancelled.message.find("HY008"), std::string::npos) << cancelled.message;
-  EXPECT_LT(cancelled.seconds, 2.0);
-  std::cout << "pg_sleep(10) cancelled after " << cancelled.seconds << " s: " << cancelled.message
-            << '\n';
+  ExpectCancelled(unbounded, "SELECT pg_sleep(10)");
   EXPECT_EQ(unbounded.Execute("SELECT 1 AS one")->Field("one").AsLong(), 1)
       << "a cancelled statement leaves its connection usable";
 }
@@ -172,8 +157,6 @@ TEST(OdbcWaits, ConnectingToAServerThatNeverAnswersEndsAtTheLoginTimeout) {
   close(silent);
   EXPECT_GE(failure.seconds, 0.9) << failure.message;
   EXPECT_LT(failure.seconds, 3.0) << failure.message;
-  std::cout << "silent server, login timeout 1: failed after " << failure.seconds
-            << " s: " << failure.message << '\n';
 }
 
 }  // namespace

@@ -45,16 +45,13 @@ TEST(ProfileFile, ReadsCaseBlindAndTakesTheLeadingWholeNumberOrTheDefault) {
   EXPECT_EQ(file.ReadString("Missing", "Name", "fallback"), "fallback");
   EXPECT_EQ(platform::ProfileFile(folder.File("none.ini")).ReadInteger("S", "K", 7), 7);
 
-  EXPECT_EQ(file.ReadInteger("N", "suffix", -1), 12);
-  EXPECT_EQ(file.ReadInteger("N", "signed", -1), -8);
-  EXPECT_EQ(file.ReadInteger("N", "plus", -1), 9);
-  EXPECT_EQ(file.ReadInteger("N", "text", -1), -1);
-  EXPECT_EQ(file.ReadInteger("N", "empty", -1), -1);
-  EXPECT_EQ(file.ReadInteger("N", "fraction", -1), 3);
-  EXPECT_EQ(file.ReadInteger("N", "huge", -1), -1);
-  EXPECT_EQ(file.ReadInteger("N", "lowest", -1), -2147483647 - 1);
-  EXPECT_EQ(file.ReadInteger("N", "long", -1), -1);
-  EXPECT_EQ(file.ReadInteger("N", "absent", -1), -1);
+  // -1 is the default: no whole number, or one beyond 32 bits.
+  const std::pair<const char*, int32_t> numbers[] = {
+      {"suffix", 12}, {"signed", -8},  {"plus", 9},  {"text", -1},
+      {"empty", -1},  {"fraction", 3}, {"huge", -1}, {"lowest", -2147483647 - 1},
+      {"long", -1},   {"absent", -1}};
+  for (const auto& [key, number] : numbers)
+    EXPECT_EQ(file.ReadInteger("N", key, -1), number) << key;
 }
 
 TEST(ProfileFile, WriteKeepsEveryOtherLineOrCreatesTheFileWithCrLf) {
