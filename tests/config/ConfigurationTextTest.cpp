@@ -6,6 +6,7 @@
 #include "config/Configuration1.h"
 #include "runtime/Error.h"
 #include "runtime/Text.h"
+#include "tests/runtime/ErrorOf.h"
 #include "tests/support/FakeComponents.h"
 
 namespace {
@@ -14,16 +15,6 @@ using config::Configuration1;
 
 std::string Lines(std::vector<std::string> lines) {
   return runtime::Join(lines, "\r\n");
-}
-
-// The error SetData raised, or a default one when it raised none.
-runtime::Error SetDataError(Configuration1& configuration, const std::string& text) {
-  try {
-    configuration.SetData(text);
-  } catch (const runtime::Error& e) {
-    return e;
-  }
-  return runtime::Error(0, "nothing raised");
 }
 
 class ConfigurationText : public ::testing::Test {
@@ -83,9 +74,11 @@ TEST_F(ConfigurationText, UnreadableLinesRaiseNamingTheReaderAndKeepWhatWasRead)
         "DESCRIPTOR=99999999999\tG\tI", "CONDITION=1\tA\t3e10\tB"}}};
   for (const auto& [number, badLines] : cases) {
     for (const std::string& badLine : badLines) {
-      const runtime::Error error = SetDataError(
-          configuration, "NAME=Before\r\nDATALINK=Driver=NoSuchDriver\r\nTEST=\t\t%TAG(A)\r\n" +
-                             (badLine.empty() ? "" : badLine + "\r\nNAME=After"));
+      const runtime::Error error = ErrorFrom([&] {
+        configuration.SetData(
+            "NAME=Before\r\nDATALINK=Driver=NoSuchDriver\r\nTEST=\t\t%TAG(A)\r\n" +
+            (badLine.empty() ? "" : badLine + "\r\nNAME=After"));
+      });
       EXPECT_EQ(error.Number(), number) << badLine;
       // Number and description as raised; the line is named in the source.
       EXPECT_EQ(error.Source(), "Configuration1.SetData, line 4 of the configuration text");

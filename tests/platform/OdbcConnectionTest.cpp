@@ -10,6 +10,7 @@
 
 #include "runtime/Error.h"
 #include "runtime/Text.h"
+#include "tests/runtime/ErrorOf.h"
 #include "tests/support/Historian.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/TestDatabases.h"
@@ -57,16 +58,6 @@ class OdbcConnectionTest : public ::testing::TestWithParam<std::string> {
 INSTANTIATE_TEST_SUITE_P(Databases, OdbcConnectionTest, ::testing::Values("SQLite", "PostgreSQL"),
                          [](const auto& info) { return info.param; });
 
-runtime::Error ErrorOf(const std::function<void()>& body) {
-  try {
-    body();
-  } catch (const runtime::Error& e) {
-    return e;
-  }
-  ADD_FAILURE() << "no error";
-  return runtime::Error(0, "");
-}
-
 TEST_P(OdbcConnectionTest, FieldsReadAsTheirColumnsType) {
   auto rows = connection_.Execute("SELECT * FROM samples ORDER BY id");
   ASSERT_FALSE(rows->Eof());
@@ -90,7 +81,7 @@ TEST_P(OdbcConnectionTest, FieldsReadAsTheirColumnsType) {
     EXPECT_TRUE(rows->Field(name).IsNull()) << name;
   }
   EXPECT_EQ(rows->Field("flag"), Variant(false));
-  runtime::Error unknown = ErrorOf([&] { rows->Field("nope"); });
+  runtime::Error unknown = ErrorFrom([&] { rows->Field("nope"); });
   EXPECT_EQ(unknown.Number(), 3265);
   EXPECT_EQ(unknown.Description(),
             "Item cannot be found in the collection corresponding to the requested name or "
@@ -98,8 +89,8 @@ TEST_P(OdbcConnectionTest, FieldsReadAsTheirColumnsType) {
 
   rows->MoveNext();
   EXPECT_TRUE(rows->Eof());
-  EXPECT_EQ(ErrorOf([&] { rows->Field("id"); }).Number(), 3021);
-  EXPECT_EQ(ErrorOf([&] { rows->MoveNext(); }).Number(), 3021);
+  EXPECT_EQ(ErrorFrom([&] { rows->Field("id"); }).Number(), 3021);
+  EXPECT_EQ(ErrorFrom([&] { rows->MoveNext(); }).Number(), 3021);
 
   EXPECT_TRUE(connection_.Execute("SELECT * FROM samples WHERE id = 99")->Eof());
   EXPECT_TRUE(connection_.Execute("UPDATE samples SET id = 5 WHERE id = 99")->Eof());
@@ -120,24 +111,25 @@ TEST_P(OdbcConnectionTest, RecordsetsAndStatementsOutliveTheirConnection) {
   rows->MoveNext();
   EXPECT_EQ(rows->Field("id"), Variant(2));
   EXPECT_EQ(insert->Execute({Variant(7), Variant(runtime::Null)}), 1);
-  EXPECT_EQ(ErrorOf([&] { connection_.Execute("SELECT 1"); }).Number(), 3709);
+  EXPECT_EQ(ErrorFrom([&] { connection_.Execute("SELECT 1"); }).Number(), 3709);
   connection_.Open(link_, "", "");
   EXPECT_EQ(Count(), 13);
 }
 
 TEST_P(OdbcConnectionTest, FailuresCarryTheSqlstateAndANonZeroNumber) {
-  runtime::Error noTable = ErrorOf([&] { connection_.Execute("SELECT * FROM ihTags"); });
+  runtime::Error noTable = ErrorFrom([&] { connection_.Execute("SELECT * FROM ihTags"); });
   EXPECT_NE(noTable.Number(), 0);
   EXPECT_NE(noTable.Description().find("[SQLSTATE "), std::string::npos) << noTable.Description();
   EXPECT_NE(runtime::ToLower(noTable.Description()).find("ihtags"), std::string::npos);
   EXPECT_EQ(noTable.Source(), "ODBC");
 
   platform::OdbcConnection other;
-  runtime::Error noDriver = ErrorOf([&] { other.Open("Driver=NoSuchDriver;Database=x", "", ""); });
+  runtime::Error noDriver =
+      ErrorFrom([&] { other.Open("Driver=NoSuchDriver;Database=x", "", ""); });
   EXPECT_NE(noDriver.Number(), 0);
   EXPECT_NE(noDriver.Description().find("NoSuchDriver"), std::string::npos)
       << noDriver.Description();
-  EXPECT_EQ(ErrorOf([&] { other.Execute("SELECT 1"); }).Number(), 3709);
+  EXPECT_EQ(ErrorFrom([&] { other.Execute("SELECT 1"); }).Number(), 3709);
   // A failed open leaves the connection usable for the next open.
   other.Open(link_, "", "");
   EXPECT_EQ(other.DbmsName(), GetParam());

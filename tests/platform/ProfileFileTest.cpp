@@ -9,6 +9,7 @@
 #include <tuple>
 
 #include "runtime/Error.h"
+#include "tests/runtime/ErrorOf.h"
 #include "tests/support/TempFolder.h"
 
 namespace {
@@ -82,14 +83,11 @@ TEST(ProfileFile, BadWritesAreClearErrors) {
   // temporary file; a folder where the file should be, which fails replacing the file.
   for (const std::string& path :
        {folder.File("missing/folder/x.ini"), folder.File("plain/x.ini"), folder.Subfolder("sub")}) {
-    try {
-      platform::ProfileFile(path).WriteString("S", "K", "V");
-      ADD_FAILURE() << "no error for " << path;
-    } catch (const runtime::Error& e) {
-      EXPECT_EQ(e.Number(), runtime::kPathFileAccessError);
-      EXPECT_TRUE(e.Description().starts_with("Path/File access error")) << e.Description();
-      EXPECT_NE(e.Description().find(path), std::string::npos) << e.Description();
-    }
+    const runtime::Error e =
+        ErrorFrom([&] { platform::ProfileFile(path).WriteString("S", "K", "V"); });
+    EXPECT_EQ(e.Number(), runtime::kPathFileAccessError) << path;
+    EXPECT_TRUE(e.Description().starts_with("Path/File access error")) << e.Description();
+    EXPECT_NE(e.Description().find(path), std::string::npos) << e.Description();
   }
   // No temporary file is left behind.
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()),
@@ -102,12 +100,9 @@ TEST(ProfileFile, BadWritesAreClearErrors) {
                                      {"S", ";k", "v"},
                                      {"a]b", "k", "v"},
                                      {"S", "k", "two\nlines"}}) {
-    try {
-      file.WriteString(section, key, value);
-      ADD_FAILURE() << "no error for " << section << "/" << key;
-    } catch (const runtime::Error& e) {
-      EXPECT_EQ(e.Number(), runtime::kInvalidProcedureCall);
-    }
+    EXPECT_EQ(ErrorOf([&] { file.WriteString(section, key, value); }),
+              runtime::kInvalidProcedureCall)
+        << section << "/" << key;
   }
   EXPECT_EQ(file.ReadString("S", "k", "nothing written"), "nothing written");
 }
