@@ -73,14 +73,12 @@ TEST_F(EngineTest, UnexpectedErrorsNameTheProcedureAndNothingToCollectIsQuiet) {
   const auto timers = std::exchange(components.timerFactory, nullptr);
   Load({});
   EXPECT_FALSE(engine.StartEngine(configuration));
-  EXPECT_EQ(LastError(),
-            (Lines{"429 - ActiveX component can't create object", "An unexpected error occurred",
-                   "Function: Engine1.StartEngine generated an unexpected error."}));
-  Lines expected = {"Line 1|" + runtime::Join(LastError(), "|")};
+  const std::string notSet = "91 - Object variable or With block variable not set";
+  Lines expected = {"Line 1|" +
+                    Unexpected("429 - ActiveX component can't create object", "StartEngine")};
+  EXPECT_EQ("Line 1|" + runtime::Join(LastError(), "|"), expected[0]);
   EXPECT_FALSE(engine.StopEngine()) << "an engine without a timer has nothing to stop";
-  expected.push_back(
-      "Line 1|91 - Object variable or With block variable not set|An unexpected error "
-      "occurred|Function: Engine1.StopEngine generated an unexpected error.");
+  expected.push_back("Line 1|" + Unexpected(notSet, "StopEngine"));
 
   components.timerFactory = timers;
   Start();
@@ -98,9 +96,7 @@ TEST_F(EngineTest, UnexpectedErrorsNameTheProcedureAndNothingToCollectIsQuiet) {
   TickDue();
   for (const char* name :
        {"SetNextSubgroupPeriod", "SetNextRetryPeriod", "CollectSample", "SetNextRetryPeriod"}) {
-    expected.push_back(std::string("|91 - Object variable or With block variable not set|"
-                                   "An unexpected error occurred|Function: Engine1.") +
-                       name + " generated an unexpected error.");
+    expected.push_back("|" + Unexpected(notSet, name));
   }
   EXPECT_EQ(Log(), expected);
   EXPECT_EQ(Next(), "2024-05-01 10:09:30");
