@@ -14,6 +14,7 @@
 #include "platform/odbc/OdbcCancel.h"
 #include "platform/odbc/OdbcConnection.h"
 #include "runtime/Error.h"
+#include "tests/runtime/ErrorOf.h"
 #include "tests/support/Historian.h"
 #include "tests/support/TempFolder.h"
 
@@ -26,15 +27,8 @@ struct Failure {
 
 Failure TimeFailure(const std::function<void()>& body) {
   const auto start = std::chrono::steady_clock::now();
-  Failure failure;
-  try {
-    body();
-    failure.message = "(did not fail)";
-  } catch (const runtime::Error& e) {
-    failure.message = e.Description();
-  }
-  failure.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  return failure;
+  const std::string message = ErrorFrom(body).Description();
+  return {std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), message};
 }
 
 platform::OdbcPolicy QueryTimeout(int seconds) {
@@ -56,22 +50,14 @@ void ExpectCancelled(platform::OdbcConnection& connection, const char* sql) {
   EXPECT_LT(failure.seconds, 2.0);
 }
 
-// An SQLite file that another connection holds with BEGIN EXCLUSIVE, as a writer would.
-class LockedSqlite : public ::testing::Test {
- protected:
-  LockedSqlite() {
-    link_ = testsupport::CreateSqliteDatabase(folder_.File("locked.db"),
-                                              {"CREATE TABLE t (a INTEGER)"});
-    holder_.Open(link_, "", "");
-    holder_.Execute("BEGIN EXCLUSIVE");
-  }
-
-  testsupport::TempFolder folder_;
-  std::string link_;
-  platform::OdbcConnection holder_;
-};
-
-TEST_F(LockedSqlite, AStatementFailsWithinTheQueryTimeoutOrTheStringsOwnOrWhenCancelled) {
+// Another connection holds the SQLite file with BEGIN EXCLUSIVE, as a writer would.
+TEST(OdbcWaits, ALockedSqliteStatementFailsWithinTheQueryTimeoutOrTheStringsOwnOrWhenCancelled) {
+  testsupport::TempFolder folder;
+  const std::string link =
+      testsupport::CreateSqliteDatabase(folder.File("locked.db"), {"CREATE TABLE t (a INTEGER)"});
+  platform::OdbcConnection holder;
+  holder.Open(link, "", "");
+  holder.Execute("BEGIN EXCLUSIVE");
   struct Case {
     int queryTimeout;
     std::string extra;
@@ -80,7 +66,7 @@ TEST_F(LockedSqlite, AStatementFailsWithinTheQueryTimeoutOrTheStringsOwnOrWhenCa
   for (const Case& c : cases) {
     platform::OdbcConnection waiting(QueryTimeout(c.queryTimeout));
     Failure failure = TimeFailure([&] {
-      waiting.Open(link_ + c.extra, "", "");
+      waiting.Open(link + c.extra, "", "");
       waiting.Execute("INSERT INTO t VALUES (1)");
     });
     EXPECT_NE(failure.message.find("database is locked"), std::string::npos) << failure.message;
@@ -88,9 +74,9 @@ TEST_F(LockedSqlite, AStatementFailsWithinTheQueryTimeoutOrTheStringsOwnOrWhenCa
     EXPECT_LE(failure.seconds, c.most) << c.extra;
   }
   platform::OdbcConnection unbounded(QueryTimeout(0));
-  unbounded.Open(link_, "", "");
+  unbounded.Open(link, "", "");
   ExpectCancelled(unbounded, "SELECT a FROM t");
-  holder_.Execute("ROLLBACK");
+  holder.Execute("ROLLBACK");
   EXPECT_TRUE(unbounded.Execute("SELECT a FROM t")->Eof()) << "the lock gone, the file answers";
 }
 
@@ -111,7 +97,7 @@ TEST(OdbcWaits, ACommitWaitsForAReaderLongerThanOneLockWait) {
   });
   Failure none = TimeFailure([&] { writer.Commit(); });
   finisher.join();
-  EXPECT_EQ(none.message, "(did not fail)");
+  EXPECT_EQ(none.message, "nothing raised");
   EXPECT_GE(none.seconds, 0.8) << "the commit waited for the reader";
   EXPECT_FALSE(reader.Execute("SELECT a FROM t")->Eof());
 }
