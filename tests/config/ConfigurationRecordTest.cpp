@@ -40,27 +40,25 @@ TEST(ConfigurationRecord, NewAndClearedConfigurationsHaveTheDefaults) {
 TEST(ConfigurationRecord, ListsAreOneBasedInInsertionOrder) {
   testsupport::FakeComponents components;
   Configuration1 configuration(components);
-  configuration.SetData("DESCRIPTOR=5\t\tA\r\nDESCRIPTOR=5\t\tB\r\nDESCRIPTOR=1\t\tP");
-  EXPECT_EQ(configuration.GetDescriptorItem(0), nullptr);
-  EXPECT_EQ(configuration.GetDescriptorItem(4), nullptr);
+  configuration.SetData(
+      "DESCRIPTOR=5\t\tA\r\nDESCRIPTOR=5\t\tB\r\nDESCRIPTOR=1\t\tP\r\nTEST=G\tT1\r\nTEST=G\tT2\r\n"
+      "TEST=G\tT3\r\nCONDITION=1\t%TAG(A)\t1\t1\r\nCONDITION=0\tB\t0\t\r\nCONDITION=0\tC\t0\t");
+  for (int32_t outside : {-1, 0, 4}) {
+    EXPECT_FALSE(configuration.GetDescriptorItem(outside) || configuration.GetTestItem(outside) ||
+                 configuration.GetConditionItem(outside))
+        << outside;
+    EXPECT_FALSE(configuration.RemoveDescriptorItem(outside) ||
+                 configuration.RemoveTestItem(outside) ||
+                 configuration.RemoveConditionItem(outside))
+        << outside;
+  }
   EXPECT_EQ(configuration.GetDescriptorItem(3)->Item(), "P");
+  EXPECT_EQ(configuration.GetTestItem(2)->Item(), "T2");
   EXPECT_EQ(configuration.GetDescriptorType(5)->Item(), "A");
   EXPECT_EQ(configuration.GetDescriptorType(4), nullptr);
-  EXPECT_FALSE(configuration.RemoveDescriptorItem(0));
-  EXPECT_FALSE(configuration.RemoveDescriptorItem(4));
   EXPECT_TRUE(configuration.RemoveDescriptorItem(1));
   EXPECT_EQ(configuration.GetDescriptorItem(1)->Item(), "B");
   EXPECT_EQ(configuration.GetDescriptorType(5)->Item(), "B");
-
-  configuration.SetData("TEST=G\tT1\r\nTEST=G\tT2\r\nCONDITION=1\t%TAG(A)\t1\t1");
-  for (int32_t outside : {0, -1, 3}) {
-    EXPECT_EQ(configuration.GetTestItem(outside), nullptr) << outside;
-    EXPECT_FALSE(configuration.RemoveTestItem(outside)) << outside;
-  }
-  EXPECT_EQ(configuration.GetConditionItem(0), nullptr);
-  EXPECT_EQ(configuration.GetConditionItem(2), nullptr);
-  EXPECT_EQ(configuration.GetTestItem(2)->Item(), "T2");
-  EXPECT_EQ(configuration.TestCount(), 2);
 
   // A null item never gets in, so nothing walking the lists trips over it later.
   EXPECT_EQ(ErrorOf([&] { configuration.AddDescriptor(nullptr); }), runtime::kObjectNotSet);

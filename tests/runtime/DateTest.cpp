@@ -20,29 +20,22 @@ Date At(int y, int mo, int d, int h = 0, int mi = 0, int s = 0, double ms = 0) {
 
 }  // namespace
 
-TEST(Date, SerialsCountDaysFrom1899AndKeepTheNegativeConvention) {
+TEST(Date, SerialsCountDaysFrom1899AndKeepTheNegativeConventionInEveryForm) {
   EXPECT_EQ(MakeDate({2000, 3, 1, 12}).serial, 36586.5);
   EXPECT_EQ(MakeDate({1899, 12, 29, 6}).serial, -1.25);
   const DateParts p = SplitDate(Date{-1.25});
   EXPECT_EQ((std::tuple(p.year, p.month, p.day, p.hour)), std::tuple(1899, 12, 29, 6));
+  // The general text drops a midnight time and the zero date; it rounds to the second.
   EXPECT_EQ(FormatGeneralDate(Date{-0.5}), "12:00:00");
+  EXPECT_EQ(FormatGeneralDate(At(1999, 12, 31, 23, 59, 59, 600)), "2000-01-01");
+  EXPECT_EQ(FormatShortDate(At(812, 5, 6, 7, 8, 9)), "0812-05-06");
+  EXPECT_EQ(FormatLongTime(At(812, 5, 6, 7, 8, 9)), "07:08:09");
   // Carry-over of out-of-range parts.
   EXPECT_EQ(MakeDate({2023, 14, 1}), MakeDate({2024, 2, 1}));
   EXPECT_EQ(MakeDate({2024, 3, 1, 0, 0, -1}), MakeDate({2024, 2, 29, 23, 59, 59}));
   EXPECT_EQ(ErrorOf([] { MakeDate({10000, 1, 1}); }), kOverflow);
   EXPECT_EQ(ErrorOf([] { SplitDate(Date{1e300}); }), kOverflow);
   EXPECT_EQ(ErrorOf([] { FormatGeneralDate(Date{std::nan("")}); }), kOverflow);
-}
-
-TEST(Date, GeneralTextDropsMidnightAndZeroDate) {
-  EXPECT_EQ(FormatGeneralDate(At(2024, 2, 29)), "2024-02-29");
-  EXPECT_EQ(FormatGeneralDate(At(2024, 2, 29, 0, 0, 1)), "2024-02-29 00:00:01");
-  EXPECT_EQ(FormatGeneralDate(Date{0}), "00:00:00");
-  EXPECT_EQ(FormatGeneralDate(Date{0.75}), "18:00:00");
-  // Rounded to the nearest second, rolling over into the next day.
-  EXPECT_EQ(FormatGeneralDate(At(1999, 12, 31, 23, 59, 59, 600)), "2000-01-01");
-  EXPECT_EQ(FormatShortDate(At(812, 5, 6, 7, 8, 9)), "0812-05-06");
-  EXPECT_EQ(FormatLongTime(At(812, 5, 6, 7, 8, 9)), "07:08:09");
 }
 
 TEST(Date, ParseAndFormatRoundTrip) {
