@@ -103,8 +103,8 @@ TEST_F(EngineTest, UnexpectedErrorsNameTheProcedureAndNothingToCollectIsQuiet) {
 // collecting on every tick.
 TEST_F(EngineTest, UnitCodesOutsideTheTableAreReportedAndNeverCollectAtOnce) {
   SetValue("A", "1", "2024-05-01 10:00:00");
-  const std::string subgroup = "Invalid Schedule|Subgroup unit ";
-  const std::string retry = "Invalid Schedule|Retry unit ";
+  const std::string subgroup = "Line 1|Invalid Schedule|Subgroup unit ";
+  const std::string retry = "Line 1|Invalid Schedule|Retry unit ";
   const std::string table = " is not one of 0 (Seconds), 1 (Minutes), 2 (Hours), 3 (Days)|";
   const std::string byRetry = "The next collection is planned by the retry settings.";
   const std::string fallback = "The next attempt is planned 60 seconds from now.";
@@ -127,11 +127,8 @@ TEST_F(EngineTest, UnitCodesOutsideTheTableAreReportedAndNeverCollectAtOnce) {
     const size_t before = Log().size();
     Load({"TEST=G\tI\t%TAG(A)\t", c.units});
     Start();
-    Lines logged = Log();
-    logged.erase(logged.begin(), logged.begin() + before);
-    Lines expected;
-    for (const std::string& line : c.atStart) expected.push_back("Line 1|" + line);
-    EXPECT_EQ(logged, expected);
+    const Lines logged = Log();
+    EXPECT_EQ(Lines(logged.begin() + before, logged.end()), c.atStart);
     EXPECT_EQ(Next(), c.next);
 
     // A tick every 100 ms for almost ten minutes after the first collection.
@@ -145,7 +142,7 @@ TEST_F(EngineTest, UnitCodesOutsideTheTableAreReportedAndNeverCollectAtOnce) {
   configuration->SetDataLink("");
   const Lines failed = Cycle();
   ASSERT_EQ(failed.size(), 2u);
-  EXPECT_EQ(failed[1], "Line 1|" + retry + "4" + table + fallback);
+  EXPECT_EQ(failed[1], retry + "4" + table + fallback);
   EXPECT_EQ(engine.NextCollectionTime().serial, clock.Now().serial + 60.0 / 86400);
 }
 
@@ -195,20 +192,21 @@ TEST_F(EngineTest, ALateStartRecordsTheCollectionTimesItMissed) {
   SetValue("A", "1", "2024-05-01 10:00:00");
   Load({"TEST=G\tI\t%TAG(A)\t"});
   Start();
-  const std::string late = "Line 1|Collection Started Late|";
-  const std::string noTick =
-      "No timer tick came in time (the host was blocked or suspended, or its clock stepped "
-      "forward); ";
+  const auto late = [](const char* missed, const char* planned, const char* by, const char* why) {
+    return std::string("Line 1|Collection Started Late|") + missed +
+           " collection times missed: the collection planned for 2024-05-01 " + planned +
+           " started " + by +
+           " late (subgroup period 15 min 0 s)|No timer tick came in time (the host was blocked "
+           "or suspended, or its clock stepped forward); " +
+           why;
+  };
   TickAt(At("2024-05-01 10:30:00.5"));  // exactly one period late: nothing missed yet
   EXPECT_TRUE(Log().empty());
   EXPECT_EQ(Next(), "2024-05-01 10:45:00");
 
   TickAt(At("2024-05-01 11:32:10"));
   EXPECT_EQ(Log(),
-            (Lines{late +
-                   "3 collection times missed: the collection planned for "
-                   "2024-05-01 10:45:00 started 47 min 10 s late (subgroup period 15 min 0 s)|" +
-                   noTick + "the previous collection took 0 s."}));
+            Lines{late("3", "10:45:00", "47 min 10 s", "the previous collection took 0 s.")});
   EXPECT_EQ(engine.SavedSubgroups(), 2);
   EXPECT_EQ(Next(), "2024-05-01 11:45:00");
 
@@ -219,21 +217,15 @@ TEST_F(EngineTest, ALateStartRecordsTheCollectionTimesItMissed) {
   stuck.Reset();
   EXPECT_EQ(Next(), "2024-05-01 12:30:00");
   TickAt(At("2024-05-01 14:00:00"));
-  EXPECT_EQ(Log().back(), late +
-                              "6 collection times missed: the collection planned for "
-                              "2024-05-01 12:30:00 started 1 h 30 min 0 s late (subgroup period "
-                              "15 min 0 s)|" +
-                              noTick +
-                              "the previous collection itself ran long: 40 min 0 s, more than one "
-                              "subgroup period.");
+  EXPECT_EQ(Log().back(), late("6", "12:30:00", "1 h 30 min 0 s",
+                               "the previous collection itself ran long: 40 min 0 s, more than "
+                               "one subgroup period."));
   EXPECT_EQ(Log().size(), 2u) << "one line per late start";
 
   Start();
   TickAt(At("2024-05-01 14:50:00"));
-  EXPECT_EQ(Log().back(), late +
-                              "2 collection times missed: the collection planned for 2024-05-01 "
-                              "14:15:00 started 35 min 0 s late (subgroup period 15 min 0 s)|" +
-                              noTick + "no collection ran before it since the engine started.");
+  EXPECT_EQ(Log().back(), late("2", "14:15:00", "35 min 0 s",
+                               "no collection ran before it since the engine started."));
 }
 
 }  // namespace
