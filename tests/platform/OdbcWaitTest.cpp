@@ -50,8 +50,10 @@ void ExpectCancelled(platform::OdbcConnection& connection, const char* sql) {
   EXPECT_LT(failure.seconds, 2.0);
 }
 
-// Another connection holds the SQLite file with BEGIN EXCLUSIVE, as a writer would.
-TEST(OdbcWaits, ALockedSqliteStatementFailsWithinTheQueryTimeoutOrTheStringsOwnOrWhenCancelled) {
+// Another connection holds the SQLite file with BEGIN EXCLUSIVE, as a writer would: a
+// statement fails within the query timeout or the string's own, or when cancelled. A
+// commit, though, waits for a reader to finish.
+TEST(OdbcWaits, SqliteLocksEndAStatementInTimeButACommitOutwaitsAReader) {
   testsupport::TempFolder folder;
   const std::string link =
       testsupport::CreateSqliteDatabase(folder.File("locked.db"), {"CREATE TABLE t (a INTEGER)"});
@@ -78,28 +80,23 @@ TEST(OdbcWaits, ALockedSqliteStatementFailsWithinTheQueryTimeoutOrTheStringsOwnO
   ExpectCancelled(unbounded, "SELECT a FROM t");
   holder.Execute("ROLLBACK");
   EXPECT_TRUE(unbounded.Execute("SELECT a FROM t")->Eof()) << "the lock gone, the file answers";
-}
 
-TEST(OdbcWaits, ACommitWaitsForAReaderLongerThanOneLockWait) {
-  testsupport::TempFolder folder;
-  const std::string link =
-      testsupport::CreateSqliteDatabase(folder.File("read.db"), {"CREATE TABLE t (a INTEGER)"});
-  platform::OdbcConnection reader, writer(QueryTimeout(10));
-  reader.Open(link, "", "");
-  reader.BeginTransaction();
-  reader.Execute("SELECT a FROM t");  // holds a read lock until the transaction ends
+  // A commit waits for a reader longer than one lock wait.
+  holder.BeginTransaction();
+  holder.Execute("SELECT a FROM t");  // holds a read lock until the transaction ends
+  platform::OdbcConnection writer(QueryTimeout(10));
   writer.Open(link, "", "");
   writer.BeginTransaction();
   writer.Execute("INSERT INTO t VALUES (1)");
   std::thread finisher([&] {
     std::this_thread::sleep_for(std::chrono::milliseconds(1000));
-    reader.Commit();
+    holder.Commit();
   });
   Failure none = TimeFailure([&] { writer.Commit(); });
   finisher.join();
   EXPECT_EQ(none.message, "nothing raised");
   EXPECT_GE(none.seconds, 0.8) << "the commit waited for the reader";
-  EXPECT_FALSE(reader.Execute("SELECT a FROM t")->Eof());
+  EXPECT_FALSE(holder.Execute("SELECT a FROM t")->Eof());
 }
 
 TEST(OdbcWaits, PostgreSqlStatementsEndAtTheQueryTimeoutOrWhenCancelled) {
