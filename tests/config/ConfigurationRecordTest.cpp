@@ -15,25 +15,18 @@ using config::DescriptorItem;
 
 TEST(ConfigurationRecord, NewAndClearedConfigurationsHaveTheDefaults) {
   testsupport::FakeComponents components;
-  // Today at eight in the morning, on the day summer time starts in Berlin and past 2038.
+  testsupport::TestClock clock(runtime::Date{});
+  // Today at eight in the morning: past 2038, and on the day summer time starts in Berlin.
   for (const auto& [now, eight] :
        {std::pair{runtime::MakeDate({2038, 1, 20, 1}), "2038-01-20 08:00:00"},
-        std::pair{runtime::MakeDate({2099, 12, 31, 23, 59, 59}), "2099-12-31 08:00:00"}}) {
-    testsupport::TestClock clock(now);
-    Configuration1 configuration(components);
-    EXPECT_EQ(
-        runtime::FormatGeneralDate(components.DateMath().SerialToDate(configuration.SyncTime())),
-        eight);
-    Configuration1 copy(components);
-    copy.SetData(configuration.GetData());
-    EXPECT_EQ(copy.SyncTime(), configuration.SyncTime()) << configuration.GetData();
+        std::pair{runtime::MakeDate({2099, 12, 31, 23, 59, 59}), "2099-12-31 08:00:00"},
+        std::pair{runtime::MakeDate({2024, 3, 31, 23, 59, 58}), "2024-03-31 08:00:00"}}) {
+    clock.Set(now);
+    EXPECT_EQ(runtime::FormatGeneralDate(
+                  components.DateMath().SerialToDate(Configuration1(components).SyncTime())),
+              eight);
   }
-  testsupport::TestClock clock(runtime::MakeDate({2024, 3, 31, 23, 59, 58}));
   Configuration1 configuration(components);
-  EXPECT_EQ(
-      runtime::FormatGeneralDate(components.DateMath().SerialToDate(configuration.SyncTime())),
-      "2024-03-31 08:00:00");
-
   configuration.SetData(
       "NAME=Line 3\r\nACTIVE=1\r\nSYNCTIME=12\r\nSUBGROUPINTERVAL=5\r\nRETRYUNIT=3\r\n"
       "DESCRIPTOR=1\tG\tI\r\nTEST=T\r\nCONDITION=1\tA\t1\t1");
@@ -42,35 +35,30 @@ TEST(ConfigurationRecord, NewAndClearedConfigurationsHaveTheDefaults) {
             "NAME=\r\nACTIVE=0\r\nDATALINK=\r\nSYNCTIME=" +
                 std::to_string(runtime::DateToSerialTime(runtime::MakeDate({2024, 3, 31, 8}))) +
                 "\r\nSUBGROUPINTERVAL=15\r\nSUBGROUPUNIT=1\r\nRETRYINTERVAL=1\r\nRETRYUNIT=1");
-  EXPECT_EQ(configuration.DataLinkState(), 0);
-  EXPECT_FALSE(configuration.RealDateField());
-  EXPECT_EQ(configuration.TagItems().Count(), 0);
 }
 
 TEST(ConfigurationRecord, ListsAreOneBasedInInsertionOrder) {
   testsupport::FakeComponents components;
   Configuration1 configuration(components);
-  configuration.SetData("DESCRIPTOR=5\t\tA\r\nDESCRIPTOR=5\t\tB\r\nDESCRIPTOR=1\t\tP");
-  EXPECT_EQ(configuration.GetDescriptorItem(0), nullptr);
-  EXPECT_EQ(configuration.GetDescriptorItem(4), nullptr);
+  configuration.SetData(
+      "DESCRIPTOR=5\t\tA\r\nDESCRIPTOR=5\t\tB\r\nDESCRIPTOR=1\t\tP\r\nTEST=G\tT1\r\nTEST=G\tT2\r\n"
+      "TEST=G\tT3\r\nCONDITION=1\t%TAG(A)\t1\t1\r\nCONDITION=0\tB\t0\t\r\nCONDITION=0\tC\t0\t");
+  for (int32_t outside : {-1, 0, 4}) {
+    EXPECT_FALSE(configuration.GetDescriptorItem(outside) || configuration.GetTestItem(outside) ||
+                 configuration.GetConditionItem(outside))
+        << outside;
+    EXPECT_FALSE(configuration.RemoveDescriptorItem(outside) ||
+                 configuration.RemoveTestItem(outside) ||
+                 configuration.RemoveConditionItem(outside))
+        << outside;
+  }
   EXPECT_EQ(configuration.GetDescriptorItem(3)->Item(), "P");
+  EXPECT_EQ(configuration.GetTestItem(2)->Item(), "T2");
   EXPECT_EQ(configuration.GetDescriptorType(5)->Item(), "A");
   EXPECT_EQ(configuration.GetDescriptorType(4), nullptr);
-  EXPECT_FALSE(configuration.RemoveDescriptorItem(0));
-  EXPECT_FALSE(configuration.RemoveDescriptorItem(4));
   EXPECT_TRUE(configuration.RemoveDescriptorItem(1));
   EXPECT_EQ(configuration.GetDescriptorItem(1)->Item(), "B");
   EXPECT_EQ(configuration.GetDescriptorType(5)->Item(), "B");
-
-  configuration.SetData("TEST=G\tT1\r\nTEST=G\tT2\r\nCONDITION=1\t%TAG(A)\t1\t1");
-  for (int32_t outside : {0, -1, 3}) {
-    EXPECT_EQ(configuration.GetTestItem(outside), nullptr) << outside;
-    EXPECT_FALSE(configuration.RemoveTestItem(outside)) << outside;
-  }
-  EXPECT_EQ(configuration.GetConditionItem(0), nullptr);
-  EXPECT_EQ(configuration.GetConditionItem(2), nullptr);
-  EXPECT_EQ(configuration.GetTestItem(2)->Item(), "T2");
-  EXPECT_EQ(configuration.TestCount(), 2);
 
   // A null item never gets in, so nothing walking the lists trips over it later.
   EXPECT_EQ(ErrorOf([&] { configuration.AddDescriptor(nullptr); }), runtime::kObjectNotSet);

@@ -8,58 +8,41 @@
 
 namespace {
 
-using config::Configuration1;
 using testsupport::kHistorianTables;
 
-// "number - description" of a data access error.
-const std::regex kErrorText("-?[0-9]+ - .+");
-
-TEST(DataLink, EachMissingPieceHasItsState) {
+// Each failure sets a text of its own, "number - description" of the data access error;
+// a later success or a blank link keeps it.
+TEST(DataLink, EachMissingPieceHasItsStateAndItsFailureTextStays) {
   testsupport::FakeComponents components;
-  struct Case {
-    const char* what;
-    std::vector<std::string> statements;
-    int32_t state;
-  };
-  const Case cases[] = {
-      {"no tables", {}, 2},
-      {"ihTags without Tagname", {"CREATE TABLE ihTags (Name TEXT)", kHistorianTables[1]}, 2},
-      {"no ihRawData", {kHistorianTables[0]}, 3},
-      {"ihRawData without Value",
-       {kHistorianTables[0],
-        "CREATE TABLE ihRawData (Tagname TEXT, TimeStamp TIMESTAMP, SamplingMode TEXT)"},
-       5},
-      {"ready", kHistorianTables, 6},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
-    Configuration1 fresh(components);
-    fresh.SetDataLink(testsupport::CreateSqliteDatabase(
-        components.Root().File(std::to_string(&c - cases) + ".db"), c.statements));
-    EXPECT_EQ(fresh.DataLinkState(), c.state);
-    if (c.state == 6) {
-      EXPECT_EQ(fresh.DataLinkError(), "");
-    } else {
-      EXPECT_TRUE(std::regex_match(fresh.DataLinkError(), kErrorText)) << fresh.DataLinkError();
-    }
-  }
-}
-
-TEST(DataLink, FailureTextStaysAfterALaterSuccessOrABlankLink) {
-  testsupport::FakeComponents components;
-  Configuration1 configuration(components);
-  const std::string good =
+  config::Configuration1 configuration(components);
+  const std::string ready =
       testsupport::CreateSqliteDatabase(components.Root().File("ready.db"), kHistorianTables);
-  configuration.SetDataLink(good);
-  ASSERT_EQ(configuration.DataLinkState(), 6);
-
-  // A folder that does not exist cannot hold the database.
-  configuration.SetDataLink("Driver=SQLite3;Database=/nonexistent/dir/x.db");
-  EXPECT_EQ(configuration.DataLinkState(), 1);
+  configuration.SetDataLink(ready);
+  EXPECT_EQ(configuration.DataLinkState(), 6);
+  EXPECT_EQ(configuration.DataLinkError(), "");
+  const std::pair<std::vector<std::string>, int32_t> cases[] = {
+      {{}, 2},                                                        // no tables
+      {{"CREATE TABLE ihTags (Name TEXT)", kHistorianTables[1]}, 2},  // no Tagname
+      {{kHistorianTables[0]}, 3},                                     // no ihRawData
+      {{kHistorianTables[0],
+        "CREATE TABLE ihRawData (Tagname TEXT, TimeStamp TIMESTAMP, SamplingMode TEXT)"},
+       5},  // no Value
+      // A folder that does not exist cannot hold the database.
+      {{"/nonexistent/dir/x.db"}, 1},
+  };
+  for (const auto& [statements, state] : cases) {
+    const std::string before = configuration.DataLinkError();
+    const std::string file = std::to_string(state) + std::to_string(statements.size()) + ".db";
+    configuration.SetDataLink(
+        state == 1 ? testsupport::SqliteLink(statements[0])
+                   : testsupport::CreateSqliteDatabase(components.Root().File(file), statements));
+    EXPECT_EQ(configuration.DataLinkState(), state);
+    EXPECT_NE(configuration.DataLinkError(), before);
+    EXPECT_TRUE(std::regex_match(configuration.DataLinkError(), std::regex("-?[0-9]+ - .+")))
+        << configuration.DataLinkError();
+  }
   const std::string failure = configuration.DataLinkError();
-  EXPECT_TRUE(std::regex_match(failure, kErrorText)) << failure;
-
-  configuration.SetDataLink(good);
+  configuration.SetDataLink(ready);
   EXPECT_EQ(configuration.DataLinkState(), 6);
   EXPECT_EQ(configuration.DataLinkError(), failure);
   const int connections = components.connectionsCreated;
@@ -67,11 +50,6 @@ TEST(DataLink, FailureTextStaysAfterALaterSuccessOrABlankLink) {
   EXPECT_EQ(components.connectionsCreated, connections) << "a blank link is not tried";
   EXPECT_EQ(configuration.DataLinkState(), 0);
   EXPECT_EQ(configuration.DataLinkError(), failure);
-
-  // Reading a configuration starts from a clear record, so the old text goes.
-  configuration.SetData("DATALINK=" + good);
-  EXPECT_EQ(configuration.DataLinkState(), 6);
-  EXPECT_EQ(configuration.DataLinkError(), "");
 }
 
 }  // namespace

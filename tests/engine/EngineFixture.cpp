@@ -13,6 +13,11 @@ runtime::Date At(const char* text) {
   return runtime::ParseDate(text).value();
 }
 
+std::string Unexpected(const std::string& error, const std::string& procedure) {
+  return error + "|An unexpected error occurred|Function: Engine1." + procedure +
+         " generated an unexpected error.";
+}
+
 EngineTest::EngineTest() {
   components.timerFactory = testsupport::ManualTimers(timer);
   components.subgroupFactory = [this] {

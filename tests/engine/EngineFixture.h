@@ -23,6 +23,8 @@ namespace enginetest {
 using Lines = std::vector<std::string>;
 
 runtime::Date At(const char* text);
+// The log fields of `error` ("number - description") raised unexpectedly in `procedure`.
+std::string Unexpected(const std::string& error, const std::string& procedure);
 
 class EngineTest : public ::testing::Test {
  protected:

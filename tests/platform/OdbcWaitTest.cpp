@@ -9,12 +9,12 @@
 #include <chrono>
 #include <cstdlib>
 #include <functional>
-#include <iostream>
 #include <thread>
 
 #include "platform/odbc/OdbcCancel.h"
 #include "platform/odbc/OdbcConnection.h"
 #include "runtime/Error.h"
+#include "tests/runtime/ErrorOf.h"
 #include "tests/support/Historian.h"
 #include "tests/support/TempFolder.h"
 
@@ -27,15 +27,8 @@ struct Failure {
 
 Failure TimeFailure(const std::function<void()>& body) {
   const auto start = std::chrono::steady_clock::now();
-  Failure failure;
-  try {
-    body();
-    failure.message = "(did not fail)";
-  } catch (const runtime::Error& e) {
-    failure.message = e.Description();
-  }
-  failure.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  return failure;
+  const std::string message = ErrorFrom(body).Description();
+  return {std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), message};
 }
 
 platform::OdbcPolicy QueryTimeout(int seconds) {
@@ -44,22 +37,29 @@ platform::OdbcPolicy QueryTimeout(int seconds) {
   return policy;
 }
 
-// An SQLite file that another connection holds with BEGIN EXCLUSIVE, as a writer would.
-class LockedSqlite : public ::testing::Test {
- protected:
-  LockedSqlite() {
-    link_ = testsupport::CreateSqliteDatabase(folder_.File("locked.db"),
-                                              {"CREATE TABLE t (a INTEGER)"});
-    holder_.Open(link_, "", "");
-    holder_.Execute("BEGIN EXCLUSIVE");
-  }
+// Runs `sql`, which waits without limit, and cancels it from another thread: it ends at
+// once, and with the cancel's SQLSTATE.
+void ExpectCancelled(platform::OdbcConnection& connection, const char* sql) {
+  std::thread canceller([] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    platform::CancelRunningStatements();
+  });
+  Failure failure = TimeFailure([&] { connection.Execute(sql); });
+  canceller.join();
+  EXPECT_NE(failure.message.find("HY008"), std::string::npos) << failure.message;
+  EXPECT_LT(failure.seconds, 2.0);
+}
 
-  testsupport::TempFolder folder_;
-  std::string link_;
-  platform::OdbcConnection holder_;
-};
-
-TEST_F(LockedSqlite, AStatementFailsWithinTheQueryTimeoutOrTheStringsOwnTimeout) {
+// Another connection holds the SQLite file with BEGIN EXCLUSIVE, as a writer would: a
+// statement fails within the query timeout or the string's own, or when cancelled. A
+// commit, though, waits for a reader to finish.
+TEST(OdbcWaits, SqliteLocksEndAStatementInTimeButACommitOutwaitsAReader) {
+  testsupport::TempFolder folder;
+  const std::string link =
+      testsupport::CreateSqliteDatabase(folder.File("locked.db"), {"CREATE TABLE t (a INTEGER)"});
+  platform::OdbcConnection holder;
+  holder.Open(link, "", "");
+  holder.Execute("BEGIN EXCLUSIVE");
   struct Case {
     int queryTimeout;
     std::string extra;
@@ -68,56 +68,35 @@ TEST_F(LockedSqlite, AStatementFailsWithinTheQueryTimeoutOrTheStringsOwnTimeout)
   for (const Case& c : cases) {
     platform::OdbcConnection waiting(QueryTimeout(c.queryTimeout));
     Failure failure = TimeFailure([&] {
-      waiting.Open(link_ + c.extra, "", "");
+      waiting.Open(link + c.extra, "", "");
       waiting.Execute("INSERT INTO t VALUES (1)");
     });
     EXPECT_NE(failure.message.find("database is locked"), std::string::npos) << failure.message;
     EXPECT_GE(failure.seconds, c.least) << c.extra;
     EXPECT_LE(failure.seconds, c.most) << c.extra;
-    std::cout << "locked SQLite, query timeout " << c.queryTimeout << c.extra << ": failed after "
-              << failure.seconds << " s\n";
   }
-  holder_.Execute("ROLLBACK");
-  platform::OdbcConnection later(QueryTimeout(1));
-  later.Open(link_, "", "");
-  EXPECT_TRUE(later.Execute("SELECT a FROM t")->Eof()) << "the lock gone, the file answers";
-}
+  platform::OdbcConnection unbounded(QueryTimeout(0));
+  unbounded.Open(link, "", "");
+  ExpectCancelled(unbounded, "SELECT a FROM t");
+  holder.Execute("ROLLBACK");
+  EXPECT_TRUE(unbounded.Execute("SELECT a FROM t")->Eof()) << "the lock gone, the file answers";
 
-TEST_F(LockedSqlite, AStatementWaitingWithoutLimitIsCancelledFromAnotherThread) {
-  platform::OdbcConnection waiting(QueryTimeout(0));
-  waiting.Open(link_, "", "");
-  std::thread canceller([] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    platform::CancelRunningStatements();
-  });
-  Failure failure = TimeFailure([&] { waiting.Execute("SELECT a FROM t"); });
-  canceller.join();
-  EXPECT_NE(failure.message.find("HY008"), std::string::npos) << failure.message;
-  EXPECT_LT(failure.seconds, 2.0);
-  std::cout << "locked SQLite cancelled after " << failure.seconds << " s: " << failure.message
-            << '\n';
-}
-
-TEST(OdbcWaits, ACommitWaitsForAReaderLongerThanOneLockWait) {
-  testsupport::TempFolder folder;
-  const std::string link =
-      testsupport::CreateSqliteDatabase(folder.File("read.db"), {"CREATE TABLE t (a INTEGER)"});
-  platform::OdbcConnection reader, writer(QueryTimeout(10));
-  reader.Open(link, "", "");
-  reader.BeginTransaction();
-  reader.Execute("SELECT a FROM t");  // holds a read lock until the transaction ends
+  // A commit waits for a reader longer than one lock wait.
+  holder.BeginTransaction();
+  holder.Execute("SELECT a FROM t");  // holds a read lock until the transaction ends
+  platform::OdbcConnection writer(QueryTimeout(10));
   writer.Open(link, "", "");
   writer.BeginTransaction();
   writer.Execute("INSERT INTO t VALUES (1)");
   std::thread finisher([&] {
     std::this_thread::sleep_for(std::chrono::milliseconds(1000));
-    reader.Commit();
+    holder.Commit();
   });
   Failure none = TimeFailure([&] { writer.Commit(); });
   finisher.join();
-  EXPECT_EQ(none.message, "(did not fail)");
+  EXPECT_EQ(none.message, "nothing raised");
   EXPECT_GE(none.seconds, 0.8) << "the commit waited for the reader";
-  EXPECT_FALSE(reader.Execute("SELECT a FROM t")->Eof());
+  EXPECT_FALSE(holder.Execute("SELECT a FROM t")->Eof());
 }
 
 TEST(OdbcWaits, PostgreSqlStatementsEndAtTheQueryTimeoutOrWhenCancelled) {
@@ -128,21 +107,10 @@ TEST(OdbcWaits, PostgreSqlStatementsEndAtTheQueryTimeoutOrWhenCancelled) {
   Failure timedOut = TimeFailure([&] { bounded.Execute("SELECT pg_sleep(10)"); });
   EXPECT_GE(timedOut.seconds, 0.9);
   EXPECT_LT(timedOut.seconds, 3.0) << timedOut.message;
-  std::cout << "pg_sleep(10), query timeout 1: failed after " << timedOut.seconds
-            << " s: " << timedOut.message << '\n';
 
   platform::OdbcConnection unbounded(QueryTimeout(0));
   unbounded.Open(postgres, "", "");
-  std::thread canceller([] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    platform::CancelRunningStatements();
-  });
-  Failure cancelled = TimeFailure([&] { unbounded.Execute("SELECT pg_sleep(10)"); });
-  canceller.join();
-  EXPECT_NE(cancelled.message.find("HY008"), std::string::npos) << cancelled.message;
-  EXPECT_LT(cancelled.seconds, 2.0);
-  std::cout << "pg_sleep(10) cancelled after " << cancelled.seconds << " s: " << cancelled.message
-            << '\n';
+  ExpectCancelled(unbounded, "SELECT pg_sleep(10)");
   EXPECT_EQ(unbounded.Execute("SELECT 1 AS one")->Field("one").AsLong(), 1)
       << "a cancelled statement leaves its connection usable";
 }
@@ -172,8 +140,6 @@ TEST(OdbcWaits, ConnectingToAServerThatNeverAnswersEndsAtTheLoginTimeout) {
   close(silent);
   EXPECT_GE(failure.seconds, 0.9) << failure.message;
   EXPECT_LT(failure.seconds, 3.0) << failure.message;
-  std::cout << "silent server, login timeout 1: failed after " << failure.seconds
-            << " s: " << failure.message << '\n';
 }
 
 }  // namespace

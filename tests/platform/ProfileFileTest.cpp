@@ -9,6 +9,7 @@
 #include <tuple>
 
 #include "runtime/Error.h"
+#include "tests/runtime/ErrorOf.h"
 #include "tests/support/TempFolder.h"
 
 namespace {
@@ -45,16 +46,13 @@ TEST(ProfileFile, ReadsCaseBlindAndTakesTheLeadingWholeNumberOrTheDefault) {
   EXPECT_EQ(file.ReadString("Missing", "Name", "fallback"), "fallback");
   EXPECT_EQ(platform::ProfileFile(folder.File("none.ini")).ReadInteger("S", "K", 7), 7);
 
-  EXPECT_EQ(file.ReadInteger("N", "suffix", -1), 12);
-  EXPECT_EQ(file.ReadInteger("N", "signed", -1), -8);
-  EXPECT_EQ(file.ReadInteger("N", "plus", -1), 9);
-  EXPECT_EQ(file.ReadInteger("N", "text", -1), -1);
-  EXPECT_EQ(file.ReadInteger("N", "empty", -1), -1);
-  EXPECT_EQ(file.ReadInteger("N", "fraction", -1), 3);
-  EXPECT_EQ(file.ReadInteger("N", "huge", -1), -1);
-  EXPECT_EQ(file.ReadInteger("N", "lowest", -1), -2147483647 - 1);
-  EXPECT_EQ(file.ReadInteger("N", "long", -1), -1);
-  EXPECT_EQ(file.ReadInteger("N", "absent", -1), -1);
+  // -1 is the default: no whole number, or one beyond 32 bits.
+  const std::pair<const char*, int32_t> numbers[] = {
+      {"suffix", 12}, {"signed", -8},  {"plus", 9},  {"text", -1},
+      {"empty", -1},  {"fraction", 3}, {"huge", -1}, {"lowest", -2147483647 - 1},
+      {"long", -1},   {"absent", -1}};
+  for (const auto& [key, number] : numbers)
+    EXPECT_EQ(file.ReadInteger("N", key, -1), number) << key;
 }
 
 TEST(ProfileFile, WriteKeepsEveryOtherLineOrCreatesTheFileWithCrLf) {
@@ -85,14 +83,11 @@ TEST(ProfileFile, BadWritesAreClearErrors) {
   // temporary file; a folder where the file should be, which fails replacing the file.
   for (const std::string& path :
        {folder.File("missing/folder/x.ini"), folder.File("plain/x.ini"), folder.Subfolder("sub")}) {
-    try {
-      platform::ProfileFile(path).WriteString("S", "K", "V");
-      ADD_FAILURE() << "no error for " << path;
-    } catch (const runtime::Error& e) {
-      EXPECT_EQ(e.Number(), runtime::kPathFileAccessError);
-      EXPECT_TRUE(e.Description().starts_with("Path/File access error")) << e.Description();
-      EXPECT_NE(e.Description().find(path), std::string::npos) << e.Description();
-    }
+    const runtime::Error e =
+        ErrorFrom([&] { platform::ProfileFile(path).WriteString("S", "K", "V"); });
+    EXPECT_EQ(e.Number(), runtime::kPathFileAccessError) << path;
+    EXPECT_TRUE(e.Description().starts_with("Path/File access error")) << e.Description();
+    EXPECT_NE(e.Description().find(path), std::string::npos) << e.Description();
   }
   // No temporary file is left behind.
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()),
@@ -105,12 +100,9 @@ TEST(ProfileFile, BadWritesAreClearErrors) {
                                      {"S", ";k", "v"},
                                      {"a]b", "k", "v"},
                                      {"S", "k", "two\nlines"}}) {
-    try {
-      file.WriteString(section, key, value);
-      ADD_FAILURE() << "no error for " << section << "/" << key;
-    } catch (const runtime::Error& e) {
-      EXPECT_EQ(e.Number(), runtime::kInvalidProcedureCall);
-    }
+    EXPECT_EQ(ErrorOf([&] { file.WriteString(section, key, value); }),
+              runtime::kInvalidProcedureCall)
+        << section << "/" << key;
   }
   EXPECT_EQ(file.ReadString("S", "k", "nothing written"), "nothing written");
 }

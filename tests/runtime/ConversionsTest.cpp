@@ -30,18 +30,19 @@ TEST(Conversions, LeadingNumberReadsUpToTheFirstCharacterThatCannotContinue) {
   }
 }
 
-TEST(Conversions, NumericTextIsExactlyOneNumberBetweenBlanks) {
+// A text is numeric when it is exactly one number between blanks; as a Boolean it is that
+// number, or True or False in any case.
+TEST(Conversions, NumericAndBooleanText) {
   for (const char* yes : {"12", " -1.5e3 ", "\t.5", "5.", "1D-2"}) {
     EXPECT_TRUE(IsNumericText(yes)) << yes;
   }
   for (const char* no : {"", " ", ".", "-", "1e", "12a", "1 2", "e5", "0x10"}) {
     EXPECT_FALSE(IsNumericText(no)) << no;
   }
-}
-
-TEST(Conversions, TextToBooleanTakesNumbersAndTrueFalse) {
-  for (const char* yes : {"-1", "2", "True", "tRUE"}) EXPECT_TRUE(TextToBoolean(yes)) << yes;
-  for (const char* no : {" false ", "0", "0.0"}) EXPECT_FALSE(TextToBoolean(no)) << no;
+  for (const char* yes : {"-1", "2", "0.5", "True", " tRUE "}) {
+    EXPECT_TRUE(TextToBoolean(yes)) << yes;
+  }
+  for (const char* no : {" false ", "fALSE", "0", " 0.0 "}) EXPECT_FALSE(TextToBoolean(no)) << no;
   for (const char* bad : {"yes", "", "1x"}) {
     EXPECT_EQ(ErrorOf([&] { TextToBoolean(bad); }), kTypeMismatch) << bad;
   }

@@ -1,4 +1,4 @@
-// The number of the runtime::Error a call throws, or 0 when it returns normally.
+// The runtime::Error a call throws, or error 0 when it returns normally.
 #pragma once
 
 #include <cstdint>
@@ -6,11 +6,16 @@
 #include "runtime/Error.h"
 
 template <typename Call>
-int32_t ErrorOf(Call&& call) {
+runtime::Error ErrorFrom(Call&& call) {
   try {
     call();
   } catch (const runtime::Error& e) {
-    return e.Number();
+    return e;
   }
-  return 0;
+  return runtime::Error(0, "nothing raised");
+}
+
+template <typename Call>
+int32_t ErrorOf(Call&& call) {
+  return ErrorFrom(call).Number();
 }

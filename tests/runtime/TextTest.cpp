@@ -10,8 +10,6 @@ TEST(Text, TrimCaseAndSplit) {
   EXPECT_EQ(TrimSpaces("  a b\t "), "a b\t");
   EXPECT_EQ(TrimSpaces("   "), "");
   EXPECT_EQ(ToUpper("abc-Zä"), "ABC-Zä");
-  EXPECT_TRUE(EqualsNoCase("Tag_1", "TAG_1"));
-  EXPECT_FALSE(EqualsNoCase("Tag", "Tags"));
   EXPECT_EQ(Split("", "\r\n"), std::vector<std::string>{""});
   EXPECT_EQ(Split("a\r\n", "\r\n"), (std::vector<std::string>{"a", ""}));
   EXPECT_EQ(Split("a\r\n\r\nb\n", "\r\n"), (std::vector<std::string>{"a", "", "b\n"}));
@@ -19,7 +17,8 @@ TEST(Text, TrimCaseAndSplit) {
 }
 
 // Simple case folding in every alphabet: one code point to one, so "ß" stays apart from
-// "SS"; text that is no UTF-8 folds A-Z only and never throws.
+// "SS"; text that is no UTF-8 folds A-Z only and never throws. Replacing scans once, left
+// to right.
 TEST(Text, CaseIsFoldedInEveryAlphabet) {
   const struct {
     const char *a, *b;
@@ -28,17 +27,10 @@ TEST(Text, CaseIsFoldedInEveryAlphabet) {
                {"ΣΊΣΥΦΟΣ", "σίσυφος", true},
                {"\u212A", "k", true},  // Kelvin sign
                {"Straße", "STRASSE", false},
+               {"Tag", "Tags", false},
                {"Ǆ", "ǆ", true},
-               {"\xff\xfe"
-                "A",
-                "\xff\xfe"
-                "a",
-                true},
-               {"\xff"
-                "A",
-                "\xfe"
-                "a",
-                false},
+               {"\xff\xfe\x41", "\xff\xfe\x61", true},
+               {"\xff\x41", "\xfe\x61", false},
                {"Füll", "F\xfcll", false}};
   for (const auto& c : cases) {
     EXPECT_EQ(EqualsNoCase(c.a, c.b), c.equal) << c.a << " " << c.b;
@@ -48,15 +40,7 @@ TEST(Text, CaseIsFoldedInEveryAlphabet) {
   }
   EXPECT_EQ(ReplaceNoCase("%TAG(FÜLL) und %tag(füll)", "%tag(Füll)", "1"), "1 und 1");
   EXPECT_EQ(ReplaceNoCase("5 \u212Am", "km", "k"), "5 k");
-  EXPECT_EQ(ReplaceNoCase("a\xff"
-                          "A",
-                          "a", "b"),
-            "b\xff"
-            "b");
-}
-
-TEST(Text, ReplaceNoCaseScansOnceLeftToRight) {
-  EXPECT_EQ(ReplaceNoCase("[Tag] and [TAG]", "[tag]", "v"), "v and v");
+  EXPECT_EQ(ReplaceNoCase("a\xff\x41", "a", "b"), "b\xff\x62");
   EXPECT_EQ(ReplaceNoCase("aaa", "aa", "b"), "ba");
   EXPECT_EQ(ReplaceNoCase("ab", "A", "aA"), "aAb");
   EXPECT_EQ(ReplaceNoCase("abc", "", "x"), "abc");

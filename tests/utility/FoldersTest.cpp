@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
@@ -57,33 +58,48 @@ TEST(Folders, TheRegistryAndTheHostFilesComeFromOneResolver) {
   const std::string home = temp.File("home");
   const std::string passwdHome = PasswdHome();
   ASSERT_FALSE(passwdHome.empty()) << "this user needs a home in the user database";
-  const struct {
-    std::map<std::string, std::string> set;
-    std::string config, data;
-  } cases[] = {
-      {{{"HOME", home}}, home + "/.config", home + "/.local/share"},
-      {{{"HOME", home}, {"XDG_CONFIG_HOME", temp.File("c")}, {"XDG_DATA_HOME", "rel"}},
-       temp.File("c"),
-       home + "/.local/share"},
-      // A service started without HOME: the user database's home, never "/.config".
-      {{}, passwdHome + "/.config", passwdHome + "/.local/share"},
-      {{{"HOME", ""}}, passwdHome + "/.config", passwdHome + "/.local/share"},
-      {{{"XDG_CONFIG_HOME", "relative"}}, passwdHome + "/.config", passwdHome + "/.local/share"},
+  // The config, data and state folders under a home folder.
+  const auto under = [](const std::string& h) {
+    return h + "/.config|" + h + "/.local/share|" + h + "/.local/state";
   };
-  for (const auto& c : cases) {
-    environment.Only(c.set);
-    SCOPED_TRACE(c.config);
-    EXPECT_EQ(host::DriverRegistryPath(), c.config + "/oxaDAM/drivers.registry");
-    EXPECT_EQ(host::BaseFolderPath(host::BaseFolder::Config, "X"), c.config);
-    EXPECT_EQ(host::BaseFolderPath(host::BaseFolder::Data, "X"), c.data);
+  const std::pair<std::map<std::string, std::string>, std::string> cases[] = {
+      {{{"HOME", home}}, under(home)},
+      {{{"HOME", home},
+        {"XDG_CONFIG_HOME", temp.File("c")},
+        {"XDG_DATA_HOME", "rel"},
+        {"XDG_STATE_HOME", temp.File("s")}},
+       temp.File("c") + "|" + home + "/.local/share|" + temp.File("s")},
+      // A service started without HOME: the user database's home, never "/.config".
+      {{}, under(passwdHome)},
+      {{{"HOME", ""}, {"XDG_STATE_HOME", ""}, {"XDG_CONFIG_HOME", "relative"}}, under(passwdHome)},
+  };
+  for (const auto& [set, folders] : cases) {
+    environment.Only(set);
+    const std::string config = host::BaseFolderPath(host::BaseFolder::Config, "X");
+    EXPECT_EQ(config + "|" + host::BaseFolderPath(host::BaseFolder::Data, "X") + "|" +
+                  host::BaseFolderPath(host::BaseFolder::State, "X"),
+              folders);
+    EXPECT_EQ(host::DriverRegistryPath(), config + "/oxaDAM/drivers.registry");
   }
-  // The host's folders only when a case writes into the temporary folder.
-  environment.Only({{"HOME", home}});
+  // The host's folders are created when asked for, so only in the temporary folder; the
+  // variables are read on every call.
   platform::FileSystem files;
+  environment.Only({{"HOME", home}});
   EXPECT_EQ(files.SettingsFolder(), home + "/.config/oxaGEPDAD6");
+  EXPECT_EQ(files.ComponentFolder(), home + "/.config/oxaGEPDAD6");
   EXPECT_EQ(files.LogFolder(), home + "/.local/state/oxaGEPDAD6");
-  environment.Only({{"HOME", home}, {"DAM_REGISTRY_FILE", temp.File("r")}});
-  EXPECT_EQ(host::DriverRegistryPath(), temp.File("r"));
+  EXPECT_EQ(files.DataFolder(), home + "/.local/share/oxaGEPDAD6");
+  EXPECT_TRUE(std::filesystem::is_directory(home + "/.local/share/oxaGEPDAD6"));
+  for (const char* name : {"DAM_REGISTRY_FILE", "DAM_LOG_DIR", "DAM_SETTINGS_DIR",
+                           "DAM_COMPONENT_DIR", "DAM_DATA_DIR"}) {
+    setenv(name, temp.File(name).c_str(), 1);
+  }
+  EXPECT_EQ(host::DriverRegistryPath(), temp.File("DAM_REGISTRY_FILE"));
+  EXPECT_EQ(files.LogFolder(), temp.File("DAM_LOG_DIR"));
+  EXPECT_EQ(files.SettingsFolder(), temp.File("DAM_SETTINGS_DIR"));
+  EXPECT_EQ(files.ComponentFolder(), temp.File("DAM_COMPONENT_DIR"));
+  EXPECT_EQ(files.DataFolder(), temp.File("DAM_DATA_DIR"));
+  EXPECT_TRUE(std::filesystem::is_directory(temp.File("DAM_COMPONENT_DIR")));
 }
 
 // A user the user database does not know (a container's numeric user) without HOME gets
@@ -99,11 +115,8 @@ TEST(Folders, NoHomeAnywhereIsAnErrorNamingWhatToSet) {
     close(report[0]);
     std::string lines;
     if (setgid(stranger) != 0 || setuid(stranger) != 0) _exit(2);
-    unsetenv("HOME");
-    unsetenv("XDG_CONFIG_HOME");
-    unsetenv("XDG_STATE_HOME");
-    unsetenv("DAM_REGISTRY_FILE");
-    unsetenv("DAM_LOG_DIR");
+    Environment environment;  // never restored: the child ends in _exit
+    environment.Only({});
     const auto attempt = [&](auto&& body) {
       try {
         lines += "path " + body() + "\n";
@@ -126,13 +139,11 @@ TEST(Folders, NoHomeAnywhereIsAnErrorNamingWhatToSet) {
   int status = 0;
   waitpid(child, &status, 0);
   ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-  const std::string who = "HOME is unset and user " + std::to_string(stranger);
-  EXPECT_EQ(text, "75 There is no home folder: " + who +
-                      " has no home in the user database; set HOME or DAM_REGISTRY_FILE\n"
-                      "75 There is no home folder: " +
-                      who +
-                      " has no home in the user database; set HOME or DAM_LOG_DIR\n"
-                      "path /nonexistent-dam-test/log\n");
+  const std::string noHome = "75 There is no home folder: HOME is unset and user " +
+                             std::to_string(stranger) +
+                             " has no home in the user database; set HOME or ";
+  EXPECT_EQ(text, noHome + "DAM_REGISTRY_FILE\n" + noHome +
+                      "DAM_LOG_DIR\npath /nonexistent-dam-test/log\n");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <random>
 
 #include "runtime/Error.h"
+#include "tests/runtime/ErrorOf.h"
 
 namespace {
 
@@ -41,13 +42,9 @@ TEST(TextCodec, RoundTripsAnyBytesAsOneLineAndRefusesWhatIsNotAnEncoding) {
   for (const std::string& bad :
        {std::string("NAME=Line 3"), std::string(""), std::string("~~"),
         std::string("~abc~00000000"), damaged, good + "x", codec.EncodeText("XY", "NAME=Line 3")}) {
-    try {
-      codec.DecodeText("QZ", bad);
-      ADD_FAILURE() << "decoded " << bad;
-    } catch (const runtime::Error& e) {
-      EXPECT_EQ(e.Number(), 5);
-      EXPECT_NE(e.Description().find("not an encoded configuration"), std::string::npos);
-    }
+    const runtime::Error e = ErrorFrom([&] { codec.DecodeText("QZ", bad); });
+    EXPECT_EQ(e.Number(), 5) << bad;
+    EXPECT_NE(e.Description().find("not an encoded configuration"), std::string::npos);
   }
 }
 
