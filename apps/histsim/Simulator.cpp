@@ -1,9 +1,11 @@
 #include "apps/histsim/Simulator.h"
 
 #include <cstdio>
+#include <filesystem>
 
 #include "runtime/Clock.h"
 #include "runtime/Conversions.h"
+#include "runtime/Error.h"
 
 namespace histsim {
 namespace {
@@ -20,6 +22,12 @@ std::string Fixed(double value, int decimals) {
 
 std::string HistorianConnectionString(const std::string& historian) {
   if (historian.find('=') != std::string::npos) return historian;
+  // SQLite says no more than "connect failed" of a file in a folder that does not exist.
+  const std::filesystem::path folder = std::filesystem::path(historian).parent_path();
+  if (!folder.empty() && !std::filesystem::is_directory(folder)) {
+    throw runtime::Error(runtime::kPathFileAccessError, "there is no folder " + folder.string(),
+                         "histsim");
+  }
   return "Driver=SQLite3;Database=" + historian;
 }
 

@@ -2,7 +2,6 @@
 // SQLite file (or any ODBC database) and moves one current value per tag every period.
 #include <csignal>
 #include <cstdint>
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -60,13 +59,6 @@ int Simulate(const apps::ParsedArguments& parsed) {
 
   std::signal(SIGINT, RequestStop);
   std::signal(SIGTERM, RequestStop);
-  // SQLite says no more than "connect failed" of a file in a folder that does not exist.
-  const std::filesystem::path folder = std::filesystem::path(options.historian).parent_path();
-  if (options.historian.find('=') == std::string::npos && !folder.empty() &&
-      !std::filesystem::is_directory(folder)) {
-    throw apps::Failure(apps::kExitUnreachable,
-                        "cannot prepare the historian: there is no folder " + folder.string());
-  }
   const auto simulator = apps::Doing(apps::kExitUnreachable, "cannot prepare the historian", [&] {
     auto made = std::make_unique<histsim::Simulator>(options);
     made->Create();
