@@ -4,37 +4,42 @@
 #include "config/ResolvedList.h"
 
 namespace config {
+namespace {
 
-std::string TestItem::ResolvedGroup(int32_t index) const {
+const std::string kNothingResolved;
+
+}  // namespace
+
+const std::string& TestItem::ResolvedGroup(int32_t index) const {
   const Resolved* resolved = ExistingAt(resolved_, index);
-  return resolved ? resolved->group : "";
+  return resolved ? resolved->group : kNothingResolved;
 }
 
 void TestItem::SetResolvedGroup(int32_t index, std::string group) {
   ResolvedAt(index).group = std::move(group);
 }
 
-std::string TestItem::ResolvedItem(int32_t index) const {
+const std::string& TestItem::ResolvedItem(int32_t index) const {
   const Resolved* resolved = ExistingAt(resolved_, index);
-  return resolved ? resolved->item : "";
+  return resolved ? resolved->item : kNothingResolved;
 }
 
 void TestItem::SetResolvedItem(int32_t index, std::string item) {
   ResolvedAt(index).item = std::move(item);
 }
 
-std::string TestItem::ResolvedValue(int32_t index) const {
+const std::string& TestItem::ResolvedValue(int32_t index) const {
   const Resolved* resolved = ExistingAt(resolved_, index);
-  return resolved ? resolved->value : "";
+  return resolved ? resolved->value : kNothingResolved;
 }
 
 void TestItem::SetResolvedValue(int32_t index, std::string value) {
   ResolvedAt(index).value = std::move(value);
 }
 
-std::string TestItem::ResolvedDefect(int32_t index) const {
+const std::string& TestItem::ResolvedDefect(int32_t index) const {
   const Resolved* resolved = ExistingAt(resolved_, index);
-  return resolved ? resolved->defect : "";
+  return resolved ? resolved->defect : kNothingResolved;
 }
 
 void TestItem::SetResolvedDefect(int32_t index, std::string defect) {

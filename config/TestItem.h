@@ -19,14 +19,14 @@ class TestItem {
   const std::string& Defect() const { return defect_; }
   void SetDefect(std::string defect) { defect_ = std::move(defect); }
 
-  // Resolved values by 1-based sample index, as DescriptorItem's.
-  std::string ResolvedGroup(int32_t index) const;
+  // Resolved values by 1-based sample index, as DescriptorItem's; empty outside the list.
+  const std::string& ResolvedGroup(int32_t index) const;
   void SetResolvedGroup(int32_t index, std::string group);
-  std::string ResolvedItem(int32_t index) const;
+  const std::string& ResolvedItem(int32_t index) const;
   void SetResolvedItem(int32_t index, std::string item);
-  std::string ResolvedValue(int32_t index) const;
+  const std::string& ResolvedValue(int32_t index) const;
   void SetResolvedValue(int32_t index, std::string value);
-  std::string ResolvedDefect(int32_t index) const;
+  const std::string& ResolvedDefect(int32_t index) const;
   void SetResolvedDefect(int32_t index, std::string defect);
   void ClearResolvedValues() { resolved_.clear(); }
 

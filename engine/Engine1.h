@@ -20,6 +20,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <vector>
 
@@ -76,12 +77,13 @@ class Engine1 {
     std::string lastErrorExtended;
   };
 
-  // One characteristic reading of the subgroup being saved.
+  // One characteristic reading of the subgroup being saved. Its texts are the TestItem's
+  // resolved values, which stay put while the subgroup is stored.
   struct TestEntry {
-    std::string group;
-    std::string item;
+    std::string_view group;
+    std::string_view item;
     double value = 0;
-    std::string defect;
+    std::string_view defect;
     int32_t occurrence = 0;
   };
 

@@ -149,10 +149,10 @@ void Engine1::StoreSubgroup() {
     }
     ProcessTestItems(entries);
     for (const TestEntry& entry : entries) {
-      subgroup.LookupTestGroup(entry.group);
-      subgroup.LookupTest(entry.item);
+      subgroup.LookupTestGroup(std::string(entry.group));
+      subgroup.LookupTest(std::string(entry.item));
       subgroup.AddReading(entry.value, SampleNumber(entry.occurrence), 0, serialNumber,
-                          entry.defect);
+                          std::string(entry.defect));
     }
   }
   subgroup.Save(0);

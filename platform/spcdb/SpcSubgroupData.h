@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <optional>
 #include <string>
 #include <vector>
@@ -41,8 +42,9 @@ struct SpcSubgroupData {
   std::optional<std::string> lot;
   // User-defined descriptors, in the order they were set.
   std::vector<SpcName> descriptors;
-  // In the order they were added.
-  std::vector<SpcReading> readings;
+  // In the order they were added; a deque, so that tens of thousands of readings grow
+  // without being copied and without one block twice their size.
+  std::deque<SpcReading> readings;
   friend bool operator==(const SpcSubgroupData&, const SpcSubgroupData&) = default;
 };
 
