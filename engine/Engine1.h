@@ -20,7 +20,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <type_traits>
 #include <vector>
 
@@ -80,10 +79,10 @@ class Engine1 {
   // One characteristic reading of the subgroup being saved. Its texts are the TestItem's
   // resolved values, which stay put while the subgroup is stored.
   struct TestEntry {
-    std::string_view group;
-    std::string_view item;
+    const std::string& group;
+    const std::string& item;
     double value = 0;
-    std::string_view defect;
+    const std::string& defect;
     int32_t occurrence = 0;
   };
 

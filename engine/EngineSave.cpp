@@ -149,10 +149,10 @@ void Engine1::StoreSubgroup() {
     }
     ProcessTestItems(entries);
     for (const TestEntry& entry : entries) {
-      subgroup.LookupTestGroup(std::string(entry.group));
-      subgroup.LookupTest(std::string(entry.item));
+      subgroup.LookupTestGroup(entry.group);
+      subgroup.LookupTest(entry.item);
       subgroup.AddReading(entry.value, SampleNumber(entry.occurrence), 0, serialNumber,
-                          std::string(entry.defect));
+                          entry.defect);
     }
   }
   subgroup.Save(0);
