@@ -3,7 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <stdexcept>
 
+#include "runtime/Error.h"
+#include "runtime/Text.h"
+#include "runtime/Variant.h"
 #include "tests/runtime/ErrorOf.h"
 
 using namespace runtime;
@@ -21,9 +25,9 @@ TEST(Conversions, RoundToLongRoundsHalfToEvenWithin32Bits) {
 
 TEST(Conversions, LeadingNumberReadsUpToTheFirstCharacterThatCannotContinue) {
   const std::pair<const char*, double> cases[] = {
-      {"10 minutes", 10}, {"2.5", 2.5}, {"3.5", 3.5}, {"-2.5", -2.5}, {"1e3", 1000},  {" \t12", 12},
-      {"abc", 0},         {"", 0},      {"1e", 1},    {"1e+", 1},     {"1.5D2", 150}, {"+.5x", 0.5},
-      {"7.e-1", 0.7},     {"1,5", 1},   {"- 5", 0},   {"1e-400", 0}};
+      {"10 minutes", 10}, {"2.5", 2.5},   {"-2.5", -2.5}, {"1e3", 1000}, {" \t12", 12},
+      {"abc", 0},         {"", 0},        {"1e", 1},      {"1e+", 1},    {"1.5D2", 150},
+      {"+.5x", 0.5},      {"7.e-1", 0.7}, {"1,5", 1},     {"- 5", 0},    {"1e-400", 0}};
   for (const auto& [text, number] : cases) EXPECT_EQ(LeadingNumber(text), number) << text;
   for (const char* text : {"1e400", "0.0001e99999999999999999999"}) {
     EXPECT_EQ(ErrorOf([&] { LeadingNumber(text); }), kOverflow) << text;
@@ -59,4 +63,63 @@ TEST(Conversions, NumberToTextForms) {
   EXPECT_EQ(NumberToText(123456789012345.0), "123456789012345");
   EXPECT_EQ(NumberToText(999999999999999.9), "1E+15");
   EXPECT_EQ(ErrorOf([] { NumberToText(std::nan("")); }), kOverflow);
+}
+
+namespace {
+
+template <typename Call>
+std::string Result(Call&& call) {
+  try {
+    return call();
+  } catch (const Error& e) {
+    return "E" + std::to_string(e.Number());
+  }
+}
+
+// Text, Long, Double, Date and Boolean of a value, then N if numeric and D if a date.
+std::string Conversions(const Variant& v) {
+  return Join({Result([&] { return ToText(v); }), Result([&] { return std::to_string(ToLong(v)); }),
+               Result([&] { return NumberToText(ToDouble(v)); }),
+               Result([&] { return FormatGeneralDate(ToDate(v)); }),
+               Result([&] { return std::string(ToBoolean(v) ? "T" : "F"); }),
+               std::string(IsNumeric(v) ? "N" : "") + (IsDate(v) ? "D" : "")},
+              "|");
+}
+
+}  // namespace
+
+TEST(Variant, EveryKindConvertsOrRaises) {
+  const std::pair<Variant, const char*> cases[] = {
+      {Null, "E94|E94|E94|E94|E94|"},
+      {Variant(), "|0|0|00:00:00|F|N"},
+      {true, "True|-1|-1|E13|T|N"},
+      {int32_t{-7}, "-7|-7|-7|1899-12-23|T|N"},
+      {0.25, "0.25|0|0.25|06:00:00|T|N"},
+      {45351.25, "45351.25|45351|45351.25|2024-02-29 06:00:00|T|N"},
+      {1e12, "1000000000000|E6|1000000000000|E6|T|N"},
+      {MakeDate({2024, 2, 29, 6}), "2024-02-29 06:00:00|45351|45351.25|2024-02-29 06:00:00|T|D"},
+      {Date{}, "00:00:00|0|0|00:00:00|F|D"},
+      {" 2.5 ", " 2.5 |2|2.5|E13|T|N"},
+      {"-1.5D1", "-1.5D1|-15|-15|E13|T|N"},
+      {"3e9", "3e9|E6|3000000000|E13|T|N"},
+      {"10 minutes", "10 minutes|E13|E13|E13|E13|"},
+      {"2024-02-29 06:00", "2024-02-29 06:00|E13|E13|2024-02-29 06:00:00|E13|D"},
+      {"2024-02-30", "2024-02-30|E13|E13|E13|E13|"},
+      {"45351", "45351|45351|45351|E13|T|N"},
+  };
+  for (const auto& [value, converted] : cases) EXPECT_EQ(Conversions(value), converted);
+}
+
+TEST(Error, DescriptionsAndWhatWasThrown) {
+  EXPECT_EQ(Error(kTypeMismatch).NumberAndDescription(), "13 - Type mismatch");
+  EXPECT_STREQ(Error(457).what(),
+               "This key is already associated with an element of this collection");
+  EXPECT_EQ(StandardDescription(1000), "Application-defined or object-defined error");
+  EXPECT_EQ(ToError(std::make_exception_ptr(Error(3265, "Item not found", "X.Y"))).Source(), "X.Y");
+  EXPECT_EQ(ToError(std::make_exception_ptr(std::bad_alloc())).Number(), kOutOfMemory);
+  EXPECT_EQ(ToError(std::make_exception_ptr(std::out_of_range("at"))).Number(),
+            kSubscriptOutOfRange);
+  const Error other = ToError(std::make_exception_ptr(std::runtime_error("disk on fire")));
+  EXPECT_EQ(other.NumberAndDescription(), "5 - disk on fire");
+  EXPECT_EQ(ToError(std::make_exception_ptr(42)).Number(), kInvalidProcedureCall);
 }

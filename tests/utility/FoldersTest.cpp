@@ -47,16 +47,12 @@ class Environment {
   std::map<std::string, std::optional<std::string>> saved_;
 };
 
-std::string PasswdHome() {
-  const passwd* entry = getpwuid(getuid());
-  return entry && entry->pw_dir ? entry->pw_dir : "";
-}
-
 TEST(Folders, TheRegistryAndTheHostFilesComeFromOneResolver) {
   testsupport::TempFolder temp;
   Environment environment;
   const std::string home = temp.File("home");
-  const std::string passwdHome = PasswdHome();
+  const passwd* entry = getpwuid(getuid());
+  const std::string passwdHome = entry && entry->pw_dir ? entry->pw_dir : "";
   ASSERT_FALSE(passwdHome.empty()) << "this user needs a home in the user database";
   // The config, data and state folders under a home folder.
   const auto under = [](const std::string& h) {
