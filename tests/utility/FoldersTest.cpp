@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <map>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "host/DriverRegistry.h"
@@ -86,10 +87,8 @@ TEST(Folders, TheRegistryAndTheHostFilesComeFromOneResolver) {
   EXPECT_EQ(files.LogFolder(), home + "/.local/state/oxaGEPDAD6");
   EXPECT_EQ(files.DataFolder(), home + "/.local/share/oxaGEPDAD6");
   EXPECT_TRUE(std::filesystem::is_directory(home + "/.local/share/oxaGEPDAD6"));
-  for (const char* name : {"DAM_REGISTRY_FILE", "DAM_LOG_DIR", "DAM_SETTINGS_DIR",
-                           "DAM_COMPONENT_DIR", "DAM_DATA_DIR"}) {
-    setenv(name, temp.File(name).c_str(), 1);
-  }
+  // The DAM_ variables, the last five, override the folders one by one.
+  for (const char* name : std::span(kVariables).last(5)) setenv(name, temp.File(name).c_str(), 1);
   EXPECT_EQ(host::DriverRegistryPath(), temp.File("DAM_REGISTRY_FILE"));
   EXPECT_EQ(files.LogFolder(), temp.File("DAM_LOG_DIR"));
   EXPECT_EQ(files.SettingsFolder(), temp.File("DAM_SETTINGS_DIR"));
