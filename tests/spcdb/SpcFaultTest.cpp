@@ -1,17 +1,62 @@
+// What goes wrong around the SPC database: failures that mean the database is away, the
+// database going away between saves, two sessions saving at once, and the SQLite file
+// deleted or replaced at its path (users read it there, so saves follow the path).
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include <filesystem>
 #include <future>
 #include <set>
 
-#include "platform/spcdb/SpcReader.h"
-#include "platform/spcdb/SpcRecord.h"
+#include "platform/spcdb/SpcUnavailable.h"
 #include "tests/spcdb/SpcFixture.h"
+#include "tests/support/Historian.h"
+#include "tests/support/TempFolder.h"
 
 namespace spcdbtest {
 namespace {
 
 using platform::ReadSubgroups;
 using platform::SpcSubgroupData;
+
+// The texts are those the SQLite and PostgreSQL ODBC drivers give through the ODBC layer.
+TEST(SpcUnavailable, ConnectionTimeoutAndLockFailuresAreTheDatabasesAbsenceOthersAreNot) {
+  const std::pair<const char*, bool> cases[] = {
+      {"[SQLSTATE 08001] could not connect to server: No such file or directory", true},
+      {"[SQLSTATE 08S01] Communication link failure", true},
+      {"[SQLSTATE 01000] notice; [SQLSTATE 08006] connection failure", true},
+      {"[SQLSTATE HYT00] Timeout expired", true},
+      {"[SQLSTATE HYT01] Connection timeout expired", true},
+      {"[SQLSTATE 57P01] terminating connection due to administrator command", true},
+      {"[SQLSTATE 57P03] the database system is starting up", true},
+      {"[SQLSTATE 53300] sorry, too many clients already", true},
+      {"[SQLSTATE 40P01] deadlock detected", true},
+      {"[SQLSTATE HY000] database is locked", true},
+      {"[SQLSTATE HY000] Database Is Busy", true},
+      {"[SQLSTATE HY000] server closed the connection unexpectedly", true},
+      {"[SQLSTATE 23505] duplicate key value violates unique constraint", false},
+      {"[SQLSTATE 22003] numeric value out of range", false},
+      {"[SQLSTATE 28P01] password authentication failed for user \"dam\"", false},
+      {"[SQLSTATE 08001] connection to server on socket \"/tmp/.s.PGSQL.5432\" failed: FATAL:  "
+       "password authentication failed for user \"dam\"",
+       false},
+      {"[SQLSTATE 08001] connection to server at \"spc01\" failed: FATAL:  database \"spcx\" "
+       "does not exist",
+       false},
+      {"[SQLSTATE 08001] connection to server at \"spc01\" (10.0.0.5), port 5432 failed: "
+       "Connection refused",
+       true},
+      {"[SQLSTATE 42S02] no such table: subgroups", false},
+      {"[SQLSTATE HY000] attempt to write a readonly database", false},
+      {"[SQLSTATE IM002] Data source name not found and no default driver specified", false},
+      {"The test \"Width\" is not in the SPC database", false},
+      {"[SQLSTATE 0800", false},
+      {"", false},
+  };
+  for (const auto& [text, unavailable] : cases) {
+    EXPECT_EQ(platform::IsUnavailable(runtime::Error(1, text, "ODBC")), unavailable) << text;
+  }
+}
 
 TEST_P(SpcDatabaseTest, DatabaseAwayBetweenSavesLosesOnlyTheFailedSubgroup) {
   database_ = MakeStoppableDatabase(GetParam());
@@ -23,7 +68,7 @@ TEST_P(SpcDatabaseTest, DatabaseAwayBetweenSavesLosesOnlyTheFailedSubgroup) {
   if (!database_->TakeAway()) GTEST_SKIP() << "cannot make the database unwritable here";
   SpcSubgroupData lost = SampleSubgroup(2);
   lost.part = platform::SpcName{"Lost", "Lost part"};
-  runtime::Error error = ErrorOf([&] { SaveSubgroup(session, lost); });
+  runtime::Error error = ErrorFrom([&] { SaveSubgroup(session, lost); });
   database_->GiveBack();
   const std::string prefix = "The subgroup was not saved: ";
   EXPECT_TRUE(error.Description().starts_with(prefix)) << error.Description();
@@ -63,6 +108,64 @@ TEST_P(SpcDatabaseTest, TwoSessionsSavingAtOnceLoseNothing) {
     saved.emplace(subgroup.sessionNumber, subgroup.part->name);
   }
   EXPECT_EQ(saved.size(), 2u * kPerSession);
+}
+
+std::shared_ptr<platform::SpcSession> SessionOn(const std::string& path) {
+  auto session = std::make_shared<platform::SpcSession>();
+  session->Settings().SetConnection(testsupport::SqliteLink(path));
+  session->Open(1, 0);
+  return session;
+}
+
+unsigned Mode(const std::string& path) {
+  struct stat info {};
+  EXPECT_EQ(stat(path.c_str(), &info), 0) << path;
+  return info.st_mode & 07777;
+}
+
+TEST(SpcFile, ASaveAfterTheFileWasDeletedOrReplacedLandsInTheFileAtThePath) {
+  for (const bool replaced : {false, true}) {
+    SCOPED_TRACE(replaced ? "replaced" : "deleted");
+    testsupport::TempFolder folder;
+    const std::string path = folder.File("spc.db");
+    auto session = SessionOn(path);
+    SaveSubgroup(session, SampleSubgroup(1));
+    if (replaced) {
+      const std::string other = folder.File("other.db");
+      testsupport::CreateSqliteDatabase(
+          other, {"CREATE TABLE notes (note TEXT)", "INSERT INTO notes VALUES ('kept')"});
+      std::filesystem::rename(other, path);
+    } else {
+      std::filesystem::remove(path);
+    }
+    SaveSubgroup(session, SampleSubgroup(2));
+
+    const auto saved = ReadSubgroups(*SessionOn(path), 10);
+    ASSERT_EQ(saved.size(), 1u);
+    EXPECT_EQ(saved[0].time, SampleSubgroup(2).time);
+    if (replaced) {
+      platform::OdbcConnection connection;
+      connection.Open(testsupport::SqliteLink(path), "", "");
+      EXPECT_EQ(runtime::ToText(connection.Execute("SELECT note FROM notes")->Field("note")),
+                "kept");
+    }
+  }
+}
+
+TEST(SpcFile, ANewDatabaseAndItsJournalsAreOwnerOnlyWhateverTheUmask) {
+  testsupport::TempFolder folder;
+  const std::string path = folder.File("spc.db");
+  const mode_t umaskBefore = umask(0);
+  auto session = SessionOn(path);
+  SaveSubgroup(session, SampleSubgroup(1));
+  for (const char* suffix : {"", "-wal", "-shm"}) EXPECT_EQ(Mode(path + suffix), 0600u) << suffix;
+
+  // A database that exists keeps the mode its owner gave it.
+  session.reset();
+  chmod(path.c_str(), 0640);
+  SaveSubgroup(SessionOn(path), SampleSubgroup(2));
+  EXPECT_EQ(Mode(path), 0640u);
+  umask(umaskBefore);
 }
 
 }  // namespace

@@ -1,8 +1,5 @@
 #include "tests/spcdb/SpcFixture.h"
 
-#include "platform/spcdb/SpcRecord.h"
-#include "platform/spcdb/SpcSubgroup.h"
-
 namespace spcdbtest {
 
 using host::DescriptorKind;
@@ -84,16 +81,6 @@ std::vector<std::string> Names(platform::SpcSession& session, host::RecordKind k
   for (const auto& record : platform::ListRecords(session, kind, groupId))
     names.push_back(record.Name());
   return names;
-}
-
-runtime::Error ErrorOf(const std::function<void()>& body) {
-  try {
-    body();
-  } catch (const runtime::Error& e) {
-    return e;
-  }
-  ADD_FAILURE() << "no runtime::Error was thrown";
-  return runtime::Error(0, "");
 }
 
 }  // namespace spcdbtest

@@ -1,18 +1,24 @@
 // The fixture every SPC database test runs under, once per database: SQLite always,
 // PostgreSQL when the test script has started a server. It gives each test a fresh
-// database and sessions on it, and builds subgroups through the host interface.
+// database and sessions on it, and builds subgroups through the host interface. It
+// includes what the SPC database tests share.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "platform/odbc/OdbcConnection.h"
+#include "platform/spcdb/SpcErrors.h"
+#include "platform/spcdb/SpcReader.h"
+#include "platform/spcdb/SpcRecord.h"
 #include "platform/spcdb/SpcSession.h"
+#include "platform/spcdb/SpcSubgroup.h"
 #include "platform/spcdb/SpcSubgroupData.h"
 #include "runtime/Error.h"
+#include "tests/runtime/ErrorOf.h"
 #include "tests/support/TestDatabases.h"
 
 namespace spcdbtest {
@@ -47,8 +53,5 @@ int32_t SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session,
 // The names of the records ListRecords gives.
 std::vector<std::string> Names(platform::SpcSession& session, host::RecordKind kind,
                                int32_t groupId = 0);
-
-// The runtime::Error `body` throws; fails the test when it throws none.
-runtime::Error ErrorOf(const std::function<void()>& body);
 
 }  // namespace spcdbtest

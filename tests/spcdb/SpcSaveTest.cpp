@@ -1,9 +1,10 @@
+// Subgroups saved through the host interface and read back, and the names they create
+// found again as the host looks them up.
 #include <gtest/gtest.h>
 
-#include "platform/spcdb/SpcErrors.h"
-#include "platform/spcdb/SpcReader.h"
-#include "platform/spcdb/SpcSubgroup.h"
+#include "common/SpcNames.h"
 #include "tests/spcdb/SpcFixture.h"
+#include "tests/support/FakeComponents.h"
 #include "tests/support/TestClock.h"
 
 namespace spcdbtest {
@@ -11,6 +12,7 @@ namespace {
 
 using host::DescriptorKind;
 using host::RecordKind;
+using platform::ListRecords;
 using platform::ReadSubgroups;
 using platform::SpcSubgroupData;
 using List = std::vector<std::string>;
@@ -105,11 +107,11 @@ TEST_P(SpcDatabaseTest, StrictTestsRefuseUnknownTestGroupsAndTests) {
   auto strict = OpenSession(42, true);
   platform::SpcSubgroup subgroup;
   subgroup.SetDatabase(strict);
-  runtime::Error group = ErrorOf([&] { subgroup.LookupTestGroup("Acoustics"); });
+  runtime::Error group = ErrorFrom([&] { subgroup.LookupTestGroup("Acoustics"); });
   EXPECT_EQ(group.Number(), platform::kSpcUnknownName);
   EXPECT_EQ(group.Description(), "The test group \"Acoustics\" is not in the SPC database");
   subgroup.LookupTestGroup("Dimensions");
-  runtime::Error test = ErrorOf([&] { subgroup.LookupTest("Depth"); });
+  runtime::Error test = ErrorFrom([&] { subgroup.LookupTest("Depth"); });
   EXPECT_EQ(test.Number(), platform::kSpcUnknownName);
   EXPECT_EQ(test.Description(), "The test \"Depth\" is not in the SPC database");
 
@@ -125,21 +127,21 @@ TEST_P(SpcDatabaseTest, StrictTestsRefuseUnknownTestGroupsAndTests) {
 TEST_P(SpcDatabaseTest, BadSubgroupsFailClearlyAndStoreNothing) {
   auto session = OpenSession();
   platform::SpcSubgroup subgroup;
-  EXPECT_EQ(ErrorOf([&] { subgroup.Save(0); }).Number(), runtime::kObjectNotSet);
-  EXPECT_EQ(ErrorOf([&] { subgroup.SetDatabase(std::make_shared<ForeignSession>()); }).Number(),
+  EXPECT_EQ(ErrorFrom([&] { subgroup.Save(0); }).Number(), runtime::kObjectNotSet);
+  EXPECT_EQ(ErrorFrom([&] { subgroup.SetDatabase(std::make_shared<ForeignSession>()); }).Number(),
             runtime::kTypeMismatch);
   subgroup.SetDatabase(session);
-  EXPECT_EQ(ErrorOf([&] { subgroup.AddReading(1, 1, 0, "", ""); }).Number(),
+  EXPECT_EQ(ErrorFrom([&] { subgroup.AddReading(1, 1, 0, "", ""); }).Number(),
             runtime::kInvalidProcedureCall);
   subgroup.LookupTest("T");
-  EXPECT_EQ(ErrorOf([&] { subgroup.AddReading(1, 0, 0, "", ""); }).Number(),
+  EXPECT_EQ(ErrorFrom([&] { subgroup.AddReading(1, 0, 0, "", ""); }).Number(),
             runtime::kInvalidProcedureCall);
-  EXPECT_EQ(ErrorOf([&] { subgroup.SetSize(-1); }).Number(), runtime::kInvalidProcedureCall);
+  EXPECT_EQ(ErrorFrom([&] { subgroup.SetSize(-1); }).Number(), runtime::kInvalidProcedureCall);
 
   // A new part needs a group to be created in; the whole subgroup fails.
   subgroup.SetName(DescriptorKind::Part, "Orphan");
   subgroup.AddReading(1, 1, 0, "", "");
-  runtime::Error orphan = ErrorOf([&] { subgroup.Save(0); });
+  runtime::Error orphan = ErrorFrom([&] { subgroup.Save(0); });
   EXPECT_EQ(orphan.Description(),
             "The subgroup was not saved: The part \"Orphan\" is not in the SPC database and no "
             "part group was given to create it in");
@@ -149,11 +151,118 @@ TEST_P(SpcDatabaseTest, BadSubgroupsFailClearlyAndStoreNothing) {
   subgroup.LookupTestGroup("G");
   subgroup.LookupTest("");
   subgroup.AddReading(1, 1, 0, "", "");
-  EXPECT_EQ(ErrorOf([&] { subgroup.Save(0); }).Description(),
+  EXPECT_EQ(ErrorFrom([&] { subgroup.Save(0); }).Description(),
             "The subgroup was not saved: The test name is empty");
   EXPECT_TRUE(ReadSubgroups(*session, 10).empty());
   EXPECT_TRUE(Names(*session, RecordKind::Test).empty());
   EXPECT_TRUE(Names(*session, RecordKind::TestGroup).empty());
+}
+
+using ByName = common::RecordPtr (*)(host::Components&, const common::DatabasePtr&,
+                                     const std::string&);
+using ById = common::RecordPtr (*)(host::Components&, const common::DatabasePtr&, int32_t);
+
+struct Family {
+  ByName name;
+  ByName groupName;
+  ById groupId;
+  const char* groupField;
+  std::string group, item;
+  // The same item and group spelt in another case.
+  std::string otherGroup, otherItem;
+};
+
+// -1 when there is no record at all, to tell it from a record not found (0).
+int32_t IdOf(const common::RecordPtr& record) {
+  return record ? record->Id() : -1;
+}
+
+TEST_P(SpcDatabaseTest, ResolvesRecordsByNameAndGroupsByIdOnlyWhereTheyAre) {
+  auto session = OpenSession();
+  SaveSubgroup(session, SampleSubgroup(1));
+  testsupport::FakeComponents components;
+  components.recordFactory = [](RecordKind kind) {
+    return std::make_unique<platform::SpcRecord>(kind);
+  };
+  const Family families[] = {
+      {common::ResolvePartName, common::ResolvePartGroupName, common::ResolvePartGroupID, "Ptgp",
+       "Gehäuse", "O'Brien \"Ä€\" 7", "GEHÄUSE", "o'brien \"ä€\" 7"},
+      {common::ResolvePrcsName, common::ResolvePrcsGroupName, common::ResolvePrcsGroupID, "Prgp",
+       "Line 1", "Milling", "LINE 1", "mILLING"},
+      {common::ResolveTestName, common::ResolveTestGroupName, common::ResolveTestGroupID, "Tsgp",
+       "Dimensions", "Höhe", "dimensions", "HÖHE"},
+      {common::ResolveJobName, common::ResolveJobGroupName, common::ResolveJobGroupID, "Jbgp",
+       "Jobs", "J-1", "JOBS", "j-1"},
+      {common::ResolveShftName, common::ResolveShftGroupName, common::ResolveShftGroupID, "Shgp",
+       "Shifts", "Früh", "sHIFTS", "FRÜH"},
+  };
+  for (const Family& family : families) {
+    SCOPED_TRACE(family.item);
+    auto record = family.name(components, session, family.item);
+    ASSERT_GT(IdOf(record), 0);
+    EXPECT_EQ(record->Name(), family.item);
+    EXPECT_EQ(runtime::ToText(record->Field("Name")), family.item);
+    auto group = family.groupName(components, session, family.group);
+    ASSERT_GT(IdOf(group), 0);
+    EXPECT_EQ(runtime::ToLong(record->Field(family.groupField)), group->Id());
+    EXPECT_EQ(family.groupId(components, session, group->Id())->Name(), family.group);
+    EXPECT_EQ(IdOf(family.name(components, session, family.otherItem)), record->Id());
+    EXPECT_EQ(family.name(components, session, family.otherItem)->Name(), family.item);
+    EXPECT_EQ(IdOf(family.groupName(components, session, family.otherGroup)), group->Id());
+
+    EXPECT_EQ(IdOf(family.name(components, session, family.item + " ")), 0);
+    EXPECT_EQ(IdOf(family.name(components, session, family.group)), 0);
+    EXPECT_EQ(IdOf(family.groupName(components, session, family.item)), 0);
+    auto missing = family.groupId(components, session, 999999);
+    ASSERT_EQ(IdOf(missing), 0);
+    EXPECT_EQ(missing->Name(), "");
+  }
+
+  // A descriptor is found only within its own group.
+  int32_t operators = IdOf(common::ResolveDescGroupName(components, session, "Operators"));
+  int32_t machines = IdOf(common::ResolveDescGroupName(components, session, "Machines"));
+  ASSERT_GT(operators, 0);
+  ASSERT_GT(machines, 0);
+  EXPECT_EQ(common::ResolveDescGroupID(components, session, machines)->Name(), "Machines");
+  auto anna = common::ResolveDescName(components, session, "Anna", operators);
+  ASSERT_GT(IdOf(anna), 0);
+  EXPECT_EQ(runtime::ToLong(anna->Field("Dsgp")), operators);
+  EXPECT_EQ(IdOf(common::ResolveDescName(components, session, "Anna", machines)), 0);
+  EXPECT_EQ(IdOf(common::ResolveDescName(components, session, "Anna", 0)), 0);
+  EXPECT_GT(
+      IdOf(common::ResolveDescName(components, session, "M1'); DROP TABLE parts;--", machines)), 0);
+
+  // Faults end the look-up early: a record never loaded, or none at all.
+  EXPECT_EQ(IdOf(common::ResolvePartName(components, nullptr, "O'Brien \"Ä€\" 7")), 0);
+  EXPECT_EQ(IdOf(common::ResolveJobName(components, std::make_shared<ForeignSession>(), "J-1")), 0);
+  components.recordFactory = nullptr;
+  EXPECT_EQ(common::ResolveShftName(components, session, "Früh"), nullptr);
+}
+
+TEST_P(SpcDatabaseTest, ListsRecordsOfAKindOptionallyWithinAGroup) {
+  auto session = OpenSession();
+  SaveSubgroup(session, SampleSubgroup(1));
+  SpcSubgroupData more = SampleSubgroup(2);
+  more.readings = {{"Visual", "Dents", 1, 1, "", ""}, {"Electrical", "Ohm", 1, 5, "", ""}};
+  SaveSubgroup(session, more);
+  EXPECT_EQ(Names(*session, RecordKind::Test),
+            (List{"Dents", "Höhe", "Ohm", "Scratches", "Width"}));
+  EXPECT_EQ(Names(*session, RecordKind::TestGroup), (List{"Dimensions", "Electrical", "Visual"}));
+  int32_t visual = ListRecords(*session, RecordKind::TestGroup).at(2).Id();
+  auto inVisual = ListRecords(*session, RecordKind::Test, visual);
+  EXPECT_EQ(Names(*session, RecordKind::Test, visual), (List{"Dents", "Scratches"}));
+  EXPECT_EQ(runtime::ToLong(inVisual.at(0).Field("Tsgp")), visual);
+  EXPECT_TRUE(ListRecords(*session, RecordKind::Part, 999999).empty());
+
+  EXPECT_EQ(ErrorFrom([&] { ListRecords(*session, RecordKind::PartGroup, visual); }).Number(),
+            runtime::kInvalidProcedureCall);
+  EXPECT_EQ(ErrorFrom([&] { inVisual[0].Field("Ptgp"); }).Number(), 3265);
+  // Record keys are checked before anything is loaded.
+  platform::SpcRecord record(RecordKind::Part);
+  EXPECT_EQ(ErrorFrom([&] { record.Load(*session, 0); }).Number(), runtime::kInvalidProcedureCall);
+  EXPECT_EQ(ErrorFrom([&] { record.SetNameKey(2); }).Number(), runtime::kInvalidProcedureCall);
+  platform::SpcRecord group(RecordKind::PartGroup);
+  EXPECT_EQ(ErrorFrom([&] { group.SetGroupIdKey(1); }).Number(), runtime::kInvalidProcedureCall);
 }
 
 }  // namespace

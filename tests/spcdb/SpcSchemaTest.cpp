@@ -1,9 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "platform/odbc/OdbcConnection.h"
-#include "platform/spcdb/SpcErrors.h"
-#include "platform/spcdb/SpcReader.h"
-#include "platform/spcdb/SpcRecord.h"
 #include "platform/spcdb/SpcSchema.h"
 #include "platform/spcdb/SpcTables.h"
 #include "tests/spcdb/SpcFixture.h"
@@ -39,7 +35,7 @@ TEST_P(SpcDatabaseTest, SchemaIsCreatedOnFirstOpenKeptOnReopenAndUpgradedFromEmp
   EXPECT_EQ(Query(*database_, kVersions), kCurrent);
 
   Query(*database_, "UPDATE schema_version SET version = 99");
-  runtime::Error error = ErrorOf([&] { OpenSession(); });
+  runtime::Error error = ErrorFrom([&] { OpenSession(); });
   EXPECT_EQ(error.Number(), platform::kSpcSchemaMismatch);
   EXPECT_NE(error.Description().find("schema version 99"), std::string::npos)
       << error.Description();
@@ -63,7 +59,7 @@ TEST_P(SpcDatabaseTest, OldDatabasesUpgradeToNamesWithoutCaseOrSayWhyNot) {
   Query(*database_,
         "INSERT INTO tests (name, group_id) SELECT 'wIDTH', group_id FROM tests WHERE name = "
         "'Width'");
-  runtime::Error error = ErrorOf([&] { OpenSession(); });
+  runtime::Error error = ErrorFrom([&] { OpenSession(); });
   EXPECT_EQ(error.Number(), platform::kSpcSchemaMismatch);
   EXPECT_NE(error.Description().find("test \"Width\" and \"wIDTH\""), std::string::npos)
       << error.Description();
@@ -101,11 +97,11 @@ TEST_P(SpcDatabaseTest, SubgroupsNameTheirConfigurationAndOlderDatabasesKeepThei
 TEST(SpcSessionTest, SessionWithoutDatabaseFailsClearly) {
   platform::SpcSession unopened;
   unopened.Settings().SetConnection("Driver=SQLite3;Database=/tmp/never-opened.db");
-  EXPECT_EQ(ErrorOf([&] { platform::ReadSubgroups(unopened, 1); }).Number(),
+  EXPECT_EQ(ErrorFrom([&] { platform::ReadSubgroups(unopened, 1); }).Number(),
             platform::kSpcSessionClosed);
 
   platform::SpcSession unset;
-  runtime::Error error = ErrorOf([&] { unset.Open(1, 0); });
+  runtime::Error error = ErrorFrom([&] { unset.Open(1, 0); });
   EXPECT_EQ(error.Number(), platform::kSpcSessionClosed);
   EXPECT_EQ(error.Description(),
             "No SPC database is set: the session's connection setting is empty");

@@ -8,11 +8,7 @@
 #include <chrono>
 #include <thread>
 
-#include "platform/odbc/OdbcConnection.h"
-#include "platform/spcdb/SpcErrors.h"
-#include "platform/spcdb/SpcReader.h"
 #include "platform/spcdb/SpcSpool.h"
-#include "platform/spcdb/SpcSubgroup.h"
 #include "platform/spcdb/SpcWriter.h"
 #include "tests/spcdb/SpcFixture.h"
 #include "tests/support/TempFolder.h"
@@ -180,7 +176,7 @@ TEST_F(SpoolOnLockedFile, AFullSpoolFailsTheSaveAndSaysSo) {
   auto session = SpoolingSession(database->ConnectionString(), spool);
   Keep(*spool, 0, 1);
 
-  const runtime::Error full = ErrorOf([&] { SaveSubgroup(session, SampleSubgroup(1)); });
+  const runtime::Error full = ErrorFrom([&] { SaveSubgroup(session, SampleSubgroup(1)); });
   EXPECT_EQ(full.Number(), platform::kSpcSpoolFull);
   EXPECT_TRUE(full.Description().starts_with("The subgroup was not saved: ")) << full.Description();
   EXPECT_NE(full.Description().find("is full"), std::string::npos) << full.Description();
@@ -232,7 +228,7 @@ TEST_P(SpoolOnDatabase, TwoHostsForwardingOneSpoolSaveEachSubgroupOnce) {
 TEST_P(SpoolOnDatabase, TheSubgroupsOwnFailuresAreNeverKept) {
   auto spool = MakeSpool();
   auto strict = SpoolingSession(database_->ConnectionString(), spool, true);
-  const runtime::Error unknown = ErrorOf([&] { SaveSubgroup(strict, SampleSubgroup(0)); });
+  const runtime::Error unknown = ErrorFrom([&] { SaveSubgroup(strict, SampleSubgroup(0)); });
   EXPECT_EQ(unknown.Number(), platform::kSpcUnknownName) << unknown.Description();
   EXPECT_EQ(spool->Depth(), 0);
   EXPECT_TRUE(log_.empty());
