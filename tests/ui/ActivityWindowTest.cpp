@@ -1,13 +1,9 @@
 // The activity window over a real engine collecting from an SQLite historian.
-#include <QApplication>
-#include <QTabWidget>
-#include <QTest>
-#include <QTreeWidget>
 #include <map>
 
 #include "platform/odbc/OdbcConnection.h"
 #include "tests/engine/EngineFixture.h"
-#include "tests/ui/ListText.h"
+#include "tests/ui/DialogDriving.h"
 #include "ui/frmActivity.h"
 
 namespace {
@@ -31,7 +27,7 @@ class ActivityWindowTest : public enginetest::EngineTest {
     window.show();
   }
 
-  QTreeWidget& List(const char* name) { return *window.findChild<QTreeWidget*>(name); }
+  QTreeWidget& List(const char* name) { return uitest::Control<QTreeWidget>(window, name); }
   Lines Rows(const char* name) { return uitest::Rows(List(name)); }
 
   ui::frmActivity window{components};

@@ -1,28 +1,18 @@
 // The configuration dialog on real configurations: a real SQLite historian behind the
 // data link, items edited through the item dialogs as a user does.
-#include <gtest/gtest.h>
-
-#include <QCheckBox>
-#include <QComboBox>
 #include <QDateEdit>
-#include <QLineEdit>
-#include <QListWidget>
-#include <QPushButton>
-#include <QTabWidget>
-#include <QTest>
 #include <QTimeEdit>
-#include <QTreeWidget>
 
 #include "tests/support/FakeComponents.h"
 #include "tests/support/Historian.h"
 #include "tests/ui/DialogDriving.h"
-#include "tests/ui/ListText.h"
 #include "ui/frmConfigure.h"
 
 namespace {
 
+using uitest::Box;
 using uitest::Control;
-using Lines = std::vector<std::string>;
+using uitest::Lines;
 
 // Answers the data link dialog with a fixed string, or cancels.
 class ScriptedDataLink : public host::DataLinkDialog {
@@ -63,6 +53,9 @@ class ConfigureDialogTest : public ::testing::Test {
   static int Selected(ui::frmConfigure& form, const char* name) {
     return ui::SelectedRow(List(form, name));
   }
+  static bool Red(ui::frmConfigure& form) {
+    return Box(form, "txtConnection").palette().color(QPalette::Base) == QColor(255, 0, 0);
+  }
 
   testsupport::FakeComponents components;
   std::string historian = testsupport::CreateSqliteDatabase(components.Root().File("h.db"),
@@ -80,10 +73,9 @@ TEST_F(ConfigureDialogTest, LoadsEveryTabAndMarksAFailedLinkRed) {
   auto form = Open(lists + "\r\nACTIVE=1\r\nSUBGROUPINTERVAL=5\r\nSUBGROUPUNIT=2");
   EXPECT_EQ(Control<QTabWidget>(*form, "TabStrip1").currentIndex(), 0);
   EXPECT_TRUE(Control<QCheckBox>(*form, "chkActive").isChecked());
-  EXPECT_EQ(Control<QLineEdit>(*form, "txtName").text(), "Line 1");
-  auto& connection = Control<QLineEdit>(*form, "txtConnection");
-  EXPECT_EQ(connection.text(), "Connection Ready");
-  EXPECT_NE(connection.palette().color(QPalette::Base), QColor(255, 0, 0));
+  EXPECT_EQ(Box(*form, "txtName").text(), "Line 1");
+  EXPECT_EQ(Box(*form, "txtConnection").text(), "Connection Ready");
+  EXPECT_FALSE(Red(*form));
   EXPECT_EQ(Control<QComboBox>(*form, "cboSubgroupUnit").currentText(), "Hours");
   EXPECT_EQ(uitest::Rows(List(*form, "lvwDescriptors")),
             (Lines{"Part | Gear | Gears", "Lot | %TAG(Value, Lot) | ",
@@ -97,16 +89,16 @@ TEST_F(ConfigureDialogTest, LoadsEveryTabAndMarksAFailedLinkRed) {
   EXPECT_TRUE(form->IsLoaded());
 
   auto failed = Open("NAME=Broken\r\nDATALINK=Driver=NoSuchDriver;Database=x");
-  auto& red = Control<QLineEdit>(*failed, "txtConnection");
-  EXPECT_EQ(red.palette().color(QPalette::Base), QColor(255, 0, 0));
-  EXPECT_EQ(red.toolTip().toStdString(), failed->Configuration()->DataLinkError());
-  EXPECT_NE(red.toolTip().toStdString().find(" - "), std::string::npos) << "number - text";
+  EXPECT_TRUE(Red(*failed));
+  const std::string tip = Box(*failed, "txtConnection").toolTip().toStdString();
+  EXPECT_EQ(tip, failed->Configuration()->DataLinkError());
+  EXPECT_NE(tip.find(" - "), std::string::npos) << "number - text";
 }
 
 TEST_F(ConfigureDialogTest, DataLinkIsTestedAgainOnlyWhenItReallyChanged) {
   auto form = Open("NAME=Line 1\r\nDATALINK=" + historian);
   // Typed before the link is edited, and kept through it.
-  Control<QLineEdit>(*form, "txtName").setText("Line 1 renamed");
+  Box(*form, "txtName").setText("Line 1 renamed");
   Control<QCheckBox>(*form, "chkActive").setChecked(true);
   const struct {
     std::optional<std::string> answer;
@@ -125,12 +117,10 @@ TEST_F(ConfigureDialogTest, DataLinkIsTestedAgainOnlyWhenItReallyChanged) {
     uitest::Click(*form, "bnDataLink");
     EXPECT_EQ(components.connectionsCreated > before, test.tested) << test.answer.value_or("-");
     if (test.state) {
-      EXPECT_EQ(Control<QLineEdit>(*form, "txtConnection").text(), test.state);
-    } else {
-      EXPECT_EQ(Control<QLineEdit>(*form, "txtConnection").palette().color(QPalette::Base),
-                QColor(255, 0, 0));
+      EXPECT_EQ(Box(*form, "txtConnection").text(), test.state);
     }
-    EXPECT_EQ(Control<QLineEdit>(*form, "txtName").text(), "Line 1 renamed");
+    EXPECT_EQ(Red(*form), !test.state);
+    EXPECT_EQ(Box(*form, "txtName").text(), "Line 1 renamed");
     EXPECT_TRUE(Control<QCheckBox>(*form, "chkActive").isChecked());
   }
   EXPECT_EQ(linksShown.front(), historian);
@@ -141,11 +131,11 @@ TEST_F(ConfigureDialogTest, OKWritesTheSamplingValuesAndAHandlerMayKeepTheDialog
   auto form = Open("NAME=Line 1\r\nDATALINK=" + historian);
   Control<QDateEdit>(*form, "dtDate").setDate(QDate(2024, 2, 29));
   Control<QTimeEdit>(*form, "dtTime").setTime(QTime(6, 30, 15));
-  Control<QLineEdit>(*form, "txtSubgroupInterval").setText("2.5");
-  Control<QLineEdit>(*form, "txtRetryInterval").setText(" 7 min");
+  Box(*form, "txtSubgroupInterval").setText("2.5");
+  Box(*form, "txtRetryInterval").setText(" 7 min");
   Control<QComboBox>(*form, "cboRetryUnit").setCurrentIndex(3);
   Control<QCheckBox>(*form, "chkActive").setCheckState(Qt::PartiallyChecked);
-  Control<QLineEdit>(*form, "txtName").setText("  Line 2 ");
+  Box(*form, "txtName").setText("  Line 2 ");
   int updates = 0;
   bool refuse = true;
   auto handler = form->SetupUpdate.Subscribe([&](config::Configuration1& edited, bool& cancel) {
@@ -167,8 +157,8 @@ TEST_F(ConfigureDialogTest, OKWritesTheSamplingValuesAndAHandlerMayKeepTheDialog
             "2024-02-29 06:30:15");
 
   refuse = false;
-  Control<QLineEdit>(*form, "txtRetryInterval").setText("abc");
-  QTest::keyClick(Control<QLineEdit>(*form, "txtName").window(), Qt::Key_Return);
+  Box(*form, "txtRetryInterval").setText("abc");
+  QTest::keyClick(form.get(), Qt::Key_Return);
   EXPECT_EQ(updates, 2);
   EXPECT_TRUE(form->OKPressed());
   EXPECT_EQ(saved.RetryInterval(), 0) << "letters only save 0";
@@ -220,7 +210,7 @@ TEST_F(ConfigureDialogTest, ListsKeepTheirSelectionThroughAddEditAndDelete) {
     auto& types = Control<QListWidget>(picker, "lstTypes");
     types.setCurrentRow(types.count() - 2);  // Size
     uitest::WhenModal([](QDialog& dialog) {
-      QTest::keyClicks(&Control<QLineEdit>(dialog, "txtItem"), "%TAG(Value, Size)");
+      QTest::keyClicks(&Box(dialog, "txtItem"), "%TAG(Value, Size)");
       QTest::keyClick(&dialog, Qt::Key_Return);
     });
     QTest::keyClick(&picker, Qt::Key_Return);
@@ -246,7 +236,7 @@ TEST_F(ConfigureDialogTest, ListsKeepTheirSelectionThroughAddEditAndDelete) {
     Control<QComboBox>(dialog, "cboEvaluation").setCurrentIndex(6);
     QTest::keyClick(&dialog, Qt::Key_Return);
   });
-  uitest::DoubleClick(conditions, conditions.visualItemRect(conditions.topLevelItem(1)));
+  uitest::DoubleClick(conditions, 1);
   EXPECT_EQ(uitest::Rows(conditions),
             (Lines{"%TAG(Value, Run) IS NEW", "%TAG(Value, Speed) <> 10"}));
   EXPECT_EQ(Selected(*form, "lvwConditions"), 1);

@@ -1,20 +1,13 @@
 // The dam program's windows in this process: the main window and `dam setup`, with the real
 // module from a registry of the test's own, the configuration dialog answered the ways a
 // user ends it, and the file on disk afterwards.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <QLineEdit>
-#include <QPushButton>
-#include <QTest>
-#include <QTimer>
-#include <QTreeWidget>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
+#include <iterator>
 #include <regex>
-#include <sstream>
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/DriverModule.h"
@@ -22,11 +15,9 @@
 #include "tests/support/Historian.h"
 #include "tests/support/TempFolder.h"
 #include "tests/ui/DialogDriving.h"
-#include "tests/ui/ListText.h"
 
 namespace {
 
-using uitest::Control;
 using Action = std::function<void(QDialog&)>;
 
 const char* const kFolders[] = {"DAM_LOG_DIR", "DAM_SETTINGS_DIR", "DAM_COMPONENT_DIR",
@@ -34,9 +25,7 @@ const char* const kFolders[] = {"DAM_LOG_DIR", "DAM_SETTINGS_DIR", "DAM_COMPONEN
 
 std::string FileText(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
+  return {std::istreambuf_iterator<char>(in), {}};
 }
 
 const Action kOkButton = [](QDialog& d) { uitest::Click(d, "bnOK"); };
@@ -62,7 +51,7 @@ class DamWindowsTest : public ::testing::Test {
   void WhenSetup(const std::string& rename, const Action& end) {
     shownName.clear();
     uitest::WhenModal([=, this](QDialog& dialog) {
-      auto& name = Control<QLineEdit>(dialog, "txtName");
+      auto& name = uitest::Box(dialog, "txtName");
       shownName = name.text().toStdString();
       if (!rename.empty()) name.setText(QString::fromStdString(rename));
       end(dialog);
@@ -113,7 +102,7 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
 
   list->setCurrentItem(list->topLevelItem(1));
   for (const char* button : {"bnStart", "bnStop", "bnPause", "bnSetup", "bnActivity", "bnAbout"}) {
-    EXPECT_FALSE(Control<QPushButton>(window, button).isEnabled()) << button;
+    EXPECT_FALSE(uitest::Enabled(window, button)) << button;
   }
   list->setCurrentItem(list->topLevelItem(0));
   // Setup: Cancel leaves the file alone; OK rewrites it and renames the row.
@@ -179,9 +168,8 @@ TEST_F(DamWindowsTest, SetupWritesOnlyOnOkAndReplacesTheFileByANewOneKeepingTheO
   EXPECT_EQ(FileText(path + ".bak"), original);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(files.Path()), {}), 2)
       << "no temporary file is left";
-  std::stringstream seen;
-  seen << earlier.rdbuf();
-  EXPECT_EQ(seen.str(), original) << "replaced by a new file, not rewritten";
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(earlier), {}), original)
+      << "replaced by a new file, not rewritten";
   struct stat status {};
   ASSERT_EQ(stat(path.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0640u) << "the owner's mode is kept";

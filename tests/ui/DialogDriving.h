@@ -1,5 +1,5 @@
-// Helpers for tests that drive the modal dialogs: acting on the dialog a modal call opens,
-// reaching controls by name, and pressing their accelerators.
+// Helpers for tests that drive the windows: acting on the dialog a modal call opens,
+// reaching controls by name, pressing their accelerators, and reading lists back as text.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -7,16 +7,25 @@
 #include <QAbstractButton>
 #include <QAbstractItemView>
 #include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
 #include <QDialog>
+#include <QLineEdit>
+#include <QListWidget>
 #include <QPointer>
+#include <QPushButton>
+#include <QTabWidget>
 #include <QTest>
 #include <QTimer>
+#include <QTreeWidget>
 #include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
 
 namespace uitest {
+
+using Lines = std::vector<std::string>;
 
 // Runs `act` on the next modal dialog, once the event loop is running in it. A dialog left
 // open would wait for a user who never comes: it is closed, and `leftOpen` says so when
@@ -46,6 +55,12 @@ T& Control(const QWidget& form, const char* name) {
 inline void Click(const QWidget& form, const char* button) {
   Control<QAbstractButton>(form, button).click();
 }
+inline bool Enabled(const QWidget& form, const char* name) {
+  return Control<QWidget>(form, name).isEnabled();
+}
+inline QLineEdit& Box(const QWidget& form, const char* name) {
+  return Control<QLineEdit>(form, name);
+}
 
 // The top-level windows named `name`.
 inline std::vector<QWidget*> TopLevels(const char* name) {
@@ -54,6 +69,19 @@ inline std::vector<QWidget*> TopLevels(const char* name) {
     if (widget->objectName() == name) windows.push_back(widget);
   }
   return windows;
+}
+
+// A report-style list, one string per row, columns joined by " | ".
+inline Lines Rows(const QTreeWidget& list) {
+  Lines rows;
+  for (int i = 0; i < list.topLevelItemCount(); ++i) {
+    std::string row;
+    for (int column = 0; column < list.columnCount(); ++column) {
+      row += (column ? " | " : "") + list.topLevelItem(i)->text(column).toStdString();
+    }
+    rows.push_back(row);
+  }
+  return rows;
 }
 
 // Shows `form` as the active window, so that keys reach it.
@@ -71,10 +99,12 @@ inline void AltClick(QWidget& form, Qt::Key key) {
   QTest::qWait(300);
 }
 
-// As a user does it: the first click selects, the second one makes it a double click.
-inline void DoubleClick(QAbstractItemView& list, const QRect& row) {
-  QTest::mouseClick(list.viewport(), Qt::LeftButton, {}, row.center());
-  QTest::mouseDClick(list.viewport(), Qt::LeftButton, {}, row.center());
+// Double-clicks row `row` as a user does: the first click selects, the second one makes it
+// a double click.
+inline void DoubleClick(QAbstractItemView& list, int row) {
+  const QPoint at = list.visualRect(list.model()->index(row, 0)).center();
+  QTest::mouseClick(list.viewport(), Qt::LeftButton, {}, at);
+  QTest::mouseDClick(list.viewport(), Qt::LeftButton, {}, at);
 }
 
 // Shows `form` as the active window and presses Alt with each key of `steps` in turn:

@@ -1,13 +1,6 @@
 // The driver object's windows: the activity window it opens and the about box.
-#include <gtest/gtest.h>
-
-#include <QApplication>
-#include <QLineEdit>
 #include <QMainWindow>
 #include <QMessageBox>
-#include <QTest>
-#include <QTimer>
-#include <QTreeWidget>
 
 #include "driver/Version1.h"
 #include "driver/VersionInfo.h"
@@ -20,7 +13,6 @@
 #include "tests/support/RecordingSubgroup.h"
 #include "tests/support/TestClock.h"
 #include "tests/ui/DialogDriving.h"
-#include "tests/ui/ListText.h"
 
 namespace {
 
@@ -118,12 +110,11 @@ TEST_F(DriverWindowsTest, AboutBoxNamesProductVersionAndModuleAndBelongsToTheMai
   mainWindow.show();
   QString text;
   QWidget* owner = nullptr;
-  QTimer::singleShot(0, [&] {
-    auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
-    ASSERT_NE(box, nullptr);
-    text = box->windowTitle() + "\n" + box->text() + "\n" + box->informativeText();
-    owner = box->parentWidget();
-    box->accept();
+  uitest::WhenModal([&](QDialog& dialog) {
+    auto& box = dynamic_cast<QMessageBox&>(dialog);
+    text = box.windowTitle() + "\n" + box.text() + "\n" + box.informativeText();
+    owner = box.parentWidget();
+    box.accept();
   });
   version1->ShowAbout();
   EXPECT_TRUE(text.contains(driver::kProductName)) << text.toStdString();

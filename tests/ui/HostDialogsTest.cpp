@@ -1,14 +1,8 @@
 // The host's dialogs on this platform: the selection dialogs on a real SQLite SPC database
 // and the data link dialog on the driver manager's real lists. Enter is OK and Escape is
 // Cancel from every control.
-#include <gtest/gtest.h>
-
-#include <QComboBox>
 #include <QLabel>
-#include <QLineEdit>
 #include <QTableWidget>
-#include <QTest>
-#include <QTreeWidget>
 
 #include "platform/components/OdbcDataLinkDialog.h"
 #include "platform/components/SpcSelectionDialog.h"
@@ -19,6 +13,7 @@
 
 namespace {
 
+using uitest::Box;
 using uitest::Control;
 
 // Gives `control` the focus in the running dialog and presses `key` on it.
@@ -79,9 +74,9 @@ TEST(HostDialogsTest, SelectionStartsOnTheGivenRecordOrGroupAndEnterTakesOnlyARe
   auto& list = Control<QTreeWidget>(dialog, "lvwRecords");
   dialog.accept();
   EXPECT_TRUE(dialog.result() != QDialog::Accepted) << "a group is no choice";
-  Control<QLineEdit>(dialog, "txtFilter").setText("xyz");
+  Box(dialog, "txtFilter").setText("xyz");
   EXPECT_TRUE(list.topLevelItem(0)->isHidden());
-  Control<QLineEdit>(dialog, "txtFilter").setText("GEA");
+  Box(dialog, "txtFilter").setText("GEA");
   EXPECT_FALSE(list.topLevelItem(0)->child(0)->isHidden());
   list.setCurrentItem(list.topLevelItem(0)->child(0));
   dialog.accept();
@@ -130,7 +125,7 @@ TEST_F(DataLinkTest, ATypedStringIsTakenOnEnterAndDroppedOnEscapeFromEveryContro
     link = "Driver=SQLite3;Database=/srv/h.db";
     std::string shown, firstKey;
     const bool confirmed = Edit([&](QDialog& dialog) {
-      auto& raw = Control<QLineEdit>(dialog, "txtRaw");
+      auto& raw = Box(dialog, "txtRaw");
       KeyOn(dialog, "txtRaw", Qt::Key_End);
       raw.selectAll();
       QTest::keyClicks(&raw, test.typed);
@@ -150,7 +145,7 @@ TEST_F(DataLinkTest, ATypedStringIsTakenOnEnterAndDroppedOnEscapeFromEveryContro
 TEST_F(DataLinkTest, ListsDriversHidesPasswordsAndEditsKeysByKeyboard) {
   EXPECT_GE(Control<QComboBox>(dialog, "cboDriver").findText("SQLite3"), 0);
   dialog.SetConnection("Driver=SQLite3;Database=/srv/h.db;PWD=secret");
-  auto& raw = Control<QLineEdit>(dialog, "txtRaw");
+  auto& raw = Box(dialog, "txtRaw");
   EXPECT_EQ(raw.text(), "Driver=SQLite3;Database=/srv/h.db;PWD=***");
   auto& keys = Control<QTableWidget>(dialog, "tblKeys");
   ASSERT_EQ(keys.rowCount(), 3);

@@ -3,15 +3,6 @@
 // of every setup dialog, the host's included, reaches its control, letters shared by two
 // controls move between them, Alt+digit picks a tab and gives its first control the focus,
 // and on a list tab the letters press the buttons.
-#include <gtest/gtest.h>
-
-#include <QComboBox>
-#include <QLabel>
-#include <QLineEdit>
-#include <QListWidget>
-#include <QPushButton>
-#include <QTest>
-
 #include "common/SpcNames.h"
 #include "platform/components/OdbcDataLinkDialog.h"
 #include "platform/components/SpcSelectionDialog.h"
@@ -27,7 +18,29 @@
 
 namespace {
 
+using uitest::Box;
 using uitest::Control;
+using uitest::Enabled;
+// Where a selection dialog was started: its kind, initial id and initial group id.
+using Runs = std::vector<std::tuple<host::SelectionKind, int32_t, int32_t>>;
+
+// Records every run; confirms `choice` when it has one, else cancels.
+class RecordingSelection : public host::SelectionDialog {
+ public:
+  RecordingSelection(Runs& runs, host::SelectionKind kind,
+                     std::optional<platform::SpcRecord> choice)
+      : runs_(runs), kind_(kind), choice_(std::move(choice)) {}
+  bool Run(host::DatabaseSession&, int32_t initialId, int32_t initialGroupId) override {
+    runs_.emplace_back(kind_, initialId, initialGroupId);
+    return choice_.has_value();
+  }
+  const host::HostRecord& Chosen() const override { return *choice_; }
+
+ private:
+  Runs& runs_;
+  host::SelectionKind kind_;
+  std::optional<platform::SpcRecord> choice_;
+};
 
 class SetupDialogsTest : public ::testing::Test {
  protected:
@@ -36,7 +49,7 @@ class SetupDialogsTest : public ::testing::Test {
       return std::make_unique<platform::SpcRecord>(kind);
     };
     components.selectionDialogFactory = [this](host::SelectionKind kind) {
-      return std::make_unique<uitest::RecordingSelection>(runs, kind, choice);
+      return std::make_unique<RecordingSelection>(runs, kind, choice);
     };
     configuration->SetDatabase(spc);
   }
@@ -61,13 +74,15 @@ class SetupDialogsTest : public ::testing::Test {
     descriptor->SetItem(item);
     return descriptor;
   }
-  static void Type(QWidget& form, const char* box, const QString& text) {
-    auto& edit = Control<QLineEdit>(form, box);
-    edit.clear();
-    QTest::keyClicks(&edit, text);
+  static std::shared_ptr<config::TestItem> TestItem(const char* group = "", const char* item = "") {
+    auto test = std::make_shared<config::TestItem>();
+    test->SetGroup(group);
+    test->SetItem(item);
+    return test;
   }
-  static bool Enabled(QWidget& form, const char* name) {
-    return Control<QWidget>(form, name).isEnabled();
+  static void Type(QWidget& form, const char* box, const QString& text) {
+    Box(form, box).clear();
+    QTest::keyClicks(&Box(form, box), text);
   }
   int32_t Id(common::RecordPtr record) { return record ? record->Id() : 0; }
 
@@ -76,7 +91,7 @@ class SetupDialogsTest : public ::testing::Test {
       uitest::CreateSpcDatabase(components.Root().File("spc.db"));
   std::shared_ptr<config::Configuration1> configuration =
       std::make_shared<config::Configuration1>(components);
-  std::vector<uitest::SelectionRun> runs;
+  Runs runs;
   std::optional<platform::SpcRecord> choice;
 };
 
@@ -85,7 +100,7 @@ TEST_F(SetupDialogsTest, EveryDialogsAcceleratorsReachTheirControls) {
   configure.Configuration()->SetData(
       "NAME=Line 1\r\nCONDITION=0\tA\t1\t2\r\nCONDITION=0\tB\t1\t3\r\nTEST=G\tT\tV\t");
   configure.Form_Load();
-  auto test = Open<ui::frmTest>(std::make_shared<config::TestItem>());
+  auto test = Open<ui::frmTest>(TestItem());
   auto descriptor = Open<ui::frmDescriptor>(Descriptor(1));
   auto compare = std::make_shared<config::ConditionItem>();
   compare->SetEvaluation(1);
@@ -145,7 +160,7 @@ TEST_F(SetupDialogsTest, TypePickerOffersEachFixedTypeOnceAndUserDefinedAlways) 
   EXPECT_FALSE(Enabled(picker, "OKButton")) << "no row, no OK";
 
   // A double-click presses OK with the row's code.
-  uitest::DoubleClick(list, list.visualItemRect(list.item(1)));
+  uitest::DoubleClick(list, 1);
   EXPECT_TRUE(picker.OKPressed());
   EXPECT_EQ(picker.DescriptorType(), 3);
 }
@@ -166,27 +181,25 @@ TEST_F(SetupDialogsTest, DescriptorDialogEnablesByTypeAndWritesBackAsTyped) {
   for (const auto& test : cases) {
     SCOPED_TRACE(test.caption + (" " + test.group + "|" + test.item).toStdString());
     auto item = Descriptor(test.type, "Stored group", "Stored item");
-    auto form = Open<ui::frmDescriptor>(item);
-    ui::frmDescriptor& dialog = *form;
-    EXPECT_EQ(dialog.windowTitle().toStdString(), test.caption);
-    EXPECT_EQ(Control<QLineEdit>(dialog, "txtGroup").text(),
-              test.groupEnabled ? "Stored group" : "");
+    auto dialog = Open<ui::frmDescriptor>(item);
+    EXPECT_EQ(dialog->windowTitle().toStdString(), test.caption);
+    EXPECT_EQ(Box(*dialog, "txtGroup").text(), test.groupEnabled ? "Stored group" : "");
     for (const char* control : {"lblGroup", "txtGroup", "bnGroup", "bnSelect"}) {
-      EXPECT_EQ(Enabled(dialog, control), test.groupEnabled) << control;
+      EXPECT_EQ(Enabled(*dialog, control), test.groupEnabled) << control;
     }
-    if (test.groupEnabled) Type(dialog, "txtGroup", test.group);
-    Type(dialog, "txtItem", test.item);
-    EXPECT_EQ(Enabled(dialog, "OKButton"), test.okEnabled);
-    QTest::keyClick(&dialog, Qt::Key_Return);
-    EXPECT_EQ(dialog.OKPressed(), test.okEnabled);
+    if (test.groupEnabled) Type(*dialog, "txtGroup", test.group);
+    Type(*dialog, "txtItem", test.item);
+    EXPECT_EQ(Enabled(*dialog, "OKButton"), test.okEnabled);
+    QTest::keyClick(dialog.get(), Qt::Key_Return);
+    EXPECT_EQ(dialog->OKPressed(), test.okEnabled);
     if (test.okEnabled) {
       EXPECT_EQ(item->Item(), test.item.toStdString()) << "blanks kept";
       if (test.groupEnabled) {
         EXPECT_EQ(item->Group(), test.group.toStdString());
       }
     } else {
-      QTest::keyClick(&dialog, Qt::Key_Escape);
-      EXPECT_FALSE(dialog.OKPressed());
+      QTest::keyClick(dialog.get(), Qt::Key_Escape);
+      EXPECT_FALSE(dialog->OKPressed());
       EXPECT_EQ(item->Item(), "Stored item") << "Cancel leaves the item";
     }
   }
@@ -199,9 +212,7 @@ TEST_F(SetupDialogsTest, SelectFromDatabaseStartsFromTheNamesFoundAndTakesTheCho
   const int32_t anna = Id(common::ResolveDescName(components, spc, "Anna", operators));
   const int32_t dimensions = Id(common::ResolveTestGroupName(components, spc, "Dimensions"));
   const int32_t width = Id(common::ResolveTestName(components, spc, "Width"));
-  ASSERT_NE(gear, 0);
-  ASSERT_NE(anna, 0);
-  ASSERT_NE(width, 0);
+  ASSERT_TRUE(gear && anna && width);
   const struct {
     int32_t type;  // 0: a characteristic
     const char *group, *item;
@@ -222,22 +233,13 @@ TEST_F(SetupDialogsTest, SelectFromDatabaseStartsFromTheNamesFoundAndTakesTheCho
   for (const auto& test : cases) {
     SCOPED_TRACE(std::string(test.group) + "/" + test.item);
     runs.clear();
-    std::unique_ptr<QDialog> dialog;
-    if (test.type != 0) {
-      dialog = Open<ui::frmDescriptor>(Descriptor(test.type, test.group, test.item));
-    } else {
-      auto item = std::make_shared<config::TestItem>();
-      item->SetGroup(test.group);
-      item->SetItem(test.item);
-      dialog = Open<ui::frmTest>(item);
-    }
+    const std::unique_ptr<QDialog> dialog =
+        test.type == 0
+            ? std::unique_ptr<QDialog>(Open<ui::frmTest>(TestItem(test.group, test.item)))
+            : Open<ui::frmDescriptor>(Descriptor(test.type, test.group, test.item));
     uitest::AltClick(*dialog, Qt::Key_C);
-    ASSERT_EQ(runs.size(), 1u);
-    EXPECT_EQ(runs[0].kind, test.kind);
-    EXPECT_EQ(runs[0].initialId, test.id);
-    EXPECT_EQ(runs[0].initialGroupId, test.groupId);
-    EXPECT_EQ(Control<QLineEdit>(*dialog, "txtItem").text().toStdString(), test.item)
-        << "cancelled: unchanged";
+    EXPECT_EQ(runs, (Runs{{test.kind, test.id, test.groupId}}));
+    EXPECT_EQ(Box(*dialog, "txtItem").text().toStdString(), test.item) << "cancelled: unchanged";
   }
   EXPECT_TRUE(components.shownErrors.empty());
 
@@ -245,8 +247,8 @@ TEST_F(SetupDialogsTest, SelectFromDatabaseStartsFromTheNamesFoundAndTakesTheCho
   choice = uitest::LoadRecord(*spc, host::RecordKind::Process, "Milling");
   auto dialog = Open<ui::frmDescriptor>(Descriptor(2));
   uitest::Click(*dialog, "bnSelect");
-  EXPECT_EQ(Control<QLineEdit>(*dialog, "txtItem").text(), "Milling");
-  EXPECT_EQ(Control<QLineEdit>(*dialog, "txtGroup").text(), "Line 1");
+  EXPECT_EQ(Box(*dialog, "txtItem").text(), "Milling");
+  EXPECT_EQ(Box(*dialog, "txtGroup").text(), "Line 1");
   EXPECT_TRUE(Enabled(*dialog, "OKButton"));
 }
 
@@ -262,7 +264,7 @@ TEST_F(SetupDialogsTest, CharacteristicDialogNeedsGroupTestAndValueButNotTheDefe
   };
   for (const auto& test : cases) {
     SCOPED_TRACE((test.group + "|" + test.test + "|" + test.value).toStdString());
-    auto item = std::make_shared<config::TestItem>();
+    auto item = TestItem();
     auto dialog = Open<ui::frmTest>(item);
     EXPECT_FALSE(Enabled(*dialog, "OKButton")) << "a new item has nothing";
     Type(*dialog, "txtGroup", test.group);
@@ -295,13 +297,12 @@ TEST_F(SetupDialogsTest, ConditionDialogDisablesTheCompareValueForIsNewOnly) {
   auto dialog = Open<ui::frmCondition>(item);
   auto& evaluation = Control<QComboBox>(*dialog, "cboEvaluation");
   EXPECT_EQ(evaluation.currentData().toInt(), 0);
-  EXPECT_FALSE(Enabled(*dialog, "txtValue2"));
-  EXPECT_FALSE(Enabled(*dialog, "bnValue2"));
-
-  evaluation.setCurrentIndex(1);
-  EXPECT_TRUE(Enabled(*dialog, "txtValue2"));
-  EXPECT_TRUE(Enabled(*dialog, "bnValue2"));
-  EXPECT_EQ(Control<QLineEdit>(*dialog, "txtValue2").text(), "kept text");
+  for (const int index : {0, 1}) {
+    evaluation.setCurrentIndex(index);
+    EXPECT_EQ(Enabled(*dialog, "txtValue2"), index != 0);
+    EXPECT_EQ(Enabled(*dialog, "bnValue2"), index != 0);
+  }
+  EXPECT_EQ(Box(*dialog, "txtValue2").text(), "kept text");
   Type(*dialog, "txtValue1", "   ");
   EXPECT_FALSE(Enabled(*dialog, "OKButton"));
   Type(*dialog, "txtValue1", " Run ");

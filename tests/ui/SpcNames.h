@@ -1,47 +1,54 @@
 // A real SQLite SPC database holding one name of each kind, for the "Select from
-// Database..." buttons, and a selection dialog that records where it was started from.
+// Database..." buttons and the selection dialogs.
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <string>
-#include <vector>
 
-#include "host/SelectionDialog.h"
 #include "platform/spcdb/SpcRecord.h"
 #include "platform/spcdb/SpcSession.h"
+#include "platform/spcdb/SpcSubgroup.h"
+#include "runtime/Date.h"
+#include "tests/support/Historian.h"
 
 namespace uitest {
 
 // Part "Gear" in "Gears", process "Milling" in "Line 1", descriptor "Anna" in "Operators",
 // test "Width" in "Dimensions".
-std::shared_ptr<platform::SpcSession> CreateSpcDatabase(const std::string& file);
+inline std::shared_ptr<platform::SpcSession> CreateSpcDatabase(const std::string& file) {
+  auto session = std::make_shared<platform::SpcSession>();
+  session->Initialize(1);
+  session->Settings().SetConnection(testsupport::SqliteLink(file));
+  session->Open(1, 0);
+  platform::SpcSubgroup subgroup;
+  subgroup.SetDatabase(session);
+  const struct {
+    host::DescriptorKind kind;
+    const char *group, *name;
+  } names[] = {{host::DescriptorKind::Part, "Gears", "Gear"},
+               {host::DescriptorKind::Process, "Line 1", "Milling"},
+               {host::DescriptorKind::UserDefined, "Operators", "Anna"}};
+  for (const auto& name : names) {
+    subgroup.SetGroup(name.kind, name.group);
+    subgroup.SetName(name.kind, name.name);
+  }
+  subgroup.SetSize(1);
+  subgroup.SetTime(runtime::MakeDate({.year = 2024, .month = 5, .day = 1}));
+  subgroup.LookupTestGroup("Dimensions");
+  subgroup.LookupTest("Width");
+  subgroup.AddReading(1.5, 1, 0, "", "");
+  subgroup.Save(0);
+  return session;
+}
 
 // The record `name` of `kind`, as loaded from `session`.
-platform::SpcRecord LoadRecord(platform::SpcSession& session, host::RecordKind kind,
-                               const std::string& name);
-
-struct SelectionRun {
-  host::SelectionKind kind;
-  int32_t initialId, initialGroupId;
-};
-
-// Records every run; confirms `choice` when it has one, else cancels.
-class RecordingSelection : public host::SelectionDialog {
- public:
-  RecordingSelection(std::vector<SelectionRun>& runs, host::SelectionKind kind,
-                     std::optional<platform::SpcRecord> choice)
-      : runs_(runs), kind_(kind), choice_(std::move(choice)) {}
-  bool Run(host::DatabaseSession&, int32_t initialId, int32_t initialGroupId) override {
-    runs_.push_back({kind_, initialId, initialGroupId});
-    return choice_.has_value();
-  }
-  const host::HostRecord& Chosen() const override { return *choice_; }
-
- private:
-  std::vector<SelectionRun>& runs_;
-  host::SelectionKind kind_;
-  std::optional<platform::SpcRecord> choice_;
-};
+inline platform::SpcRecord LoadRecord(platform::SpcSession& session, host::RecordKind kind,
+                                      const std::string& name) {
+  platform::SpcRecord record(kind);
+  record.SetName(name);
+  record.SetNameKey(1);
+  record.Load(session, 0);
+  return record;
+}
 
 }  // namespace uitest

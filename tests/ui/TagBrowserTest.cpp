@@ -1,26 +1,17 @@
 // The tag browser on real SQLite historians through the SQLite3 ODBC driver.
-#include <gtest/gtest.h>
-
-#include <QApplication>
-#include <QComboBox>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QTest>
-#include <QTreeWidget>
 #include <filesystem>
 
 #include "platform/odbc/OdbcConnection.h"
 #include "tests/support/FakeComponents.h"
 #include "tests/support/Historian.h"
 #include "tests/ui/DialogDriving.h"
-#include "tests/ui/ListText.h"
 #include "ui/SelectTag.h"
 #include "ui/frmTagSetup.h"
 
 namespace {
 
-using Lines = std::vector<std::string>;
 using uitest::Control;
+using uitest::Lines;
 
 const Lines kTags = {"Line1.Temp", "Line1.Press", "line2.flow", "Quote'Tag",
                      "Abc.Weight", "x.abc.y",     "Line1.Temp"};
@@ -54,13 +45,11 @@ class TagBrowserTest : public ::testing::Test {
   static std::string Type(ui::frmTagSetup& form) {
     return Control<QComboBox>(form, "cboType").currentText().toStdString();
   }
-  static bool OkEnabled(ui::frmTagSetup& form) {
-    return Control<QPushButton>(form, "OKButton").isEnabled();
-  }
+  static bool OkEnabled(ui::frmTagSetup& form) { return uitest::Enabled(form, "OKButton"); }
   // Types `filter` into the filter box and presses Enter, which refreshes while it has
   // the focus.
   static void Filter(ui::frmTagSetup& form, const QString& filter) {
-    QLineEdit& box = Control<QLineEdit>(form, "txtFilter");
+    QLineEdit& box = uitest::Box(form, "txtFilter");
     QTest::keyClick(&form, Qt::Key_A, Qt::AltModifier);
     box.setText(filter);
     QTest::keyClick(&box, Qt::Key_Return);
@@ -126,9 +115,9 @@ TEST_F(TagBrowserTest, TheFilterIsBoundSoQuotesAreOrdinaryCharacters) {
   EXPECT_EQ(TagCount(), int64_t(kTags.size())) << "the historian's table is intact";
 
   // The filter's text is selected as it gets the focus; leaving it makes OK the default.
-  QLineEdit& box = Control<QLineEdit>(*form, "txtFilter");
+  QLineEdit& box = uitest::Box(*form, "txtFilter");
   box.setText("Line");
-  Control<QTreeWidget>(*form, "ListView1").setFocus();
+  List(*form).setFocus();
   EXPECT_TRUE(Control<QPushButton>(*form, "OKButton").isDefault());
   QTest::keyClick(form.get(), Qt::Key_A, Qt::AltModifier);
   QApplication::processEvents();
@@ -160,7 +149,7 @@ TEST_F(TagBrowserTest, FailuresShowOnePlaceholderRowWithOkDisabled) {
 
     // Double-clicking the placeholder reaches nothing.
     list.setCurrentItem(list.topLevelItem(0));
-    uitest::DoubleClick(list, list.visualItemRect(list.topLevelItem(0)));
+    uitest::DoubleClick(list, 0);
     EXPECT_TRUE(form->isVisible()) << c.row;
     EXPECT_FALSE(form->OKPressed());
     EXPECT_EQ(form->Value(), "%TAG(Value, Line1.Temp)");
@@ -178,8 +167,7 @@ TEST_F(TagBrowserTest, SelectTagBuildsTheExpressionOnOkAndNoRowBeeps) {
     EXPECT_EQ(components.beeps, 1);
     EXPECT_TRUE(form.isVisible());
     Control<QComboBox>(form, "cboType").setCurrentText("Date");
-    uitest::DoubleClick(list,
-                        list.visualItemRect(list.findItems("Line1.Press", Qt::MatchExactly)[0]));
+    uitest::DoubleClick(list, list.indexOfTopLevelItem(list.findItems("Line1.Press", {})[0]));
   });
   std::string text = "%TAG(Value, Line1.Temp)";
   EXPECT_TRUE(ui::SelectTag(components, configuration, text));
