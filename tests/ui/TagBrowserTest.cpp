@@ -15,6 +15,9 @@ using uitest::Lines;
 
 const Lines kTags = {"Line1.Temp", "Line1.Press", "line2.flow", "Quote'Tag",
                      "Abc.Weight", "x.abc.y",     "Line1.Temp"};
+// Sorted, the repeated name once.
+const Lines kListed = {"Abc.Weight", "Line1.Press", "Line1.Temp",
+                       "Quote'Tag",  "line2.flow",  "x.abc.y"};
 
 class TagBrowserTest : public ::testing::Test {
  protected:
@@ -35,15 +38,10 @@ class TagBrowserTest : public ::testing::Test {
     uitest::ShowActive(*form);
     return form;
   }
-  static QTreeWidget& List(ui::frmTagSetup& form) {
-    return Control<QTreeWidget>(form, "ListView1");
-  }
+  static QTreeWidget& List(QWidget& form) { return Control<QTreeWidget>(form, "ListView1"); }
   static std::string Selected(ui::frmTagSetup& form) {
     const auto selected = List(form).selectedItems();
     return selected.isEmpty() ? "" : selected.front()->text(0).toStdString();
-  }
-  static std::string Type(ui::frmTagSetup& form) {
-    return Control<QComboBox>(form, "cboType").currentText().toStdString();
   }
   static bool OkEnabled(ui::frmTagSetup& form) { return uitest::Enabled(form, "OKButton"); }
   // Types `filter` into the filter box and presses Enter, which refreshes while it has
@@ -81,10 +79,8 @@ TEST_F(TagBrowserTest, OpensSortedWithTheTypeAndTagOfTheGivenValueSelected) {
   };
   for (const auto& c : cases) {
     auto form = Open(historian, c.value);
-    EXPECT_EQ(uitest::Rows(List(*form)), (Lines{"Abc.Weight", "Line1.Press", "Line1.Temp",
-                                                "Quote'Tag", "line2.flow", "x.abc.y"}))
-        << "sorted, the repeated name once";
-    EXPECT_EQ(Type(*form), c.type) << c.value;
+    EXPECT_EQ(uitest::Rows(List(*form)), kListed);
+    EXPECT_EQ(Control<QComboBox>(*form, "cboType").currentText().toStdString(), c.type) << c.value;
     EXPECT_EQ(Selected(*form), c.selected) << c.value;
     EXPECT_TRUE(OkEnabled(*form));
   }
@@ -98,12 +94,8 @@ TEST_F(TagBrowserTest, TheFilterIsBoundSoQuotesAreOrdinaryCharacters) {
     std::string selected;
   } cases[] = {
       {"abc", {"Abc.Weight", "x.abc.y"}, "Abc.Weight"},  // SQLite's LIKE ignores ASCII case
-      {"LINE1", {"Line1.Press", "Line1.Temp"}, "Line1.Temp"},
-      {"'", {"Quote'Tag"}, "Quote'Tag"},
-      {"%'; DROP TABLE ihTags; --", {"<No Tags Available>"}, ""},
-      {"",
-       {"Abc.Weight", "Line1.Press", "Line1.Temp", "Quote'Tag", "line2.flow", "x.abc.y"},
-       "Line1.Temp"},
+      {"LINE1", {"Line1.Press", "Line1.Temp"}, "Line1.Temp"},     {"'", {"Quote'Tag"}, "Quote'Tag"},
+      {"%'; DROP TABLE ihTags; --", {"<No Tags Available>"}, ""}, {"", kListed, "Line1.Temp"},
   };
   for (const auto& c : cases) {
     Filter(*form, c.filter);
@@ -161,7 +153,7 @@ TEST_F(TagBrowserTest, SelectTagBuildsTheExpressionOnOkAndNoRowBeeps) {
   config::Configuration1 configuration(components);
   configuration.SetDataLink(historian);
   uitest::WhenModal([&](QDialog& form) {
-    auto& list = Control<QTreeWidget>(form, "ListView1");
+    auto& list = List(form);
     list.clearSelection();
     uitest::Click(form, "OKButton");
     EXPECT_EQ(components.beeps, 1);
