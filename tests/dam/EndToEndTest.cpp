@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <tuple>
+#include <regex>
 
 #include "tests/dam/DamProcesses.h"
 
@@ -148,48 +148,64 @@ TEST_F(EndToEnd, SubgroupsInJsonCarryTheirIdConfigurationAndTimeWithOffsetAndMil
   }
 }
 
-TEST_F(EndToEnd, ConfigShowReportsAnUnreadableConfiguration) {
-  const auto [exitCode, output] =
-      Dam({"config", "show", "--json",
-           WriteFile("bad.cfg", "NAME=Half\r\nACTIVE=maybe\r\nNAME=Never")});
-  EXPECT_EQ(exitCode, 3) << "the configuration is invalid";
-  EXPECT_NE(output.find("\"text\": \"NAME=Half\\r\\nACTIVE=0"), std::string::npos) << output;
-  EXPECT_NE(output.find("\"number\": 13"), std::string::npos) << output;
-  EXPECT_NE(output.find("\"source\": \"Configuration1.SetData, line 2 of the configuration text\""),
-            std::string::npos);
-}
-
-// Commands that read never create the database they were pointed at: they name it.
+// Commands that read never create the database they were pointed at: they name it. A
+// dam.ini that holds a password is owner-only or warned about, and no password is shown.
 TEST_F(EndToEnd, TheSpcDatabaseIsTheFlagElseTheEnvironmentElseDamIniElseTheDataFolder) {
   const std::string flag = work_.File("flag.db"), environment = work_.File("environment.db"),
                     setting = work_.File("setting.db"), fallback = work_.File("data/spc.db");
-  const std::string ini = work_.File("settings/dam.ini");
-  std::ofstream(ini) << "[Database]\r\nConnection=Driver=SQLite3;Database=" << setting << "\r\n";
+  const std::string ini = work_.File("settings/dam.ini"), sqlite = "Driver=SQLite3;Database=";
+  const std::string password = setting + ";MyPassword=hunter2";
   const struct {
     QStringList args;
-    std::string environment;
-    bool ini;
+    std::string environment, setting;  // "": no dam.ini
+    unsigned iniMode;
     std::string said;
+    bool warned;
   } cases[] = {
-      {{"subgroups", "--spc", QString::fromStdString("Driver=SQLite3;Database=" + flag)},
-       "Driver=SQLite3;Database=" + environment,
-       true,
-       "there is no SPC database at " + flag + "\n"},
+      {{"subgroups", "--spc", QString::fromStdString(sqlite + flag)},
+       environment,
+       setting,
+       0644,
+       "there is no SPC database at " + flag + "\n",
+       false},
       {{"subgroups"},
-       "Driver=SQLite3;Database=" + environment,
-       true,
-       "there is no SPC database at " + environment + "\n"},
-      {{"subgroups"}, "", true, "there is no SPC database at " + setting + "\n"},
-      {{"subgroups", "--follow", "--ndjson"}, "", true, "there is no SPC database at " + setting},
-      {{"subgroups"}, "", false, "there is no SPC database at " + fallback + "\n"},
-      {{"spool"}, "", false, "there is no spool at " + work_.File("data/spool.db")},
+       environment,
+       setting,
+       0644,
+       "no SPC database at " + environment + "\n",
+       false},
+      {{"subgroups"}, "", setting, 0644, "there is no SPC database at " + setting + "\n", false},
+      {{"subgroups", "--follow", "--ndjson"},
+       "",
+       setting,
+       0644,
+       "no SPC database at " + setting,
+       false},
+      {{"subgroups"}, "", password, 0644, "there is no SPC database at " + setting + "\n", true},
+      {{"subgroups"}, "", password, 0600, "there is no SPC database at " + setting + "\n", false},
+      {{"subgroups"}, "", "", 0, "there is no SPC database at " + fallback + "\n", false},
+      {{"spool"}, "", "", 0, "there is no spool at " + work_.File("data/spool.db"), false},
   };
   for (const auto& c : cases) {
-    environment_.insert("DAM_SPC_CONNECTION", QString::fromStdString(c.environment));
-    if (!c.ini) std::filesystem::remove(ini);
+    SCOPED_TRACE(c.said);
+    environment_.insert(
+        "DAM_SPC_CONNECTION",
+        QString::fromStdString(c.environment.empty() ? "" : sqlite + c.environment));
+    std::filesystem::remove(ini);
+    if (!c.setting.empty()) {
+      WriteFile("settings/dam.ini", "[Database]\r\nConnection=" + sqlite + c.setting + "\r\n");
+      std::filesystem::permissions(ini, std::filesystem::perms(c.iniMode));
+    }
     const auto [exitCode, output] = Dam(c.args);
     EXPECT_EQ(exitCode, 4) << output;
     EXPECT_NE(output.find(c.said), std::string::npos) << output;
+    EXPECT_EQ(output.find("dam: warning: " + ini +
+                          " holds a password that other users can read; make it owner-only: "
+                          "chmod 600 " +
+                          ini) != std::string::npos,
+              c.warned)
+        << output;
+    EXPECT_EQ(output.find("hunter2"), std::string::npos) << output;
     for (const std::string& file : {flag, environment, setting, fallback}) {
       EXPECT_FALSE(std::filesystem::exists(file)) << file;
     }
@@ -197,28 +213,7 @@ TEST_F(EndToEnd, TheSpcDatabaseIsTheFlagElseTheEnvironmentElseDamIniElseTheDataF
   EXPECT_FALSE(std::filesystem::exists(work_.File("data/spool.db")));
 }
 
-TEST_F(EndToEnd, PasswordsAreMaskedAndAnIniOthersCanReadWithOneIsWarnedAbout) {
-  const std::string ini = work_.File("settings/dam.ini");
-  const std::string spc = "Driver=SQLite3;Database=" + work_.File("spc.db");
-  const std::tuple<std::string, std::filesystem::perms, bool> settings[] = {
-      {spc + ";MyPassword=hunter2", std::filesystem::perms(0644), true},
-      {spc + ";MyPassword=hunter2", std::filesystem::perms(0600), false},
-      {spc, std::filesystem::perms(0644), false},
-  };
-  for (const auto& [connection, mode, warned] : settings) {
-    WriteFile("settings/dam.ini", "[Database]\r\nConnection=" + connection + "\r\n");
-    std::filesystem::permissions(ini, mode);
-    const std::string output = Dam({"subgroups"}).second;
-    EXPECT_EQ(output.find("dam: warning: " + ini +
-                          " holds a password that other users can read; make it owner-only: "
-                          "chmod 600 " +
-                          ini) != std::string::npos,
-              warned)
-        << connection << '\n'
-        << output;
-    EXPECT_EQ(output.find("hunter2"), std::string::npos) << output;
-  }
-
+TEST_F(EndToEnd, ConfigShowMasksPasswordsAndReportsAnUnreadableConfiguration) {
   const QString config =
       WriteFile("secret.cfg", "NAME=Secret\nACTIVE=1\nDATALINK=Driver=SQLite3;Database=" +
                                   work_.File("none.db") + ";NoCreat=1; PWD = hunter2\n");
@@ -230,6 +225,63 @@ TEST_F(EndToEnd, PasswordsAreMaskedAndAnIniOthersCanReadWithOneIsWarnedAbout) {
   }
   const std::string shown = Dam({"config", "show", "--show-secrets", config}).second;
   EXPECT_NE(shown.find("; PWD = hunter2"), std::string::npos) << shown;
+
+  const auto [exitCode, output] =
+      Dam({"config", "show", "--json",
+           WriteFile("bad.cfg", "NAME=Half\r\nACTIVE=maybe\r\nNAME=Never")});
+  EXPECT_EQ(exitCode, 3) << "the configuration is invalid";
+  EXPECT_NE(output.find("\"text\": \"NAME=Half\\r\\nACTIVE=0"), std::string::npos) << output;
+  EXPECT_NE(output.find("\"number\": 13"), std::string::npos) << output;
+  EXPECT_NE(output.find("\"source\": \"Configuration1.SetData, line 2 of the configuration text\""),
+            std::string::npos);
+}
+
+// The shipped example configurations check clean and collect from the simulated historian as
+// they stand: only their historian's path is changed.
+TEST_F(EndToEnd, EachExampleChecksCleanAndCollectsEveryReadingItNames) {
+  const struct {
+    const char* file;
+    size_t readings;
+    int32_t size;
+    bool job, serial;
+  } cases[] = {
+      {"demo.cfg", 5, 2, false, false},
+      {"line1.cfg", 5, 2, true, true},
+  };
+  size_t shipped = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(DAM_EXAMPLES_DIR))
+    shipped += entry.path().extension() == ".cfg";
+  EXPECT_EQ(shipped, std::size(cases)) << "an example without a case here";
+
+  StartHistorian();
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.file);
+    const QString config = WriteFile(
+        test.file, std::regex_replace(Read(std::string(DAM_EXAMPLES_DIR) + "/" + test.file),
+                                      std::regex("(DATALINK=Driver=SQLite3;Database=)[^;\n]*"),
+                                      "$1" + historian_));
+    const auto [clean, warnings] = Dam({"check", config});
+    EXPECT_EQ(clean, 0) << warnings;
+    EXPECT_EQ(warnings, "");
+    const auto [checked, shown] = Dam({"config", "show", config});
+    EXPECT_EQ(checked, 0) << shown;
+    EXPECT_NE(shown.find("Data link: Connection Ready"), std::string::npos) << shown;
+
+    std::filesystem::remove(work_.File("data/spc.db"));
+    const auto [status, output] = Dam({"run", config, "--subgroups", "1", "--for", "40"});
+    ASSERT_EQ(status, 0) << output << Log();
+    const auto saved = Saved(Spc());
+    ASSERT_EQ(saved.size(), 1u) << output << Log();
+    const platform::SpcSubgroupData& subgroup = saved.front();
+    EXPECT_EQ(subgroup.readings.size(), test.readings);
+    EXPECT_EQ(subgroup.size, test.size);
+    EXPECT_TRUE(subgroup.part && subgroup.process && subgroup.shift && subgroup.lot);
+    EXPECT_EQ(subgroup.job.has_value(), test.job);
+    EXPECT_EQ(subgroup.descriptors.size(), 1u);
+    for (const auto& reading : subgroup.readings) {
+      EXPECT_EQ(reading.serialNumber.starts_with("SN-"), test.serial);
+    }
+  }
 }
 
 }  // namespace

@@ -123,15 +123,11 @@ TEST_P(Follow, EverySubgroupSavedWhileFollowingIsPrintedOnceInOrder) {
   Terminate(*follower);
   EXPECT_EQ(follower->exitStatus(), QProcess::NormalExit);
   EXPECT_EQ(follower->exitCode(), 0) << follower->readAllStandardError().toStdString();
+  // What each line holds besides its identifier: EndToEnd's --ndjson, written alike.
   std::vector<int32_t> printed;
   for (const std::string& line : Lines(*follower, output)) {
-    QJsonParseError error;
-    const QJsonObject subgroup =
-        QJsonDocument::fromJson(QByteArray::fromStdString(line), &error).object();
-    ASSERT_EQ(error.error, QJsonParseError::NoError) << line;
-    EXPECT_EQ(subgroup["schema"].toInt(), 1) << line;
-    EXPECT_FALSE(subgroup["configuration"].toString().isEmpty()) << line;
-    printed.push_back(subgroup["id"].toInt());
+    printed.push_back(
+        QJsonDocument::fromJson(QByteArray::fromStdString(line)).object()["id"].toInt());
   }
   EXPECT_EQ(printed, expected);
 }

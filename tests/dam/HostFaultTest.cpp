@@ -1,8 +1,12 @@
-// Bad days for the host program: the log cannot be written, the historian is locked, the
-// schedule holds a unit the tables do not know (the SPC database going away: SpoolHostTest).
-// dam must keep running, say what went wrong and stop cleanly when told to.
+// Bad days for the host program, through the real dam: the log cannot be written, a
+// database is locked, the schedule holds a unit the tables do not know, a connection string
+// names code, a module other users could replace (the SPC database going away:
+// SpoolHostTest). dam must refuse what is unsafe, say what went wrong and stop when told to.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <QElapsedTimer>
 #include <QThread>
 #include <filesystem>
 #include <regex>
@@ -21,12 +25,13 @@ size_t Count(const std::string& text, const std::string& what) {
   return count;
 }
 
+// The units 4 to 9 take one path: none of 0-3.
 TEST_F(HostFaults, UnknownUnitCodesAreLoggedAndRetriedNotLooped) {
   StartHistorian();
   const struct {
     int subgroupUnit, retryUnit;
     size_t mostLines;  // in three seconds; a 100 ms loop would write about thirty
-  } cases[] = {{4, 0, 5}, {9, 0, 5}, {9, 9, 3}};
+  } cases[] = {{9, 0, 5}, {9, 9, 3}};
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << "units " << c.subgroupUnit << "/" << c.retryUnit);
     std::filesystem::remove(work_.File("log/oxaGEPDAD6.LOG"));
@@ -82,11 +87,99 @@ TEST_F(HostFaults, AnUnwritableLogGoesToStderrAndTheStatusLine) {
   environment_.insert("DAM_LOG_DIR", WriteFile("not-a-folder", "x"));
   const auto [exitCode, output] = Dam({"run", Configuration(), "--for", "3"});
   EXPECT_EQ(exitCode, 0) << output;
-  EXPECT_NE(output.find("Unable to Access Database"), std::string::npos) << output;
   EXPECT_TRUE(std::regex_search(output, std::regex("last error [^\n]*Unable to Access Database")))
       << output;
   // Retried once a second, never every tick.
   EXPECT_LE(Count(output, "Unable to Access Database"), 12u) << output;
+}
+
+TEST_F(HostFaults, ALockedSpcDatabaseFailsWithinTheQueryTimeoutSetting) {
+  WriteFile("settings/dam.ini", "[Connections]\nQueryTimeout=1\n");
+  Saved(Spc());  // creates the database
+  platform::OdbcConnection holder;
+  holder.Open(Spc(), "", "");
+  holder.Execute("BEGIN EXCLUSIVE");
+  QElapsedTimer clock;
+  clock.start();
+  auto [exitCode, output] = Dam({"subgroups"});
+  EXPECT_NE(exitCode, 0);
+  EXPECT_NE(output.find("database is locked"), std::string::npos) << output;
+  EXPECT_LT(clock.elapsed(), 5000) << output;
+}
+
+class HostSafety : public damtest::DamProcesses {
+ protected:
+  // The configuration file `name` whose data link is `link`.
+  QString LinkedConfiguration(const std::string& name, const std::string& link) {
+    return WriteFile(name, "NAME=Line\nACTIVE=1\nDATALINK=" + link + "\n" + damtest::kWeight);
+  }
+};
+
+TEST_F(HostSafety, ConnectionStringsThatNameCodeAreRefusedUnlessTheHostAllowsIt) {
+  // The file the marker library creates when something loads it.
+  const std::string marker = work_.File("loaded");
+  environment_.insert("DAM_TEST_MARKER", QString::fromStdString(marker));
+  const std::string library = work_.Subfolder("x") + "/evil.so";
+  std::filesystem::copy_file(DAM_MARKER_LIBRARY, library);
+  WriteFile("spc.db", "");  // an empty SQLite database
+  const struct {
+    QStringList args;
+    std::string refusedKey;
+  } cases[] = {
+      {{"config", "show", LinkedConfiguration("driver.cfg", "Driver=" + library)},
+       "Driver=" + library},
+      {{"subgroups", "--spc",
+        QString::fromStdString("Driver=SQLite3;Database=" + work_.File("spc.db") +
+                               ";LoadExt=" + library)},
+       "LoadExt"},
+  };
+  for (const auto& c : cases) {
+    std::filesystem::remove(marker);
+    WriteFile("settings/dam.ini", "");
+    auto [exitCode, output] = Dam(c.args);
+    EXPECT_NE(output.find("Connection string refused: " + c.refusedKey), std::string::npos)
+        << output;
+    EXPECT_NE(output.find("AllowDriverPaths=1"), std::string::npos) << output;
+    EXPECT_FALSE(std::filesystem::exists(marker)) << "loaded by " << output;
+
+    WriteFile("settings/dam.ini", "[Security]\nAllowDriverPaths=1\n");
+    output = Dam(c.args).second;
+    EXPECT_EQ(output.find("Connection string refused"), std::string::npos) << output;
+    EXPECT_TRUE(std::filesystem::exists(marker)) << "the key reached the driver: " << output;
+  }
+}
+
+TEST_F(HostSafety, AModuleOtherUsersCouldReplaceIsNeitherRegisteredNorLoaded) {
+  const std::string folder = work_.Subfolder("modules");
+  const std::string module = folder + "/oxaGEPDAD6.so";
+  std::filesystem::copy_file(DAM_MODULE_PATH, module);
+  const QString config =
+      LinkedConfiguration("line.cfg", "Driver=SQLite3;Database=" + work_.File("none.db"));
+  const struct {
+    mode_t folderMode, moduleMode;
+    uid_t owner;
+    std::string named;
+  } cases[] = {{0777, 0755, geteuid(), folder + " is writable"},
+               {0755, 0666, geteuid(), module + " is writable"},
+               {0755, 0755, 4242, module + " is owned by user 4242"}};
+  for (const auto& c : cases) {
+    ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
+    ASSERT_EQ(chmod(module.c_str(), 0755), 0);
+    ASSERT_EQ(chown(module.c_str(), geteuid(), -1), 0);
+    ASSERT_EQ(Dam({"register", QString::fromStdString(module)}).first, 0);
+    ASSERT_EQ(chmod(folder.c_str(), c.folderMode), 0);
+    ASSERT_EQ(chmod(module.c_str(), c.moduleMode), 0);
+    if (c.owner != geteuid() && chown(module.c_str(), c.owner, -1) != 0) {
+      continue;  // only root can give a file away
+    }
+    for (const QStringList& args : {QStringList{"run", config, "--for", "1"},
+                                    QStringList{"register", QString::fromStdString(module)}}) {
+      auto [exitCode, output] = Dam(args);
+      EXPECT_NE(exitCode, 0) << output;
+      EXPECT_NE(output.find("Refusing to load the driver module"), std::string::npos) << output;
+      EXPECT_NE(output.find(c.named), std::string::npos) << output;
+    }
+  }
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 // dam run as a systemd service: the notifications the service manager waits for, through a
-// real notification socket, and the priority prefixes the journal reads.
+// real notification socket, the priority prefixes the journal reads, and the signal thread
+// that stops the run.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -11,18 +13,24 @@
 #include <QEventLoop>
 #include <QTimer>
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <optional>
 #include <sstream>
+#include <thread>
 #include <vector>
 
 #include "apps/dam/JournalLines.h"
 #include "apps/dam/ServiceNotifier.h"
+#include "apps/dam/StopSignals.h"
 #include "tests/dam/DamProcesses.h"
 
 namespace {
+
+using namespace std::chrono_literals;
 
 // The service manager's end of NOTIFY_SOCKET: a datagram socket bound in a folder of its own.
 class NotifySocket {
@@ -207,6 +215,45 @@ TEST_F(ServiceRun, UnderSystemdItNotifiesAndMarksLinesForTheJournalElseItIsPlain
     for (const std::string& line : Lines(output)) {
       EXPECT_EQ(line.starts_with("<6>") || line.starts_with("<3>"), journal) << line;
     }
+  }
+}
+
+// A signal asks the loop to quit once and keeps unblocking it until the host has stopped;
+// without a signal, ending the watch neither quits nor hangs (the thread sleeps in its wait
+// until it is woken).
+template <class Condition>
+bool WaitFor(Condition condition) {
+  for (int i = 0; i < 500 && !condition(); ++i) std::this_thread::sleep_for(10ms);
+  return condition();
+}
+
+TEST(StopSignalsTest, ASignalQuitsOnceAndUnblocksUntilStoppedNoSignalDoesNothing) {
+  struct Case {
+    int signal;  // 0: none
+    bool stopsBeforeEnd;
+  } cases[] = {{0, false}, {SIGTERM, true}, {SIGINT, false}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.signal);
+    std::atomic<int> quits = 0, unblocks = 0;
+    {
+      dam::StopSignals stop([&] { ++quits; }, [&] { ++unblocks; }, 10ms);
+      if (c.signal != 0) {
+        kill(getpid(), c.signal);
+        ASSERT_TRUE(WaitFor([&] { return quits == 1; }));
+        EXPECT_TRUE(stop.Requested());
+        ASSERT_TRUE(WaitFor([&] { return unblocks >= 2; })) << "keeps unblocking the loop";
+        if (c.stopsBeforeEnd) {
+          stop.Stopped();
+          const int after = unblocks;
+          std::this_thread::sleep_for(50ms);
+          EXPECT_LE(unblocks, after + 1) << "no unblocking once the host stopped";
+        }
+      } else {
+        std::this_thread::sleep_for(50ms);
+        EXPECT_FALSE(stop.Requested());
+      }
+    }
+    EXPECT_EQ(quits, c.signal != 0 ? 1 : 0) << "the end of the watch is no stop request";
   }
 }
 

@@ -26,15 +26,6 @@ constexpr std::chrono::seconds kLock{10};
 
 class SpoolHost : public damtest::DamProcesses {
  protected:
-  // `count` characteristics, all from the weight.
-  static std::string Weights(int count) {
-    std::string tests;
-    for (int t = 1; t <= count; ++t) {
-      tests += "TEST=Fill\tWeight" + (t == 1 ? "" : std::to_string(t)) + "\t%TAG(LINE1.WEIGHT)\t\n";
-    }
-    return tests;
-  }
-
   std::unique_ptr<QProcess> RunOn(const std::string& spc, const QString& config,
                                   const char* seconds = "120") {
     return Start(DAM_PROGRAM,
@@ -122,16 +113,17 @@ TEST_F(SpoolHost, APostgresOutageLosesNoSubgroup) {
   ExpectOnceInOrder(saved, kept);
   ExpectWeights(saved);
   EXPECT_TRUE(Spooled().empty());
-  std::cout << "outage " << kOutage.count() << " s: " << kept.size() << " subgroups kept, "
-            << saved.size() << " saved in all, " << Stopped(output) << " counted by dam\n";
 }
 
 TEST_F(SpoolHost, AHostKilledWhileForwardingForwardsTheRestOnceAfterARestart) {
   auto database = spcdbtest::MakeStoppableDatabase(spcdbtest::Backend::PostgreSQL);
   if (!database) GTEST_SKIP() << "no PostgreSQL server here";
   const std::string spc = database->ConnectionString();
-  // Twenty characteristics make each forward long enough to be cut.
-  const QString configuration = Configuration(Weights(20));
+  // Twenty characteristics, all from the weight, make each forward long enough to be cut.
+  std::string weights;
+  for (int t = 1; t <= 20; ++t)
+    weights += "TEST=Fill\tW" + std::to_string(t) + "\t%TAG(LINE1.WEIGHT)\t\n";
+  const QString configuration = Configuration(weights);
   StartHistorian();
   auto run = RunOn(spc, configuration);
   ASSERT_TRUE(TwoMoreSaved(spc)) << Log();
@@ -148,7 +140,6 @@ TEST_F(SpoolHost, AHostKilledWhileForwardingForwardsTheRestOnceAfterARestart) {
   }
   run->kill();
   run->waitForFinished();
-  std::cout << "killed with " << left << " of " << kept.size() << " kept subgroups left\n";
   EXPECT_LT(left, kept.size()) << "the forward never began";
 
   auto again = RunOn(spc, configuration, "60");
@@ -191,8 +182,6 @@ TEST_F(SpoolHost, AnSqliteFileLockedByAnotherProgramLosesNoSubgroup) {
   EXPECT_EQ(static_cast<int>(saved.size()), Stopped(output)) << output;
   ExpectOnceInOrder(saved, kept);
   ExpectWeights(saved);
-  std::cout << "lock " << kLock.count() << " s: " << kept.size() << " subgroups kept, "
-            << saved.size() << " saved in all\n";
 }
 
 TEST_F(SpoolHost, ASubgroupTheDatabaseRefusesIsASaveErrorAndIsNotKept) {

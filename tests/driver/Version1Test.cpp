@@ -34,7 +34,6 @@ class Version1Test : public ::testing::Test {
 };
 
 TEST_F(Version1Test, InitializeOpensASessionOnTheHostsDatabaseOrShowsWhyNot) {
-  EXPECT_EQ(version1->State(), 0);
   EXPECT_EQ(driverSession->sessionNumber, 24 * 60 + 60);
   EXPECT_EQ(driverSession->connection, "Driver=SQLite3;Database=/plant/spc.db");
   EXPECT_EQ(driverSession->opened, std::make_pair(1, 0));
