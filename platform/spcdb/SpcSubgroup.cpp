@@ -90,7 +90,7 @@ void SpcSubgroup::AddReading(double value, int16_t sample, int32_t, const std::s
                              const std::string& defect) {
   if (!test_) throw InvalidArgument("A reading needs a test: no test was looked up");
   if (sample < 1) throw InvalidArgument("Sample numbers start at 1, not " + std::to_string(sample));
-  data_.readings.push_back({testGroup_, *test_, sample, value, serialNumber, defect});
+  data_.readings.Add(testGroup_, *test_, sample, value, serialNumber, defect);
 }
 
 void SpcSubgroup::Save(int32_t) {
@@ -98,8 +98,8 @@ void SpcSubgroup::Save(int32_t) {
   data_.time = time_.value_or(runtime::Now());
   data_.size = size_.value_or(0);
   if (!size_) {
-    for (const SpcReading& reading : data_.readings)
-      data_.size = std::max(data_.size, reading.sample);
+    for (size_t i = 0; i < data_.readings.size(); ++i)
+      data_.size = std::max(data_.size, data_.readings.Sample(i));
   }
   data_.sessionNumber = session.SessionNumber();
   data_.configuration.reset();

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/spcdb/SpcReadings.h"
 #include "runtime/Date.h"
 
 namespace platform {
@@ -17,16 +17,6 @@ struct SpcName {
   std::string group;
   std::string name;
   friend bool operator==(const SpcName&, const SpcName&) = default;
-};
-
-struct SpcReading {
-  std::string testGroup;
-  std::string test;
-  int32_t sample = 0;
-  double value = 0;
-  std::string serialNumber;
-  std::string defect;
-  friend bool operator==(const SpcReading&, const SpcReading&) = default;
 };
 
 struct SpcSubgroupData {
@@ -42,9 +32,8 @@ struct SpcSubgroupData {
   std::optional<std::string> lot;
   // User-defined descriptors, in the order they were set.
   std::vector<SpcName> descriptors;
-  // In the order they were added; a deque, so that tens of thousands of readings grow
-  // without being copied and without one block twice their size.
-  std::deque<SpcReading> readings;
+  // In the order they were added.
+  SpcReadings readings;
   friend bool operator==(const SpcSubgroupData&, const SpcSubgroupData&) = default;
 };
 

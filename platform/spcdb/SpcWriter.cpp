@@ -65,11 +65,12 @@ runtime::Variant LotId(SpcCatalog& catalog, const std::optional<std::string>& lo
   return catalog.FindOrCreate(LotTable(), *lot);
 }
 
-int32_t TestId(SpcCatalog& catalog, const SpcReading& reading, bool strictTests) {
+int32_t TestId(SpcCatalog& catalog, const std::string& test, const std::string& group,
+               bool strictTests) {
   const SpcTable& tests = TableOf(RecordKind::Test);
-  if (!strictTests) return catalog.FindOrCreate(tests, reading.test, reading.testGroup);
-  int32_t id = catalog.Find(tests, reading.test);
-  if (id == 0) throw UnknownName(tests, reading.test);
+  if (!strictTests) return catalog.FindOrCreate(tests, test, group);
+  int32_t id = catalog.Find(tests, test);
+  if (id == 0) throw UnknownName(tests, test);
   return id;
 }
 
@@ -103,10 +104,12 @@ int32_t WriteSubgroup(SpcLink& link, const SpcSubgroupData& subgroup, bool stric
              });
   InsertRows(link, kInsertReadings, 7, subgroup.readings.size(),
              [&](size_t row, std::vector<runtime::Variant>& values) {
-               const SpcReading& reading = subgroup.readings[row];
+               const SpcReadings& readings = subgroup.readings;
                values.insert(values.end(), {id, static_cast<int32_t>(row + 1),
-                                            TestId(catalog, reading, strictTests), reading.sample,
-                                            reading.value, reading.serialNumber, reading.defect});
+                                            TestId(catalog, readings.Test(row),
+                                                   readings.TestGroup(row), strictTests),
+                                            readings.Sample(row), readings.Value(row),
+                                            readings.SerialNumber(row), readings.Defect(row)});
              });
   return id;
 }

@@ -90,7 +90,9 @@ TEST_P(SpcDatabaseTest, TwoSessionsSavingAtOnceLoseNothing) {
       SpcSubgroupData subgroup = SampleSubgroup(i);
       // Both sessions create the same new names at the same time.
       subgroup.part->name = "Part " + std::to_string(i);
-      subgroup.readings[2].test = "Test " + std::to_string(i);
+      const platform::SpcReadings& r = subgroup.readings;
+      subgroup.readings = {
+          r[0], r[1], {"Dimensions", "Test " + std::to_string(i), 1, 1, "", ""}, r[3]};
       SaveSubgroup(session, subgroup);
     }
   };

@@ -66,11 +66,16 @@ TEST_P(SpcDatabaseTest, ManyReadingsAndDescriptorsKeepTheirOrder) {
     subgroup.size = 5;
     subgroup.readings.clear();
     subgroup.descriptors.clear();
+    std::vector<platform::SpcReading> added;
     for (int i = 0; i < count; ++i) {
-      subgroup.readings.push_back({"Dims", "Width " + std::to_string(i % 7), i % 5 + 1, i * 0.5,
-                                   i % 2 ? "SN-" + std::to_string(i) : "", i % 3 ? "" : "D1"});
+      added.push_back({i % 7 < 4 ? "Dims" : "Size", "Width " + std::to_string(i % 7), i % 5 + 1,
+                       i * 0.5, i % 2 ? "SN-" + std::to_string(i) : "", i % 3 ? "" : "D1"});
+      subgroup.readings.push_back(added.back());
       if (i < 40) subgroup.descriptors.push_back({"Operators", "Op " + std::to_string(i)});
     }
+    // Readings share their repeated texts: each still reads back as it was added.
+    ASSERT_EQ(subgroup.readings.size(), added.size());
+    for (size_t i = 0; i < added.size(); ++i) EXPECT_EQ(subgroup.readings[i], added[i]) << i;
     subgroup.id = SaveSubgroup(session, subgroup);
     EXPECT_EQ(ReadSubgroups(*session, 1), (std::vector<SpcSubgroupData>{subgroup})) << count;
   }

@@ -236,7 +236,7 @@ TEST_P(SpoolOnDatabase, TheSubgroupsOwnFailuresAreNeverKept) {
   // Kept while the database was away, refused when forwarded: set aside and logged, and
   // the subgroups behind it go on.
   SpcSubgroupData unknownTest = SampleSubgroup(1);
-  unknownTest.readings[0].test = "Never Made";
+  unknownTest.readings = {{"Dimensions", "Never Made", 1, 1, "", ""}};
   auto lenient = SpoolingSession(database_->ConnectionString(), spool);
   SaveSubgroup(lenient, SampleSubgroup(2));
   spool->Keep(unknownTest, spool->NewKey(unknownTest), std::nullopt);
