@@ -9,11 +9,6 @@
 namespace platform {
 namespace {
 
-std::string Key(const SpcTable& table, const std::string& name, int32_t groupId) {
-  return std::string(table.name) + '\x1f' + std::to_string(groupId) + '\x1f' +
-         runtime::FoldCase(name);
-}
-
 void RequireName(const SpcTable& table, const std::string& name) {
   if (name.empty()) {
     throw runtime::Error(runtime::kInvalidProcedureCall,
@@ -25,11 +20,12 @@ void RequireName(const SpcTable& table, const std::string& name) {
 
 int32_t SpcCatalog::Find(const SpcTable& table, const std::string& name, int32_t groupId) {
   if (!table.namedWithinGroup) groupId = 0;
-  std::string key = Key(table, name, groupId);
-  if (auto it = known_.find(key); it != known_.end()) return it->second;
-  if (auto it = pending_.find(key); it != pending_.end()) return it->second;
-  int32_t id = Query(table, name, groupId);
-  if (id != 0) (inTransaction_ ? pending_ : known_).emplace(std::move(key), id);
+  const Scope scope{table.name, groupId};
+  std::string key = runtime::FoldCase(name);
+  if (int32_t id = Known(known_, scope, key)) return id;
+  if (int32_t id = Known(pending_, scope, key)) return id;
+  int32_t id = Query(table, key, groupId);
+  if (id != 0) (inTransaction_ ? pending_ : known_)[scope].emplace(std::move(key), id);
   return id;
 }
 
@@ -56,7 +52,7 @@ void SpcCatalog::BeginTransaction() {
 }
 
 void SpcCatalog::Commit() {
-  known_.merge(pending_);
+  for (auto& [scope, ids] : pending_) known_[scope].merge(ids);
   pending_.clear();
   inTransaction_ = false;
 }
@@ -66,9 +62,16 @@ void SpcCatalog::Discard() {
   inTransaction_ = false;
 }
 
-int32_t SpcCatalog::Query(const SpcTable& table, const std::string& name, int32_t groupId) {
+int32_t SpcCatalog::Known(const Ids& ids, const Scope& scope, const std::string& nameKey) {
+  auto names = ids.find(scope);
+  if (names == ids.end()) return 0;
+  auto it = names->second.find(nameKey);
+  return it == names->second.end() ? 0 : it->second;
+}
+
+int32_t SpcCatalog::Query(const SpcTable& table, const std::string& nameKey, int32_t groupId) {
   std::string sql = std::string("SELECT id FROM ") + table.name + " WHERE name_key = ?";
-  std::vector<runtime::Variant> parameters{runtime::FoldCase(name)};
+  std::vector<runtime::Variant> parameters{nameKey};
   if (table.namedWithinGroup) {
     sql += " AND group_id = ?";
     parameters.emplace_back(groupId);

@@ -5,8 +5,11 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
+#include <string_view>
 #include <unordered_map>
+#include <utility>
 
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcTables.h"
@@ -32,12 +35,18 @@ class SpcCatalog {
   void Discard();
 
  private:
-  int32_t Query(const SpcTable& table, const std::string& name, int32_t groupId);
+  // Names are unique within a table, or within one group of it: a table's name and the
+  // group's identifier (0 for the whole table). Identifiers there by folded name.
+  using Scope = std::pair<std::string_view, int32_t>;
+  using Ids = std::map<Scope, std::unordered_map<std::string, int32_t>>;
+
+  static int32_t Known(const Ids& ids, const Scope& scope, const std::string& nameKey);
+  int32_t Query(const SpcTable& table, const std::string& nameKey, int32_t groupId);
   void Create(const SpcTable& table, const std::string& name, const std::string& group);
 
   OdbcConnection& connection_;
-  std::unordered_map<std::string, int32_t> known_;
-  std::unordered_map<std::string, int32_t> pending_;
+  Ids known_;
+  Ids pending_;
   bool inTransaction_ = false;
 };
 
