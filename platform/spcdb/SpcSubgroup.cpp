@@ -29,6 +29,7 @@ void SpcSubgroup::SetDatabase(std::shared_ptr<host::DatabaseSession> database) {
 
 void SpcSubgroup::Clear() {
   data_ = {};
+  savedId_ = 0;
   groups_ = {};
   time_.reset();
   size_.reset();
@@ -94,6 +95,14 @@ void SpcSubgroup::AddReading(double value, int16_t sample, int32_t, const std::s
 }
 
 void SpcSubgroup::Save(int32_t) {
+  Store();
+  // Not held until the next subgroup: a large one's readings are megabytes.
+  const int32_t id = data_.id;
+  Clear();
+  savedId_ = id;
+}
+
+void SpcSubgroup::Store() {
   SpcSession& session = Session();
   data_.time = time_.value_or(runtime::Now());
   data_.size = size_.value_or(0);

@@ -42,19 +42,22 @@ class SpcSubgroup : public host::HostSubgroup {
   // `options` is not used. A failure names the cause and leaves the database as it was.
   // With a spool on the session, a subgroup the database cannot take now (see
   // IsUnavailable), or that must queue behind subgroups kept before, is kept there and
-  // the save succeeds; a failure of the subgroup itself stays an error.
+  // the save succeeds; a failure of the subgroup itself stays an error. A saved subgroup
+  // leaves the object empty, as Clear does; a failed one stays as it was.
   void Save(int32_t options) override;
 
   // The identifier of the subgroup the last Save stored; 0 before, and when it was kept.
-  int32_t SavedId() const { return data_.id; }
+  int32_t SavedId() const { return savedId_; }
 
  private:
+  void Store();
   SpcSession& Session() const;
   // Fails with kSpcUnknownName when the database has no `name` of `kind`.
   void RequireKnown(host::RecordKind kind, const std::string& name);
 
   std::shared_ptr<SpcSession> session_;
   SpcSubgroupData data_;
+  int32_t savedId_ = 0;
   std::array<std::string, 5> groups_;
   std::optional<runtime::Date> time_;
   std::optional<int32_t> size_;

@@ -91,7 +91,7 @@ TEST_P(SpcDatabaseTest, TimeAndSizeDefaultAndAnEmptySubgroupIsSaved) {
   subgroup.AddReading(1, 3, 0, "", "");
   subgroup.AddReading(2, 1, 0, "", "");
   subgroup.Save(0);
-  subgroup.Clear();
+  // Saved, the object is empty again: the next save is of an empty subgroup.
   subgroup.Save(0);
 
   auto stored = ReadSubgroups(*session, 2);
