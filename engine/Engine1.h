@@ -16,6 +16,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <exception>
 #include <memory>
 #include <optional>
@@ -135,7 +136,7 @@ class Engine1 {
   bool ResolveDescriptors();
   bool ResolveTests();
   std::string ResolveItem(const std::string& text);
-  void ProcessTestItems(std::vector<TestEntry>& entries);
+  void ProcessTestItems(std::deque<TestEntry>& entries);
 
   // The subgroup save (EngineSave.cpp).
   void PrepareSubgroup();

@@ -21,12 +21,16 @@ bool TakesArrayParameter(const host::Connection& connection) {
 
 // An array value as PostgreSQL reads it: every element quoted, so that no name is taken
 // for NULL, and a quote or backslash inside a name escaped with a backslash.
-std::string ArrayText(const std::vector<runtime::Variant>& names) {
-  std::string text = "{";
-  for (const runtime::Variant& name : names) {
+std::string ArrayText(const config::TagItems& tags) {
+  size_t size = 2;
+  for (const auto& tag : tags) size += tag->TagName.size() + 4;
+  std::string text;
+  text.reserve(size);
+  text += '{';
+  for (const auto& tag : tags) {
     if (text.size() > 1) text += ',';
     text += '"';
-    for (char c : name.AsString()) {
+    for (char c : tag->TagName) {
       if (c == '"' || c == '\\') text += '\\';
       text += c;
     }
@@ -40,17 +44,24 @@ struct Statement {
   std::vector<runtime::Variant> parameters;
 };
 
+// Built from the items themselves: 50,000 names copied into one list first would need a
+// block of megabytes for a moment.
 std::vector<Statement> Statements(const host::Connection& connection,
-                                  const std::vector<runtime::Variant>& names) {
+                                  const config::TagItems& tags) {
   std::vector<Statement> statements;
-  if (names.size() > kTagsPerStatement && TakesArrayParameter(connection)) {
+  const size_t count = static_cast<size_t>(tags.Count());
+  if (count > kTagsPerStatement && TakesArrayParameter(connection)) {
     statements.push_back({std::string(common::kTagnameField) + " = ANY(CAST(? AS TEXT[]))",
-                          {runtime::Variant(ArrayText(names))}});
+                          {runtime::Variant(ArrayText(tags))}});
     return statements;
   }
-  for (size_t start = 0; start < names.size(); start += kTagsPerStatement) {
-    const size_t count = std::min(kTagsPerStatement, names.size() - start);
-    statements.push_back({"", {names.begin() + start, names.begin() + start + count}});
+  for (size_t start = 0; start < count; start += kTagsPerStatement) {
+    Statement& statement = statements.emplace_back();
+    statement.parameters.reserve(std::min(kTagsPerStatement, count - start));
+  }
+  size_t index = 0;
+  for (const auto& tag : tags) {
+    statements[index++ / kTagsPerStatement].parameters.emplace_back(tag->TagName);
   }
   return statements;
 }
@@ -72,10 +83,7 @@ bool Engine1::GetRecordset(std::unique_ptr<host::Recordset>& rs) {
     try {
       connection = components_.CreateConnection();
       connection->Open(configuration.DataLink(), "", "", -1);
-      std::vector<runtime::Variant> tagNames;
-      tagNames.reserve(tags.Count());
-      for (const auto& tag : tags) tagNames.emplace_back(tag->TagName);
-      statements = Statements(*connection, tagNames);
+      statements = Statements(*connection, tags);
     } catch (...) {
       LogError("Unable to Access Database",
                runtime::ToError(std::current_exception()).Description(),

@@ -73,7 +73,7 @@ std::string Engine1::ResolveItem(const std::string& text) {
 
 // Each entry's occurrence is that of the latest earlier entry with the same item, plus
 // one; a map of the latest occurrence per item finds it without searching backwards.
-void Engine1::ProcessTestItems(std::vector<TestEntry>& entries) {
+void Engine1::ProcessTestItems(std::deque<TestEntry>& entries) {
   Trapped("ProcessTestItems", [&] {
     std::unordered_map<std::string_view, int32_t, runtime::NoCaseHash, runtime::NoCaseEqual> latest;
     for (TestEntry& entry : entries) entry.occurrence = ++latest[entry.item];

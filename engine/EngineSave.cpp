@@ -138,9 +138,10 @@ void Engine1::StoreSubgroup() {
   }
 
   {
-    // Gone before the save, which holds the readings once more.
-    std::vector<TestEntry> entries;
-    entries.reserve(configuration.TestCount());
+    // Gone before the save, which holds the readings once more. In blocks: one list of
+    // 50,000 entries would need 2 MB in one piece, more than the heap has free between
+    // what stays.
+    std::deque<TestEntry> entries;
     for (int32_t i = 1; i <= configuration.TestCount(); ++i) {
       const config::TestItem& test = *configuration.GetTestItem(i);
       entries.push_back({test.ResolvedGroup(kSample), test.ResolvedItem(kSample),
