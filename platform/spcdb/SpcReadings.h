@@ -31,7 +31,7 @@ class SpcReadings {
     using value_type = SpcReading;
     using difference_type = std::ptrdiff_t;
     using pointer = void;
-    using reference = SpcReading;
+    using reference = const SpcReading;
 
     Iterator(const SpcReadings& readings, size_t index) : readings_(&readings), index_(index) {}
     const SpcReading operator*() const { return (*readings_)[index_]; }
