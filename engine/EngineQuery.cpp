@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include "common/TypeTables.h"
 #include "engine/Engine1.h"
 #include "engine/RecordsetChain.h"
@@ -49,19 +47,16 @@ struct Statement {
 std::vector<Statement> Statements(const host::Connection& connection,
                                   const config::TagItems& tags) {
   std::vector<Statement> statements;
-  const size_t count = static_cast<size_t>(tags.Count());
-  if (count > kTagsPerStatement && TakesArrayParameter(connection)) {
+  if (static_cast<size_t>(tags.Count()) > kTagsPerStatement && TakesArrayParameter(connection)) {
     statements.push_back({std::string(common::kTagnameField) + " = ANY(CAST(? AS TEXT[]))",
                           {runtime::Variant(ArrayText(tags))}});
     return statements;
   }
-  for (size_t start = 0; start < count; start += kTagsPerStatement) {
-    Statement& statement = statements.emplace_back();
-    statement.parameters.reserve(std::min(kTagsPerStatement, count - start));
-  }
-  size_t index = 0;
   for (const auto& tag : tags) {
-    statements[index++ / kTagsPerStatement].parameters.emplace_back(tag->TagName);
+    if (statements.empty() || statements.back().parameters.size() == kTagsPerStatement) {
+      statements.emplace_back().parameters.reserve(kTagsPerStatement);
+    }
+    statements.back().parameters.emplace_back(tag->TagName);
   }
   return statements;
 }

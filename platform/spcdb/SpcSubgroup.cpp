@@ -29,7 +29,6 @@ void SpcSubgroup::SetDatabase(std::shared_ptr<host::DatabaseSession> database) {
 
 void SpcSubgroup::Clear() {
   data_ = {};
-  savedId_ = 0;
   groups_ = {};
   time_.reset();
   size_.reset();
@@ -95,11 +94,11 @@ void SpcSubgroup::AddReading(double value, int16_t sample, int32_t, const std::s
 }
 
 void SpcSubgroup::Save(int32_t) {
+  savedId_ = 0;
   Store();
+  savedId_ = data_.id;
   // Not held until the next subgroup: a large one's readings are megabytes.
-  const int32_t id = data_.id;
   Clear();
-  savedId_ = id;
 }
 
 void SpcSubgroup::Store() {

@@ -235,9 +235,8 @@ class ConfigurationCheck : public ::testing::Test {
  protected:
   ConfigurationCheck() {
     std::vector<std::string> statements = testsupport::kHistorianTables;
-    for (const char* tag : {"LINE1.WEIGHT", "LINE1.PARTNO", "LINE1.COUNTER"}) {
-      statements.push_back(std::string("INSERT INTO ihTags VALUES ('") + tag + "')");
-    }
+    statements.push_back(
+        "INSERT INTO ihTags VALUES ('LINE1.WEIGHT'), ('LINE1.PARTNO'), ('LINE1.COUNTER')");
     link_ =
         testsupport::CreateSqliteDatabase(components_.Root().Path() + "/historian.db", statements) +
         ";NoCreat=1";

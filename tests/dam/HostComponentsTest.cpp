@@ -16,6 +16,7 @@
 #include "runtime/Error.h"
 #include "tests/dam/DamProcesses.h"
 #include "tests/support/FakeComponents.h"
+#include "tests/support/FileMode.h"
 #include "tests/support/Historian.h"
 
 namespace {
@@ -103,12 +104,6 @@ TEST(PlatformComponents, TwoHostsOnOneDatabaseCountOnlyTheSubgroupsTheirSessions
   unsetenv("DAM_LOG_DIR");
 }
 
-unsigned Mode(const std::string& path) {
-  struct stat info {};
-  EXPECT_EQ(stat(path.c_str(), &info), 0) << path;
-  return info.st_mode & 07777;
-}
-
 TEST(PlatformComponents, FoldersAndFilesTheHostCreatesAreOwnerOnlyWhateverTheUmask) {
   testsupport::TempFolder temp;
   const mode_t umaskBefore = umask(0);
@@ -123,14 +118,15 @@ TEST(PlatformComponents, FoldersAndFilesTheHostCreatesAreOwnerOnlyWhateverTheUma
   host::HostFileSystem& files = components.FileSystem();
   // The other folders, missing parents and files that were there: FileSystemTest and
   // SetupCommandTest.
-  EXPECT_EQ(Mode(files.SettingsFolder()), 0700u);
-  EXPECT_EQ(Mode(temp.File("config")), 0755u) << "a folder that was there keeps its mode";
+  EXPECT_EQ(testsupport::FileMode(files.SettingsFolder()), 0700u);
+  EXPECT_EQ(testsupport::FileMode(temp.File("config")), 0755u)
+      << "a folder that was there keeps its mode";
   const std::string settings = files.JoinPath(files.SettingsFolder(), "dam.ini");
   components.OpenSettingsFile(settings)->WriteString("Database", "StrictTests", "1");
-  EXPECT_EQ(Mode(settings), 0600u);
+  EXPECT_EQ(testsupport::FileMode(settings), 0600u);
   host::RegisterDriver({"Some.Class", "/opt/some.so"});
-  EXPECT_EQ(Mode(host::DriverRegistryPath()), 0600u);
-  EXPECT_EQ(Mode(temp.File("registry")), 0700u);
+  EXPECT_EQ(testsupport::FileMode(host::DriverRegistryPath()), 0600u);
+  EXPECT_EQ(testsupport::FileMode(temp.File("registry")), 0700u);
 
   umask(umaskBefore);
   for (const auto& [name, path] : folders) unsetenv(name);

@@ -10,6 +10,7 @@
 
 #include "platform/spcdb/SpcUnavailable.h"
 #include "tests/spcdb/SpcFixture.h"
+#include "tests/support/FileMode.h"
 #include "tests/support/Historian.h"
 #include "tests/support/TempFolder.h"
 
@@ -119,12 +120,6 @@ std::shared_ptr<platform::SpcSession> SessionOn(const std::string& path) {
   return session;
 }
 
-unsigned Mode(const std::string& path) {
-  struct stat info {};
-  EXPECT_EQ(stat(path.c_str(), &info), 0) << path;
-  return info.st_mode & 07777;
-}
-
 TEST(SpcFile, ASaveAfterTheFileWasDeletedOrReplacedLandsInTheFileAtThePath) {
   for (const bool replaced : {false, true}) {
     SCOPED_TRACE(replaced ? "replaced" : "deleted");
@@ -160,13 +155,14 @@ TEST(SpcFile, ANewDatabaseAndItsJournalsAreOwnerOnlyWhateverTheUmask) {
   const mode_t umaskBefore = umask(0);
   auto session = SessionOn(path);
   SaveSubgroup(session, SampleSubgroup(1));
-  for (const char* suffix : {"", "-wal", "-shm"}) EXPECT_EQ(Mode(path + suffix), 0600u) << suffix;
+  for (const char* suffix : {"", "-wal", "-shm"})
+    EXPECT_EQ(testsupport::FileMode(path + suffix), 0600u) << suffix;
 
   // A database that exists keeps the mode its owner gave it.
   session.reset();
   chmod(path.c_str(), 0640);
   SaveSubgroup(SessionOn(path), SampleSubgroup(2));
-  EXPECT_EQ(Mode(path), 0640u);
+  EXPECT_EQ(testsupport::FileMode(path), 0640u);
   umask(umaskBefore);
 }
 

@@ -9,15 +9,10 @@
 #include <string>
 
 #include "runtime/Error.h"
+#include "tests/support/FileMode.h"
 #include "tests/support/TempFolder.h"
 
 namespace {
-
-mode_t ModeOf(const std::string& path) {
-  struct stat status {};
-  EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
-  return status.st_mode & 07777;
-}
 
 // Log lines hold what went wrong in a plant; no other user may read them, whatever the
 // process's file mode mask says. A device written to is not ours to narrow.
@@ -33,15 +28,15 @@ TEST(FileSystemTest, AppendedFilesAreTheOwnersOnly) {
   std::filesystem::permissions(wide, std::filesystem::perms(0666));
   files.AppendToFile(wide, "more\n");
   umask(savedMask);
-  EXPECT_EQ(ModeOf(path), 0600u);
+  EXPECT_EQ(testsupport::FileMode(path), 0600u);
   std::ifstream file(path, std::ios::binary);
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "one\r\ntwo\r\n");
-  EXPECT_EQ(ModeOf(wide), 0600u) << "an existing file of ours is narrowed";
+  EXPECT_EQ(testsupport::FileMode(wide), 0600u) << "an existing file of ours is narrowed";
   EXPECT_EQ(files.JoinPath("/var/log/", "a.LOG"), "/var/log/a.LOG");
   EXPECT_EQ(files.JoinPath("", "a.LOG"), "a.LOG");
 
   EXPECT_THROW(files.AppendToFile("/dev/full", "lost\r\n"), runtime::Error);
-  EXPECT_EQ(ModeOf("/dev/full") & 0666, 0666u);
+  EXPECT_EQ(testsupport::FileMode("/dev/full") & 0666, 0666u);
 }
 
 }  // namespace
