@@ -32,13 +32,18 @@ std::string StandardDescription(int32_t number) {
   }
 }
 
-Error::Error(int32_t number, std::string description, std::string source)
+Error::Error(int32_t number, std::string description, std::string source, std::string sqlState)
     : std::runtime_error(description),
       number_(number),
       description_(std::move(description)),
-      source_(std::move(source)) {}
+      source_(std::move(source)),
+      sqlState_(std::move(sqlState)) {}
 
 Error::Error(int32_t number) : Error(number, StandardDescription(number)) {}
+
+Error Error::From(std::string source) const {
+  return Error(number_, description_, std::move(source), sqlState_);
+}
 
 std::string Error::NumberAndDescription() const {
   return std::to_string(number_) + " - " + description_;

@@ -28,13 +28,21 @@ std::string StandardDescription(int32_t number);
 
 class Error : public std::runtime_error {
  public:
-  Error(int32_t number, std::string description, std::string source = {});
+  // `sqlState`: a data access error's SQLSTATE (of its first diagnostic record), which
+  // callers test instead of reading it back out of the description.
+  Error(int32_t number, std::string description, std::string source = {},
+        std::string sqlState = {});
   // An error with the standard description of its number.
   explicit Error(int32_t number);
 
   int32_t Number() const { return number_; }
   const std::string& Description() const { return description_; }
   const std::string& Source() const { return source_; }
+  // Empty unless the error came from a database call.
+  const std::string& SqlState() const { return sqlState_; }
+
+  // The same error (number, description, SQLSTATE) raised again from `source`.
+  Error From(std::string source) const;
 
   // "number - description", the form logs and status texts use.
   std::string NumberAndDescription() const;
@@ -43,6 +51,7 @@ class Error : public std::runtime_error {
   int32_t number_;
   std::string description_;
   std::string source_;
+  std::string sqlState_;
 };
 
 // Whatever was thrown, as a runtime::Error.
@@ -56,8 +65,7 @@ decltype(auto) RaisingFrom(const char* location, Body&& body) {
   try {
     return body();
   } catch (...) {
-    Error e = ToError(std::current_exception());
-    throw Error(e.Number(), e.Description(), location);
+    throw ToError(std::current_exception()).From(location);
   }
 }
 

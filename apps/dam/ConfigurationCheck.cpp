@@ -5,7 +5,6 @@
 #include <cmath>
 #include <map>
 #include <optional>
-#include <regex>
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
@@ -13,6 +12,7 @@
 #include "common/TagExpressions.h"
 #include "common/TypeTables.h"
 #include "config/Configuration1.h"
+#include "platform/odbc/OdbcDiagnostics.h"
 #include "runtime/Conversions.h"
 #include "runtime/Error.h"
 #include "runtime/Text.h"
@@ -30,11 +30,6 @@ constexpr size_t kTagsPerStatement = 999;
 
 std::string Quoted(std::string_view text) {
   return "'" + std::string(text) + "'";
-}
-
-std::string Plain(const std::string& description) {
-  static const std::regex kSqlState(R"(\[SQLSTATE [0-9A-Z]{5}\] ?)");
-  return std::regex_replace(description, kSqlState, "");
 }
 
 // A line the driver stops at; it reads nothing after it.
@@ -283,7 +278,7 @@ std::vector<CheckFinding> CheckConfiguration(host::Components& components,
                             common::GetDataLinkStatus(configuration.DataLinkState()) +
                             (configuration.DataLinkError().empty()
                                  ? ""
-                                 : " (" + Plain(configuration.DataLinkError()) + ")")});
+                                 : " (" + platform::WithoutSqlStates(configuration.DataLinkError()) + ")")});
   } else if (configuration.TagItems().Count() > 0) {
     try {
       for (const std::string& tag : MissingTags(components, configuration)) {
@@ -295,7 +290,7 @@ std::vector<CheckFinding> CheckConfiguration(host::Components& components,
     } catch (...) {
       findings.push_back({dataLinkLine, false,
                           "the historian's tags cannot be read now: " +
-                              Plain(runtime::ToError(std::current_exception()).Description())});
+                              platform::WithoutSqlStates(runtime::ToError(std::current_exception()).Description())});
     }
   }
   std::stable_sort(findings.begin(), findings.end(),

@@ -1,10 +1,10 @@
 #include "apps/shared/Failures.h"
 
 #include <iostream>
-#include <regex>
 
 #include "apps/shared/CommandLine.h"
 #include "platform/odbc/ConnectionSecrets.h"
+#include "platform/odbc/OdbcDiagnostics.h"
 #include "runtime/Error.h"
 
 namespace apps {
@@ -18,8 +18,7 @@ std::string Reason(std::exception_ptr thrown, bool verbose) {
     return error.NumberAndDescription() +
            (error.Source().empty() ? "" : " (" + error.Source() + ")");
   }
-  static const std::regex kSqlState(R"(\[SQLSTATE [0-9A-Z]{5}\] ?)");
-  return std::regex_replace(error.Description(), kSqlState, "");
+  return platform::WithoutSqlStates(error.Description());
 }
 
 std::exception_ptr Cause(const Failure& failure) {

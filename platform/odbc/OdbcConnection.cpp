@@ -14,18 +14,7 @@ constexpr int32_t kConnectionClosed = 3709;
 std::unique_ptr<host::Recordset> Run(const std::shared_ptr<OdbcSession>& session,
                                      const std::string& sql,
                                      const std::vector<runtime::Variant>& parameters) {
-  bool prepared = false;
-  OdbcHandle statement = session->Statement(sql, prepared);
-  if (!prepared) {
-    std::string text = sql;
-    session->Run(
-        statement,
-        [&] {
-          return SQLPrepare(statement.get(), reinterpret_cast<SQLCHAR*>(text.data()),
-                            static_cast<SQLINTEGER>(text.size()));
-        },
-        "SQLPrepare");
-  }
+  OdbcHandle statement = session->Prepared(sql);
   {
     OdbcParameters bound(statement, parameters);
     session->Run(

@@ -1,54 +1,32 @@
 #include "platform/odbc/OdbcHandle.h"
 
+#include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 
+#include "platform/odbc/OdbcDiagnostics.h"
 #include "runtime/Error.h"
 
 namespace platform {
-namespace {
-
-// Some drivers split a message over lines; errors travel into one-line logs and status texts.
-std::string OneLine(std::string_view text) {
-  std::string line;
-  for (char c : text) {
-    if (c != '\r' && c != '\n') {
-      line += c;
-    } else if (!line.empty() && line.back() != ' ') {
-      line += ' ';
-    }
-  }
-  while (!line.empty() && line.back() == ' ') line.pop_back();
-  return line;
-}
-
-}  // namespace
 
 SQLRETURN CheckOdbc(SQLRETURN rc, SQLSMALLINT handleType, SQLHANDLE handle, const char* call) {
   if (rc != SQL_ERROR && rc != SQL_INVALID_HANDLE) return rc;
   std::string message;
-  SQLINTEGER number = 0;
-  if (rc == SQL_ERROR && handle != SQL_NULL_HANDLE) {
-    for (SQLSMALLINT record = 1;; ++record) {
-      SQLCHAR state[SQL_SQLSTATE_SIZE + 1] = {};
-      SQLINTEGER native = 0;
-      SQLCHAR text[SQL_MAX_MESSAGE_LENGTH] = {};
-      SQLSMALLINT length = 0;
-      SQLRETURN diag =
-          SQLGetDiagRec(handleType, handle, record, state, &native, text, sizeof text, &length);
-      if (!SQL_SUCCEEDED(diag)) break;
-      if (record == 1) number = native;
-      if (!message.empty()) message += "; ";
-      message += "[SQLSTATE " + std::string(reinterpret_cast<char*>(state)) + "] " +
-                 OneLine(reinterpret_cast<char*>(text));
+  const std::optional<OdbcDiagnostic> first =
+      rc == SQL_ERROR ? Diagnostic(handleType, handle) : std::nullopt;
+  if (first) {
+    message = DescribedWithState(*first);
+    for (SQLSMALLINT record = 2;; ++record) {
+      const std::optional<OdbcDiagnostic> next = Diagnostic(handleType, handle, record);
+      if (!next) break;
+      message += "; " + DescribedWithState(*next);
     }
-  }
-  if (message.empty()) {
+  } else {
     message = std::string(call) + (rc == SQL_INVALID_HANDLE ? " was given an invalid handle"
                                                             : " failed without diagnostics");
   }
-  throw runtime::Error(number != 0 ? number : kUnspecifiedOdbcError, message, "ODBC");
+  const int32_t number = first && first->native != 0 ? first->native : kUnspecifiedOdbcError;
+  throw runtime::Error(number, message, "ODBC", first ? first->state : std::string());
 }
 
 OdbcHandle::OdbcHandle(SQLSMALLINT type, const OdbcHandle* parent) : type_(type) {

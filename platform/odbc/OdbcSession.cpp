@@ -4,9 +4,11 @@
 
 #include <chrono>
 #include <mutex>
+#include <optional>
 #include <string_view>
 
 #include "platform/odbc/OdbcConnectionString.h"
+#include "platform/odbc/OdbcDiagnostics.h"
 #include "platform/odbc/OdbcDriverLibrary.h"
 #include "platform/odbc/OdbcSafety.h"
 #include "runtime/Error.h"
@@ -19,8 +21,10 @@ namespace {
 constexpr int kSqliteLockWait = 100;
 // Rows psqlODBC fetches per round trip through its cursor.
 constexpr char kPostgresFetchRows[] = "4096";
-// Prepared statements a session keeps: a cycle runs fewer than this.
-constexpr size_t kMostKeptStatements = 16;
+// Prepared statements a session keeps: a collection or a save runs fewer than this.
+constexpr size_t kMostKeptStatements = 32;
+// The SQLSTATE of a statement cancelled under its running call.
+constexpr char kCancelledState[] = "HY008";
 
 // Made once and kept: the driver manager resolves a driver once per environment.
 std::shared_ptr<const OdbcHandle> SharedEnvironment() {
@@ -39,41 +43,22 @@ std::shared_ptr<const OdbcHandle> SharedEnvironment() {
 // SQLSTATE class 08, the connection failed, or 57P0x, the server is shutting down or
 // restarting (PostgreSQL's goodbye to its sessions).
 bool ConnectionFailed(const OdbcHandle& handle) {
-  SQLCHAR state[SQL_SQLSTATE_SIZE + 1] = {};
-  SQLINTEGER native = 0;
-  SQLSMALLINT length = 0;
-  if (!SQL_SUCCEEDED(
-          SQLGetDiagRec(handle.type(), handle.get(), 1, state, &native, nullptr, 0, &length))) {
-    return false;
-  }
-  const std::string_view code(reinterpret_cast<char*>(state));
-  return code.starts_with("08") || code.starts_with("57P0");
+  const std::optional<OdbcDiagnostic> first = Diagnostic(handle.type(), handle.get());
+  return first && (first->state.starts_with("08") || first->state.starts_with("57P0"));
 }
 
 // SQLITE_BUSY or SQLITE_LOCKED, as the SQLite ODBC driver reports them.
 bool FoundLocked(const OdbcHandle& handle) {
-  SQLCHAR state[SQL_SQLSTATE_SIZE + 1] = {};
-  SQLINTEGER native = 0;
-  SQLCHAR text[SQL_MAX_MESSAGE_LENGTH] = {};
-  SQLSMALLINT length = 0;
-  if (!SQL_SUCCEEDED(SQLGetDiagRec(handle.type(), handle.get(), 1, state, &native, text,
-                                   sizeof text, &length))) {
-    return false;
-  }
-  return native == 5 || native == 6;
+  const std::optional<OdbcDiagnostic> first = Diagnostic(handle.type(), handle.get());
+  return first && (first->native == 5 || first->native == 6);
 }
 
 // A driver without the timeout ("optional feature not implemented") still connects and
 // runs statements, bounded by its own waits.
 void SetTimeout(const OdbcHandle& handle, SQLRETURN rc, const char* call) {
-  SQLCHAR state[SQL_SQLSTATE_SIZE + 1] = {};
-  SQLINTEGER native = 0;
-  SQLSMALLINT length = 0;
-  SQLSMALLINT type = handle.type();
-  if (rc == SQL_ERROR &&
-      SQL_SUCCEEDED(SQLGetDiagRec(type, handle.get(), 1, state, &native, nullptr, 0, &length)) &&
-      std::string_view(reinterpret_cast<char*>(state)) == "HYC00") {
-    return;
+  if (rc == SQL_ERROR) {
+    const std::optional<OdbcDiagnostic> first = Diagnostic(handle.type(), handle.get());
+    if (first && first->state == "HYC00") return;
   }
   handle.Check(rc, call);
 }
@@ -169,19 +154,26 @@ OdbcHandle OdbcSession::NewStatement() const {
   return statement;
 }
 
-OdbcHandle OdbcSession::Statement(const std::string& sql, bool& prepared) {
+OdbcHandle OdbcSession::Prepared(const std::string& sql) {
   {
     std::lock_guard lock(keptMutex_);
     for (auto kept = kept_.rbegin(); kept != kept_.rend(); ++kept) {
       if (kept->sql != sql) continue;
       OdbcHandle statement = std::move(kept->statement);
       kept_.erase(std::next(kept).base());
-      prepared = true;
       return statement;
     }
   }
-  prepared = false;
-  return NewStatement();
+  OdbcHandle statement = NewStatement();
+  std::string text = sql;
+  Run(
+      statement,
+      [&] {
+        return SQLPrepare(statement.get(), reinterpret_cast<SQLCHAR*>(text.data()),
+                          static_cast<SQLINTEGER>(text.size()));
+      },
+      "SQLPrepare");
+  return statement;
 }
 
 void OdbcSession::Keep(const std::string& sql, OdbcHandle statement) noexcept {
@@ -216,8 +208,10 @@ SQLRETURN OdbcSession::Repeat(const OdbcHandle& handle, const std::function<SQLR
       } catch (const runtime::Error& e) {
         cause = ": " + e.Description();
       }
-      throw runtime::Error(kUnspecifiedOdbcError,
-                           "[SQLSTATE HY008] The statement was cancelled" + cause, "ODBC");
+      throw runtime::Error(
+          kUnspecifiedOdbcError,
+          DescribedWithState({kCancelledState, 0, "The statement was cancelled"}) + cause, "ODBC",
+          kCancelledState);
     }
     bool again =
         repeatsLockWaits_ && FoundLocked(handle) && (queryTimeout_ == 0 || Clock::now() < deadline);

@@ -37,10 +37,10 @@ class OdbcSession {
 
   // A new statement with the policy's query timeout.
   OdbcHandle NewStatement() const;
-  // A statement for `sql`: one kept from an earlier run of the same text, already
-  // prepared (`prepared` true), else a new one. A collection runs the same few statements
-  // every cycle on a pooled session; keeping them saves a fifth of a small SQLite cycle.
-  OdbcHandle Statement(const std::string& sql, bool& prepared);
+  // A statement prepared with `sql`: one kept from an earlier run of the same text, else
+  // a new one. A collection or a save runs the same few statements every cycle; keeping
+  // them saves a fifth of a small SQLite cycle.
+  OdbcHandle Prepared(const std::string& sql);
   // Keeps `statement`, prepared with `sql` and its parameters unbound, for the next run
   // of that text; its cursor is closed here. The oldest of too many is freed.
   void Keep(const std::string& sql, OdbcHandle statement) noexcept;

@@ -6,16 +6,11 @@
 
 namespace platform {
 
-OdbcStatement::OdbcStatement(std::shared_ptr<OdbcSession> session, const std::string& sql)
-    : session_(std::move(session)), statement_(session_->NewStatement()) {
-  std::string text = sql;
-  session_->Run(
-      statement_,
-      [&] {
-        return SQLPrepare(statement_.get(), reinterpret_cast<SQLCHAR*>(text.data()),
-                          static_cast<SQLINTEGER>(text.size()));
-      },
-      "SQLPrepare");
+OdbcStatement::OdbcStatement(std::shared_ptr<OdbcSession> session, std::string sql)
+    : session_(std::move(session)), sql_(std::move(sql)), statement_(session_->Prepared(sql_)) {}
+
+OdbcStatement::~OdbcStatement() {
+  session_->Keep(sql_, std::move(statement_));
 }
 
 int64_t OdbcStatement::Execute(const std::vector<runtime::Variant>& parameters) {

@@ -41,12 +41,6 @@ void SpcLink::SettleMovedFile() {
   }
 }
 
-OdbcStatement& SpcLink::Prepared(const std::string& sql) {
-  std::unique_ptr<OdbcStatement>& statement = prepared_[sql];
-  if (!statement) statement = connection_.Prepare(sql);
-  return *statement;
-}
-
 void SpcLink::Begin() {
   dialect_.Begin(connection_);
   catalog_.BeginTransaction();

@@ -1,16 +1,14 @@
 // One open connection to the SPC database and what lives as long as it: the database's
-// dialect, the catalog of names already looked up, and the statements prepared for
-// saving subgroups. A session drops its link after any failure and opens a new one.
+// dialect and the catalog of names already looked up (the statements prepared for saving
+// subgroups are kept by the connection's session). A session drops its link after any
+// failure and opens a new one.
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string>
-#include <unordered_map>
 
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/odbc/OdbcPolicy.h"
-#include "platform/odbc/OdbcStatement.h"
 #include "platform/spcdb/SpcCatalog.h"
 #include "platform/spcdb/SpcDialect.h"
 #include "platform/spcdb/SpcFile.h"
@@ -37,9 +35,6 @@ class SpcLink {
   // Fails while another connection keeps the log busy.
   void SettleMovedFile();
 
-  // `sql` prepared once for this connection.
-  OdbcStatement& Prepared(const std::string& sql);
-
   void Begin();
   void Commit();
   // Never fails (see SpcDialect::Rollback).
@@ -51,7 +46,6 @@ class SpcLink {
   std::optional<SpcFile> file_;
   SpcDialect dialect_;
   SpcCatalog catalog_;
-  std::unordered_map<std::string, std::unique_ptr<OdbcStatement>> prepared_;
 };
 
 }  // namespace platform

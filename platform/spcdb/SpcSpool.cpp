@@ -78,7 +78,7 @@ void SpcSpool::Keep(const SpcSubgroupData& subgroup, const std::string& key,
     throw runtime::Error(error.Number(),
                          "The subgroup could not be kept in the local spool " + path_ + ": " +
                              error.Description() + "." + why,
-                         "SpcSpool");
+                         "SpcSpool", error.SqlState());
   }
   Refresh();
   if (cause) Failed();

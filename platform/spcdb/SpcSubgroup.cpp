@@ -141,7 +141,7 @@ void SpcSubgroup::Store() {
   } catch (...) {
     runtime::Error cause = runtime::ToError(std::current_exception());
     throw runtime::Error(cause.Number(), "The subgroup was not saved: " + cause.Description(),
-                         "SpcSubgroup.Save");
+                         "SpcSubgroup.Save", cause.SqlState());
   }
   session.Saved();
 }

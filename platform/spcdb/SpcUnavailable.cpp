@@ -8,8 +8,6 @@
 namespace platform {
 namespace {
 
-constexpr std::string_view kStatePrefix = "[SQLSTATE ";
-
 bool UnavailableState(std::string_view state) {
   if (state.starts_with("08")) return true;
   for (std::string_view code :
@@ -49,16 +47,11 @@ constexpr std::string_view kSettingTexts[] = {
 }  // namespace
 
 bool IsUnavailable(const runtime::Error& error) {
-  const std::string& text = error.Description();
-  const std::string folded = runtime::FoldCase(text);
+  const std::string folded = runtime::FoldCase(error.Description());
   for (std::string_view phrase : kSettingTexts) {
     if (folded.find(phrase) != std::string::npos) return false;
   }
-  for (size_t at = text.find(kStatePrefix); at != std::string::npos;
-       at = text.find(kStatePrefix, at + 1)) {
-    const std::string_view state = std::string_view(text).substr(at + kStatePrefix.size(), 5);
-    if (state.size() == 5 && UnavailableState(state)) return true;
-  }
+  if (UnavailableState(error.SqlState())) return true;
   for (std::string_view phrase : kUnavailableTexts) {
     if (folded.find(phrase) != std::string::npos) return true;
   }

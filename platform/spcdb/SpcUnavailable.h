@@ -11,8 +11,8 @@ namespace platform {
 // True for lost or refused connections (SQLSTATE class 08), timeouts (HYT00, HYT01), a
 // server shutting down, starting or out of connections (57P01-57P03, 53300), a transaction
 // the server gave up to let another one on (40001, 40P01) and a locked or busy SQLite file,
-// read from the SQLSTATEs and texts the ODBC layer gives. A connection the server refused
-// for the settings it was given (password, database name) is not among them.
+// read from the error's SQLSTATE and, where a driver gives none of its own, its text. A connection
+// the server refused for the settings it was given (password, database name) is not among them.
 bool IsUnavailable(const runtime::Error& error);
 
 }  // namespace platform

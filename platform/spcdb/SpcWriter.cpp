@@ -24,8 +24,8 @@ constexpr char kInsertReadings[] =
     "INSERT INTO readings (subgroup_id, ordinal, test_id, sample, value, serial_number,"
     " defect_code) VALUES ";
 
-// Rows per INSERT: powers of two up to this, so that a link prepares at most eight
-// statements per table, and 128 rows of 7 values stay under SQLite's 999 parameters.
+// Rows per INSERT: powers of two up to this, so that a connection keeps at most eight
+// prepared statements per table, and 128 rows of 7 values stay under SQLite's 999 parameters.
 constexpr size_t kMostRowsPerInsert = 128;
 
 std::string MultiRowInsert(const char* head, size_t columns, size_t rows) {
@@ -38,7 +38,7 @@ std::string MultiRowInsert(const char* head, size_t columns, size_t rows) {
 }
 
 // Inserts `rows` rows of `columns` values, `appendRow(i, values)` giving row i's, in as
-// few statements as the batch sizes allow, each prepared once per link. Only one batch of
+// few statements as the batch sizes allow, each prepared once per connection. Only one batch of
 // values is held at a time: a subgroup of 50,000 readings would need 350,000.
 template <typename AppendRow>
 void InsertRows(SpcLink& link, const char* head, size_t columns, size_t rows,
@@ -50,7 +50,7 @@ void InsertRows(SpcLink& link, const char* head, size_t columns, size_t rows,
     while (count > rows - done) count /= 2;
     batch.clear();
     for (size_t row = done; row < done + count; ++row) appendRow(row, batch);
-    link.Prepared(MultiRowInsert(head, columns, count)).Execute(batch);
+    link.Connection().Prepare(MultiRowInsert(head, columns, count))->Execute(batch);
     done += count;
   }
 }
@@ -83,14 +83,15 @@ int32_t WriteSubgroup(SpcLink& link, const SpcSubgroupData& subgroup, bool stric
     if (!found->Eof()) return runtime::ToLong(found->Field("id"));
   }
   SpcCatalog& catalog = link.Catalog();
-  link.Prepared(kInsertSubgroup)
-      .Execute({subgroup.time, subgroup.size, IdOf(catalog, RecordKind::Part, subgroup.part),
-                IdOf(catalog, RecordKind::Process, subgroup.process),
-                IdOf(catalog, RecordKind::Job, subgroup.job),
-                IdOf(catalog, RecordKind::Shift, subgroup.shift), LotId(catalog, subgroup.lot),
-                subgroup.sessionNumber, key.empty() ? runtime::Null : runtime::Variant(key),
-                subgroup.configuration ? runtime::Variant(*subgroup.configuration)
-                                       : runtime::Variant(runtime::Null)});
+  link.Connection()
+      .Prepare(kInsertSubgroup)
+      ->Execute({subgroup.time, subgroup.size, IdOf(catalog, RecordKind::Part, subgroup.part),
+                 IdOf(catalog, RecordKind::Process, subgroup.process),
+                 IdOf(catalog, RecordKind::Job, subgroup.job),
+                 IdOf(catalog, RecordKind::Shift, subgroup.shift), LotId(catalog, subgroup.lot),
+                 subgroup.sessionNumber, key.empty() ? runtime::Null : runtime::Variant(key),
+                 subgroup.configuration ? runtime::Variant(*subgroup.configuration)
+                                        : runtime::Variant(runtime::Null)});
   int32_t id =
       runtime::ToLong(link.Connection().Execute(link.Dialect().LastIdQuery())->Field("id"));
 

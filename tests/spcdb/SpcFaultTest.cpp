@@ -20,42 +20,48 @@ namespace {
 using platform::ReadSubgroups;
 using platform::SpcSubgroupData;
 
-// The texts are those the SQLite and PostgreSQL ODBC drivers give through the ODBC layer.
+// The states and texts are those the SQLite and PostgreSQL ODBC drivers give.
 TEST(SpcUnavailable, ConnectionTimeoutAndLockFailuresAreTheDatabasesAbsenceOthersAreNot) {
-  const std::pair<const char*, bool> cases[] = {
-      {"[SQLSTATE 08001] could not connect to server: No such file or directory", true},
-      {"[SQLSTATE 08S01] Communication link failure", true},
-      {"[SQLSTATE 01000] notice; [SQLSTATE 08006] connection failure", true},
-      {"[SQLSTATE HYT00] Timeout expired", true},
-      {"[SQLSTATE HYT01] Connection timeout expired", true},
-      {"[SQLSTATE 57P01] terminating connection due to administrator command", true},
-      {"[SQLSTATE 57P03] the database system is starting up", true},
-      {"[SQLSTATE 53300] sorry, too many clients already", true},
-      {"[SQLSTATE 40P01] deadlock detected", true},
-      {"[SQLSTATE HY000] database is locked", true},
-      {"[SQLSTATE HY000] Database Is Busy", true},
-      {"[SQLSTATE HY000] server closed the connection unexpectedly", true},
-      {"[SQLSTATE 23505] duplicate key value violates unique constraint", false},
-      {"[SQLSTATE 22003] numeric value out of range", false},
-      {"[SQLSTATE 28P01] password authentication failed for user \"dam\"", false},
-      {"[SQLSTATE 08001] connection to server on socket \"/tmp/.s.PGSQL.5432\" failed: FATAL:  "
+  struct Case {
+    const char* state;
+    const char* text;
+    bool unavailable;
+  };
+  const Case cases[] = {
+      {"08001", "could not connect to server: No such file or directory", true},
+      {"08S01", "Communication link failure", true},
+      {"08006", "connection failure", true},
+      {"HYT00", "Timeout expired", true},
+      {"HYT01", "Connection timeout expired", true},
+      {"57P01", "terminating connection due to administrator command", true},
+      {"57P03", "the database system is starting up", true},
+      {"53300", "sorry, too many clients already", true},
+      {"40P01", "deadlock detected", true},
+      {"HY000", "database is locked", true},
+      {"HY000", "Database Is Busy", true},
+      {"HY000", "server closed the connection unexpectedly", true},
+      {"23505", "duplicate key value violates unique constraint", false},
+      {"22003", "numeric value out of range", false},
+      {"28P01", "password authentication failed for user \"dam\"", false},
+      {"08001", "connection to server on socket \"/tmp/.s.PGSQL.5432\" failed: FATAL:  "
        "password authentication failed for user \"dam\"",
        false},
-      {"[SQLSTATE 08001] connection to server at \"spc01\" failed: FATAL:  database \"spcx\" "
+      {"08001", "connection to server at \"spc01\" failed: FATAL:  database \"spcx\" "
        "does not exist",
        false},
-      {"[SQLSTATE 08001] connection to server at \"spc01\" (10.0.0.5), port 5432 failed: "
+      {"08001", "connection to server at \"spc01\" (10.0.0.5), port 5432 failed: "
        "Connection refused",
        true},
-      {"[SQLSTATE 42S02] no such table: subgroups", false},
-      {"[SQLSTATE HY000] attempt to write a readonly database", false},
-      {"[SQLSTATE IM002] Data source name not found and no default driver specified", false},
-      {"The test \"Width\" is not in the SPC database", false},
-      {"[SQLSTATE 0800", false},
-      {"", false},
+      {"42S02", "no such table: subgroups", false},
+      {"HY000", "attempt to write a readonly database", false},
+      {"IM002", "Data source name not found and no default driver specified", false},
+      {"", "The test \"Width\" is not in the SPC database", false},
+      {"", "[SQLSTATE 08006] a state only in the text", false},
+      {"", "", false},
   };
-  for (const auto& [text, unavailable] : cases) {
-    EXPECT_EQ(platform::IsUnavailable(runtime::Error(1, text, "ODBC")), unavailable) << text;
+  for (const auto& [state, text, unavailable] : cases) {
+    EXPECT_EQ(platform::IsUnavailable(runtime::Error(1, text, "ODBC", state)), unavailable)
+        << state << " " << text;
   }
 }
 

@@ -1,0 +1,30 @@
+// The diagnostic records a failed ODBC call leaves on its handle, and the form their
+// texts take in an error's description ("[SQLSTATE 42S02] no such table: t").
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include <sql.h>
+
+namespace platform {
+
+struct OdbcDiagnostic {
+  std::string state;   // the SQLSTATE, five characters
+  int32_t native = 0;  // the driver's own error number
+  std::string text;    // on one line
+};
+
+// Record `record` (1 is the first) of `handle`, or nothing when it has no such record.
+std::optional<OdbcDiagnostic> Diagnostic(SQLSMALLINT handleType, SQLHANDLE handle,
+                                         SQLSMALLINT record = 1);
+
+// "[SQLSTATE state] text", as each record stands in an error's description.
+std::string DescribedWithState(const OdbcDiagnostic& diagnostic);
+
+// `description` without the "[SQLSTATE xxxxx] " codes: the error as people read it.
+std::string WithoutSqlStates(std::string_view description);
+
+}  // namespace platform
