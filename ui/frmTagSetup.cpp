@@ -68,6 +68,8 @@ void frmTagSetup::Form_Load() {
       }
     }
     RefreshTagNames();
+    // On the preselected row, so that Enter takes it; Enter in the filter refreshes.
+    ui_->ListView1->setFocus();
     RestorePosition();
   });
 }
