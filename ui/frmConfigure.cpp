@@ -10,6 +10,7 @@
 #include "runtime/Error.h"
 #include "runtime/Text.h"
 #include "ui/SelectOnFocus.h"
+#include "ui/StrayAccelerators.h"
 #include "ui/TypedSeparators.h"
 #include "ui/frmCondition.h"
 #include "ui/frmDescriptor.h"
@@ -72,6 +73,7 @@ frmConfigure::frmConfigure(host::Components& components, QWidget* parent)
       ui_(std::make_unique<Ui::frmConfigure>()),
       configuration_(std::make_shared<config::Configuration1>(components)) {
   ui_->setupUi(this);
+  IgnoreStrayAccelerators(*this);
   connect(ui_->bnDataLink, &QPushButton::clicked, this, &frmConfigure::bnDataLink_Click);
   connect(ui_->bnAddDesc, &QPushButton::clicked, this, &frmConfigure::bnAddDesc_Click);
   connect(ui_->bnEditDesc, &QPushButton::clicked, this, &frmConfigure::bnEditDesc_Click);
