@@ -271,7 +271,8 @@ std::vector<CheckFinding> CheckConfiguration(host::Components& components,
   try {
     configuration.SetData(text);
   } catch (const runtime::Error& e) {
-    findings.push_back({0, true, "the driver cannot read it: " + e.Description()});
+    findings.push_back(
+        {0, true, "the driver cannot read it: " + e.Description() + " (" + e.Source() + ")"});
     return findings;
   }
   const int dataLinkLine = checker.DataLinkLine();
