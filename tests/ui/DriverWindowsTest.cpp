@@ -125,7 +125,7 @@ TEST_F(DriverWindowsTest, AboutBoxNamesProductVersionAndModuleAndBelongsToTheMai
   EXPECT_TRUE(components.shownErrors.empty());
 }
 
-TEST_F(DriverWindowsTest, SetupIsRefusedWhileRunningOpensOneDialogAndOnlyOKChangesIt) {
+TEST_F(DriverWindowsTest, SetupIsRefusedWhileRunningOpensOneDialogOnlyOKChangesAndUnloadDropsIt) {
   EXPECT_TRUE(version1->StartDriver());
   EXPECT_FALSE(version1->ShowSetup(host::kTrue));
   EXPECT_EQ(components.messageBoxes,
@@ -174,6 +174,15 @@ TEST_F(DriverWindowsTest, SetupIsRefusedWhileRunningOpensOneDialogAndOnlyOKChang
   EXPECT_EQ(version1->Name(), "Line 2");
   EXPECT_EQ(parent->configurationChanges, 1);
   EXPECT_EQ(version1->State(), 0);
+  EXPECT_TRUE(components.shownErrors.empty());
+
+  // Unload lets go of the setup dialog, even of one shown modally at the time.
+  bool leftOpen = false;
+  uitest::WhenModal([&](QDialog&) { version1->Unload(); }, &leftOpen);
+  EXPECT_FALSE(version1->ShowSetup(host::kTrue));
+  EXPECT_TRUE(leftOpen) << "Unload runs none of the dialog's close logic";
+  EXPECT_TRUE(uitest::TopLevels("frmConfigure").empty());
+  EXPECT_EQ(parent->configurationChanges, 1);
   EXPECT_TRUE(components.shownErrors.empty());
 }
 
