@@ -7,6 +7,20 @@
 namespace ui {
 namespace {
 
+bool IsModifier(int key) {
+  switch (key) {
+    case Qt::Key_Shift:
+    case Qt::Key_Control:
+    case Qt::Key_Alt:
+    case Qt::Key_AltGr:
+    case Qt::Key_Meta:
+    case Qt::Key_CapsLock:
+      return true;
+    default:
+      return false;
+  }
+}
+
 class SeparatorFilter : public QObject {
  public:
   using QObject::QObject;
@@ -14,7 +28,10 @@ class SeparatorFilter : public QObject {
   bool eventFilter(QObject* watched, QEvent* event) override {
     if (event->type() == QEvent::FocusOut) digitIn_ = -1;
     if (event->type() != QEvent::KeyPress) return false;
-    const QString typed = static_cast<QKeyEvent*>(event)->text();
+    const auto* key = static_cast<QKeyEvent*>(event);
+    // Shift, as for ':', is a key press of its own that types nothing.
+    if (IsModifier(key->key())) return false;
+    const QString typed = key->text();
     const int section = static_cast<QDateTimeEdit*>(watched)->currentSectionIndex();
     const bool single = typed.size() == 1;
     // The last digit moved the box on to the next section: this separator is passed.

@@ -51,6 +51,20 @@ class ConfigureDialogTest : public ::testing::Test {
   static int Selected(ui::frmConfigure& form, const char* name) {
     return ui::SelectedRow(List(form, name));
   }
+  // Types `text` where the focus is, as on a keyboard: ':' is Shift, pressed as a key of its
+  // own, with ';'.
+  static void Type(const char* text) {
+    QWidget* focus = QApplication::focusWidget();
+    for (const char* c = text; *c; ++c) {
+      if (*c != ':') {
+        QTest::keyClick(focus, *c);
+        continue;
+      }
+      QTest::keyPress(focus, Qt::Key_Shift);
+      QTest::keyClick(focus, ':', Qt::ShiftModifier);
+      QTest::keyRelease(focus, Qt::Key_Shift, Qt::ShiftModifier);
+    }
+  }
   static bool Red(ui::frmConfigure& form) {
     return Box(form, "txtConnection").palette().color(QPalette::Base) == QColor(255, 0, 0);
   }
@@ -131,13 +145,13 @@ TEST_F(ConfigureDialogTest, OKWritesTheSamplingValuesAndAHandlerMayKeepTheDialog
   EXPECT_EQ(Control<QComboBox>(*form, "cboSubgroupUnit").currentText(), "");
   // Dates and times typed as shown, separators and all.
   uitest::Press(*form, "B>txtName 2>dtDate");
-  QTest::keyClicks(QApplication::focusWidget(), "2024-02-29");
+  Type("2024-02-29");
   uitest::Press(*form, "B>dtTime");
-  QTest::keyClicks(QApplication::focusWidget(), "06:30:15");
+  Type("06:30:15");
   uitest::Press(*form, "C>txtSubgroupInterval");
-  QTest::keyClicks(QApplication::focusWidget(), "2.5");
+  Type("2.5");
   uitest::Press(*form, "C>txtRetryInterval");
-  QTest::keyClicks(QApplication::focusWidget(), " 7 min");
+  Type(" 7 min");
   uitest::Press(*form, "D>cboSubgroupUnit D>cboRetryUnit");
   QTest::keyClick(QApplication::focusWidget(), Qt::Key_D);
   Control<QCheckBox>(*form, "chkActive").setCheckState(Qt::PartiallyChecked);
@@ -166,9 +180,9 @@ TEST_F(ConfigureDialogTest, OKWritesTheSamplingValuesAndAHandlerMayKeepTheDialog
   // Digits alone, and a separator after a section the user ended early.
   refuse = false;
   uitest::Press(*form, "A>dtDate");
-  QTest::keyClicks(QApplication::focusWidget(), "20300102");
+  Type("20300102");
   uitest::Press(*form, "B>dtTime");
-  QTest::keyClicks(QApplication::focusWidget(), "3:4:5");
+  Type("3:4:5");
   Box(*form, "txtRetryInterval").setText("abc");
   QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
   EXPECT_EQ(updates, 2);
