@@ -163,7 +163,8 @@ std::string Configuration1::GetData() const {
 }
 
 void Configuration1::SetData(const std::string& text) {
-  // The error is raised again as it came, with the line that failed named in its source.
+  // The error is raised again with its number and description as they came; the line that
+  // failed, and what is wrong with it when that is known, go into the source.
   int lineNumber = 0;
   try {
     ClearData();
@@ -183,6 +184,7 @@ void Configuration1::SetData(const std::string& text) {
     std::string source = "Configuration1.SetData";
     if (lineNumber > 0) {
       source += ", line " + std::to_string(lineNumber) + " of the configuration text";
+      if (!error.Source().empty()) source += ": " + error.Source();
     }
     throw runtime::Error(error.Number(), error.Description(), source);
   }
@@ -218,8 +220,12 @@ void Configuration1::ReadLine(const std::string& line) {
        }},
   }};
 
+  // Number and description stay the standard ones; the source says what is wrong with the
+  // line, and SetData adds which line it is.
   if (line.empty()) {
-    throw runtime::Error(runtime::kSubscriptOutOfRange, "Subscript out of range: an empty line");
+    throw runtime::Error(runtime::kSubscriptOutOfRange,
+                         runtime::StandardDescription(runtime::kSubscriptOutOfRange),
+                         "an empty line");
   }
   const size_t equals = line.find('=');
   const std::string_view key = std::string_view(line).substr(0, equals);
@@ -228,9 +234,9 @@ void Configuration1::ReadLine(const std::string& line) {
   });
   if (reader == kReaders.end()) return;
   if (equals == std::string::npos) {
-    throw runtime::Error(
-        runtime::kSubscriptOutOfRange,
-        "Subscript out of range: " + std::string(reader->first) + " without \"=\"");
+    throw runtime::Error(runtime::kSubscriptOutOfRange,
+                         runtime::StandardDescription(runtime::kSubscriptOutOfRange),
+                         std::string(reader->first) + " without \"=\"");
   }
   reader->second(*this, line.substr(equals + 1));
 }

@@ -42,9 +42,9 @@ host::Bool16 Version1::Initialize(std::shared_ptr<host::DriverParent> parent,
   return result;
 }
 
+// Without an error handler of its own: a failure reaches the host.
 void Version1::ShowAbout() {
-  common::ShowingErrors(components_, "Version1.IDriver_ShowAbout",
-                        [&] { ui::ShowAboutBox(kProductName, kProductVersion); });
+  ui::ShowAboutBox(kProductName, kProductVersion);
 }
 
 host::Bool16 Version1::ShowSetup(host::Bool16 modal) {
@@ -59,18 +59,19 @@ host::Bool16 Version1::ShowSetup(host::Bool16 modal) {
       return;
     }
     ChangeState(kConfiguring);
-    auto setup = std::make_unique<ui::SetupWindow>(components_);
+    // Held here as well: an Unload while the dialog is shown modally releases only moSetup.
+    const auto setup = std::make_shared<ui::SetupWindow>(components_);
     setupUpdate_ = setup->SetupUpdate().Subscribe(
         [this](config::Configuration1& edited, bool&) { moSetup_SetupUpdate(edited); });
     setupAborted_ = setup->SetupAborted().Subscribe([this] { moSetup_SetupAborted(); });
-    moSetup_ = std::move(setup);
+    moSetup_ = setup;
     // By text, so that the dialog never edits the driver's own configuration.
-    moSetup_->Configuration().SetData(Configuration().GetData());
-    moSetup_->Configuration().SetDatabase(Configuration().Database());
+    setup->Configuration().SetData(Configuration().GetData());
+    setup->Configuration().SetDatabase(Configuration().Database());
     if (modal) {
-      result = host::ToBool16(moSetup_->ShowModal());
+      result = host::ToBool16(setup->ShowModal());
     } else {
-      moSetup_->ShowModeless();
+      setup->ShowModeless();
     }
   });
   return result;
@@ -177,6 +178,9 @@ void Version1::Unload() {
   common::ShowingErrors(components_, "Version1.IDriver_Unload", [&] {
     parent_.reset();
     hostNotify_.reset();
+    setupUpdate_.Reset();
+    setupAborted_.Reset();
+    moSetup_.reset();
   });
 }
 

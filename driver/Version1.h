@@ -67,7 +67,7 @@ class Version1 : public host::IDriver, public std::enable_shared_from_this<Versi
   runtime::Subscription engineStopped_;
   // After the engine, so that the window lets go of the engine's events first.
   std::unique_ptr<ui::ActivityWindow> activityWindow_;
-  std::unique_ptr<ui::SetupWindow> moSetup_;
+  std::shared_ptr<ui::SetupWindow> moSetup_;
   runtime::Subscription setupUpdate_;
   runtime::Subscription setupAborted_;
 };

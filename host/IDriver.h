@@ -42,6 +42,7 @@ class IDriver {
   virtual std::shared_ptr<DriverParent> Parent() = 0;
   virtual void SetParent(std::shared_ptr<DriverParent> parent) = 0;
   virtual Bool16 Initialize(std::shared_ptr<DriverParent> parent, const std::string& name) = 0;
+  // Shows no failure of its own: an error is raised to the host.
   virtual void ShowAbout() = 0;
   virtual Bool16 ShowSetup(Bool16 modal) = 0;
   virtual Bool16 ShowActivity() = 0;

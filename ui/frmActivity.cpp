@@ -72,6 +72,22 @@ void frmActivity::SetEngine(engine::Engine1* engine) {
   subscriptions_.push_back(engine_->TestsRefreshed.Subscribe([this] { RefreshTests(); }));
   subscriptions_.push_back(engine_->TagsRefreshed.Subscribe([this] { RefreshTagItems(); }));
   subscriptions_.push_back(engine_->ConditionsRefreshed.Subscribe([this] { RefreshConditions(); }));
+  // Shown at once, not at the next event, which may be an hour away.
+  if (!engine_->IsRunning()) return;
+  RefreshGeneral();
+  if (!HoldsResults()) return;
+  RefreshDescriptors();
+  RefreshTests();
+  RefreshTagItems();
+  RefreshConditions();
+}
+
+bool frmActivity::HoldsResults() const {
+  if (!configuration_) return false;
+  for (const auto& tag : configuration_->TagItems()) {
+    if (!tag->IsEmpty) return true;
+  }
+  return false;
 }
 
 void frmActivity::SelectTab(const QString& key) {

@@ -30,7 +30,9 @@ class frmActivity : public QWidget {
 
   void SetConfiguration(std::shared_ptr<config::Configuration1> configuration);
   // Receives the events of `engine` (none: the lists stay empty); the engine outlives the
-  // window or is never handed over.
+  // window or is never handed over. A running engine's status is shown at once, and so are
+  // the other lists when the engine has read the historian since the configuration was
+  // loaded; a stopped engine shows nothing until its next event.
   void SetEngine(engine::Engine1* engine);
   // Shows the tab with the key `key` ("GENERAL", "DESCRIPTORS", "TESTS", "TAGITEMS",
   // "CONDITIONS") and its list.
@@ -38,6 +40,8 @@ class frmActivity : public QWidget {
 
  private:
   void TabStrip1_Click();
+  // Whether the configuration's tags hold values the engine read.
+  bool HoldsResults() const;
   void RefreshGeneral();
   void RefreshDescriptors();
   void RefreshTests();

@@ -6,6 +6,7 @@
 #include "runtime/Text.h"
 #include "ui/SelectOnFocus.h"
 #include "ui/SelectTag.h"
+#include "ui/StrayAccelerators.h"
 #include "ui_frmCondition.h"
 
 namespace ui {
@@ -19,6 +20,7 @@ constexpr int32_t kLastEvaluation = 6;
 frmCondition::frmCondition(host::Components& components, QWidget* parent)
     : QDialog(parent), components_(components), ui_(std::make_unique<Ui::frmCondition>()) {
   ui_->setupUi(this);
+  IgnoreStrayAccelerators(*this);
   connect(ui_->cboEvaluation, &QComboBox::currentIndexChanged, this,
           &frmCondition::cboEvaluation_Click);
   connect(ui_->txtValue1, &QLineEdit::textChanged, this, &frmCondition::txtValue1_Change);
@@ -66,6 +68,8 @@ int32_t frmCondition::SelectedEvaluation() const {
 void frmCondition::cboEvaluation_Click() {
   Guarded([&] {
     const bool compared = SelectedEvaluation() != kIsNew;
+    // The label too, so that its accelerator is off and shows it.
+    ui_->lblValue2->setEnabled(compared);
     ui_->txtValue2->setEnabled(compared);
     ui_->bnValue2->setEnabled(compared);
   });

@@ -10,6 +10,8 @@
 #include "runtime/Error.h"
 #include "runtime/Text.h"
 #include "ui/SelectOnFocus.h"
+#include "ui/StrayAccelerators.h"
+#include "ui/TypedSeparators.h"
 #include "ui/frmCondition.h"
 #include "ui/frmDescriptor.h"
 #include "ui/frmDescriptorType.h"
@@ -27,8 +29,11 @@ void SelectByCode(QComboBox& box, int32_t code) {
   box.setCurrentIndex(box.findData(code));
 }
 
-int32_t SelectedCode(const QComboBox& box) {
-  return box.currentData().toInt();
+// The selected unit's code; `stored` while no unit is selected, as for a stored code
+// outside the list that the user left alone.
+int32_t SelectedCode(const QComboBox& box, int32_t stored) {
+  const QVariant code = box.currentData();
+  return code.isValid() ? code.toInt() : stored;
 }
 
 // The leading number of `text`, rounded half to even; no number is 0.
@@ -68,6 +73,7 @@ frmConfigure::frmConfigure(host::Components& components, QWidget* parent)
       ui_(std::make_unique<Ui::frmConfigure>()),
       configuration_(std::make_shared<config::Configuration1>(components)) {
   ui_->setupUi(this);
+  IgnoreStrayAccelerators(*this);
   connect(ui_->bnDataLink, &QPushButton::clicked, this, &frmConfigure::bnDataLink_Click);
   connect(ui_->bnAddDesc, &QPushButton::clicked, this, &frmConfigure::bnAddDesc_Click);
   connect(ui_->bnEditDesc, &QPushButton::clicked, this, &frmConfigure::bnEditDesc_Click);
@@ -90,6 +96,8 @@ frmConfigure::frmConfigure(host::Components& components, QWidget* parent)
   for (QLineEdit* box : {ui_->txtName, ui_->txtSubgroupInterval, ui_->txtRetryInterval}) {
     SelectTextOnFocus(*box);
   }
+  AcceptTypedSeparators(*ui_->dtDate);
+  AcceptTypedSeparators(*ui_->dtTime);
 }
 
 frmConfigure::~frmConfigure() = default;
@@ -345,9 +353,10 @@ void frmConfigure::SaveSamplingProperties() {
     if (!sync) throw runtime::Error(runtime::kTypeMismatch);
     configuration_->SetSyncTime(components_.DateMath().DateToSerial(*sync));
     configuration_->SetSubgroupInterval(IntervalOf(*ui_->txtSubgroupInterval));
-    configuration_->SetSubgroupUnit(SelectedCode(*ui_->cboSubgroupUnit));
+    configuration_->SetSubgroupUnit(
+        SelectedCode(*ui_->cboSubgroupUnit, configuration_->SubgroupUnit()));
     configuration_->SetRetryInterval(IntervalOf(*ui_->txtRetryInterval));
-    configuration_->SetRetryUnit(SelectedCode(*ui_->cboRetryUnit));
+    configuration_->SetRetryUnit(SelectedCode(*ui_->cboRetryUnit, configuration_->RetryUnit()));
   });
 }
 

@@ -1,7 +1,8 @@
 // The tabbed dialog that edits one configuration, captioned "Configuration Properties". It
 // works on a configuration of its own; OK writes the controls into it and raises
 // SetupUpdate, whose handler may refuse and keep the dialog open; Cancel, Escape and the
-// close box raise SetupAborted. The item dialogs edit single items in place.
+// close box raise SetupAborted. The item dialogs edit single items in place. A stored unit
+// code outside the list selects no unit and is kept unless the user picks one.
 #pragma once
 
 #include <QDialog>

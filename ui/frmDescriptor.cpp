@@ -9,6 +9,7 @@
 #include "ui/SelectFromDatabase.h"
 #include "ui/SelectOnFocus.h"
 #include "ui/SelectTag.h"
+#include "ui/StrayAccelerators.h"
 #include "ui_frmDescriptor.h"
 
 namespace ui {
@@ -56,6 +57,7 @@ const char* PickerProcedure(host::SelectionKind kind) {
 frmDescriptor::frmDescriptor(host::Components& components, QWidget* parent)
     : QDialog(parent), components_(components), ui_(std::make_unique<Ui::frmDescriptor>()) {
   ui_->setupUi(this);
+  IgnoreStrayAccelerators(*this);
   connect(ui_->txtGroup, &QLineEdit::textChanged, this, &frmDescriptor::EnableOK);
   connect(ui_->txtItem, &QLineEdit::textChanged, this, &frmDescriptor::EnableOK);
   connect(ui_->bnGroup, &QPushButton::clicked, this, &frmDescriptor::bnGroup_Click);

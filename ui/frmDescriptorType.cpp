@@ -2,6 +2,7 @@
 
 #include "common/ErrorDisplay.h"
 #include "common/TypeTables.h"
+#include "ui/StrayAccelerators.h"
 #include "ui_frmDescriptorType.h"
 
 namespace ui {
@@ -15,6 +16,7 @@ constexpr int32_t kLastType = 9;
 frmDescriptorType::frmDescriptorType(host::Components& components, QWidget* parent)
     : QDialog(parent), components_(components), ui_(std::make_unique<Ui::frmDescriptorType>()) {
   ui_->setupUi(this);
+  IgnoreStrayAccelerators(*this);
   connect(ui_->lstTypes, &QListWidget::itemSelectionChanged, this,
           &frmDescriptorType::lstTypes_Click);
   connect(ui_->lstTypes, &QListWidget::itemDoubleClicked, this,

@@ -13,6 +13,7 @@
 #include "runtime/Conversions.h"
 #include "runtime/Text.h"
 #include "runtime/Variant.h"
+#include "ui/StrayAccelerators.h"
 #include "ui_frmTagSetup.h"
 
 namespace ui {
@@ -32,6 +33,7 @@ QString KeyOf(const QTreeWidgetItem* row) {
 frmTagSetup::frmTagSetup(host::Components& components, QWidget* parent)
     : QDialog(parent), components_(components), ui_(std::make_unique<Ui::frmTagSetup>()) {
   ui_->setupUi(this);
+  IgnoreStrayAccelerators(*this);
   connect(ui_->bnRefresh, &QPushButton::clicked, this, &frmTagSetup::bnRefresh_Click);
   connect(ui_->OKButton, &QPushButton::clicked, this, &frmTagSetup::OKButton_Click);
   connect(ui_->CancelButton, &QPushButton::clicked, this, &frmTagSetup::CancelButton_Click);
@@ -68,6 +70,8 @@ void frmTagSetup::Form_Load() {
       }
     }
     RefreshTagNames();
+    // On the preselected row, so that Enter takes it; Enter in the filter refreshes.
+    ui_->ListView1->setFocus();
     RestorePosition();
   });
 }

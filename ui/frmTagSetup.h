@@ -1,7 +1,8 @@
 // The modal tag browser, captioned "Select Tag Item": lists the historian's tags (read live
 // from ihTags over the data link, filtered by a bound LIKE pattern) and builds the tag
 // expression "%TAG(<type>, <tag>)" for the chosen tag and value type. Its position is kept
-// in the module's settings file, section "TagSelect", in twips.
+// in the module's settings file, section "TagSelect", in twips. It opens with the focus on
+// the preselected row, so Enter takes it; while the filter is edited, Enter refreshes.
 #pragma once
 
 #include <QDialog>

@@ -6,6 +6,7 @@
 #include "ui/SelectFromDatabase.h"
 #include "ui/SelectOnFocus.h"
 #include "ui/SelectTag.h"
+#include "ui/StrayAccelerators.h"
 #include "ui_frmTest.h"
 
 namespace ui {
@@ -20,6 +21,7 @@ bool Blank(const QLineEdit& box) {
 frmTest::frmTest(host::Components& components, QWidget* parent)
     : QDialog(parent), components_(components), ui_(std::make_unique<Ui::frmTest>()) {
   ui_->setupUi(this);
+  IgnoreStrayAccelerators(*this);
   // The defect code is optional: its box does not take part.
   for (QLineEdit* box : {ui_->txtGroup, ui_->txtItem, ui_->txtValue}) {
     connect(box, &QLineEdit::textChanged, this, &frmTest::EnableOK);

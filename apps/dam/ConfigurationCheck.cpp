@@ -14,6 +14,7 @@
 #include "config/Configuration1.h"
 #include "platform/odbc/OdbcDiagnostics.h"
 #include "runtime/Conversions.h"
+#include "runtime/Date.h"
 #include "runtime/Error.h"
 #include "runtime/Text.h"
 #include "runtime/Variant.h"
@@ -39,7 +40,8 @@ struct Stop {
 
 class Checker {
  public:
-  explicit Checker(std::vector<CheckFinding>& findings) : findings_(findings) {}
+  Checker(std::vector<CheckFinding>& findings, const host::HostDateMath& dates)
+      : findings_(findings), dates_(dates) {}
 
   // Reads one line; throws Stop where the driver's reader would raise.
   void Line(int number, const std::string& line) {
@@ -63,10 +65,11 @@ class Checker {
       } catch (const runtime::Error&) {
         throw Stop{"ACTIVE " + Quoted(value) + " is neither a number nor True or False"};
       }
+      active_ = {number, value};
     } else if (name == "DATALINK") {
       dataLinkLine_ = number;
     } else if (name == "SYNCTIME") {
-      Number(name, value, 4294967295.0);
+      SyncTime(Number(name, value, 4294967295.0));
     } else if (name == "SUBGROUPINTERVAL" || name == "RETRYINTERVAL") {
       if (const auto interval = Number(name, value); interval && *interval <= 0) {
         Error(std::string(name) + " " + std::to_string(*interval) + " is not a positive interval");
@@ -83,6 +86,8 @@ class Checker {
   }
 
   int DataLinkLine() const { return dataLinkLine_; }
+  // The line and value of the last ACTIVE, which decides; line 0 when there is none.
+  const std::pair<int, std::string>& Active() const { return active_; }
   // The first line referencing each tag, by name without regard to case.
   const std::unordered_map<std::string, int, runtime::NoCaseHash, runtime::NoCaseEqual>& TagLines()
       const {
@@ -121,6 +126,16 @@ class Checker {
       return std::nullopt;
     }
     return read;
+  }
+
+  // Serials are unsigned 32-bit: a negative one keeps its bits and means a date up to 2106.
+  void SyncTime(std::optional<int64_t> serial) {
+    if (!serial || *serial >= 0) return;
+    const auto bits = static_cast<int32_t>(*serial);
+    Warning("SYNCTIME " + std::to_string(*serial) + " is negative: the driver reads it as " +
+            std::to_string(static_cast<uint32_t>(bits)) + ", " +
+            runtime::FormatGeneralDate(dates_.SerialToDate(bits)) +
+            ", and plans the collection times from there");
   }
 
   void Unit(std::string_view what, std::optional<int64_t> unit) {
@@ -208,8 +223,10 @@ class Checker {
   }
 
   std::vector<CheckFinding>& findings_;
+  const host::HostDateMath& dates_;
   int line_ = 0;
   int dataLinkLine_ = 0;
+  std::pair<int, std::string> active_;
   std::map<int64_t, int> descriptorLines_;
   std::unordered_map<std::string, int, runtime::NoCaseHash, runtime::NoCaseEqual> tagLines_;
 };
@@ -246,7 +263,7 @@ std::vector<std::string> MissingTags(host::Components& components,
 std::vector<CheckFinding> CheckConfiguration(host::Components& components,
                                              const std::string& text) {
   std::vector<CheckFinding> findings;
-  Checker checker(findings);
+  Checker checker(findings, components.DateMath());
   const std::string_view trimmed = runtime::TrimSpaces(text);
   if (!trimmed.empty()) {
     int number = 0;
@@ -266,8 +283,16 @@ std::vector<CheckFinding> CheckConfiguration(host::Components& components,
   try {
     configuration.SetData(text);
   } catch (const runtime::Error& e) {
-    findings.push_back({0, true, "the driver cannot read it: " + e.Description()});
+    findings.push_back(
+        {0, true, "the driver cannot read it: " + e.Description() + " (" + e.Source() + ")"});
     return findings;
+  }
+  if (!configuration.Active()) {
+    const auto& [line, value] = checker.Active();
+    findings.push_back({line, false,
+                        (line > 0 ? "ACTIVE " + Quoted(value) + " disables the configuration"
+                                  : std::string("no ACTIVE: the configuration is disabled")) +
+                            ": the driver does not start it (ACTIVE=1 enables it)"});
   }
   const int dataLinkLine = checker.DataLinkLine();
   if (configuration.DataLink().empty()) {

@@ -183,7 +183,15 @@ void MainWindow::bnActivity_Click() {
 }
 
 void MainWindow::bnAbout_Click() {
-  if (Row* row = SelectedRow()) row->driver->ShowAbout();
+  Row* row = SelectedRow();
+  if (!row) return;
+  // The driver raises what fails in its about box; the host shows it.
+  try {
+    row->driver->ShowAbout();
+  } catch (...) {
+    row->error = Reason(std::current_exception());
+    RefreshRows();
+  }
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {

@@ -157,7 +157,10 @@ std::unique_ptr<host::DataLinkDialog> PlatformComponents::CreateDataLinkDialog()
 
 void PlatformComponents::MessageBox(const std::string& text) {
   std::cerr << text << std::endl;
-  if (WindowsAreUp()) QMessageBox::information(nullptr, QString(), QString::fromStdString(text));
+  if (!WindowsAreUp()) return;
+  // A plain box: no icon, the one default button, the application's name as its title.
+  QMessageBox box(QMessageBox::NoIcon, QString(), QString::fromStdString(text), QMessageBox::Ok);
+  box.exec();
 }
 
 void PlatformComponents::Beep() {

@@ -150,12 +150,20 @@ TEST_F(CommandLine, CheckExitsZeroOneOrThreeAndRunRefusesErrors) {
        1,
        {away + ":3: warning: the historian cannot be reached now: Unable to Connect ("},
        {}},
-      {"dam check " + wrong, 3, {wrong + ":3: error: SUBGROUPUNIT 7 is no unit"}, {}},
+      {"dam check " + wrong,
+       3,
+       {wrong + ":3: error: SUBGROUPUNIT 7 is no unit", wrong + ": warning: no ACTIVE"},
+       {}},
       {"dam check " + unlinked,
        1,
-       {unlinked + ": warning: no DATALINK: the driver has no historian to read"},
+       {unlinked + ": warning: no ACTIVE: the configuration is disabled: the driver does not "
+                   "start it (ACTIVE=1 enables it)",
+        unlinked + ": warning: no DATALINK: the driver has no historian to read"},
        {}},
-      {"dam check " + clean + " " + away + " " + wrong, 3, {":3: warning:", ":3: error:"}, {}},
+      {"dam check " + clean + " " + away + " " + wrong,
+       3,
+       {":3: warning:", ":3: error:", ": warning: no ACTIVE"},
+       {}},
       {"dam check " + work_.File("missing.cfg"),
        3,
        {"missing.cfg: error: there is no configuration file"},
@@ -311,6 +319,11 @@ TEST_F(ConfigurationCheck, FindsEachMistakeOnItsLine) {
       {{"TEST=Fill\tWeight\t%TAG(x' OR '1'='1)", "TEST=Fill\tWeight\t%TAG(LINE1.WEIGHT)"},
        {{4, "warning", "no tag 'x' OR '1'='1'"}}},
       {{"SYNCTIME=4294967295"}, {}},
+      // Read as the unsigned serials they are; what is left disabled is not started.
+      {{"SYNCTIME=-900", "ACTIVE=0"},
+       {{4, "warning",
+         "SYNCTIME -900 is negative: the driver reads it as 4294966396, 2106-02-07 06:13:16"},
+        {5, "warning", "ACTIVE '0' disables the configuration: the driver does not start it"}}},
   };
   // The driver's reader stops at these lines: nothing after them is read or reported.
   const std::vector<Case> stopping = {

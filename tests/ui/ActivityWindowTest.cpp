@@ -79,6 +79,32 @@ TEST_F(ActivityWindowTest, ListsFollowTheEngineFromStartThroughCollectionsAndErr
   EXPECT_EQ(Rows("lvwGeneral")[0], "Status | Stopped");
 }
 
+// Not at the next engine event, which may be an hour away.
+TEST_F(ActivityWindowTest, AWindowGivenARunningEngineShowsItAtOnce) {
+  const auto opened = [this] {
+    ui::frmActivity late(components);
+    late.SetConfiguration(configuration);
+    late.SetEngine(&engine);
+    std::vector<Lines> rows;
+    for (const char* list : kLists) {
+      rows.push_back(uitest::Rows(uitest::Control<QTreeWidget>(late, list)));
+    }
+    return rows;
+  };
+  const std::vector<Lines> empty(std::size(kLists));
+  EXPECT_EQ(opened(), empty) << "an engine never started";
+  Start();
+  std::vector<Lines> generalOnly = empty;
+  generalOnly[0] = Rows("lvwGeneral");
+  EXPECT_EQ(opened(), generalOnly) << "no collection yet";
+  TickDue();
+  std::vector<Lines> shown;
+  for (const char* list : kLists) shown.push_back(Rows(list));
+  EXPECT_EQ(opened(), shown);
+  engine.StopEngine();
+  EXPECT_EQ(opened(), empty) << "a stopped engine";
+}
+
 TEST_F(ActivityWindowTest, TagsTheHistorianDidNotReturnShowDashes) {
   Load({"TEST=Dims\tWidth\t%TAG(W)\t", "TEST=Dims\tGone\t%TAG(NOWHERE)\t"});
   Start();

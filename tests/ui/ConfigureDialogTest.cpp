@@ -1,7 +1,5 @@
 // The configuration dialog on real configurations: a real SQLite historian behind the
 // data link, items edited through the item dialogs as a user does.
-#include <QDateEdit>
-#include <QTimeEdit>
 
 #include "tests/support/FakeComponents.h"
 #include "tests/support/Historian.h"
@@ -52,6 +50,20 @@ class ConfigureDialogTest : public ::testing::Test {
   }
   static int Selected(ui::frmConfigure& form, const char* name) {
     return ui::SelectedRow(List(form, name));
+  }
+  // Types `text` where the focus is, as on a keyboard: ':' is Shift, pressed as a key of its
+  // own, with ';'.
+  static void Type(const char* text) {
+    QWidget* focus = QApplication::focusWidget();
+    for (const char* c = text; *c; ++c) {
+      if (*c != ':') {
+        QTest::keyClick(focus, *c);
+        continue;
+      }
+      QTest::keyPress(focus, Qt::Key_Shift);
+      QTest::keyClick(focus, ':', Qt::ShiftModifier);
+      QTest::keyRelease(focus, Qt::Key_Shift, Qt::ShiftModifier);
+    }
   }
   static bool Red(ui::frmConfigure& form) {
     return Box(form, "txtConnection").palette().color(QPalette::Base) == QColor(255, 0, 0);
@@ -128,12 +140,20 @@ TEST_F(ConfigureDialogTest, DataLinkIsTestedAgainOnlyWhenItReallyChanged) {
 }
 
 TEST_F(ConfigureDialogTest, OKWritesTheSamplingValuesAndAHandlerMayKeepTheDialogOpen) {
-  auto form = Open("NAME=Line 1\r\nDATALINK=" + historian);
-  Control<QDateEdit>(*form, "dtDate").setDate(QDate(2024, 2, 29));
-  Control<QTimeEdit>(*form, "dtTime").setTime(QTime(6, 30, 15));
-  Box(*form, "txtSubgroupInterval").setText("2.5");
-  Box(*form, "txtRetryInterval").setText(" 7 min");
-  Control<QComboBox>(*form, "cboRetryUnit").setCurrentIndex(3);
+  // Unit codes outside the list show no unit and are kept unless the user picks one.
+  auto form = Open("NAME=Line 1\r\nSUBGROUPUNIT=7\r\nRETRYUNIT=9\r\nDATALINK=" + historian);
+  EXPECT_EQ(Control<QComboBox>(*form, "cboSubgroupUnit").currentText(), "");
+  // Dates and times typed as shown, separators and all.
+  uitest::Press(*form, "B>txtName 2>dtDate");
+  Type("2024-02-29");
+  uitest::Press(*form, "B>dtTime");
+  Type("06:30:15");
+  uitest::Press(*form, "C>txtSubgroupInterval");
+  Type("2.5");
+  uitest::Press(*form, "C>txtRetryInterval");
+  Type(" 7 min");
+  uitest::Press(*form, "D>cboSubgroupUnit D>cboRetryUnit");
+  QTest::keyClick(QApplication::focusWidget(), Qt::Key_D);
   Control<QCheckBox>(*form, "chkActive").setCheckState(Qt::PartiallyChecked);
   Box(*form, "txtName").setText("  Line 2 ");
   int updates = 0;
@@ -150,18 +170,26 @@ TEST_F(ConfigureDialogTest, OKWritesTheSamplingValuesAndAHandlerMayKeepTheDialog
   const config::Configuration1& saved = *form->Configuration();
   EXPECT_EQ(saved.SubgroupInterval(), 2) << "the leading number, rounded half to even";
   EXPECT_EQ(saved.RetryInterval(), 7);
-  EXPECT_EQ(saved.RetryUnit(), 3);
+  EXPECT_EQ(saved.SubgroupUnit(), 7) << "not picked, kept";
+  EXPECT_EQ(saved.RetryUnit(), 3) << "Days, picked by its letter";
   EXPECT_TRUE(saved.Active()) << "greyed counts as checked";
   EXPECT_EQ(saved.ConfigurationName(), "  Line 2 ");
   EXPECT_EQ(runtime::FormatGeneralDate(components.DateMath().SerialToDate(saved.SyncTime())),
             "2024-02-29 06:30:15");
 
+  // Digits alone, and a separator after a section the user ended early.
   refuse = false;
+  uitest::Press(*form, "A>dtDate");
+  Type("20300102");
+  uitest::Press(*form, "B>dtTime");
+  Type("3:4:5");
   Box(*form, "txtRetryInterval").setText("abc");
-  QTest::keyClick(form.get(), Qt::Key_Return);
+  QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
   EXPECT_EQ(updates, 2);
   EXPECT_TRUE(form->OKPressed());
   EXPECT_EQ(saved.RetryInterval(), 0) << "letters only save 0";
+  EXPECT_EQ(runtime::FormatGeneralDate(components.DateMath().SerialToDate(saved.SyncTime())),
+            "2030-01-02 03:04:05");
   EXPECT_FALSE(form->isVisible());
   EXPECT_FALSE(form->IsLoaded());
 }

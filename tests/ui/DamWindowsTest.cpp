@@ -3,6 +3,7 @@
 // user ends it, and the file on disk afterwards.
 #include <sys/stat.h>
 
+#include <QMessageBox>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -121,6 +122,17 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
     click(button);
     EXPECT_TRUE(row(0).starts_with("Line B | oxaGEPDAD6.Version1 | " + state)) << button;
   }
+  // Not while it runs: a plain message box says so.
+  watchdog.stop();
+  std::string refused;
+  uitest::WhenModal([&](QDialog& dialog) {
+    auto& box = dynamic_cast<QMessageBox&>(dialog);
+    refused = std::to_string(box.icon()) + " " + box.text().toStdString();
+    QTest::keyClick(&box, Qt::Key_Return);
+  });
+  click("bnSetup");
+  watchdog.start(200);
+  EXPECT_EQ(refused, "0 Already Running. Can't configure at this time.");
   click("bnActivity");
   QWidget* activity = nullptr;
   for (QWidget* window : uitest::TopLevels("frmActivity")) {

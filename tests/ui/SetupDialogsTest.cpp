@@ -142,6 +142,40 @@ TEST_F(SetupDialogsTest, EveryDialogsAcceleratorsReachTheirControls) {
   uitest::Press(configure, "4>lvwTests");
   uitest::AltClick(configure, Qt::Key_C);
   EXPECT_EQ(configure.Configuration()->TestCount(), 0);
+
+  // The accelerator of a disabled control, or of another tab, does nothing: the focus
+  // stays and no letter is typed or searched for.
+  auto lot = Open<ui::frmDescriptor>(Descriptor(4, "", "L-1"));
+  auto isNew = std::make_shared<config::ConditionItem>();
+  isNew->SetValue1("%TAG(A)");
+  auto watch = Open<ui::frmCondition>(isNew);
+  EXPECT_FALSE(Enabled(*watch, "lblValue2"));
+  auto& tabs = Control<QTabWidget>(configure, "TabStrip1");
+  const struct {
+    QWidget* form;
+    int tab;
+    const char* to;  // the key that gives the focus, and to what
+    Qt::Key stray;
+  } strays[] = {{lot.get(), 0, "B>txtItem", Qt::Key_A},
+                {watch.get(), 0, "A>txtValue1", Qt::Key_C},
+                {&configure, 0, "B>txtName", Qt::Key_D},
+                {&configure, 1, "D>cboSubgroupUnit", Qt::Key_S}};
+  for (const auto& c : strays) {
+    SCOPED_TRACE(c.to);
+    for (const auto& other : strays) other.form->hide();
+    tabs.setCurrentIndex(c.tab);
+    uitest::Press(*c.form, c.to);
+    QWidget* focus = QApplication::focusWidget();
+    QTest::keyClick(focus, Qt::Key_End);
+    const auto state = [focus] {
+      auto* combo = qobject_cast<QComboBox*>(focus);
+      return (combo ? combo->currentText() : qobject_cast<QLineEdit*>(focus)->text()).toStdString();
+    };
+    const std::string before = state();
+    uitest::AltClick(*c.form, c.stray);
+    EXPECT_EQ(QApplication::focusWidget(), focus);
+    EXPECT_EQ(state(), before);
+  }
 }
 
 TEST_F(SetupDialogsTest, TypePickerOffersEachFixedTypeOnceAndUserDefinedAlways) {

@@ -44,13 +44,15 @@ class TagBrowserTest : public ::testing::Test {
     return selected.isEmpty() ? "" : selected.front()->text(0).toStdString();
   }
   static bool OkEnabled(ui::frmTagSetup& form) { return uitest::Enabled(form, "OKButton"); }
-  // Types `filter` into the filter box and presses Enter, which refreshes while it has
-  // the focus.
+  // Types `filter` over the filter box's text and presses Enter, which refreshes while the
+  // box has the focus.
   static void Filter(ui::frmTagSetup& form, const QString& filter) {
-    QLineEdit& box = uitest::Box(form, "txtFilter");
-    QTest::keyClick(&form, Qt::Key_A, Qt::AltModifier);
-    box.setText(filter);
-    QTest::keyClick(&box, Qt::Key_Return);
+    uitest::Press(form, "A>txtFilter");
+    QWidget* box = QApplication::focusWidget();
+    QTest::keyClick(box, Qt::Key_A, Qt::ControlModifier);
+    QTest::keyClick(box, Qt::Key_Backspace);
+    QTest::keyClicks(box, filter);
+    QTest::keyClick(box, Qt::Key_Return);
   }
   int64_t TagCount() {
     platform::OdbcConnection connection;
@@ -83,7 +85,13 @@ TEST_F(TagBrowserTest, OpensSortedWithTheTypeAndTagOfTheGivenValueSelected) {
     EXPECT_EQ(Control<QComboBox>(*form, "cboType").currentText().toStdString(), c.type) << c.value;
     EXPECT_EQ(Selected(*form), c.selected) << c.value;
     EXPECT_TRUE(OkEnabled(*form));
+    EXPECT_EQ(QApplication::focusWidget(), &List(*form)) << "on the preselected row";
   }
+  // So Enter takes the row given.
+  auto form = Open(historian, "%TAG(date, line2.flow)");
+  QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+  EXPECT_TRUE(form->OKPressed());
+  EXPECT_EQ(form->Value(), "%TAG(Date, line2.flow)");
 }
 
 TEST_F(TagBrowserTest, TheFilterIsBoundSoQuotesAreOrdinaryCharacters) {
