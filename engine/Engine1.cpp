@@ -1,5 +1,7 @@
 #include "engine/Engine1.h"
 
+#include <utility>
+
 #include "runtime/Clock.h"
 #include "runtime/Error.h"
 
@@ -7,7 +9,6 @@ namespace engine {
 namespace {
 
 constexpr int32_t kTimerInterval = 100;
-constexpr double kSecondsPerDay = 86400;
 
 // Clears the re-entrancy flag however the collection ends.
 class CollectingFlag {
@@ -35,8 +36,9 @@ config::Configuration1& Engine1::Configuration() const {
 bool Engine1::StartEngine(std::shared_ptr<config::Configuration1> configuration) {
   return Trapped("StartEngine", [&] {
     status_ = Status{};
-    previousCollection_.reset();
-    lastTick_.reset();
+    lastLook_ = Look();
+    previousTook_.reset();
+    passedWhileCollecting_.reset();
     configuration_ = std::move(configuration);
     SetNextSubgroupPeriod();
     status_.isRunning = true;
@@ -74,9 +76,9 @@ bool Engine1::StopEngine() {
 void Engine1::moTimer_OnTimer() {
   if (collecting_) return;
   Trapped("moTimer_OnTimer", [&] {
-    const runtime::Date start = runtime::Now();
+    const Moment start = Look();
     ReplanAfterClockStep(start);
-    if (status_.nextCollectionTime < start) {
+    if (status_.nextCollectionTime < start.wall) {
       CollectingFlag flag(collecting_);
       RecordLateStart(start);
       if (CollectSample()) {
@@ -84,7 +86,7 @@ void Engine1::moTimer_OnTimer() {
       } else {
         SetNextRetryPeriod();
       }
-      previousCollection_ = {start, runtime::Now()};
+      RecordCollectionEnd(start);
     }
   });
 }
@@ -98,57 +100,70 @@ bool Engine1::CollectSample() {
   });
 }
 
-void Engine1::ReplanAfterClockStep(runtime::Date now) {
-  const bool steppedBack =
-      lastTick_ && (lastTick_->serial - now.serial) * kSecondsPerDay * 1000 > kTimerInterval;
-  lastTick_ = now;
-  if (!steppedBack) return;
+Engine1::Moment Engine1::Look() {
+  return {runtime::Now(), runtime::Monotonic()};
+}
+
+// A step forward needs nothing: the planned time has passed, and one collection follows.
+void Engine1::ReplanAfterClockStep(const Moment& now) {
+  const std::optional<Moment> last = std::exchange(lastLook_, now);
+  if (!last) return;
+  // How far the wall clock moved beyond the time that really passed.
+  const std::chrono::nanoseconds stepped =
+      runtime::Between(last->wall, now.wall) - (now.monotonic - last->monotonic);
+  if (stepped >= -std::chrono::milliseconds(kTimerInterval)) return;
+  // The last look as the stepped clock reads it: the step came after it, so the grid
+  // points after it are those at or after the step.
+  const runtime::Date after = runtime::Shifted(last->wall, stepped);
   if (retryPlanned_) {
-    SetNextRetryPeriod();
+    SetNextRetryPeriod(after);
   } else {
-    SetNextSubgroupPeriod();
+    SetNextSubgroupPeriod(after);
   }
 }
 
 // A subgroup schedule that cannot be planned falls back to the retry schedule.
-bool Engine1::SetNextSubgroupPeriod() {
+bool Engine1::SetNextSubgroupPeriod(runtime::Date after) {
   retryPlanned_ = false;
   const bool planned = Trapped("SetNextSubgroupPeriod", [&] {
     const config::Configuration1& configuration = Configuration();
     return UnitIsValid("Subgroup", configuration.SubgroupUnit(),
                        "The next collection is planned by the retry settings.") &&
-           SetNextPeriod(configuration.SubgroupUnit(), configuration.SubgroupInterval());
+           SetNextPeriod(configuration.SubgroupUnit(), configuration.SubgroupInterval(), after);
   });
-  return planned || SetNextRetryPeriod();
+  return planned || SetNextRetryPeriod(after);
 }
 
-bool Engine1::SetNextRetryPeriod() {
+bool Engine1::SetNextRetryPeriod(runtime::Date after) {
   retryPlanned_ = true;
   const bool planned = Trapped("SetNextRetryPeriod", [&] {
     const config::Configuration1& configuration = Configuration();
     return UnitIsValid("Retry", configuration.RetryUnit(), FallbackText()) &&
-           SetNextPeriod(configuration.RetryUnit(), configuration.RetryInterval());
+           SetNextPeriod(configuration.RetryUnit(), configuration.RetryInterval(), after);
   });
   if (!planned) SetFallbackPeriod();
   return planned;
 }
 
 // Both schedules lie on the grid anchored at SyncTime; only the spacing differs.
-bool Engine1::SetNextPeriod(int32_t unit, int32_t interval) {
+bool Engine1::SetNextPeriod(int32_t unit, int32_t interval, runtime::Date after) {
   host::HostDateMath& dateMath = components_.DateMath();
   const runtime::Date base = dateMath.SerialToDate(Configuration().SyncTime());
-  status_.nextCollectionTime = dateMath.NextPeriodTime(base, runtime::Now(), unit, interval);
-  CollectionTimeSet.Raise();
+  PlanCollection(dateMath.NextPeriodTime(base, after, unit, interval));
   return true;
 }
 
 // Never "at once": a schedule that cannot be planned must not collect on every tick.
 void Engine1::SetFallbackPeriod() {
-  Trapped("SetNextRetryPeriod", [&] {
-    status_.nextCollectionTime =
-        runtime::Date{runtime::Now().serial + kFallbackSeconds / kSecondsPerDay};
-    CollectionTimeSet.Raise();
-  });
+  Trapped("SetNextRetryPeriod",
+          [&] { PlanCollection(runtime::Shifted(runtime::Now(), kFallback)); });
+}
+
+void Engine1::PlanCollection(runtime::Date next) {
+  const Moment now = Look();
+  status_.nextCollectionTime = next;
+  nextDue_ = now.monotonic + runtime::Between(now.wall, next);
+  CollectionTimeSet.Raise();
 }
 
 bool Engine1::UnitIsValid(const char* schedule, int32_t unit, const std::string& consequence) {
@@ -161,7 +176,7 @@ bool Engine1::UnitIsValid(const char* schedule, int32_t unit, const std::string&
 }
 
 std::string Engine1::FallbackText() {
-  return "The next attempt is planned " + std::to_string(kFallbackSeconds) + " seconds from now.";
+  return "The next attempt is planned " + std::to_string(kFallback.count()) + " seconds from now.";
 }
 
 }  // namespace engine

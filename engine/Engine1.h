@@ -5,7 +5,8 @@
 // through the host database. Success plans the next collection one subgroup period on,
 // any failure (unmet conditions included) after the retry period; a schedule that cannot
 // be planned at all retries 60 seconds later, never at once. A collection that starts more
-// than one subgroup period late is recorded with the collection times it missed.
+// than one subgroup period late, by the monotonic clock, is recorded with the collection
+// times it missed, those that passed while the collection before it ran included.
 //
 // The engine shows no collection error. Each step is a boolean function: an expected
 // failure is recorded with its three texts by LogError, an unexpected one under the
@@ -15,6 +16,7 @@
 // display. Everything runs on the thread that owns the engine, inside timer ticks.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <exception>
@@ -26,6 +28,7 @@
 
 #include "config/Configuration1.h"
 #include "host/Components.h"
+#include "runtime/Clock.h"
 #include "runtime/Date.h"
 #include "runtime/Error.h"
 #include "runtime/Event.h"
@@ -87,33 +90,44 @@ class Engine1 {
     int32_t occurrence = 0;
   };
 
-  // When a previous collection of this run started and ended.
-  struct Span {
-    runtime::Date start, end;
+  // One moment as the wall clock and the monotonic clock read it.
+  struct Moment {
+    runtime::Date wall;
+    std::chrono::nanoseconds monotonic;
   };
+  static Moment Look();
 
-  // Scheduling (Engine1.cpp). A unit code outside 0-3 is recorded as "Invalid Schedule";
-  // the subgroup schedule then falls back to the retry schedule, and a retry schedule that
-  // cannot be planned (a bad unit, failing date math) to kFallbackSeconds from now.
+  // Scheduling (Engine1.cpp). Each schedule plans its first grid point strictly after
+  // `after`: now, or after a step back the last look at the clock as the stepped clock
+  // reads it. A unit code outside 0-3 is recorded as "Invalid Schedule"; the subgroup
+  // schedule then falls back to the retry schedule, and a retry schedule that cannot be
+  // planned (a bad unit, failing date math) to kFallback from now.
   void moTimer_OnTimer();
   bool CollectSample();
-  bool SetNextSubgroupPeriod();
-  bool SetNextRetryPeriod();
-  bool SetNextPeriod(int32_t unit, int32_t interval);
+  bool SetNextSubgroupPeriod(runtime::Date after = runtime::Now());
+  bool SetNextRetryPeriod(runtime::Date after = runtime::Now());
+  bool SetNextPeriod(int32_t unit, int32_t interval, runtime::Date after);
   void SetFallbackPeriod();
+  // Sets NextCollectionTime and when it falls due on the monotonic clock.
+  void PlanCollection(runtime::Date next);
   // True for a unit code of 0-3; otherwise records the error, `consequence` as its
   // extended detail.
   bool UnitIsValid(const char* schedule, int32_t unit, const std::string& consequence);
   static std::string FallbackText();
-  // Records a collection starting at `start` more than one subgroup period after its
-  // planned time, with the collection times it missed (EngineLateness.cpp).
-  void RecordLateStart(runtime::Date start);
+  // Records a collection starting at `start` more than one subgroup period after the
+  // first collection time it could serve, with the collection times it missed
+  // (EngineLateness.cpp).
+  void RecordLateStart(const Moment& start);
+  // After the collection that started at `start`: how long it took, and the first
+  // collection time that passed while it ran, if one did (EngineLateness.cpp).
+  void RecordCollectionEnd(const Moment& start);
   // A clock seen to step back by more than one tick (the fall-back night, an NTP step)
-  // would leave the planned time far ahead: the plan is made again from `now`, on the
-  // same grid and with the same settings.
-  void ReplanAfterClockStep(runtime::Date now);
+  // would leave the planned time far ahead: the plan is made again on the same grid and
+  // with the same settings, so that the first grid point the stepped clock reaches is
+  // collected, the one at the start of a repeated hour included.
+  void ReplanAfterClockStep(const Moment& now);
 
-  static constexpr int32_t kFallbackSeconds = 60;
+  static constexpr std::chrono::seconds kFallback{60};
   // Unit codes run from 0 (Seconds) to 3 (Days).
   static constexpr int32_t kFirstUnit = 0;
   static constexpr int32_t kLastUnit = 3;
@@ -165,10 +179,15 @@ class Engine1 {
   std::shared_ptr<config::Configuration1> configuration_;
   Status status_;
   bool collecting_ = false;
-  std::optional<Span> previousCollection_;
-  // The clock at the last tick, and whether the planned time is a retry.
-  std::optional<runtime::Date> lastTick_;
+  // When NextCollectionTime falls due on the monotonic clock, and whether it is a retry.
+  std::chrono::nanoseconds nextDue_{};
   bool retryPlanned_ = false;
+  // The clocks when the engine last looked at them, between ticks and after a collection.
+  std::optional<Moment> lastLook_;
+  // How long the previous collection of this run took, and the first collection time that
+  // passed while it ran.
+  std::optional<std::chrono::nanoseconds> previousTook_;
+  std::optional<Moment> passedWhileCollecting_;
   std::unique_ptr<host::HostSubgroup> subgroup_;
   std::unique_ptr<host::HostTimer> moTimer_;
   runtime::Subscription timerSubscription_;

@@ -1,7 +1,9 @@
+#include <chrono>
 #include <cstdint>
 #include <string>
 
 #include "engine/Engine1.h"
+#include "runtime/Clock.h"
 #include "runtime/Date.h"
 
 namespace engine {
@@ -17,44 +19,77 @@ std::string Duration(int64_t seconds) {
   return text + std::to_string(seconds % 60) + " s";
 }
 
+int64_t Seconds(std::chrono::nanoseconds time) {
+  return std::chrono::floor<std::chrono::seconds>(time).count();
+}
+
 }  // namespace
 
-// The schedule does not catch missed collections up; this line is where they show. An
-// invalid subgroup unit has no period to count by and is reported by the planning.
-void Engine1::RecordLateStart(runtime::Date start) {
+// The schedule does not catch missed collections up; this line is where they show. The
+// monotonic clock measures how late a start is, so a clock set forward (the spring night,
+// an NTP step) misses nothing. An invalid subgroup unit has no period to count by and is
+// reported by the planning.
+void Engine1::RecordLateStart(const Moment& start) {
   Trapped("RecordLateStart", [&] {
     if (!configuration_) return;
     const config::Configuration1& configuration = *configuration_;
     const int32_t unit = configuration.SubgroupUnit();
     const int32_t interval = configuration.SubgroupInterval();
     if (unit < kFirstUnit || unit > kLastUnit) return;
-    const runtime::Date planned = status_.nextCollectionTime;
+    const Moment due =
+        passedWhileCollecting_.value_or(Moment{status_.nextCollectionTime, nextDue_});
     host::HostDateMath& dateMath = components_.DateMath();
     const runtime::Date base = dateMath.SerialToDate(configuration.SyncTime());
-    const runtime::Date first = dateMath.NextPeriodTime(base, planned, unit, interval);
+    const runtime::Date first = dateMath.NextPeriodTime(base, due.wall, unit, interval);
     const int64_t period =
         runtime::DateDiffSeconds(first, dateMath.NextPeriodTime(base, first, unit, interval));
-    const int64_t late = runtime::DateDiffSeconds(planned, start);
+    const int64_t late = Seconds(start.monotonic - due.monotonic);
     if (period <= 0 || late <= period) return;
 
     const int64_t missed = late / period;
-    std::string previous;
-    if (!previousCollection_) {
-      previous = "no collection ran before it since the engine started.";
+    const bool blocked = Seconds(start.monotonic - nextDue_) > period;
+    const std::string noTick = "timer tick came in time (the host was blocked or suspended)";
+    std::string why;
+    if (passedWhileCollecting_) {
+      why = "The previous collection itself ran long: " + Duration(Seconds(*previousTook_)) +
+            ", past the collection times that fell due meanwhile" +
+            (blocked ? "; then no " + noTick + "." : ".");
     } else {
-      const int64_t took =
-          runtime::DateDiffSeconds(previousCollection_->start, previousCollection_->end);
-      previous = took > period ? "the previous collection itself ran long: " + Duration(took) +
-                                     ", more than one subgroup period."
-                               : "the previous collection took " + Duration(took) + ".";
+      why =
+          "No " + noTick + "; " +
+          (previousTook_ ? "the previous collection took " + Duration(Seconds(*previousTook_)) + "."
+                         : "no collection ran before it since the engine started.");
     }
     LogError("Collection Started Late",
              std::to_string(missed) + (missed == 1 ? " collection time" : " collection times") +
-                 " missed: the collection planned for " + runtime::FormatGeneralDate(planned) +
+                 " missed: the collection planned for " + runtime::FormatGeneralDate(due.wall) +
                  " started " + Duration(late) + " late (subgroup period " + Duration(period) + ")",
-             "No timer tick came in time (the host was blocked or suspended, or its clock "
-             "stepped forward); " +
-                 previous);
+             why);
+  });
+}
+
+// Collection times that pass while a collection runs are not collected: the next start
+// counts them as missed, from the first of them on.
+void Engine1::RecordCollectionEnd(const Moment& start) {
+  const Moment end = Look();
+  lastLook_ = end;
+  previousTook_ = end.monotonic - start.monotonic;
+  passedWhileCollecting_.reset();
+  Trapped("RecordCollectionEnd", [&] {
+    if (!configuration_) return;
+    const config::Configuration1& configuration = *configuration_;
+    const int32_t unit = retryPlanned_ ? configuration.RetryUnit() : configuration.SubgroupUnit();
+    const int32_t interval =
+        retryPlanned_ ? configuration.RetryInterval() : configuration.SubgroupInterval();
+    if (unit < kFirstUnit || unit > kLastUnit) return;
+    host::HostDateMath& dateMath = components_.DateMath();
+    const runtime::Date base = dateMath.SerialToDate(configuration.SyncTime());
+    const runtime::Date first = dateMath.NextPeriodTime(base, start.wall, unit, interval);
+    // Compared on the monotonic clock: the wall clock may have stepped meanwhile.
+    const std::chrono::nanoseconds firstDue = start.monotonic + runtime::Between(start.wall, first);
+    if (first != status_.nextCollectionTime && firstDue < nextDue_) {
+      passedWhileCollecting_ = Moment{first, firstDue};
+    }
   });
 }
 

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <ctime>
 
+#include <time.h>  // clock_gettime, CLOCK_BOOTTIME
+
 namespace runtime {
 namespace {
 
@@ -20,7 +22,18 @@ class SystemClock : public Clock {
                                  local.tm_hour, local.tm_min, local.tm_sec});
     return Date{whole.serial + static_cast<double>(ms % 1000) / 86400000.0};
   }
+
+  // CLOCK_MONOTONIC stops while the machine is suspended; collections missed meanwhile
+  // are missed all the same.
+  std::chrono::nanoseconds Monotonic() const override {
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
+  }
 };
+
+constexpr double kMillisecondsPerDay = 86400e3;
+constexpr double kNanosecondsPerDay = 86400e9;
 
 const SystemClock system_clock;
 // The system runs on one thread; tests swap the clock around a test body.
@@ -35,6 +48,18 @@ Date Now() {
 // Truncation keeps the day of negative serials too: their fraction counts forward.
 Date Today() {
   return Date{std::trunc(Now().serial)};
+}
+
+std::chrono::nanoseconds Monotonic() {
+  return installed->Monotonic();
+}
+
+std::chrono::milliseconds Between(Date from, Date to) {
+  return std::chrono::milliseconds(std::llround((to.serial - from.serial) * kMillisecondsPerDay));
+}
+
+Date Shifted(Date date, std::chrono::nanoseconds by) {
+  return Date{date.serial + static_cast<double>(by.count()) / kNanosecondsPerDay};
 }
 
 ScopedClock::ScopedClock(const Clock& clock) : previous_(installed) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
 #include <ctime>
 #include <tuple>
@@ -112,4 +113,7 @@ TEST(Clock, ScopedClockStandsInForTheLocalWallClockWhileItLives) {
   const Date wall = MakeDate({local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
                               local.tm_min, local.tm_sec});
   EXPECT_LE(std::abs(DateDiffSeconds(Now(), wall)), 2);
+  const std::chrono::nanoseconds monotonic = Monotonic();
+  EXPECT_GT(monotonic.count(), 0);
+  EXPECT_LE(monotonic, Monotonic());
 }
