@@ -172,6 +172,44 @@ TEST_F(HostSafety, ConnectionStringsThatNameCodeAreRefusedUnlessTheHostAllowsIt)
   }
 }
 
+// A dam.ini that another user could have written allows nothing: the host warns and keeps
+// to the safe default.
+TEST_F(HostSafety, SecuritySettingsCountOnlyInADamIniNoOtherUserCanWrite) {
+  const std::string marker = work_.File("loaded");
+  environment_.insert("DAM_TEST_MARKER", QString::fromStdString(marker));
+  const std::string library = work_.Subfolder("x") + "/evil.so";
+  std::filesystem::copy_file(DAM_MARKER_LIBRARY, library);
+  const QString config = LinkedConfiguration("driver.cfg", "Driver=" + library);
+  const std::string settings = work_.Subfolder("settings");
+  const std::string ini =
+      WriteFile("settings/dam.ini", "[Security]\nAllowDriverPaths=1\n").toStdString();
+  const struct {
+    mode_t folderMode, fileMode;
+    std::string writable;  // "": no other user could write dam.ini
+  } cases[] = {{0755, 0666, ini + " is writable by its group or by others (mode 0666)"},
+               {0777, 0644, settings + " is writable by its group or by others (mode 0777)"},
+               {0700, 0600, ""}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.writable);
+    std::filesystem::remove(marker);
+    ASSERT_EQ(chmod(settings.c_str(), c.folderMode), 0);
+    ASSERT_EQ(chmod(ini.c_str(), c.fileMode), 0);
+    const auto [exitCode, output] = Dam({"config", "show", config});
+    if (c.writable.empty()) {
+      EXPECT_EQ(output.find("warning"), std::string::npos) << output;
+      EXPECT_TRUE(std::filesystem::exists(marker)) << output;
+      continue;
+    }
+    EXPECT_NE(
+        output.find("warning: ignoring [Security] AllowDriverPaths in " + ini + ": " + c.writable),
+        std::string::npos)
+        << output;
+    EXPECT_NE(output.find("Connection string refused: Driver="), std::string::npos) << output;
+    EXPECT_FALSE(std::filesystem::exists(marker)) << output;
+  }
+  chmod(settings.c_str(), 0755);
+}
+
 TEST_F(HostSafety, AModuleOtherUsersCouldReplaceIsNeitherRegisteredNorLoaded) {
   const std::string folder = work_.Subfolder("modules");
   const std::string module = folder + "/oxaGEPDAD6.so";
