@@ -1,15 +1,10 @@
 #include "apps/dam/DriverModule.h"
 
 #include <dlfcn.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <filesystem>
-#include <system_error>
 
 #include "apps/dam/InstalledModules.h"
 #include "host/DriverRegistry.h"
+#include "platform/utility/OwnerOnlyFile.h"
 #include "runtime/Error.h"
 
 namespace dam {
@@ -17,49 +12,13 @@ namespace {
 
 constexpr int32_t kCannotCreateObject = 429;
 
-std::string Mode(mode_t mode) {
-  char text[8];
-  std::snprintf(text, sizeof text, "%04o", static_cast<unsigned>(mode & 07777));
-  return text;
-}
-
-// Why another user could replace what `path` names, or empty. A folder others may write
-// to is safe when it is root's and sticky, as /tmp: they cannot replace its entries then.
-std::string Unsafe(const std::filesystem::path& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) return {};
-  if (status.st_uid != geteuid() && status.st_uid != 0) {
-    return path.string() + " is owned by user " + std::to_string(status.st_uid) +
-           ", neither this user nor root";
-  }
-  const bool othersWrite = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
-  const bool stickyRootFolder =
-      S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0 && status.st_uid == 0;
-  if (othersWrite && !stickyRootFolder) {
-    return path.string() + " is writable by its group or by others (mode " + Mode(status.st_mode) +
-           ")";
-  }
-  return {};
-}
-
-// Loading a module runs its code as this user: the module file and every folder above it
-// must be safe from other users (the rule sshd's StrictModes applies to key files). Both
-// the path as given and the file it resolves to are checked, as either can be swapped.
+// Loading a module runs its code as this user: no other user may be able to replace it.
 void RefuseReplaceableModule(const std::string& path) {
-  std::error_code error;
-  std::filesystem::path real = std::filesystem::canonical(path, error);
-  if (error) return;  // dlopen reports a missing file
-  for (const std::filesystem::path& file :
-       {std::filesystem::absolute(path).lexically_normal(), real}) {
-    for (std::filesystem::path at = file;; at = at.parent_path()) {
-      std::string why = Unsafe(at);
-      if (!why.empty()) {
-        throw runtime::Error(runtime::kPathFileAccessError,
-                             "Refusing to load the driver module " + path + ": " + why +
-                                 ", so another user could replace the module");
-      }
-      if (!at.has_relative_path()) break;
-    }
+  const std::string why = platform::WhyOthersCouldChange(path);
+  if (!why.empty()) {
+    throw runtime::Error(runtime::kPathFileAccessError,
+                         "Refusing to load the driver module " + path + ": " + why +
+                             ", so another user could replace the module");
   }
 }
 

@@ -17,6 +17,7 @@
 #include "platform/spcdb/SpcRecord.h"
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSubgroup.h"
+#include "platform/utility/OwnerOnlyFile.h"
 #include "platform/utility/ProfileFile.h"
 #include "platform/utility/QtHostTimer.h"
 #include "runtime/Clock.h"
@@ -55,7 +56,8 @@ int64_t SpoolBytes(const std::string& settingsPath) {
 OdbcPolicy PlatformComponents::ReadOdbcPolicy() {
   const ProfileFile settings(SettingsPath());
   OdbcPolicy policy;
-  policy.allowDriverPaths = settings.ReadInteger("Security", "AllowDriverPaths", 0) != 0;
+  policy.allowDriverPaths = settings.ReadInteger("Security", "AllowDriverPaths", 0) != 0 &&
+                            SecuritySettingsTrusted("AllowDriverPaths");
   policy.loginTimeout =
       std::max(0, settings.ReadInteger("Connections", "LoginTimeout", policy.loginTimeout));
   policy.queryTimeout =
@@ -63,6 +65,21 @@ OdbcPolicy PlatformComponents::ReadOdbcPolicy() {
   policy.poolIdleSeconds =
       std::max(0, settings.ReadInteger("Connections", "PoolIdleSeconds", policy.poolIdleSeconds));
   return policy;
+}
+
+// A setting that lets code be loaded counts only in a file no other user could have written;
+// otherwise the safe default holds and the service keeps running.
+bool PlatformComponents::SecuritySettingsTrusted(const std::string& key) {
+  const std::string path = SettingsPath();
+  const std::string why = WhyOthersCouldChange(path);
+  if (why.empty()) return true;
+  if (!warnedUntrustedSettings_.exchange(true)) {
+    std::cerr << "dam: warning: ignoring [Security] " << key << " in " << path << ": " << why
+              << ", so another user could have written it; make it and its folders writable "
+                 "by you only"
+              << std::endl;
+  }
+  return false;
 }
 
 std::unique_ptr<host::Connection> PlatformComponents::CreateConnection() {

@@ -5,7 +5,9 @@
 // Every connection made here, the SPC database's included, follows the host settings in
 // dam.ini (settings folder), read when the connection or session is created:
 //   [Security]    AllowDriverPaths=1  lets connection strings name driver files and keys
-//                                     that load code (default 0: refused)
+//                                     that load code (default 0: refused); ignored, with
+//                                     a warning, when another user could have written
+//                                     dam.ini (WhyOthersCouldChange)
 //   [Connections] LoginTimeout=10     seconds a connect may take (0: the driver's own)
 //                 QueryTimeout=30     seconds a statement may take, lock waits included
 //                                     (0: no limit)
@@ -13,6 +15,7 @@
 //                                     open of the same string (0: not kept)
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <utility>
@@ -83,6 +86,8 @@ class PlatformComponents : public host::Components {
   std::unique_ptr<SpoolForwarder> forwarder_;
 
   OdbcPolicy ReadOdbcPolicy();
+  bool SecuritySettingsTrusted(const std::string& key);
+  std::atomic<bool> warnedUntrustedSettings_{false};
 };
 
 }  // namespace platform

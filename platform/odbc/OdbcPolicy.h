@@ -8,8 +8,9 @@
 namespace platform {
 
 struct OdbcPolicy {
-  // Off: connection strings may name drivers by their registered name only and may not
-  // use keys that load code or read or write files (see RefuseUnsafeConnectionString).
+  // Off: connection strings pass only with the keys their driver documents, drivers named
+  // by their registered name and no key that loads code, touches files or sets the
+  // environment (see RefuseUnsafeConnectionString).
   bool allowDriverPaths = false;
   // Seconds a connect may take; 0 leaves it to the driver.
   int32_t loginTimeout = 10;

@@ -1,25 +1,30 @@
-// Configuration never names code: a connection string from a configuration or a setting may
-// name an ODBC driver only by its registered name. Checked before the driver manager sees
-// the string, because a driver path, a file DSN or a driver's extension key makes it load
-// a library of the string's choosing into this process.
+// Configuration never names code: a connection string from a configuration or a setting
+// reaches the driver manager only when every key in it is one the driver it loads documents
+// and none loads a library, reads or writes a file the string names, or changes this
+// process. Checked before the driver manager sees the string, on the pairs it reads
+// (ParseConnectionString), because a driver path, a file DSN or a driver's extension key
+// makes it load a library of the string's choosing into this process.
 #pragma once
 
 #include <string_view>
 
 namespace platform {
 
-// Throws runtime::Error (5, source "ODBC") naming the first key that is refused and why:
-// - Driver or Setup naming a file: a '/' or '\' in it, or a name ending in .so, .so.N
-//   or .dll;
-// - FILEDSN and SAVEFILE, which read or write a file data source (one can name a driver
-//   file);
-// - LoadExt (SQLite3 ODBC driver: loads SQLite extension libraries), TraceFile (SQLite3
-//   ODBC driver: writes to the named file);
-// - Pqopt or its short form D5 (psqlODBC: options for libpq) naming sslkey, whose
-//   "engine:key" form loads an OpenSSL engine library.
-// Keys compare without regard to case. Each key is checked as the driver manager parses
-// the string (braced values whole) and as a driver that splits at every ';' does, so a
-// braced value cannot hide a key from either.
-void RefuseUnsafeConnectionString(std::string_view connectionString);
+class OdbcDriverLists;
+
+// Throws runtime::Error (5, source "ODBC") "Connection string refused: ..." naming the
+// first key refused and why, unless
+// - every key is DSN, DRIVER, UID or PWD, or one the driver the string loads documents:
+//   the SQLite3 ODBC driver's and psqlODBC's keys (listed in OdbcSafety.cpp) less those
+//   below; the keys of other drivers are not known here, so they get the four only;
+// - every DRIVER is the name of a driver registered in `drivers`;
+// - no key is DMEnvAttr, DMConnAttr, DMStmtAttr (the driver manager sets environment
+//   variables and attributes from them), FILEDSN, SAVEFILE, LoadExt, TraceFile, Pqopt or D5
+//   (libpq options: engines and service files) or ConnSettings or A6 (SQL run on connect),
+//   also where a driver that cuts the string at every ';' (the SQLite3 ODBC driver) finds
+//   keys inside braced values;
+// - SyncPragma and JournalMode, which the SQLite3 ODBC driver pastes into SQL, are words.
+void RefuseUnsafeConnectionString(std::string_view connectionString,
+                                  const OdbcDriverLists& drivers);
 
 }  // namespace platform

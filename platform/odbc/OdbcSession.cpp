@@ -9,7 +9,7 @@
 
 #include "platform/odbc/OdbcConnectionString.h"
 #include "platform/odbc/OdbcDiagnostics.h"
-#include "platform/odbc/OdbcDriverLibrary.h"
+#include "platform/odbc/OdbcDriverLists.h"
 #include "platform/odbc/OdbcSafety.h"
 #include "runtime/Error.h"
 
@@ -69,9 +69,10 @@ OdbcSession::OdbcSession(const std::string& connectionString, const OdbcPolicy& 
     : environment_(SharedEnvironment()),
       connection_(SQL_HANDLE_DBC, environment_.get()),
       queryTimeout_(policy.queryTimeout) {
-  if (!policy.allowDriverPaths) RefuseUnsafeConnectionString(connectionString);
+  const OdbcDriverLists& drivers = OdbcDriverLists::Installed(*environment_);
+  if (!policy.allowDriverPaths) RefuseUnsafeConnectionString(connectionString, drivers);
   std::string text = connectionString;
-  const std::string library = DriverLibrary(*environment_, text);
+  const std::string library = drivers.LibraryFor(text);
   if (!HasConnectionKey(text, "Timeout") && IsSqliteDriver(library)) {
     AppendConnectionKey(text, "Timeout", std::to_string(kSqliteLockWait));
     repeatsLockWaits_ = true;

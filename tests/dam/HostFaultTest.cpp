@@ -123,32 +123,93 @@ TEST_F(HostSafety, ConnectionStringsThatNameCodeAreRefusedUnlessTheHostAllowsIt)
   environment_.insert("DAM_TEST_MARKER", QString::fromStdString(marker));
   const std::string library = work_.Subfolder("x") + "/evil.so";
   std::filesystem::copy_file(DAM_MARKER_LIBRARY, library);
-  WriteFile("spc.db", "");  // an empty SQLite database
+  const QString fileDsn = WriteFile("x/evil.dsn", "[ODBC]\nDRIVER=" + library + "\n");
+  const std::string spc = "Driver=SQLite3;Database=" + WriteFile("spc.db", "").toStdString();
   const struct {
     QStringList args;
-    std::string refusedKey;
+    std::string spcConnection;  // DAM_SPC_CONNECTION
+    std::string refused;
+    bool loadsWhenAllowed;
   } cases[] = {
       {{"config", "show", LinkedConfiguration("driver.cfg", "Driver=" + library)},
-       "Driver=" + library},
-      {{"subgroups", "--spc",
-        QString::fromStdString("Driver=SQLite3;Database=" + work_.File("spc.db") +
-                               ";LoadExt=" + library)},
-       "LoadExt"},
+       "",
+       "Driver=" + library,
+       true},
+      {{"subgroups", "--spc", QString::fromStdString(spc + ";LoadExt=" + library)},
+       "",
+       "LoadExt",
+       true},
+      // The driver manager starts a key right after a closing brace.
+      {{"config", "show",
+        LinkedConfiguration("brace.cfg", "Driver=SQLite3;Database={x}Driver=" + library)},
+       "",
+       "Driver=" + library,
+       true},
+      {{"check",
+        LinkedConfiguration("filedsn.cfg", "Database={x}FILEDSN=" + fileDsn.toStdString())},
+       "",
+       "FILEDSN",
+       true},
+      // The driver manager would set the variable in dam (libpq loads an SSL key engine named
+      // so).
+      {{"subgroups"},
+       spc + ";DMEnvAttr=SQL_ATTR_UNIXODBC_ENVATTR={PGSSLKEY=" + library + ":k}",
+       "DMEnvAttr",
+       false},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.args.join(' ').toStdString());
     std::filesystem::remove(marker);
+    environment_.insert("DAM_SPC_CONNECTION", QString::fromStdString(c.spcConnection));
     WriteFile("settings/dam.ini", "");
     auto [exitCode, output] = Dam(c.args);
-    EXPECT_NE(output.find("Connection string refused: " + c.refusedKey), std::string::npos)
-        << output;
+    EXPECT_NE(output.find("Connection string refused: " + c.refused), std::string::npos) << output;
     EXPECT_NE(output.find("AllowDriverPaths=1"), std::string::npos) << output;
     EXPECT_FALSE(std::filesystem::exists(marker)) << "loaded by " << output;
 
     WriteFile("settings/dam.ini", "[Security]\nAllowDriverPaths=1\n");
     output = Dam(c.args).second;
     EXPECT_EQ(output.find("Connection string refused"), std::string::npos) << output;
-    EXPECT_TRUE(std::filesystem::exists(marker)) << "the key reached the driver: " << output;
+    EXPECT_EQ(std::filesystem::exists(marker), c.loadsWhenAllowed) << output;
   }
+}
+
+// A dam.ini that another user could have written allows nothing: the host warns and keeps
+// to the safe default.
+TEST_F(HostSafety, SecuritySettingsCountOnlyInADamIniNoOtherUserCanWrite) {
+  const std::string marker = work_.File("loaded");
+  environment_.insert("DAM_TEST_MARKER", QString::fromStdString(marker));
+  const std::string library = work_.Subfolder("x") + "/evil.so";
+  std::filesystem::copy_file(DAM_MARKER_LIBRARY, library);
+  const QString config = LinkedConfiguration("driver.cfg", "Driver=" + library);
+  const std::string settings = work_.Subfolder("settings");
+  const std::string ini =
+      WriteFile("settings/dam.ini", "[Security]\nAllowDriverPaths=1\n").toStdString();
+  const struct {
+    mode_t folderMode, fileMode;
+    std::string writable;  // "": no other user could write dam.ini
+  } cases[] = {{0755, 0666, ini + " is writable by its group or by others (mode 0666)"},
+               {0777, 0644, settings + " is writable by its group or by others (mode 0777)"},
+               {0700, 0600, ""}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.writable);
+    std::filesystem::remove(marker);
+    ASSERT_EQ(chmod(settings.c_str(), c.folderMode), 0);
+    ASSERT_EQ(chmod(ini.c_str(), c.fileMode), 0);
+    const auto [exitCode, output] = Dam({"config", "show", config});
+    if (c.writable.empty()) {
+      EXPECT_EQ(output.find("warning"), std::string::npos) << output;
+      EXPECT_TRUE(std::filesystem::exists(marker)) << output;
+      continue;
+    }
+    EXPECT_NE(
+        output.find("warning: ignoring [Security] AllowDriverPaths in " + ini + ": " + c.writable),
+        std::string::npos)
+        << output;
+    EXPECT_NE(output.find("Connection string refused: Driver="), std::string::npos) << output;
+    EXPECT_FALSE(std::filesystem::exists(marker)) << output;
+  }
+  chmod(settings.c_str(), 0755);
 }
 
 TEST_F(HostSafety, AModuleOtherUsersCouldReplaceIsNeitherRegisteredNorLoaded) {
