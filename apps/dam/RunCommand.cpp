@@ -19,6 +19,7 @@
 #include "apps/dam/ServiceNotifier.h"
 #include "apps/dam/StopSignals.h"
 #include "apps/shared/Failures.h"
+#include "apps/shared/TerminalText.h"
 #include "common/TypeTables.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/ConnectionSecrets.h"
@@ -37,7 +38,8 @@ int Fail(const std::string& message) {
 bool HasErrors(host::Components& components, const std::string& file, const std::string& text) {
   bool errors = false;
   for (const CheckFinding& finding : CheckConfiguration(components, text)) {
-    std::cerr << platform::MaskConnectionSecrets(FormatFinding(file, finding)) << '\n';
+    std::cerr << apps::Printable(platform::MaskConnectionSecrets(FormatFinding(file, finding)))
+              << '\n';
     errors = errors || finding.error;
   }
   return errors;
@@ -75,15 +77,19 @@ int RunCommand(const RunOptions& runOptions) {
               "the configuration " + options->config + " cannot be loaded",
               [&] { configuration.SetData(text); });
   if (!configuration.Active()) {
-    return Fail("the configuration " + options->config +
-                " is inactive (ACTIVE=0): there is nothing to collect");
+    throw apps::Failure(apps::kExitInactiveConfiguration,
+                        "the configuration " + options->config +
+                            " is inactive (ACTIVE=0): there is nothing to collect");
   }
   // With --ndjson, standard output holds the events alone.
   std::ostream& said = options->ndjson ? std::cerr : std::cout;
   said << "historian: " << common::GetDataLinkStatus(configuration.DataLinkState())
        << (configuration.DataLinkError().empty()
                ? ""
-               : " (" + platform::MaskConnectionSecrets(configuration.DataLinkError()) + ")")
+               : " (" +
+                     apps::Printable(
+                         platform::MaskConnectionSecrets(configuration.DataLinkError())) +
+                     ")")
        << std::endl;
 
   const std::string spc = SpcConnection(components, options->spc);
@@ -131,9 +137,10 @@ int RunCommand(const RunOptions& runOptions) {
       }
       const std::string error = status.LastError();
       const int64_t spooled = components.Spool().Depth();
-      line = RunStatus::StateName(driver->State()) + " | saved " + std::to_string(saved) +
-             (spooled > 0 ? " | spooled " + std::to_string(spooled) : "") + " | next " +
-             status.NextCollection() + " | last error " + (error.empty() ? "none" : error);
+      line = apps::Printable(
+          RunStatus::StateName(driver->State()) + " | saved " + std::to_string(saved) +
+          (spooled > 0 ? " | spooled " + std::to_string(spooled) : "") + " | next " +
+          status.NextCollection() + " | last error " + (error.empty() ? "none" : error));
     } catch (...) {
       const std::string reason = runtime::ToError(std::current_exception()).NumberAndDescription();
       if (reason != failure) {

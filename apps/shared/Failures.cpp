@@ -4,6 +4,7 @@
 #include <regex>
 
 #include "apps/shared/CommandLine.h"
+#include "apps/shared/TerminalText.h"
 #include "platform/odbc/ConnectionSecrets.h"
 #include "runtime/Error.h"
 
@@ -46,8 +47,8 @@ int ReportFailure(const std::string& invocation, std::exception_ptr failure, boo
   } catch (...) {
     message = invocation + ": " + Reason(std::current_exception(), verbose);
   }
-  // Errors may repeat a connection string, with its password.
-  std::cerr << platform::MaskConnectionSecrets(message) << std::endl;
+  // Errors may repeat a connection string, with its password, or a configuration's text.
+  std::cerr << Printable(platform::MaskConnectionSecrets(message)) << std::endl;
   return code;
 }
 
