@@ -110,7 +110,8 @@ int RunCommand(const RunOptions& runOptions) {
   if (options->activity && !driver->ShowActivity()) {
     return Fail("the activity window could not be shown");
   }
-  ServiceNotifier service;
+  ServiceNotifier service(AllowedStall(components.ReadOdbcPolicy()));
+  const std::unique_ptr<QTimer> heartbeat = service.WatchThisLoop();
   service.Ready();
 
   RunStatus status(components, components.Saves(), configuration);

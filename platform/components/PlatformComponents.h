@@ -66,6 +66,9 @@ class PlatformComponents : public host::Components {
   // what it holds.
   SpcSpool& Spool();
 
+  // What dam.ini allows the connections made here and how long they may wait.
+  OdbcPolicy ReadOdbcPolicy();
+
  private:
   std::string SettingsPath();
   std::shared_ptr<SpcSpool> MakeSpool();
@@ -81,8 +84,6 @@ class PlatformComponents : public host::Components {
   std::shared_ptr<SpcSaveCount> saves_ = std::make_shared<SpcSaveCount>();
   std::shared_ptr<SpcSpool> spool_;
   std::unique_ptr<SpoolForwarder> forwarder_;
-
-  OdbcPolicy ReadOdbcPolicy();
 };
 
 }  // namespace platform
