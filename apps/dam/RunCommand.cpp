@@ -120,6 +120,7 @@ int RunCommand(const RunOptions& runOptions) {
   if (options->ndjson) events.emplace(std::cout);
   std::string shown;
   std::string failure;
+  bool outputClosed = false;
   const auto started = std::chrono::steady_clock::now();
 
   // The line changes with a save, an error or the next collection: once a second shows
@@ -160,9 +161,14 @@ int RunCommand(const RunOptions& runOptions) {
     }
     shown = line;
     service.Status(line);
+    if (!outputClosed && OutputClosed(STDOUT_FILENO)) {
+      outputClosed = true;
+      std::cerr << "dam run: the output was closed; stopping" << std::endl;
+    }
     const bool timeUp =
         options->runFor && std::chrono::steady_clock::now() - started >= *options->runFor;
-    if (stop.Requested() || timeUp || (options->subgroups > 0 && saved >= options->subgroups)) {
+    if (stop.Requested() || outputClosed || timeUp ||
+        (options->subgroups > 0 && saved >= options->subgroups)) {
       QCoreApplication::quit();
     }
   });
@@ -187,7 +193,7 @@ int RunCommand(const RunOptions& runOptions) {
   if (events) events->Write("stopped", status.SavedSubgroups(), components.Spool().Depth(), {});
   if (terminal && !events) std::cout << '\n';
   said << "stopped after " << status.SavedSubgroups() << " subgroup(s)" << std::endl;
-  return 0;
+  return outputClosed ? apps::kExitOutputClosed : stop.ExitStatus();
 }
 
 }  // namespace dam

@@ -1,7 +1,7 @@
 // dam run as a systemd service: the notifications the service manager waits for, through a
 // real notification socket, watchdog pings that go on while a collection waits on a database
-// and stop when a loop is stuck, the priority prefixes the journal reads, and the signal
-// thread that stops the run.
+// and stop when a loop is stuck, the priority prefixes the journal reads, and the signals
+// that stop the run or change nothing.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -309,6 +309,50 @@ TEST_F(ServiceRun, TheWatchdogIsPingedWhileASaveWaitsOnALockedSpcDatabase) {
   EXPECT_TRUE(Logged("SPC database unavailable")) << Log();
 }
 
+// Each signal to a running dam run: SIGTERM and SIGINT stop it (0); SIGHUP stops it with
+// 129, which systemd restarts; SIGUSR1, SIGUSR2 and SIGPIPE change nothing; a closed output
+// stops it with 141. Whatever stops it stops the driver first ("stopped after N").
+TEST_F(ServiceRun, SignalsStopTheDriverFirstOrChangeNothing) {
+  StartHistorian();
+  const QString config = Configuration();
+  const struct { int signal, exitCode; } cases[] = {{SIGHUP, 129}, {SIGTERM, 0}, {SIGINT, 0}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.signal);
+    auto run = Start(DAM_PROGRAM, {"run", config});
+    std::string output;
+    const auto saved = [&](int subgroups) {
+      return WaitFor(
+          [&] {
+            run->waitForReadyRead(100);
+            output += run->readAll().toStdString();
+            return output.find("| saved " + std::to_string(subgroups) + " ") != std::string::npos;
+          },
+          30);
+    };
+    ASSERT_TRUE(saved(1)) << output;
+    if (c.signal == SIGHUP) {
+      for (const int ignored : {SIGUSR1, SIGUSR2, SIGPIPE}) kill(run->processId(), ignored);
+      EXPECT_TRUE(saved(3)) << "collects on: " << output;
+    }
+    kill(run->processId(), c.signal);
+    EXPECT_TRUE(run->waitForFinished(15'000));
+    output += run->readAll().toStdString();
+    EXPECT_EQ(run->exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(run->exitCode(), c.exitCode) << output;
+    EXPECT_GE(Stopped(output), 1) << output;
+  }
+
+  const auto [exitCode, output] = Run(
+      "/bin/bash", {"-c", "\"$0\" run \"$1\" --ndjson | head -1; echo \"dam: ${PIPESTATUS[0]}\"",
+                    DAM_PROGRAM, config});
+  // head's line may land inside one of dam's on stderr.
+  EXPECT_NE(output.find("{\"event\""), std::string::npos) << output;
+  EXPECT_EQ(output.find("{\"event\""), output.rfind("{\"event\"")) << "one line: " << output;
+  for (const std::string said : {"the output was closed; stopping", "stopped after", "dam: 141"}) {
+    EXPECT_NE(output.find(said), std::string::npos) << said << " in\n" << output;
+  }
+}
+
 // A signal asks the loop to quit once and keeps unblocking it until the host has stopped;
 // without a signal, ending the watch neither quits nor hangs (the thread sleeps in its wait
 // until it is woken).
@@ -322,7 +366,8 @@ TEST(StopSignalsTest, ASignalQuitsOnceAndUnblocksUntilStoppedNoSignalDoesNothing
   struct Case {
     int signal;  // 0: none
     bool stopsBeforeEnd;
-  } cases[] = {{0, false}, {SIGTERM, true}, {SIGINT, false}};
+    int exitStatus;
+  } cases[] = {{0, false, 0}, {SIGTERM, true, 0}, {SIGINT, false, 0}, {SIGHUP, false, 129}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.signal);
     std::atomic<int> quits = 0, unblocks = 0;
@@ -332,6 +377,7 @@ TEST(StopSignalsTest, ASignalQuitsOnceAndUnblocksUntilStoppedNoSignalDoesNothing
         kill(getpid(), c.signal);
         ASSERT_TRUE(WaitFor([&] { return quits == 1; }));
         EXPECT_TRUE(stop.Requested());
+        EXPECT_EQ(stop.ExitStatus(), c.exitStatus);
         ASSERT_TRUE(WaitFor([&] { return unblocks >= 2; })) << "keeps unblocking the loop";
         if (c.stopsBeforeEnd) {
           stop.Stopped();
