@@ -65,7 +65,7 @@ void ServiceNotifier::Ping() {
     const auto stalled = progress_.Stuck(LoopProgress::Clock::now());
     if (stalled && !stuck) {
       std::cerr << "dam run: the event loop has not come round for "
-                << std::chrono::duration_cast<seconds>(*stalled).count()
+                << std::chrono::ceil<seconds>(*stalled).count()
                 << " s, longer than its database waits may take ("
                 << std::chrono::duration_cast<seconds>(progress_.AllowedStall()).count()
                 << " s): no more watchdog pings, so that the service manager restarts dam"
