@@ -1,7 +1,11 @@
 #include "host/PrivateFiles.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <filesystem>
-#include <fstream>
 #include <random>
 
 namespace host {
@@ -14,6 +18,31 @@ constexpr fs::perms kOwnerFile = fs::perms::owner_read | fs::perms::owner_write;
 std::string TemporaryBeside(const std::string& path) {
   std::random_device random;
   return path + ".~" + std::to_string(random()) + std::to_string(random());
+}
+
+std::error_code LastError() {
+  return {errno, std::generic_category()};
+}
+
+bool WriteAll(int fd, std::string_view content) {
+  while (!content.empty()) {
+    const ssize_t written = write(fd, content.data(), content.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    content.remove_prefix(static_cast<size_t>(written));
+  }
+  return true;
+}
+
+// A rename is durable once the folder that holds the name is synced.
+std::error_code SyncFolderOf(const std::string& path) {
+  const fs::path folder = fs::path(path).parent_path();
+  const int fd = open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return LastError();
+  std::error_code error;
+  if (fsync(fd) != 0) error = LastError();
+  close(fd);
+  return error;
 }
 
 }  // namespace
@@ -34,23 +63,21 @@ std::error_code ReplaceFile(const std::string& path, std::string_view content) {
   std::error_code error;
   const fs::file_status existing = fs::status(path, error);
   const fs::perms mode = fs::exists(existing) ? existing.permissions() : kOwnerFile;
-  error.clear();
   const std::string temporary = TemporaryBeside(path);
-  std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-  // Narrowed before anything is written, so that the content is never readable by others.
-  fs::permissions(temporary, kOwnerFile, error);
-  if (out && !error) {
-    out.write(content.data(), static_cast<std::streamsize>(content.size()));
-    out.close();
-    if (!out) error = std::make_error_code(std::errc::io_error);
+  // Owner-only from the start, so that the content is never readable by others.
+  const int fd = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (fd < 0) return LastError();
+  error.clear();
+  if (!WriteAll(fd, content) || fchmod(fd, static_cast<mode_t>(mode)) != 0 || fsync(fd) != 0) {
+    error = LastError();
   }
-  if (!error) fs::permissions(temporary, mode, error);
-  if (!error) fs::rename(temporary, path, error);
+  if (close(fd) != 0 && !error) error = LastError();
+  if (!error && rename(temporary.c_str(), path.c_str()) != 0) error = LastError();
   if (error) {
-    std::error_code ignored;
-    fs::remove(temporary, ignored);
+    unlink(temporary.c_str());
+    return error;
   }
-  return error;
+  return SyncFolderOf(path);
 }
 
 }  // namespace host

@@ -11,9 +11,12 @@ namespace host {
 // Creates `folder` and every missing folder above it, owner-only.
 std::error_code CreatePrivateFolders(const std::string& folder);
 
-// Replaces the file at `path` by one holding `content`, through a temporary file beside it
-// renamed over it, so that readers see the old content or the new, never a part. A new
-// file is owner-only; a file that was there keeps its mode. Nothing changes on failure.
+// Replaces the file at `path` by one holding `content`: a temporary file beside it is
+// written and synced, renamed over it, and the folder synced, so that readers, and the file
+// system after a power cut, see the old content or the new, never a part or an empty file.
+// A new file is owner-only; a file that was there keeps its mode. The one way this system
+// replaces a file. Nothing changes on failure, except when only the final sync of the folder
+// fails: the error is returned, and the file may hold the new content.
 std::error_code ReplaceFile(const std::string& path, std::string_view content);
 
 }  // namespace host

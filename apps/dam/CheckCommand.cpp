@@ -3,29 +3,32 @@
 #include "apps/dam/Commands.h"
 #include "apps/dam/ConfigFile.h"
 #include "apps/dam/ConfigurationCheck.h"
-#include "apps/shared/ExitCodes.h"
+#include "apps/shared/Failures.h"
+#include "apps/shared/TerminalText.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/ConnectionSecrets.h"
-#include "runtime/Error.h"
 
 namespace dam {
 
 int CheckCommand(const CheckOptions& options) {
   platform::PlatformComponents components;
-  bool errors = false, warnings = false;
+  bool unreadable = false, errors = false, warnings = false;
   for (const std::string& file : options.configs) {
     std::vector<CheckFinding> findings;
     try {
       findings = CheckConfiguration(components, ReadConfigurationFile(file, false));
-    } catch (const runtime::Error& e) {
-      findings = {{0, true, e.Description()}};
+    } catch (const apps::Failure& e) {
+      findings = {{0, true, e.what()}};
+      unreadable = true;
     }
     for (const CheckFinding& finding : findings) {
-      std::cout << platform::MaskConnectionSecrets(FormatFinding(file, finding)) << '\n';
+      std::cout << apps::Printable(platform::MaskConnectionSecrets(FormatFinding(file, finding)))
+                << '\n';
       (finding.error ? errors : warnings) = true;
     }
   }
   std::cout << std::flush;
+  if (unreadable) return apps::kExitNoFile;
   if (errors) return apps::kExitInvalidConfiguration;
   return warnings ? apps::kExitFailure : apps::kExitOk;
 }

@@ -6,6 +6,7 @@
 #include "apps/dam/Commands.h"
 #include "apps/dam/ConfigFile.h"
 #include "apps/shared/ExitCodes.h"
+#include "apps/shared/TerminalText.h"
 #include "common/TypeTables.h"
 #include "config/Configuration1.h"
 #include "platform/components/PlatformComponents.h"
@@ -68,14 +69,16 @@ int ConfigShowCommand(const ConfigShowOptions& options) {
     }
     std::cout << QJsonDocument(out).toJson(QJsonDocument::Indented).toStdString();
   } else {
-    std::string lines = text;
-    std::erase(lines, '\r');
-    std::cout << lines << "\n\nTags:";
-    for (const auto& tag : configuration.TagItems()) std::cout << "\n  " << tag->TagName;
+    // Items keep their tabs; a CR or an escape sequence inside a line shows as \x0D, \x1B.
+    std::cout << apps::Printable(runtime::Join(runtime::Split(text, "\r\n"), "\n")) << "\n\nTags:";
+    for (const auto& tag : configuration.TagItems()) {
+      std::cout << "\n  " << apps::Printable(tag->TagName);
+    }
     std::cout << "\nData link: " << status << '\n';
-    if (!linkError.empty()) std::cout << "Data link error: " << linkError << '\n';
+    if (!linkError.empty()) std::cout << "Data link error: " << apps::Printable(linkError) << '\n';
     if (error) {
-      std::cerr << "error: " << shown(error->Description()) << " (" << error->Source() << ")\n";
+      std::cerr << "error: " << apps::Printable(shown(error->Description())) << " ("
+                << error->Source() << ")\n";
     }
   }
   return error ? apps::kExitInvalidConfiguration : apps::kExitOk;

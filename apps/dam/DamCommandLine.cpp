@@ -27,11 +27,15 @@ const char kFooter[] =
     "  DAM_REGISTRY_FILE   the driver registry file\n"
     "\n"
     "Exit status:\n"
-    "  0  done\n"
-    "  1  failed (or, for check, warnings only)\n"
-    "  2  the command line cannot be read\n"
-    "  3  the configuration has errors\n"
-    "  4  a database (SPC database or historian) cannot be reached\n";
+    "    0  done\n"
+    "    1  failed (or, for check, warnings only)\n"
+    "    2  the command line cannot be read\n"
+    "    3  the configuration has errors\n"
+    "    4  a database (SPC database or historian) cannot be reached\n"
+    "    5  the configuration is inactive (ACTIVE=0)\n"
+    "    6  a file given cannot be read: missing, no permission, no regular file, over 16 MB\n"
+    "  129  run: stopped by SIGHUP, the driver first\n"
+    "  141  run: stopped because its output was closed, the driver first\n";
 
 const apps::OptionSpec kSpc{"spc", "CONNECTION",
                             "the SPC database's ODBC connection string (default: "
@@ -85,7 +89,8 @@ const std::vector<Command>& Commands() {
         "[--activity] [--force] [--ndjson]",
         "Runs the driver on the configuration file CONFIG: collects from the historian on the "
         "configuration's schedule and saves subgroups into the SPC database until Ctrl-C, "
-        "SIGTERM, --for or --subgroups ends it. The configuration is checked first (see dam "
+        "SIGTERM, SIGHUP, a closed output, --for or --subgroups ends it; each stops the driver "
+        "first. SIGUSR1 and SIGUSR2 are ignored. The configuration is checked first (see dam "
         "check); one with errors is not run unless --force is given.",
         {{"CONFIG", "a configuration text file"}},
         1,
@@ -118,7 +123,8 @@ const std::vector<Command>& Commands() {
         "a fixed descriptor type used twice, evaluations outside 0-6, an unbalanced %TAG(, a "
         "test without group, name or value, lines the driver cannot read. Warnings: unknown "
         "keys, a historian that cannot be reached now, tags the historian does not have. Exit "
-        "status 0 when clean, 1 with warnings only, 3 with errors.",
+        "status 0 when clean, 1 with warnings only, 3 with errors, 6 when a file cannot be "
+        "read.",
         {{"CONFIG...", "one or more configuration text files"}},
         1,
         1'000'000,

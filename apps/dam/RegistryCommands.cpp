@@ -4,12 +4,17 @@
 #include "apps/dam/Commands.h"
 #include "apps/dam/DriverModule.h"
 #include "apps/dam/InstalledModules.h"
+#include "apps/shared/Failures.h"
 #include "host/DriverRegistry.h"
 
 namespace dam {
 namespace {
 
 int WithModule(const std::string& path, int (DriverModule::*action)() const) {
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(path, error)) {
+    throw apps::Failure(apps::kExitNoFile, "there is no driver module file " + path);
+  }
   DriverModule module(std::filesystem::absolute(path).string());
   if ((module.*action)() != 0) return 1;
   return 0;

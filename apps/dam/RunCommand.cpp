@@ -19,6 +19,7 @@
 #include "apps/dam/ServiceNotifier.h"
 #include "apps/dam/StopSignals.h"
 #include "apps/shared/Failures.h"
+#include "apps/shared/TerminalText.h"
 #include "common/TypeTables.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/ConnectionSecrets.h"
@@ -37,7 +38,8 @@ int Fail(const std::string& message) {
 bool HasErrors(host::Components& components, const std::string& file, const std::string& text) {
   bool errors = false;
   for (const CheckFinding& finding : CheckConfiguration(components, text)) {
-    std::cerr << platform::MaskConnectionSecrets(FormatFinding(file, finding)) << '\n';
+    std::cerr << apps::Printable(platform::MaskConnectionSecrets(FormatFinding(file, finding)))
+              << '\n';
     errors = errors || finding.error;
   }
   return errors;
@@ -75,15 +77,19 @@ int RunCommand(const RunOptions& runOptions) {
               "the configuration " + options->config + " cannot be loaded",
               [&] { configuration.SetData(text); });
   if (!configuration.Active()) {
-    return Fail("the configuration " + options->config +
-                " is inactive (ACTIVE=0): there is nothing to collect");
+    throw apps::Failure(apps::kExitInactiveConfiguration,
+                        "the configuration " + options->config +
+                            " is inactive (ACTIVE=0): there is nothing to collect");
   }
   // With --ndjson, standard output holds the events alone.
   std::ostream& said = options->ndjson ? std::cerr : std::cout;
   said << "historian: " << common::GetDataLinkStatus(configuration.DataLinkState())
        << (configuration.DataLinkError().empty()
                ? ""
-               : " (" + platform::MaskConnectionSecrets(configuration.DataLinkError()) + ")")
+               : " (" +
+                     apps::Printable(
+                         platform::MaskConnectionSecrets(configuration.DataLinkError())) +
+                     ")")
        << std::endl;
 
   const std::string spc = SpcConnection(components, options->spc);
@@ -104,7 +110,8 @@ int RunCommand(const RunOptions& runOptions) {
   if (options->activity && !driver->ShowActivity()) {
     return Fail("the activity window could not be shown");
   }
-  ServiceNotifier service;
+  ServiceNotifier service(AllowedStall(components.ReadOdbcPolicy()));
+  const std::unique_ptr<QTimer> heartbeat = service.WatchThisLoop();
   service.Ready();
 
   RunStatus status(components, components.Saves(), configuration);
@@ -113,6 +120,7 @@ int RunCommand(const RunOptions& runOptions) {
   if (options->ndjson) events.emplace(std::cout);
   std::string shown;
   std::string failure;
+  bool outputClosed = false;
   const auto started = std::chrono::steady_clock::now();
 
   // The line changes with a save, an error or the next collection: once a second shows
@@ -131,9 +139,10 @@ int RunCommand(const RunOptions& runOptions) {
       }
       const std::string error = status.LastError();
       const int64_t spooled = components.Spool().Depth();
-      line = RunStatus::StateName(driver->State()) + " | saved " + std::to_string(saved) +
-             (spooled > 0 ? " | spooled " + std::to_string(spooled) : "") + " | next " +
-             status.NextCollection() + " | last error " + (error.empty() ? "none" : error);
+      line = apps::Printable(
+          RunStatus::StateName(driver->State()) + " | saved " + std::to_string(saved) +
+          (spooled > 0 ? " | spooled " + std::to_string(spooled) : "") + " | next " +
+          status.NextCollection() + " | last error " + (error.empty() ? "none" : error));
     } catch (...) {
       const std::string reason = runtime::ToError(std::current_exception()).NumberAndDescription();
       if (reason != failure) {
@@ -152,9 +161,14 @@ int RunCommand(const RunOptions& runOptions) {
     }
     shown = line;
     service.Status(line);
+    if (!outputClosed && OutputClosed(STDOUT_FILENO)) {
+      outputClosed = true;
+      std::cerr << "dam run: the output was closed; stopping" << std::endl;
+    }
     const bool timeUp =
         options->runFor && std::chrono::steady_clock::now() - started >= *options->runFor;
-    if (stop.Requested() || timeUp || (options->subgroups > 0 && saved >= options->subgroups)) {
+    if (stop.Requested() || outputClosed || timeUp ||
+        (options->subgroups > 0 && saved >= options->subgroups)) {
       QCoreApplication::quit();
     }
   });
@@ -179,7 +193,7 @@ int RunCommand(const RunOptions& runOptions) {
   if (events) events->Write("stopped", status.SavedSubgroups(), components.Spool().Depth(), {});
   if (terminal && !events) std::cout << '\n';
   said << "stopped after " << status.SavedSubgroups() << " subgroup(s)" << std::endl;
-  return 0;
+  return outputClosed ? apps::kExitOutputClosed : stop.ExitStatus();
 }
 
 }  // namespace dam

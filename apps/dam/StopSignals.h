@@ -1,7 +1,10 @@
-// SIGINT and SIGTERM for a host that runs until it is told to stop. A thread of its own
-// takes the signals, so a signal that arrives while the event loop waits inside a database
-// call still stops the host in time: it asks the loop to quit and, while the loop does
-// not get there, keeps cancelling whatever blocks it.
+// The signals of a host that runs until it is told to stop, all handled here. SIGINT and
+// SIGTERM stop it; SIGHUP stops it too, with an exit status a service manager restarts on
+// (until SIGHUP reloads the configurations). SIGPIPE, SIGUSR1 and SIGUSR2 are ignored: an
+// output that was closed is seen by OutputClosed and stops the host after the driver.
+// A thread of its own takes the stopping signals, so a signal that arrives while the event
+// loop waits inside a database call still stops the host in time: it asks the loop to quit
+// and, while the loop does not get there, keeps cancelling whatever blocks it.
 #pragma once
 
 #include <signal.h>
@@ -17,18 +20,21 @@ namespace dam {
 
 class StopSignals {
  public:
-  // Blocks SIGINT and SIGTERM in the calling thread and in every thread started after
-  // it, so make this before anything starts threads. On a signal, `quit` runs once and
-  // then `unblock` every `grace` until Stopped() is called; both run on the signal
-  // thread and must be safe there.
+  // Blocks SIGINT, SIGTERM and SIGHUP in the calling thread and in every thread started
+  // after it, so make this before anything starts threads; ignores the others above. On a
+  // stopping signal, `quit` runs once and then `unblock` every `grace` until Stopped() is
+  // called; both run on the signal thread and must be safe there.
   StopSignals(std::function<void()> quit, std::function<void()> unblock,
               std::chrono::milliseconds grace = std::chrono::milliseconds(500));
-  // Ends the signal thread and restores the signal mask.
+  // Ends the signal thread and restores the signal mask and the ignored signals' handling.
   ~StopSignals();
   StopSignals(const StopSignals&) = delete;
   StopSignals& operator=(const StopSignals&) = delete;
 
-  bool Requested() const { return requested_; }
+  bool Requested() const { return signal_ != 0; }
+  // The exit status the signal asks for: 0 for SIGINT and SIGTERM or without a signal,
+  // apps::kExitHangUp for SIGHUP.
+  int ExitStatus() const;
   // The host has left its loop: nothing needs unblocking any more.
   void Stopped();
 
@@ -40,12 +46,18 @@ class StopSignals {
   std::chrono::milliseconds grace_;
   sigset_t signals_;
   sigset_t previousMask_;
-  std::atomic<bool> requested_ = false;
+  struct sigaction previousPipe_ {
+  }, previousUser1_{}, previousUser2_{};
+  std::atomic<int> signal_ = 0;
   std::mutex mutex_;
   std::condition_variable changed_;
   bool stopped_ = false;
   bool ending_ = false;
   std::thread watcher_;
 };
+
+// True once `fd` is a pipe or socket whose reader has gone (`dam run | head -1` after head
+// ended), where SIGPIPE would have ended the process at its next write.
+bool OutputClosed(int fd);
 
 }  // namespace dam

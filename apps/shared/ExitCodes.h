@@ -1,5 +1,6 @@
 // The exit statuses of dam and histsim, the same for every command, so that scripts and
 // service managers can tell a typing mistake from a bad configuration or a database away.
+// The service unit lists those a restart cannot mend (RestartPreventExitStatus).
 #pragma once
 
 namespace apps {
@@ -10,6 +11,16 @@ enum ExitCode : int {
   kExitUsage = 2,
   kExitInvalidConfiguration = 3,
   kExitUnreachable = 4,
+  // The configuration says ACTIVE=0: there is nothing to collect.
+  kExitInactiveConfiguration = 5,
+  // A file named on the command line is not there, cannot be read, is no regular file or is
+  // larger than a configuration can be.
+  kExitNoFile = 6,
+  // A run stopped by SIGHUP, or because its output was closed: 128 plus the signal, as a
+  // shell reports a program the signal ended, and a failure to service managers, so that
+  // they start it again.
+  kExitHangUp = 129,
+  kExitOutputClosed = 141,
 };
 
 }  // namespace apps

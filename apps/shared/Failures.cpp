@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "apps/shared/CommandLine.h"
+#include "apps/shared/TerminalText.h"
 #include "platform/odbc/ConnectionSecrets.h"
 #include "platform/odbc/OdbcDiagnostics.h"
 #include "runtime/Error.h"
@@ -45,8 +46,8 @@ int ReportFailure(const std::string& invocation, std::exception_ptr failure, boo
   } catch (...) {
     message = invocation + ": " + Reason(std::current_exception(), verbose);
   }
-  // Errors may repeat a connection string, with its password.
-  std::cerr << platform::MaskConnectionSecrets(message) << std::endl;
+  // Errors may repeat a connection string, with its password, or a configuration's text.
+  std::cerr << Printable(platform::MaskConnectionSecrets(message)) << std::endl;
   return code;
 }
 

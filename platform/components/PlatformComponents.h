@@ -69,6 +69,9 @@ class PlatformComponents : public host::Components {
   // what it holds.
   SpcSpool& Spool();
 
+  // What dam.ini allows the connections made here and how long they may wait.
+  OdbcPolicy ReadOdbcPolicy();
+
  private:
   std::string SettingsPath();
   std::shared_ptr<SpcSpool> MakeSpool();
@@ -85,7 +88,6 @@ class PlatformComponents : public host::Components {
   std::shared_ptr<SpcSpool> spool_;
   std::unique_ptr<SpoolForwarder> forwarder_;
 
-  OdbcPolicy ReadOdbcPolicy();
   bool SecuritySettingsTrusted(const std::string& key);
   std::atomic<bool> warnedUntrustedSettings_{false};
 };

@@ -6,7 +6,10 @@
 // own reader stops.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <filesystem>
 #include <regex>
 
 #include "apps/dam/ConfigurationCheck.h"
@@ -165,7 +168,7 @@ TEST_F(CommandLine, CheckExitsZeroOneOrThreeAndRunRefusesErrors) {
        {":3: warning:", ":3: error:", ": warning: no ACTIVE"},
        {}},
       {"dam check " + work_.File("missing.cfg"),
-       3,
+       6,
        {"missing.cfg: error: there is no configuration file"},
        {}},
       {"dam run " + wrong + " --for 1", 3, {}, {wrong + ":3: error: SUBGROUPUNIT 7", "--force"}},
@@ -191,14 +194,11 @@ TEST_F(CommandLine, CheckExitsZeroOneOrThreeAndRunRefusesErrors) {
 
 TEST_F(CommandLine, FailuresArePlainSentencesWithTheirNumbersOnlyWhenVerbose) {
   const std::string config = WriteFile("line.cfg", "NAME=Line\nACTIVE=1\n").toStdString();
-  const std::string missing = work_.File("missing.cfg");
   const struct {
     std::string line;
     int exitCode;
     std::string said;
   } cases[] = {
-      {"config show " + missing, 1,
-       "dam config show: there is no configuration file " + missing + "\n"},
       {"subgroups --spc Driver=Nope;Database=x", 4,
        "dam subgroups: cannot open the SPC database: "},
       {"run " + config + " --for 1 --spc Driver=Nope;Database=x", 4,
@@ -230,6 +230,64 @@ TEST_F(CommandLine, FailuresArePlainSentencesWithTheirNumbersOnlyWhenVerbose) {
     EXPECT_EQ(outcome.exitCode, 1) << outcome.err;
     EXPECT_NE(outcome.err.find(": cannot show windows: no display"), std::string::npos)
         << outcome.err;
+  }
+}
+
+// A configuration file is a regular file of at most 16 MB: anything else, and a missing file,
+// is refused at once with one exit status (6) in every command, where /dev/zero was read
+// until the kernel stopped it and a FIFO blocked for good. Its text is shown, never obeyed:
+// control characters reach the terminal as \xNN, tabs as they are.
+TEST_F(CommandLine, UnreadableFilesExitSixInactiveOnesFiveAndControlCharactersShowEscaped) {
+  const std::string fifo = work_.File("fifo.cfg");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  const std::string big = WriteFile("big.cfg", "").toStdString();
+  std::filesystem::resize_file(big, (16 << 20) + 1);
+  const std::string missing = work_.File("missing.cfg");
+  const struct {
+    std::string file, said;
+  } files[] = {{missing, "there is no configuration file " + missing},
+               {work_.Subfolder("folder"), "folder is a folder, not a configuration file"},
+               {fifo, "fifo.cfg is a FIFO, not"},
+               {"/dev/zero", "/dev/zero is a device, not"},
+               {big, "big.cfg is larger than 16 MB"}};
+  for (const auto& file : files) {
+    for (const std::string command : {"check", "config show", "run"}) {
+      SCOPED_TRACE(command + " " + file.file);
+      const Outcome outcome = Exec("dam " + command + " " + file.file);
+      EXPECT_EQ(outcome.exitCode, 6);
+      EXPECT_NE((outcome.out + outcome.err).find(file.said), std::string::npos)
+          << outcome.out << outcome.err;
+    }
+  }
+  Outcome outcome = Exec("dam register " + work_.File("none.so"));
+  EXPECT_EQ(outcome.exitCode, 6) << outcome.err;
+  EXPECT_NE(outcome.err.find("there is no driver module file"), std::string::npos) << outcome.err;
+  outcome = Exec("dam run CFG --for 1", WriteFile("off.cfg", "NAME=Off\nACTIVE=0\n").toStdString());
+  EXPECT_EQ(outcome.exitCode, 5) << outcome.err;
+  EXPECT_NE(outcome.err.find("off.cfg is inactive (ACTIVE=0)"), std::string::npos) << outcome.err;
+
+  const std::string config =
+      WriteFile("escapes.cfg",
+                "NAME=Line\x1b]0;owned\x07\nACTIVE=1\nBOGUS\x1b[2J=1\nTEST=Fill\tWeight\t"
+                "%TAG(A\x1b[2J\xc2\x9b)\r\n")
+          .toStdString();
+  const struct {
+    std::string command;
+    std::vector<std::string> shown;
+  } views[] = {{"check", {":3: warning: unknown key 'BOGUS\\x1B[2J'"}},
+               {"config show",
+                {"NAME=Line\\x1B]0;owned\\x07\n", "TEST=Fill\tWeight\t%TAG(A\\x1B[2J\\u009B)\t\n",
+                 "\n  A\\x1B[2J\\u009B\n"}},
+               {"config show --raw", {"NAME=Line\\x1B]0;owned\\x07\n"}}};
+  for (const auto& view : views) {
+    SCOPED_TRACE(view.command);
+    outcome = Exec("dam " + view.command + " " + config);
+    const std::string shown = outcome.out + outcome.err;
+    EXPECT_EQ(shown.find('\x1b'), std::string::npos) << shown;
+    EXPECT_EQ(shown.find("\xc2\x9b"), std::string::npos) << shown;
+    for (const std::string& part : view.shown) {
+      EXPECT_NE(shown.find(part), std::string::npos) << part << " in\n" << shown;
+    }
   }
 }
 

@@ -1,6 +1,7 @@
 // dam run as a systemd service: the notifications the service manager waits for, through a
-// real notification socket, the priority prefixes the journal reads, and the signal thread
-// that stops the run.
+// real notification socket, watchdog pings that go on while a collection waits on a database
+// and stop when a loop is stuck, the priority prefixes the journal reads, and the signals
+// that stop the run or change nothing.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -18,6 +19,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <optional>
 #include <sstream>
 #include <thread>
@@ -26,6 +28,7 @@
 #include "apps/dam/JournalLines.h"
 #include "apps/dam/ServiceNotifier.h"
 #include "apps/dam/StopSignals.h"
+#include "platform/odbc/OdbcConnection.h"
 #include "tests/dam/DamProcesses.h"
 
 namespace {
@@ -50,14 +53,32 @@ class NotifySocket {
     char buffer[4096];
     for (ssize_t size; (size = recv(fd_, buffer, sizeof buffer, 0)) > 0;) {
       messages_.emplace_back(buffer, static_cast<size_t>(size));
+      times_.push_back(std::chrono::steady_clock::now());
     }
     return messages_;
+  }
+
+  // The longest time between READY=1 and the first ping, or between two pings, as read.
+  std::chrono::milliseconds LongestWatchdogGap() {
+    Received();
+    std::optional<std::chrono::steady_clock::time_point> last;
+    std::chrono::milliseconds longest{0};
+    for (size_t i = 0; i < messages_.size(); ++i) {
+      if (messages_[i] != "READY=1" && messages_[i] != "WATCHDOG=1") continue;
+      if (last) {
+        longest = std::max(
+            longest, std::chrono::duration_cast<std::chrono::milliseconds>(times_[i] - *last));
+      }
+      last = times_[i];
+    }
+    return longest;
   }
 
  private:
   std::string path_;
   int fd_ = -1;
   std::vector<std::string> messages_;
+  std::vector<std::chrono::steady_clock::time_point> times_;
 };
 
 long Count(const std::vector<std::string>& messages, const std::string& message) {
@@ -90,7 +111,8 @@ TEST(ServiceNotifier, TellsTheManagerReadyStatusChangesWatchdogPingsAndStopping)
   setenv("WATCHDOG_USEC", "100000", 1);
   setenv("WATCHDOG_PID", std::to_string(getpid()).c_str(), 1);
   {
-    dam::ServiceNotifier service;
+    dam::ServiceNotifier service(60s);
+    const std::unique_ptr<QTimer> heartbeat = service.WatchThisLoop();
     service.Ready();
     service.Status("running | saved 0");
     service.Status("running | saved 0");
@@ -109,7 +131,42 @@ TEST(ServiceNotifier, TellsTheManagerReadyStatusChangesWatchdogPingsAndStopping)
   // Every 50 ms for 400 ms, and none once stopping; none unasked for: ServiceRun.
   EXPECT_GE(Count(sent, "WATCHDOG=1"), 2) << "half of the 100 ms interval";
   EXPECT_NE(sent.back(), "WATCHDOG=1");
+
+  // A loop allowed no stall at all is stuck between any two beats: the pings stop.
+  NotifySocket stuck(folder.File("stuck"));
+  setenv("NOTIFY_SOCKET", stuck.Path().c_str(), 1);
+  {
+    dam::ServiceNotifier service(0s);
+    const std::unique_ptr<QTimer> heartbeat = service.WatchThisLoop();
+    RunEventLoop(300, stuck);
+  }
+  EXPECT_EQ(Count(stuck.Received(), "WATCHDOG=1"), 0);
   for (const char* name : {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID"}) unsetenv(name);
+}
+
+// Several loops, each with its heartbeat: the one that beat longest ago decides, a loop that
+// comes round again is no longer stuck, and one that has ended is no longer watched.
+TEST(LoopProgress, TheLoopThatBeatLongestAgoDecidesOnceItExceedsTheAllowance) {
+  using Clock = dam::LoopProgress::Clock;
+  const Clock::time_point start{};
+  dam::LoopProgress progress(90s);
+  EXPECT_FALSE(progress.Stuck(start + 1000s)) << "no loop watched";
+  std::shared_ptr<dam::LoopProgress::Heartbeat> one = progress.Watch(start);
+  std::shared_ptr<dam::LoopProgress::Heartbeat> two = progress.Watch(start + 10s);
+  EXPECT_FALSE(progress.Stuck(start + 90s)) << "as long as allowed";
+  EXPECT_EQ(progress.Stuck(start + 91s), 91s);
+  one->Beat(start + 91s);
+  EXPECT_FALSE(progress.Stuck(start + 100s));
+  EXPECT_EQ(progress.Stuck(start + 101s), 91s) << "the other loop";
+  two.reset();
+  EXPECT_FALSE(progress.Stuck(start + 101s)) << "an ended loop";
+  one.reset();
+  EXPECT_FALSE(progress.Stuck(start + 1000s));
+
+  // A collection may wait for a login and a statement on each of its two databases.
+  EXPECT_EQ(dam::AllowedStall({}), 90s);
+  EXPECT_EQ(dam::AllowedStall({.loginTimeout = 5, .queryTimeout = 3}), 26s);
+  EXPECT_EQ(dam::AllowedStall({.loginTimeout = 0, .queryTimeout = 0}), 90s) << "defaults";
 }
 
 TEST(JournalLines, EveryLineStartsWithItsPriorityHoweverItIsWritten) {
@@ -218,6 +275,84 @@ TEST_F(ServiceRun, UnderSystemdItNotifiesAndMarksLinesForTheJournalElseItIsPlain
   }
 }
 
+// A save that waits on a locked SPC database until QueryTimeout (3 s) before the subgroup
+// goes to the spool keeps the event loop longer than the 2 s watchdog interval: the pings go
+// on, from their own thread, without a gap beyond the interval.
+TEST_F(ServiceRun, TheWatchdogIsPingedWhileASaveWaitsOnALockedSpcDatabase) {
+  StartHistorian();
+  WriteFile("settings/dam.ini", "[Connections]\nQueryTimeout=3\n");
+  NotifySocket manager(work_.File("notify"));
+  environment_.insert("NOTIFY_SOCKET", QString::fromStdString(manager.Path()));
+  environment_.insert("WATCHDOG_USEC", "2000000");
+  auto run = Start(DAM_PROGRAM, {"run", Configuration()});
+  const auto said = [&](const std::string& part) {
+    return WaitFor(
+        [&] {
+          const std::vector<std::string> messages = manager.Received();
+          return std::any_of(messages.begin(), messages.end(), [&](const std::string& m) {
+            return m.find(part) != std::string::npos;
+          });
+        },
+        30);
+  };
+  ASSERT_TRUE(said("| saved 2"));
+  // Not pooled: a pool's thread would take the signals StopSignalsTest sends.
+  platform::OdbcConnection holder(platform::OdbcPolicy{.poolIdleSeconds = 0});
+  holder.Open(Spc(), "", "");
+  holder.Execute("BEGIN EXCLUSIVE");
+  EXPECT_TRUE(said("| spooled 2"));
+  holder.Execute("COMMIT");
+  EXPECT_TRUE(WaitFor([&] { return Logged("SPC database available again"); }, 30)) << Log();
+  const std::chrono::milliseconds gap = manager.LongestWatchdogGap();
+  Terminate(*run);
+  EXPECT_LT(gap, 2s) << gap.count() << " ms without a ping";
+  EXPECT_TRUE(Logged("SPC database unavailable")) << Log();
+}
+
+// Each signal to a running dam run: SIGTERM and SIGINT stop it (0); SIGHUP stops it with
+// 129, which systemd restarts; SIGUSR1, SIGUSR2 and SIGPIPE change nothing; a closed output
+// stops it with 141. Whatever stops it stops the driver first ("stopped after N").
+TEST_F(ServiceRun, SignalsStopTheDriverFirstOrChangeNothing) {
+  StartHistorian();
+  const QString config = Configuration();
+  const struct { int signal, exitCode; } cases[] = {{SIGHUP, 129}, {SIGTERM, 0}, {SIGINT, 0}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.signal);
+    auto run = Start(DAM_PROGRAM, {"run", config});
+    std::string output;
+    const auto saved = [&](int subgroups) {
+      return WaitFor(
+          [&] {
+            run->waitForReadyRead(100);
+            output += run->readAll().toStdString();
+            return output.find("| saved " + std::to_string(subgroups) + " ") != std::string::npos;
+          },
+          30);
+    };
+    ASSERT_TRUE(saved(1)) << output;
+    if (c.signal == SIGHUP) {
+      for (const int ignored : {SIGUSR1, SIGUSR2, SIGPIPE}) kill(run->processId(), ignored);
+      EXPECT_TRUE(saved(3)) << "collects on: " << output;
+    }
+    kill(run->processId(), c.signal);
+    EXPECT_TRUE(run->waitForFinished(15'000));
+    output += run->readAll().toStdString();
+    EXPECT_EQ(run->exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(run->exitCode(), c.exitCode) << output;
+    EXPECT_GE(Stopped(output), 1) << output;
+  }
+
+  const auto [exitCode, output] = Run(
+      "/bin/bash", {"-c", "\"$0\" run \"$1\" --ndjson | head -1; echo \"dam: ${PIPESTATUS[0]}\"",
+                    DAM_PROGRAM, config});
+  // head's line may land inside one of dam's on stderr.
+  EXPECT_NE(output.find("{\"event\""), std::string::npos) << output;
+  EXPECT_EQ(output.find("{\"event\""), output.rfind("{\"event\"")) << "one line: " << output;
+  for (const std::string said : {"the output was closed; stopping", "stopped after", "dam: 141"}) {
+    EXPECT_NE(output.find(said), std::string::npos) << said << " in\n" << output;
+  }
+}
+
 // A signal asks the loop to quit once and keeps unblocking it until the host has stopped;
 // without a signal, ending the watch neither quits nor hangs (the thread sleeps in its wait
 // until it is woken).
@@ -231,7 +366,8 @@ TEST(StopSignalsTest, ASignalQuitsOnceAndUnblocksUntilStoppedNoSignalDoesNothing
   struct Case {
     int signal;  // 0: none
     bool stopsBeforeEnd;
-  } cases[] = {{0, false}, {SIGTERM, true}, {SIGINT, false}};
+    int exitStatus;
+  } cases[] = {{0, false, 0}, {SIGTERM, true, 0}, {SIGINT, false, 0}, {SIGHUP, false, 129}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.signal);
     std::atomic<int> quits = 0, unblocks = 0;
@@ -241,6 +377,7 @@ TEST(StopSignalsTest, ASignalQuitsOnceAndUnblocksUntilStoppedNoSignalDoesNothing
         kill(getpid(), c.signal);
         ASSERT_TRUE(WaitFor([&] { return quits == 1; }));
         EXPECT_TRUE(stop.Requested());
+        EXPECT_EQ(stop.ExitStatus(), c.exitStatus);
         ASSERT_TRUE(WaitFor([&] { return unblocks >= 2; })) << "keeps unblocking the loop";
         if (c.stopsBeforeEnd) {
           stop.Stopped();
