@@ -1,6 +1,7 @@
 #include "platform/spcdb/SpcChart.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <limits>
 #include <map>
@@ -115,6 +116,14 @@ void JudgeRules(SpcChart& chart, SpcRules rules) {
 }
 
 }  // namespace
+
+std::string ChartFigure(double value) {
+  if (std::isnan(value)) return "-";
+  char text[32];
+  const auto end =
+      std::to_chars(text, text + sizeof text, value, std::chars_format::general, 6).ptr;
+  return std::string(text, end);
+}
 
 const char* ChartKindName(SpcChartKind kind) {
   switch (kind) {

@@ -30,6 +30,9 @@ const char* ChartKindName(SpcChartKind kind);
 const char* ChartMeanName(SpcChartKind kind);
 const char* ChartSpreadName(SpcChartKind kind);
 
+// A figure of a chart as people read it: up to six significant digits; "-" for NaN.
+std::string ChartFigure(double value);
+
 // One subgroup's samples of the characteristic.
 struct SpcChartSubgroup {
   int32_t id = 0;
@@ -79,7 +82,7 @@ struct SpcChartOptions {
   // Judged on the upper chart; rule 1 also on the lower.
   SpcRules rules = kDefaultRules;
   // Instead of the window's own basis.
-  std::optional<SpcChartBasis> fixed;
+  std::optional<SpcChartBasis> fixed{};
 };
 
 // The chart of `window`, oldest subgroup first. An empty window gives an X-bar and R chart
