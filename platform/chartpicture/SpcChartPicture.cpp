@@ -9,6 +9,7 @@
 #include <cmath>
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "runtime/Error.h"
 
@@ -61,23 +62,29 @@ void PaintSeries(QPainter& painter, const QRectF& box, const SpcChart& chart,
   const double step = plot.width() / static_cast<double>(std::max<size_t>(chart.points.size(), 1));
   const auto x = [&](size_t i) { return plot.left() + (static_cast<double>(i) + 0.5) * step; };
 
-  // Lines as steps, one per point, since a subgroup of another size has limits of its own.
+  // Lines as steps, since a subgroup of another size has limits of its own; a step only
+  // where the value changes, so that a long window of one size draws one segment.
   const auto line = [&](double SpcChartLine::*which, const QPen& pen) {
-    QPainterPath path;
-    bool open = false;
+    painter.setPen(pen);
+    QPolygonF steps;
+    const auto flush = [&] {
+      if (steps.size() > 1) painter.drawPolyline(steps);
+      steps.clear();
+    };
     for (size_t i = 0; i < chart.points.size(); ++i) {
       const double v = series.lines(chart.points[i]).*which;
       if (!std::isfinite(v)) {
-        open = false;
+        flush();
         continue;
       }
-      const QPointF from(x(i) - step / 2, y(v)), to(x(i) + step / 2, y(v));
-      open ? path.lineTo(from) : path.moveTo(from);
-      path.lineTo(to);
-      open = true;
+      if (steps.empty() || steps.back().y() != y(v)) {
+        if (!steps.empty()) steps.append(QPointF(x(i) - step / 2, steps.back().y()));
+        steps.append(QPointF(x(i) - step / 2, y(v)));
+      }
     }
-    painter.setPen(pen);
-    painter.drawPath(path);
+    if (!steps.empty())
+      steps.append(QPointF(x(chart.points.size() - 1) + step / 2, steps.back().y()));
+    flush();
   };
   line(&SpcChartLine::center, QPen(kCenter, 1.5));
   line(&SpcChartLine::ucl, QPen(kLimits, 1.2, Qt::DashLine));
@@ -91,24 +98,27 @@ void PaintSeries(QPainter& painter, const QRectF& box, const SpcChart& chart,
                      Qt::AlignLeft | Qt::AlignVCenter, label + Figure(v));
   }
 
-  QPainterPath joined;
-  bool open = false;
-  for (size_t i = 0; i < chart.points.size(); ++i) {
-    const double v = series.value(chart.points[i]);
-    if (!std::isfinite(v)) {
-      open = false;
-      continue;
-    }
-    open ? joined.lineTo(x(i), y(v)) : joined.moveTo(x(i), y(v));
-    open = true;
+  // Segment by segment: stroked as one polyline, a zigzag of a thousand points costs the
+  // raster engine twenty times as much.
+  std::vector<QLineF> joined;
+  for (size_t i = 1; i < chart.points.size(); ++i) {
+    const double from = series.value(chart.points[i - 1]), to = series.value(chart.points[i]);
+    if (std::isfinite(from) && std::isfinite(to))
+      joined.emplace_back(x(i - 1), y(from), x(i), y(to));
   }
   painter.setPen(QPen(kPoints, 1.2));
-  painter.drawPath(joined);
+  painter.drawLines(joined.data(), static_cast<int>(joined.size()));
+  // Dots where they stand apart from the line, and always for a point without neighbours.
   const double radius = std::clamp(step / 4, 1.0, 3.0);
+  const auto valueAt = [&](size_t i) {
+    return i < chart.points.size() ? series.value(chart.points[i]) : NAN;
+  };
   painter.setBrush(kPoints);
   for (size_t i = 0; i < chart.points.size(); ++i) {
-    const double v = series.value(chart.points[i]);
-    if (std::isfinite(v)) painter.drawEllipse(QPointF(x(i), y(v)), radius, radius);
+    const bool alone = !std::isfinite(valueAt(i - 1)) && !std::isfinite(valueAt(i + 1));
+    if (std::isfinite(valueAt(i)) && (step >= 4 || alone)) {
+      painter.drawEllipse(QPointF(x(i), y(valueAt(i))), radius, radius);
+    }
   }
   // Flagged points last, over the others, with their rules where there is room to read them.
   painter.setBrush(kFlagged);
