@@ -178,10 +178,14 @@ void PaintSpcChart(QPainter& painter, const QRectF& area, const SpcChart& chart,
   QFont bold = painter.font();
   bold.setBold(true);
   painter.setFont(bold);
-  painter.drawText(area.adjusted(6, 0, -6, 0).adjusted(0, 0, 0, kTitleHeight - area.height()),
-                   Qt::AlignLeft | Qt::AlignVCenter,
-                   title + "   " + ChartKindName(chart.kind) + ", n " + QString::number(chart.n) +
-                       ", " + QString::number(chart.points.size()) + " subgroups");
+  painter.drawText(
+      area.adjusted(6, 0, -6, 0).adjusted(0, 0, 0, kTitleHeight - area.height()),
+      Qt::AlignLeft | Qt::AlignVCenter,
+      title + "   " +
+          (chart.points.empty()
+               ? QString("no subgroups")
+               : ChartKindName(chart.kind) + QString(" chart, n ") + QString::number(chart.n) +
+                     ", " + QString::number(chart.points.size()) + " subgroups"));
   bold.setBold(false);
   painter.setFont(bold);
   const QRectF charts = area.adjusted(6, kTitleHeight, -6, -kAxisHeight);
