@@ -37,7 +37,17 @@ struct ConfigShowOptions {
 struct SubgroupsOptions {
   std::string spc;
   std::optional<int64_t> last;  // 20, or 0 when following
-  bool json = false, ndjson = false, follow = false;
+  bool json = false, ndjson = false, follow = false, csv = false;
+};
+
+struct ChartOptions {
+  std::string test;  // GROUP/TEST
+  std::string spc;
+  std::optional<int64_t> last;  // 25
+  std::string from, to;         // times; either makes the window a time span
+  std::string rules;            // "1,2,3,4" when empty
+  bool json = false;
+  std::string out;  // a .png or .svg file
 };
 
 struct GuiOptions {
@@ -76,6 +86,7 @@ int RunCommand(const RunOptions& options);
 int CheckCommand(const CheckOptions& options);
 int ConfigShowCommand(const ConfigShowOptions& options);
 int SubgroupsCommand(const SubgroupsOptions& options);
+int ChartCommand(const ChartOptions& options);
 int GuiCommand(const GuiOptions& options);
 int SelectTagCommand(const SelectTagOptions& options);
 int SpoolCommand(const SpoolOptions& options);

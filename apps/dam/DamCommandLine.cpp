@@ -185,11 +185,12 @@ const std::vector<Command>& Commands() {
          return ConfigShowCommand({First(p), p.Has("raw"), p.Has("json"), p.Has("show-secrets")});
        }},
       {{"dam subgroups",
-        "[--spc CONNECTION] [--last N] [--json | --ndjson] [--follow]",
+        "[--spc CONNECTION] [--last N] [--json | --ndjson | --csv] [--follow]",
         "Prints the subgroups last saved in the SPC database, oldest first. --json prints one "
         "document, --ndjson one object per line (both with \"schema\": 1); --follow --ndjson "
-        "then prints each subgroup as it is saved, until Ctrl-C or SIGTERM. Exit status 4 when "
-        "there is no such database.",
+        "then prints each subgroup as it is saved, until Ctrl-C or SIGTERM. --csv prints one "
+        "row per subgroup: its time and descriptors, then one column per characteristic "
+        "sample, GROUP/TEST#k. Exit status 4 when there is no such database.",
         {},
         0,
         0,
@@ -197,19 +198,47 @@ const std::vector<Command>& Commands() {
          {"last", "N", "how many subgroups (default 20, or 0 with --follow)"},
          {"json", "", "print one JSON document"},
          {"ndjson", "", "print one JSON object per line"},
+         {"csv", "", "print CSV (RFC 4180), one row per subgroup"},
          {"follow", "", "go on printing new subgroups as they are saved (needs --ndjson)"}},
         "dam subgroups --follow --ndjson | jq ."},
        [](const ParsedArguments& p) {
-         SubgroupsOptions options{p.Value("spc"), p.Count("last", 0, 1'000'000), p.Has("json"),
-                                  p.Has("ndjson"), p.Has("follow")};
-         if (options.json && options.ndjson) {
+         SubgroupsOptions options{p.Value("spc"),  p.Count("last", 0, 1'000'000),
+                                  p.Has("json"),   p.Has("ndjson"),
+                                  p.Has("follow"), p.Has("csv")};
+         if (options.json + options.ndjson + options.csv > 1) {
            throw apps::UsageError(
-               apps::UsageLine("dam subgroups", "--json and --ndjson exclude each other"));
+               apps::UsageLine("dam subgroups", "--json, --ndjson and --csv exclude each other"));
          }
          if (options.follow && !options.ndjson) {
            throw apps::UsageError(apps::UsageLine("dam subgroups", "--follow needs --ndjson"));
          }
          return SubgroupsCommand(options);
+       }},
+      {{"dam chart",
+        "--test GROUP/TEST [--spc CONNECTION] [--last N | --from TIME --to TIME] "
+        "[--rules 1,2,3,4] [--json] [--out FILE.png|FILE.svg]",
+        "Prints the control chart of one test over the latest subgroups that hold it, or those "
+        "of a time span: X-bar and R for 2 to 10 samples a subgroup, X-bar and S above, "
+        "individuals and moving range for 1; its centre lines and limits, and every point that "
+        "breaks one of the chosen Nelson rules (rule 1 also on the spread chart). Readings "
+        "with a defect code are left out and counted. --out draws both charts to a PNG or SVG "
+        "file, without a display. Exit status 1 when the database has no such test.",
+        {},
+        0,
+        0,
+        {{"test", "GROUP/TEST", "the test group and the test"},
+         kSpc,
+         {"last", "N", "the latest N subgroups holding the test (default 25)"},
+         {"from", "TIME", "the subgroups from this time (yyyy-MM-dd HH:mm:ss) on"},
+         {"to", "TIME", "the subgroups up to this time"},
+         {"rules", "1,2,3,4", "the Nelson rules to judge (1 to 8; default 1,2,3,4)"},
+         {"json", "", "print one JSON document"},
+         {"out", "FILE", "also draw the chart into FILE (.png or .svg)"}},
+        "dam chart --test Fill/Weight --last 50 --out weight.png"},
+       [](const ParsedArguments& p) {
+         return ChartCommand({p.Value("test"), p.Value("spc"), p.Count("last", 1, 1'000'000),
+                              p.Value("from"), p.Value("to"), p.Value("rules"), p.Has("json"),
+                              p.Value("out")});
        }},
       {{"dam spool",
         "[forward [--spc CONNECTION] | drop --before TIME [--yes]]",

@@ -3,6 +3,7 @@
 #include <QCloseEvent>
 #include <filesystem>
 
+#include "apps/dam/ChartWindow.h"
 #include "apps/dam/ConfigFile.h"
 #include "apps/dam/DamHost.h"
 #include "apps/dam/RunStatus.h"
@@ -32,6 +33,7 @@ struct MainWindow::Row {
   std::shared_ptr<DamHost> host;
   std::shared_ptr<host::IDriver> driver;
   std::unique_ptr<RunStatus> status;
+  std::unique_ptr<ChartWindow> chart;
   int32_t state = 0;
   bool started = false;
   std::string error;
@@ -54,6 +56,7 @@ MainWindow::MainWindow(const std::vector<std::string>& configFiles, const std::s
   connect(ui_->bnPause, &QPushButton::clicked, this, &MainWindow::bnPause_Click);
   connect(ui_->bnSetup, &QPushButton::clicked, this, &MainWindow::bnSetup_Click);
   connect(ui_->bnActivity, &QPushButton::clicked, this, &MainWindow::bnActivity_Click);
+  connect(ui_->bnChart, &QPushButton::clicked, this, &MainWindow::bnChart_Click);
   connect(ui_->bnAbout, &QPushButton::clicked, this, &MainWindow::bnAbout_Click);
   connect(&refresh_, &QTimer::timeout, this, &MainWindow::RefreshRows);
   if (ui_->lvwDrivers->topLevelItemCount() > 0) {
@@ -116,6 +119,7 @@ void MainWindow::RefreshRows() {
       if (!error.empty()) row.error = error;
     }
     item->setText(kLastError, QString::fromStdString(row.error.empty() ? "none" : row.error));
+    if (row.chart) row.chart->Refresh();
   }
   for (int column = kName; column < kLastError; ++column) {
     ui_->lvwDrivers->resizeColumnToContents(column);
@@ -124,8 +128,8 @@ void MainWindow::RefreshRows() {
 
 void MainWindow::UpdateButtons() {
   const bool hasDriver = SelectedRow() != nullptr;
-  for (QPushButton* button :
-       {ui_->bnStart, ui_->bnStop, ui_->bnPause, ui_->bnSetup, ui_->bnActivity, ui_->bnAbout}) {
+  for (QPushButton* button : {ui_->bnStart, ui_->bnStop, ui_->bnPause, ui_->bnSetup,
+                              ui_->bnActivity, ui_->bnChart, ui_->bnAbout}) {
     button->setEnabled(hasDriver);
   }
 }
@@ -182,6 +186,19 @@ void MainWindow::bnActivity_Click() {
   if (Row* row = SelectedRow()) row->driver->ShowActivity();
 }
 
+void MainWindow::bnChart_Click() {
+  Row* row = SelectedRow();
+  if (!row) return;
+  if (!row->chart) {
+    row->chart = std::make_unique<ChartWindow>(
+        std::dynamic_pointer_cast<platform::SpcSession>(row->host->Session()),
+        row->components.Saves(), *row->configuration);
+  }
+  row->chart->show();
+  row->chart->raise();
+  row->chart->activateWindow();
+}
+
 void MainWindow::bnAbout_Click() {
   Row* row = SelectedRow();
   if (!row) return;
@@ -208,6 +225,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
   }
   refresh_.stop();
   for (const auto& row : rows_) {
+    row->chart.reset();
     if (row->driver) row->driver->Unload();
   }
   event->accept();

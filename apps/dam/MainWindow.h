@@ -44,6 +44,7 @@ class MainWindow : public QMainWindow {
   void bnPause_Click();
   void bnSetup_Click();
   void bnActivity_Click();
+  void bnChart_Click();
   void bnAbout_Click();
 
   std::unique_ptr<Ui::frmMain> ui_;

@@ -1,9 +1,10 @@
 // Pictures of every window for the documentation: the main window with one configuration
-// running, its activity window on each tab after a few collections, the about box, the
-// tag browser filtered, the configuration dialog on each tab, the item dialogs, the data
-// link dialog and a selection dialog of the SPC database. Run under a real X server
-// (scripts/screenshots uses Xvfb).
+// running, its activity window on each tab after a few collections, its chart window, the
+// about box, the tag browser filtered, the configuration dialog on each tab, the item
+// dialogs, the data link dialog and a selection dialog of the SPC database. Run under a
+// real X server (scripts/screenshots uses Xvfb).
 #include <QApplication>
+#include <QComboBox>
 #include <QEventLoop>
 #include <QLineEdit>
 #include <QPushButton>
@@ -152,6 +153,11 @@ int ScreenshotsCommand(const ScreenshotsOptions& options) {
   QWidget* activity = TopLevel("frmActivity");
   activity->resize(760, 330);
   activity->move(window.x(), window.y() + window.height() + 40);
+  // Opened before the collections, so that it shows them arriving; with every rule judged.
+  window.findChild<QPushButton*>("bnChart")->click();
+  QWidget* chart = TopLevel("frmChart");
+  chart->resize(1120, 600);
+  chart->findChild<QLineEdit*>("txtRules")->setText("1,2,3,4,5,6,7,8");
   Wait(seconds * 1000);
 
   auto* tabs = activity->findChild<QTabWidget*>("TabStrip1");
@@ -161,6 +167,14 @@ int ScreenshotsCommand(const ScreenshotsOptions& options) {
          "activity-" + tabs->widget(i)->property("key").toString().toLower().toStdString());
   }
   Save(window, folder, "main-window");
+  // The first characteristic whose chart shows a rule break, when one does.
+  auto* tests = chart->findChild<QComboBox*>("cboTest");
+  auto* breaks = chart->findChild<QTreeWidget*>("lvwBreaks");
+  for (int i = 0; i < tests->count() && breaks->topLevelItemCount() == 0; ++i) {
+    tests->setCurrentIndex(i);
+  }
+  if (breaks->topLevelItemCount() == 0) tests->setCurrentIndex(0);
+  Save(*chart, folder, "chart");
   SaveModal(
       folder, "about", [](QWidget&) {},
       [&] { window.findChild<QPushButton*>("bnAbout")->click(); });

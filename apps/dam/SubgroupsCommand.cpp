@@ -9,6 +9,7 @@
 #include "apps/dam/FollowSubgroups.h"
 #include "apps/dam/JsonOutput.h"
 #include "apps/dam/MissingSpcFile.h"
+#include "apps/dam/SubgroupCsv.h"
 #include "apps/dam/SubgroupJson.h"
 #include "apps/shared/Failures.h"
 #include "platform/components/PlatformComponents.h"
@@ -50,19 +51,15 @@ int SubgroupsCommand(const SubgroupsOptions& options) {
   if (options.follow) stop.emplace();
   platform::PlatformComponents components;
   WarnIfSettingsShowPasswords(components);
-  // Reading never creates a database: a mistyped path is an error, not "no subgroups".
-  const std::string connection = SpcConnection(components, options.spc);
-  if (const std::string file = MissingSpcFile(connection); !file.empty()) {
-    throw apps::Failure(apps::kExitUnreachable, "there is no SPC database at " + file);
-  }
-  auto host = apps::Doing(apps::kExitUnreachable, "cannot open the SPC database",
-                          [&] { return std::make_unique<DamHost>(components, connection); });
+  const auto host = OpenSpcForReading(components, options.spc);
   auto& session = dynamic_cast<platform::SpcSession&>(*host->Session());
   if (options.follow) return FollowSubgroups(session, count, std::cout, std::cerr, *stop);
   const auto subgroups = apps::Doing(apps::kExitUnreachable, "cannot read the SPC database",
                                      [&] { return platform::ReadSubgroups(session, count); });
   if (options.ndjson) {
     for (const auto& subgroup : subgroups) std::cout << JsonLine(SubgroupJson(subgroup));
+  } else if (options.csv) {
+    std::cout << SubgroupsCsv(subgroups);
   } else if (options.json) {
     QJsonArray out;
     for (const auto& subgroup : subgroups) out.append(SubgroupJson(subgroup));

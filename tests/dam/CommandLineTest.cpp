@@ -69,7 +69,21 @@ TEST_F(CommandLine, MistakesNameTheArgumentOnOneLineAndExitTwo) {
       {"dam config show", "missing CONFIG", "dam config show"},
       {"dam subgroups --last x", "--last 'x'", "dam subgroups"},
       {"dam subgroups --follow", "--follow needs --ndjson", "dam subgroups"},
-      {"dam subgroups --json --ndjson", "--json and --ndjson exclude each other", "dam subgroups"},
+      {"dam subgroups --json --ndjson", "--json, --ndjson and --csv exclude each other",
+       "dam subgroups"},
+      {"dam subgroups --csv --json", "--json, --ndjson and --csv exclude each other",
+       "dam subgroups"},
+      {"dam chart", "missing --test GROUP/TEST", "dam chart"},
+      {"dam chart --test Weight", "--test 'Weight' is not GROUP/TEST", "dam chart"},
+      {"dam chart --test F/W --rules 1,9", "--rules '1,9' is not a list of rules 1 to 8",
+       "dam chart"},
+      {"dam chart --test F/W --last 5 --to 2026-01-01", "--last and --from/--to exclude each other",
+       "dam chart"},
+      {"dam chart --test F/W --from 2026-02-01 --to 2026-01-01", "--from is after --to",
+       "dam chart"},
+      {"dam chart --test F/W --from soon", "--from 'soon' is not a time", "dam chart"},
+      {"dam chart --test F/W --out w.jpg", "--out 'w.jpg' is neither a .png nor an .svg file",
+       "dam chart"},
       {"dam register", "missing MODULE", "dam register"},
       {"dam spool drop", "drop needs --before TIME", "dam spool"},
       {"dam spool drop --before soon", "--before 'soon' is not a time", "dam spool"},
@@ -112,8 +126,9 @@ TEST_F(CommandLine, HelpAndVersionGoToStdoutAndExitZero) {
       {"dam --version", {"dam 6.", "oxaGEPDAD6.Version1 6.", "(registered: "}},
       {"histsim --help", {"Usage: histsim HISTORIAN", "--measurements N", "DURATION is"}},
   };
-  for (const std::string command : {"check", "config show", "subgroups", "spool", "register",
-                                    "unregister", "drivers", "gui", "setup", "select-tag"}) {
+  for (const std::string command :
+       {"check", "config show", "subgroups", "chart", "spool", "register", "unregister", "drivers",
+        "gui", "setup", "select-tag"}) {
     cases.push_back({"dam " + command + " --help", {"Usage: dam " + command}});
   }
   for (const auto& c : cases) {
@@ -203,6 +218,8 @@ TEST_F(CommandLine, FailuresArePlainSentencesWithTheirNumbersOnlyWhenVerbose) {
        "dam subgroups: cannot open the SPC database: "},
       {"run " + config + " --for 1 --spc Driver=Nope;Database=x", 4,
        "dam run: cannot open the SPC database: "},
+      {"chart --test F/W --spc Driver=Nope;Database=x", 4,
+       "dam chart: cannot open the SPC database: "},
       {"spool forward --spc Driver=Nope;Database=x", 4,
        "dam spool: cannot forward to the SPC database: "},
   };

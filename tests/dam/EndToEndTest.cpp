@@ -6,11 +6,13 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <regex>
 
+#include "apps/dam/JsonOutput.h"
 #include "tests/dam/DamProcesses.h"
 
 namespace {
@@ -72,11 +74,48 @@ TEST_F(EndToEnd, TwoRunsOutliveALateHistorianThenEachSavesAndCountsItsOwnSubgrou
   ExpectHistorianValues(saved, 3, 2, [&](const platform::SpcReading& reading) {
     return tagOf.at({reading.test, reading.sample});
   });
+  // The weights' chart, worked from the saved readings: X +- 1.880 R, R times 3.267.
+  double sum = 0, ranges = 0;
   for (const auto& subgroup : saved) {
     ASSERT_TRUE(subgroup.part && subgroup.lot && subgroup.shift);
     EXPECT_EQ(subgroup.shift->name, "Day");
     EXPECT_EQ(subgroup.configuration, "Line 1") << "dam run names what it saves";
+    sum += subgroup.readings[0].value + subgroup.readings[1].value;
+    ranges += std::fabs(subgroup.readings[0].value - subgroup.readings[1].value);
   }
+  const double mean = sum / 2 / saved.size(), range = ranges / saved.size();
+  const QString svg = QString::fromStdString(work_.File("weight.svg"));
+  auto chartRun = Start(DAM_PROGRAM, {"chart", "--test", "fill/WEIGHT", "--json", "--out", svg},
+                        QProcess::SeparateChannels);
+  ASSERT_TRUE(chartRun->waitForFinished());
+  EXPECT_EQ(chartRun->exitCode(), 0);
+  const QJsonObject chart = Parse(chartRun->readAllStandardOutput().toStdString());
+  EXPECT_EQ(chart["test"].toString(), "Fill/Weight");
+  EXPECT_EQ(chart["chart"].toString(), "xbar-r");
+  EXPECT_EQ(chart["n"].toInt(), 2);
+  EXPECT_EQ(chart["rules"].toArray(), (QJsonArray{1, 2, 3, 4}));
+  EXPECT_NEAR(chart["mean"]["center"].toDouble(), mean, 1e-9);
+  EXPECT_NEAR(chart["mean"]["ucl"].toDouble(), mean + 1.880 * range, 1e-9);
+  EXPECT_NEAR(chart["spread"]["ucl"].toDouble(), 3.267 * range, 1e-9);
+  const QJsonArray points = chart["points"].toArray();
+  ASSERT_EQ(chart["subgroups"].toInt(), static_cast<int>(saved.size()));
+  ASSERT_EQ(points.size(), chart["subgroups"].toInt());
+  EXPECT_EQ(points[0]["id"].toInt(), saved[0].id);
+  EXPECT_EQ(points[0]["time"].toString().toStdString(), dam::IsoTime(saved[0].time));
+  EXPECT_EQ(points[0]["spread"].toDouble(),
+            std::fabs(saved[0].readings[0].value - saved[0].readings[1].value));
+  EXPECT_TRUE(Read(work_.File("weight.svg")).starts_with("<?xml")) << "--out draws the chart";
+  EXPECT_NE(Read(work_.File("weight.svg")).find("<svg"), std::string::npos);
+  const auto [shown, text] =
+      Dam({"chart", "--test", "Fill/Width", "--out", QString::fromStdString(work_.File("w.PNG"))});
+  EXPECT_EQ(shown, 0) << text;
+  EXPECT_TRUE(Read(work_.File("w.PNG")).starts_with("\x89PNG"));
+  EXPECT_NE(text.find("Fill/Width: i-mr chart, n 1, "), std::string::npos) << text;
+  const auto [missingTest, said] = Dam({"chart", "--test", "Fill/Depth"});
+  EXPECT_EQ(missingTest, 1);
+  EXPECT_NE(said.find("dam chart: there is no test Fill/Depth in the SPC database"),
+            std::string::npos)
+      << said;
 
   const QRegularExpression isoTime(R"(^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[+-]\d\d:\d\d$)");
   eventLines += events->readAllStandardOutput().toStdString();
@@ -127,6 +166,11 @@ TEST_F(EndToEnd, SubgroupsInJsonCarryTheirIdConfigurationAndTimeWithOffsetAndMil
   EXPECT_EQ(document["schema"].toInt(), 1);
   const QJsonArray subgroups = document["subgroups"].toArray();
   ASSERT_EQ(subgroups.size(), 2);
+  const std::vector<std::string> csv = Lines(Dam({"subgroups", "--csv"}).second);
+  ASSERT_EQ(csv.size(), 3u);
+  EXPECT_TRUE(csv[0].ends_with(",serial,Fill/Weight#1\r")) << csv[0];
+  EXPECT_TRUE(csv[1].starts_with("1," + std::string(expected[0].time) + ",")) << csv[1];
+  EXPECT_TRUE(csv[2].ends_with(",Products,P-7,,,,,,,,S1,502.5\r")) << csv[2];
   auto ndjson = Start(DAM_PROGRAM, {"subgroups", "--ndjson"}, QProcess::SeparateChannels);
   ASSERT_TRUE(ndjson->waitForFinished());
   const std::vector<std::string> lines = Lines(ndjson->readAllStandardOutput().toStdString());

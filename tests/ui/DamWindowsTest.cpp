@@ -3,6 +3,9 @@
 // user ends it, and the file on disk afterwards.
 #include <sys/stat.h>
 
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
 #include <QMessageBox>
 #include <cstdlib>
 #include <filesystem>
@@ -10,9 +13,12 @@
 #include <iterator>
 #include <regex>
 
+#include "apps/dam/ChartWindow.h"
 #include "apps/dam/Commands.h"
 #include "apps/dam/DriverModule.h"
 #include "apps/dam/MainWindow.h"
+#include "platform/components/PlatformComponents.h"
+#include "platform/spcdb/SpcSubgroup.h"
 #include "tests/support/Historian.h"
 #include "tests/support/TempFolder.h"
 #include "tests/ui/DialogDriving.h"
@@ -139,9 +145,16 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
     if (window->isVisible()) activity = window;
   }
   ASSERT_NE(activity, nullptr);
+  uitest::ShowActive(window);
+  uitest::AltClick(window, Qt::Key_H);
+  ASSERT_EQ(uitest::TopLevels("frmChart").size(), 1u);
+  QWidget* chart = uitest::TopLevels("frmChart")[0];
+  EXPECT_TRUE(chart->isVisible());
+  EXPECT_EQ(chart->windowTitle(), "Control Chart - Line A") << "the name its subgroups carry";
 
   EXPECT_TRUE(window.close());
   EXPECT_FALSE(activity->isVisible()) << "closed through QueryUnload";
+  EXPECT_TRUE(uitest::TopLevels("frmChart").empty());
   EXPECT_TRUE(row(0).starts_with("Line B | oxaGEPDAD6.Version1 | stopped")) << row(0);
 }
 
@@ -185,6 +198,73 @@ TEST_F(DamWindowsTest, SetupWritesOnlyOnOkAndReplacesTheFileByANewOneKeepingTheO
   struct stat status {};
   ASSERT_EQ(stat(path.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0640u) << "the owner's mode is kept";
+}
+
+// The chart of the weights (n 2) worked by hand: X 5.75 +- 1.880 * R 1.5, R times 3.267;
+// with 20 and 21 added, X 8.7 +- 1.880 * 1.4.
+TEST_F(DamWindowsTest, ChartWindowShowsACharacteristicAndReadsAgainWhenItsHostSaved) {
+  platform::PlatformComponents components;
+  components.SetConfigurationName("Line A");
+  auto session =
+      std::dynamic_pointer_cast<platform::SpcSession>(components.CreateDatabaseSession());
+  session->Initialize(1);
+  session->Settings().SetConnection("Driver=SQLite3;Database=" + state.File("spc.db"));
+  session->Open(1, 0);
+  config::Configuration1 configuration(components);
+  configuration.SetData(
+      "NAME=Line A\r\nTEST=Fill\tWeight\t1\t\r\nTEST=fill\tWEIGHT\t2\t\r\n"
+      "TEST=Fill\tWidth\t3\t\r\nTEST=%TAG(G)\tX\t4\t");
+  int minute = 0;
+  const auto save = [&](double first, double second) {
+    platform::SpcSubgroup subgroup;
+    subgroup.SetDatabase(session);
+    subgroup.SetTime(runtime::MakeDate({2026, 11, 23, 9, ++minute, 0}));
+    subgroup.LookupTestGroup("Fill");
+    subgroup.LookupTest("Weight");
+    subgroup.AddReading(first, 1, 0, "", "");
+    subgroup.AddReading(second, 2, 0, "", "");
+    subgroup.Save(0);
+  };
+  for (const auto& [first, second] : {std::pair(5, 7), {6, 6}, {8, 5}, {4, 5}}) save(first, second);
+
+  dam::ChartWindow chart(session, components.Saves(), configuration);
+  uitest::ShowActive(chart);
+  auto& tests = uitest::Control<QComboBox>(chart, "cboTest");
+  ASSERT_EQ(tests.count(), 2) << "one entry per test; none named by a tag";
+  EXPECT_EQ(tests.itemText(1), "Fill/Width");
+  const auto& limits = uitest::Control<QTreeWidget>(chart, "lvwLimits");
+  const auto& breaks = uitest::Control<QTreeWidget>(chart, "lvwBreaks");
+  const auto status = [&] {
+    return uitest::Control<QLabel>(chart, "lblStatus").text().toStdString();
+  };
+  EXPECT_EQ(uitest::Rows(limits),
+            (uitest::Lines{"mean | 8.57 | 5.75 | 2.93", "range | 4.9005 | 1.5 | 0"}));
+  EXPECT_TRUE(uitest::Rows(breaks).empty());
+  EXPECT_EQ(status(), "xbar-r chart, n 2, 4 subgroups");
+
+  // Frozen from the keyboard, the limits stay as a subgroup far off arrives.
+  uitest::AltClick(chart, Qt::Key_F);
+  EXPECT_TRUE(uitest::Control<QCheckBox>(chart, "chkFreeze").isChecked());
+  save(20, 21);
+  chart.Refresh();
+  EXPECT_EQ(uitest::Rows(limits)[0], "mean | 8.57 | 5.75 | 2.93");
+  EXPECT_EQ(uitest::Rows(breaks), (uitest::Lines{"2026-11-23 09:05:00 | mean | 20.5 | 1"}));
+  EXPECT_EQ(status(), "xbar-r chart, n 2, 5 subgroups; limits frozen");
+  uitest::AltClick(chart, Qt::Key_F);
+  EXPECT_EQ(uitest::Rows(limits),
+            (uitest::Lines{"mean | 11.332 | 8.7 | 6.068", "range | 4.5738 | 1.4 | 0"}));
+  EXPECT_EQ(uitest::Rows(breaks).size(), 4u) << "6, 6 and 4.5 are below 6.068 now";
+
+  uitest::Press(chart, "L>spnLast");
+  QTest::keyClick(QApplication::focusWidget(), Qt::Key_A, Qt::ControlModifier);
+  QTest::keyClicks(QApplication::focusWidget(), "3");
+  EXPECT_EQ(status(), "xbar-r chart, n 2, 3 subgroups");
+  uitest::Press(chart, "U>txtRules");
+  uitest::Box(chart, "txtRules").setText("2,9");
+  EXPECT_EQ(status(), "Rules are numbers from 1 to 8 separated by commas, as 1,2,3,4.");
+  uitest::Box(chart, "txtRules").setText("2");
+  EXPECT_TRUE(uitest::Rows(breaks).empty()) << "rule 1 is off";
+  uitest::Press(chart, "C>cboTest M>lvwLimits R>lvwBreaks");
 }
 
 }  // namespace

@@ -1,0 +1,48 @@
+// Saved subgroups as CSV: one row per subgroup, a column per characteristic sample as the
+// subgroups bring them, and fields quoted as RFC 4180 asks.
+#include <gtest/gtest.h>
+
+#include "apps/dam/JsonOutput.h"
+#include "apps/dam/SubgroupCsv.h"
+
+namespace {
+
+using platform::SpcSubgroupData;
+
+TEST(SubgroupCsv, OneRowPerSubgroupAndAColumnPerSampleQuotedAsRfc4180Asks) {
+  SpcSubgroupData first, second;
+  first.id = 1;
+  first.time = runtime::MakeDate({2026, 11, 23, 9, 15, 2});
+  first.size = 2;
+  first.configuration = "Line 1";
+  first.part = platform::SpcName{"Parts", "P,1"};
+  first.shift = platform::SpcName{"Shifts", "Day \"A\""};
+  first.lot = "L1";
+  first.descriptors = {{"Operators", "Anna"}};
+  first.readings = {{"Fill", "Weight", 1, 501.25, "SN-1", ""},
+                    {"Fill", "Weight", 2, 499.5, "SN-1", ""},
+                    {"Fill", "Width", 1, 25, "SN-1", ""}};
+  second.id = 2;
+  second.time = runtime::MakeDate({2026, 11, 23, 9, 16, 2});
+  second.size = 1;
+  second.part = platform::SpcName{"Parts", "P\n2"};
+  second.descriptors = {{"Machines", "M1"}};
+  second.readings = {{"Fill", "Width", 1, 0, "", "D7"}, {"Visual", "Scratches", 1, 3, "", ""}};
+
+  EXPECT_EQ(dam::SubgroupsCsv({first, second}),
+            "id,time,size,configuration,part group,part,process group,process,job group,job,"
+            "shift group,shift,lot,serial,Operators,Machines,Fill/Weight#1,Fill/Weight#2,"
+            "Fill/Width#1,Fill/Width#1 defect,Visual/Scratches#1\r\n"
+            "1," +
+                dam::IsoTime(first.time) +
+                ",2,Line 1,Parts,\"P,1\",,,,,Shifts,\"Day \"\"A\"\"\",L1,SN-1,Anna,,501.25,499.5,"
+                "25,,\r\n"
+                "2," +
+                dam::IsoTime(second.time) + ",1,,Parts,\"P\n2\",,,,,,,,,,M1,,,0,D7,3\r\n");
+  EXPECT_EQ(dam::SubgroupsCsv({}),
+            "id,time,size,configuration,part group,part,process group,process,job group,job,"
+            "shift group,shift,lot,serial\r\n");
+  EXPECT_EQ(dam::CsvField("a\rb"), "\"a\rb\"");
+}
+
+}  // namespace
