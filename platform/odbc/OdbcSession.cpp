@@ -96,6 +96,7 @@ OdbcSession::OdbcSession(const std::string& connectionString, const OdbcPolicy& 
                        SQL_DRIVER_NOPROMPT),
       "SQLDriverConnect");
   if (IsSqliteDriver(library)) {
+    typedPerRow_ = true;
     try {
       NoteSqliteFile();
     } catch (const runtime::Error&) {
