@@ -317,5 +317,38 @@ TEST_F(HistorianTest, EveryValueReachesTheSubgroupAsTheHistorianHoldsIt) {
   }
 }
 
+// A historian server restarted between two collections of a 1-second grid: the connection
+// the pool kept fails once and is replaced in the same collection, so none is lost. While
+// the server is away each collection logs one failure.
+TEST_F(HistorianTest, ARestartedHistorianCostsNoCollection) {
+  const auto server = spcdbtest::MakeStoppableDatabase(spcdbtest::Backend::PostgreSQL);
+  if (!server) GTEST_SKIP() << "no PostgreSQL server of its own";
+  historian = server->ConnectionString();
+  platform::OdbcConnection connection;
+  connection.Open(historian, "", "");
+  for (const std::string& statement : testsupport::kHistorianTables) connection.Execute(statement);
+  connection.Close();
+  SetValue("A", "1.5", "2024-05-01 10:00:00");
+  Load({"TEST=G\tI\t%TAG(A)\t"});
+  configuration->SetSubgroupInterval(1);
+  configuration->SetSubgroupUnit(config::kSeconds);
+  Start();
+  for (int cycle = 1; cycle <= 6; ++cycle) {
+    if (cycle == 4) {
+      ASSERT_TRUE(server->TakeAway());
+      server->GiveBack();
+    }
+    EXPECT_EQ(Cycle(), Lines{}) << "cycle " << cycle;
+  }
+  EXPECT_EQ(engine.SavedSubgroups(), 6);
+
+  ASSERT_TRUE(server->TakeAway());
+  const Lines away = Cycle();
+  EXPECT_EQ(away.size(), 1u) << runtime::Join(away, "\n");
+  server->GiveBack();
+  EXPECT_EQ(Cycle(), Lines{});
+  EXPECT_EQ(engine.SavedSubgroups(), 7);
+}
+
 }  // namespace
 }  // namespace enginetest
