@@ -9,6 +9,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -277,13 +278,14 @@ TEST_P(OdbcConnectionTest, ClosedConnectionsServeTheNextOpenOfTheSameStringAndPo
 }
 
 TEST_P(OdbcConnectionTest, IdleConnectionsAreDisconnectedAfterTheirTimeOrWhenThePoolCloses) {
-  OdbcPool::Clock::time_point now{};
-  OdbcPool pool([&] { return now; });
+  // Read by the pool's own thread too.
+  std::atomic<OdbcPool::Clock::time_point> now{};
+  OdbcPool pool([&] { return now.load(); });
   KeepMarked(link_, 1, pool);
-  now += std::chrono::milliseconds(999);
+  now = now.load() + std::chrono::milliseconds(999);
   pool.DisconnectExpired();
   EXPECT_EQ(pool.IdleCount(), 1u);
-  now += std::chrono::milliseconds(1);
+  now = now.load() + std::chrono::milliseconds(1);
   pool.DisconnectExpired();
   EXPECT_EQ(pool.IdleCount(), 0u);
   OdbcConnection connection(KeptFor(1), pool);
