@@ -6,10 +6,12 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "apps/histsim/Simulator.h"
 #include "apps/shared/CommandLine.h"
 #include "apps/shared/Failures.h"
+#include "platform/odbc/OdbcPool.h"
 #include "runtime/Error.h"
 
 namespace {
@@ -79,12 +81,10 @@ int Simulate(const apps::ParsedArguments& parsed) {
   return apps::kExitOk;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int Main(const std::vector<std::string>& arguments) {
   bool verbose = false;
   try {
-    const apps::ParsedArguments parsed(kProgram, std::vector<std::string>(argv + 1, argv + argc));
+    const apps::ParsedArguments parsed(kProgram, arguments);
     verbose = parsed.Verbose();
     if (parsed.Help()) {
       std::cout << apps::HelpText(kProgram, kFooter);
@@ -94,4 +94,13 @@ int main(int argc, char** argv) {
   } catch (...) {
     return apps::ReportFailure("histsim", std::current_exception(), verbose);
   }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const int status = Main(std::vector<std::string>(argv + 1, argv + argc));
+  // While every library is still whole: a driver called from a static destructor may crash.
+  platform::OdbcPool::Instance().Close();
+  return status;
 }

@@ -1,8 +1,10 @@
 #include "platform/odbc/OdbcConnection.h"
 
+#include <utility>
+
 #include "platform/odbc/OdbcConnectionString.h"
+#include "platform/odbc/OdbcDiagnostics.h"
 #include "platform/odbc/OdbcParameters.h"
-#include "platform/odbc/OdbcPool.h"
 #include "platform/odbc/OdbcRecordset.h"
 #include "runtime/Error.h"
 
@@ -33,27 +35,41 @@ void OdbcConnection::Open(const std::string& connectionString, const std::string
   if (!password.empty() && !HasConnectionKey(text, "PWD")) {
     AppendConnectionKey(text, "PWD", password);
   }
-  session_ = OdbcPool::Instance().Connect(text, policy_);
+  session_ = pool_.TakeKept(text, policy_);
+  kept_ = session_ != nullptr;
+  if (!session_) session_ = pool_.Connect(text, policy_);
+  connectionString_ = std::move(text);
 }
 
 std::unique_ptr<host::Recordset> OdbcConnection::Execute(const std::string& sql, int32_t) {
-  return Run(Session(), sql, {});
+  return Execute(sql, std::vector<runtime::Variant>{});
 }
 
 void OdbcConnection::Close() {
   session_.reset();
+  kept_ = false;
 }
 
 std::unique_ptr<host::Recordset> OdbcConnection::Execute(
     const std::string& sql, const std::vector<runtime::Variant>& parameters) {
-  return Run(Session(), sql, parameters);
+  if (!std::exchange(kept_, false)) return Run(Session(), sql, parameters);
+  try {
+    return Run(Session(), sql, parameters);
+  } catch (const runtime::Error& e) {
+    if (!IsConnectionLost(e.SqlState())) throw;
+  }
+  session_ = pool_.Connect(connectionString_, policy_);
+  return Run(session_, sql, parameters);
 }
 
 std::unique_ptr<OdbcStatement> OdbcConnection::Prepare(const std::string& sql) {
+  kept_ = false;
   return std::make_unique<OdbcStatement>(Session(), sql);
 }
 
 void OdbcConnection::BeginTransaction() {
+  // A statement of a transaction never runs twice.
+  kept_ = false;
   Session()->BeginTransaction();
 }
 

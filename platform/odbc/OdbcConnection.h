@@ -10,6 +10,7 @@
 
 #include "host/Connection.h"
 #include "platform/odbc/OdbcPolicy.h"
+#include "platform/odbc/OdbcPool.h"
 #include "platform/odbc/OdbcSession.h"
 #include "platform/odbc/OdbcStatement.h"
 #include "runtime/Variant.h"
@@ -18,8 +19,10 @@ namespace platform {
 
 class OdbcConnection : public host::Connection {
  public:
-  // Every connection this object opens follows `policy` (see OdbcSession).
-  explicit OdbcConnection(const OdbcPolicy& policy = {}) : policy_(policy) {}
+  // Every connection this object opens follows `policy` (see OdbcSession) and is kept in
+  // `pool` between uses.
+  explicit OdbcConnection(const OdbcPolicy& policy = {}, OdbcPool& pool = OdbcPool::Instance())
+      : policy_(policy), pool_(pool) {}
 
   // Connects without prompting, closing an open connection first. A non-empty `user` or
   // `password` is added as UID or PWD unless the connection string names that key. A
@@ -28,7 +31,10 @@ class OdbcConnection : public host::Connection {
   // `options` is not used by ODBC.
   void Open(const std::string& connectionString, const std::string& user,
             const std::string& password, int32_t options = -1) override;
-  // `options` is not used by ODBC.
+  // `options` is not used by ODBC. The first statement on a kept connection, outside a
+  // transaction, that fails because the connection is gone (IsConnectionLost: the server
+  // restarted meanwhile) runs once more on a new connection; any other failure, and a
+  // failure on a new connection, is the caller's.
   std::unique_ptr<host::Recordset> Execute(const std::string& sql, int32_t options = -1) override;
   std::unique_ptr<host::Recordset> Execute(
       const std::string& sql, const std::vector<runtime::Variant>& parameters) override;
@@ -51,7 +57,11 @@ class OdbcConnection : public host::Connection {
   const std::shared_ptr<OdbcSession>& Session() const;
 
   OdbcPolicy policy_;
+  OdbcPool& pool_;
+  std::string connectionString_;
   std::shared_ptr<OdbcSession> session_;
+  // The session came from the pool and has run no statement yet.
+  bool kept_ = false;
 };
 
 }  // namespace platform

@@ -9,11 +9,12 @@ namespace {
 
 constexpr std::string_view kStatePrefix = "[SQLSTATE ";
 
-// Some drivers split a message over lines; errors travel into one-line logs and status texts.
+// Some drivers split a message over lines or indent it with tabs; errors travel into
+// one-line logs, whose fields a tab separates, and status texts.
 std::string OneLine(std::string_view text) {
   std::string line;
   for (char c : text) {
-    if (c != '\r' && c != '\n') {
+    if (c != '\r' && c != '\n' && c != '\t') {
       line += c;
     } else if (!line.empty() && line.back() != ' ') {
       line += ' ';
@@ -38,6 +39,10 @@ std::optional<OdbcDiagnostic> Diagnostic(SQLSMALLINT handleType, SQLHANDLE handl
   }
   return OdbcDiagnostic{reinterpret_cast<char*>(state), native,
                         OneLine(reinterpret_cast<char*>(text))};
+}
+
+bool IsConnectionLost(std::string_view sqlState) {
+  return sqlState.starts_with("08") || sqlState.starts_with("57P0");
 }
 
 std::string DescribedWithState(const OdbcDiagnostic& diagnostic) {

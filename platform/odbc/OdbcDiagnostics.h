@@ -21,6 +21,10 @@ struct OdbcDiagnostic {
 std::optional<OdbcDiagnostic> Diagnostic(SQLSMALLINT handleType, SQLHANDLE handle,
                                          SQLSMALLINT record = 1);
 
+// SQLSTATE class 08, the connection failed, or 57P0x, the server is shutting down or
+// restarting (PostgreSQL's goodbye to its sessions): the connection is gone.
+bool IsConnectionLost(std::string_view sqlState);
+
 // "[SQLSTATE state] text", as each record stands in an error's description.
 std::string DescribedWithState(const OdbcDiagnostic& diagnostic);
 

@@ -1,13 +1,10 @@
 #include "platform/odbc/OdbcPool.h"
 
 #include <algorithm>
-#include <atomic>
+#include <utility>
 
 namespace platform {
 namespace {
-
-// Sessions released while the process exits, after the pool is gone, disconnect at once.
-std::atomic<bool> poolAlive{false};
 
 std::string KeyOf(const std::string& connectionString, const OdbcPolicy& policy) {
   return std::to_string(policy.allowDriverPaths) + ' ' + std::to_string(policy.loginTimeout) + ' ' +
@@ -17,34 +14,19 @@ std::string KeyOf(const std::string& connectionString, const OdbcPolicy& policy)
 }  // namespace
 
 OdbcPool& OdbcPool::Instance() {
-  static OdbcPool pool;
-  return pool;
+  static OdbcPool* const pool = new OdbcPool();
+  return *pool;
 }
 
-OdbcPool::OdbcPool() {
-  poolAlive = true;
-}
+OdbcPool::OdbcPool(TimeSource now) : now_(std::move(now)) {}
 
 OdbcPool::~OdbcPool() {
-  poolAlive = false;
-  {
-    std::lock_guard lock(mutex_);
-    stopping_ = true;
-  }
-  wake_.notify_all();
-  if (reaper_.joinable()) reaper_.join();
-  Clear();
+  Close();
 }
 
-std::shared_ptr<OdbcSession> OdbcPool::Connect(const std::string& connectionString,
-                                               const OdbcPolicy& policy) {
+std::shared_ptr<OdbcSession> OdbcPool::TakeKept(const std::string& connectionString,
+                                                const OdbcPolicy& policy) {
   const std::string key = KeyOf(connectionString, policy);
-  const int32_t idleSeconds = policy.poolIdleSeconds;
-  auto hold = [this, key, idleSeconds](std::unique_ptr<OdbcSession> session) {
-    return std::shared_ptr<OdbcSession>(
-        session.release(),
-        [this, key, idleSeconds](OdbcSession* s) { Return(key, idleSeconds, s); });
-  };
   for (;;) {
     std::unique_ptr<OdbcSession> kept;
     {
@@ -53,25 +35,36 @@ std::shared_ptr<OdbcSession> OdbcPool::Connect(const std::string& connectionStri
       expired = TakeExpired();
       auto found = std::find_if(idle_.rbegin(), idle_.rend(),
                                 [&](const Idle& idle) { return idle.key == key; });
-      if (found == idle_.rend()) break;
+      if (found == idle_.rend()) return nullptr;
       kept = std::move(found->session);
       idle_.erase(std::next(found).base());
     }
-    if (kept->Reset()) return hold(std::move(kept));
+    if (kept->Reset()) return Held(key, policy.poolIdleSeconds, std::move(kept));
   }
-  return hold(std::make_unique<OdbcSession>(connectionString, policy));
+}
+
+std::shared_ptr<OdbcSession> OdbcPool::Connect(const std::string& connectionString,
+                                               const OdbcPolicy& policy) {
+  return Held(KeyOf(connectionString, policy), policy.poolIdleSeconds,
+              std::make_unique<OdbcSession>(connectionString, policy));
+}
+
+std::shared_ptr<OdbcSession> OdbcPool::Held(const std::string& key, int32_t idleSeconds,
+                                            std::unique_ptr<OdbcSession> session) {
+  return std::shared_ptr<OdbcSession>(
+      session.release(), [this, key, idleSeconds](OdbcSession* s) { Return(key, idleSeconds, s); });
 }
 
 void OdbcPool::Return(const std::string& key, int32_t idleSeconds, OdbcSession* session) noexcept {
   std::unique_ptr<OdbcSession> owned(session);
-  if (idleSeconds <= 0 || !poolAlive || !owned->Reset()) return;
+  if (idleSeconds <= 0 || !owned->Reset()) return;
   std::vector<Idle> expired;
   bool wake = false;
   try {
     std::lock_guard lock(mutex_);
-    if (stopping_) return;
+    if (closed_) return;
     expired = TakeExpired();
-    const Clock::time_point expires = Clock::now() + std::chrono::seconds(idleSeconds);
+    const Clock::time_point expires = now_() + std::chrono::seconds(idleSeconds);
     idle_.push_back({key, std::move(owned), expires});
     if (!reaper_.joinable()) reaper_ = std::thread([this] { Reap(); });
     wake = expires < reaperWakesAt_;
@@ -87,15 +80,31 @@ size_t OdbcPool::IdleCount() {
   return idle_.size();
 }
 
+void OdbcPool::DisconnectExpired() {
+  std::vector<Idle> expired;
+  std::lock_guard lock(mutex_);
+  expired = TakeExpired();
+}
+
 void OdbcPool::Clear() {
   std::vector<Idle> all;
   std::lock_guard lock(mutex_);
   all.swap(idle_);
 }
 
+void OdbcPool::Close() {
+  {
+    std::lock_guard lock(mutex_);
+    closed_ = true;
+  }
+  wake_.notify_all();
+  if (reaper_.joinable()) reaper_.join();
+  Clear();
+}
+
 std::vector<OdbcPool::Idle> OdbcPool::TakeExpired() {
   std::vector<Idle> expired;
-  const Clock::time_point now = Clock::now();
+  const Clock::time_point now = now_();
   auto first = std::stable_partition(idle_.begin(), idle_.end(),
                                      [&](const Idle& idle) { return idle.expires > now; });
   std::move(first, idle_.end(), std::back_inserter(expired));
@@ -105,13 +114,14 @@ std::vector<OdbcPool::Idle> OdbcPool::TakeExpired() {
 
 void OdbcPool::Reap() {
   std::unique_lock lock(mutex_);
-  while (!stopping_) {
+  while (!closed_) {
     reaperWakesAt_ = Clock::time_point::max();
     for (const Idle& idle : idle_) reaperWakesAt_ = std::min(reaperWakesAt_, idle.expires);
     if (reaperWakesAt_ == Clock::time_point::max()) {
       wake_.wait(lock);
     } else {
-      wake_.wait_until(lock, reaperWakesAt_);
+      // As long as the time source takes to get there.
+      wake_.wait_for(lock, reaperWakesAt_ - now_());
     }
     std::vector<Idle> expired = TakeExpired();
     lock.unlock();

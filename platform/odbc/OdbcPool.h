@@ -1,14 +1,15 @@
-// The physical connections the process keeps between a Close and the next Open of the
-// same connection string under the same policy: a host that opens its historian every
-// cycle connects once. A connection comes back when its last user (connection object,
-// recordset, prepared statement) lets go, with any open transaction rolled back; it is
-// dropped instead when it failed with a connection-class error or the driver reports it
-// dead, and disconnected after the policy's idle time.
+// The physical connections kept between a Close and the next Open of the same connection
+// string under the same policy: a host that opens its historian every cycle connects once.
+// A connection comes back when its last user (connection object, recordset, prepared
+// statement) lets go, with any open transaction rolled back; it is dropped instead when it
+// failed with a connection-class error or the driver reports it dead, and disconnected
+// after the policy's idle time. A pool outlives the connections it hands out.
 #pragma once
 
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -22,34 +23,52 @@ namespace platform {
 
 class OdbcPool {
  public:
+  using Clock = std::chrono::steady_clock;
+  // Where the pool reads the time that idle times run on: the steady clock, or a test's.
+  using TimeSource = std::function<Clock::time_point()>;
+
+  // The process's pool. It is never destroyed: a program calls Close before it exits, so
+  // that no driver is called from a static destructor, where a broken one crashes the exit.
   static OdbcPool& Instance();
+
+  explicit OdbcPool(TimeSource now = Clock::now);
+  // Closes.
   ~OdbcPool();
   OdbcPool(const OdbcPool&) = delete;
   OdbcPool& operator=(const OdbcPool&) = delete;
 
-  // A kept connection for `connectionString` and `policy`, or a new one (see OdbcSession).
+  // A connection kept for `connectionString` and `policy`, or null when there is none.
+  std::shared_ptr<OdbcSession> TakeKept(const std::string& connectionString,
+                                        const OdbcPolicy& policy);
+  // A new connection (see OdbcSession), kept here once let go.
   std::shared_ptr<OdbcSession> Connect(const std::string& connectionString,
                                        const OdbcPolicy& policy);
   // Connections now kept, not in use.
   size_t IdleCount();
+  // Disconnects every kept connection whose idle time has run out. A thread of the pool
+  // calls it as the time source's time passes; tests that move the time call it.
+  void DisconnectExpired();
   // Disconnects every kept connection.
   void Clear();
+  // Clears the pool and keeps nothing from now on: a connection let go disconnects at once.
+  void Close();
 
  private:
-  using Clock = std::chrono::steady_clock;
   struct Idle {
     std::string key;
     std::unique_ptr<OdbcSession> session;
     Clock::time_point expires;
   };
 
-  OdbcPool();
+  std::shared_ptr<OdbcSession> Held(const std::string& key, int32_t idleSeconds,
+                                    std::unique_ptr<OdbcSession> session);
   void Return(const std::string& key, int32_t idleSeconds, OdbcSession* session) noexcept;
   // Moves the expired connections out, to be disconnected without the lock held.
   std::vector<Idle> TakeExpired();
   // The reaper thread: disconnects connections as their idle time runs out.
   void Reap();
 
+  TimeSource now_;
   std::mutex mutex_;
   std::condition_variable wake_;
   std::vector<Idle> idle_;
@@ -57,7 +76,7 @@ class OdbcPool {
   // When the reaper wakes next: a connection returned to expire later needs no wake-up,
   // which keeps an open and close every cycle from switching threads.
   Clock::time_point reaperWakesAt_ = Clock::time_point::max();
-  bool stopping_ = false;
+  bool closed_ = false;
 };
 
 }  // namespace platform

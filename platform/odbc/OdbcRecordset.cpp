@@ -91,8 +91,10 @@ void OdbcRecordset::Fetch() {
     return;
   }
   row_.reserve(columnTypes_.size());
+  const bool typedPerRow = session_->TypedPerRow();
   for (size_t i = 0; i < columnTypes_.size(); ++i) {
-    row_.push_back(ReadOdbcColumn(statement_, static_cast<SQLUSMALLINT>(i + 1), columnTypes_[i]));
+    row_.push_back(
+        ReadOdbcColumn(statement_, static_cast<SQLUSMALLINT>(i + 1), columnTypes_[i], typedPerRow));
   }
   eof_ = false;
 }

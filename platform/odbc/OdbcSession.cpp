@@ -26,25 +26,22 @@ constexpr size_t kMostKeptStatements = 32;
 // The SQLSTATE of a statement cancelled under its running call.
 constexpr char kCancelledState[] = "HY008";
 
-// Made once and kept: the driver manager resolves a driver once per environment.
+// Made once and kept for the life of the process: the driver manager resolves a driver
+// once per environment. Never freed, so that no static destructor calls into drivers.
 std::shared_ptr<const OdbcHandle> SharedEnvironment() {
-  static std::mutex mutex;
-  static std::shared_ptr<const OdbcHandle> shared;
-  std::lock_guard lock(mutex);
-  if (shared) return shared;
-  auto made = std::make_shared<OdbcHandle>(SQL_HANDLE_ENV, nullptr);
-  made->Check(SQLSetEnvAttr(made->get(), SQL_ATTR_ODBC_VERSION,
-                            reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0),
-              "SQLSetEnvAttr");
-  shared = made;
-  return made;
+  static const auto* const shared = new std::shared_ptr<const OdbcHandle>([] {
+    auto made = std::make_shared<OdbcHandle>(SQL_HANDLE_ENV, nullptr);
+    made->Check(SQLSetEnvAttr(made->get(), SQL_ATTR_ODBC_VERSION,
+                              reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0),
+                "SQLSetEnvAttr");
+    return made;
+  }());
+  return *shared;
 }
 
-// SQLSTATE class 08, the connection failed, or 57P0x, the server is shutting down or
-// restarting (PostgreSQL's goodbye to its sessions).
 bool ConnectionFailed(const OdbcHandle& handle) {
   const std::optional<OdbcDiagnostic> first = Diagnostic(handle.type(), handle.get());
-  return first && (first->state.starts_with("08") || first->state.starts_with("57P0"));
+  return first && IsConnectionLost(first->state);
 }
 
 // SQLITE_BUSY or SQLITE_LOCKED, as the SQLite ODBC driver reports them.
@@ -97,6 +94,7 @@ OdbcSession::OdbcSession(const std::string& connectionString, const OdbcPolicy& 
                        SQL_DRIVER_NOPROMPT),
       "SQLDriverConnect");
   if (IsSqliteDriver(library)) {
+    typedPerRow_ = true;
     try {
       NoteSqliteFile();
     } catch (const runtime::Error&) {

@@ -34,6 +34,9 @@ class OdbcSession {
   OdbcSession& operator=(const OdbcSession&) = delete;
 
   const OdbcHandle& connection() const { return connection_; }
+  // True where each row's value has a type of its own, whatever type its column reports
+  // (SQLite, whose driver reports the first row's).
+  bool TypedPerRow() const { return typedPerRow_; }
 
   // A new statement with the policy's query timeout.
   OdbcHandle NewStatement() const;
@@ -89,6 +92,7 @@ class OdbcSession {
   std::list<Kept> kept_;
   int32_t queryTimeout_ = 0;
   bool repeatsLockWaits_ = false;
+  bool typedPerRow_ = false;
   bool manualCommit_ = false;
   mutable std::atomic<bool> broken_{false};
   std::string sqliteFile_;

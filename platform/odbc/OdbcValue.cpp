@@ -1,7 +1,13 @@
 #include "platform/odbc/OdbcValue.h"
 
+#include <charconv>
+#include <cmath>
 #include <limits>
+#include <optional>
 #include <string>
+
+#include "runtime/Conversions.h"
+#include "runtime/Date.h"
 
 namespace platform {
 namespace {
@@ -37,17 +43,8 @@ runtime::Variant ReadTime(const OdbcHandle& statement, SQLUSMALLINT column) {
   return runtime::MakeDate(parts);
 }
 
-runtime::Variant ReadInteger(const OdbcHandle& statement, SQLUSMALLINT column) {
-  SQLBIGINT value = 0;
-  if (!ReadFixed(statement, column, SQL_C_SBIGINT, value)) return runtime::Null;
-  if (value >= std::numeric_limits<int32_t>::min() &&
-      value <= std::numeric_limits<int32_t>::max()) {
-    return static_cast<int32_t>(value);
-  }
-  return static_cast<double>(value);
-}
-
-runtime::Variant ReadText(const OdbcHandle& statement, SQLUSMALLINT column) {
+// Nothing for NULL.
+std::optional<std::string> ReadText(const OdbcHandle& statement, SQLUSMALLINT column) {
   std::string text;
   char chunk[4096];
   for (;;) {
@@ -56,7 +53,7 @@ runtime::Variant ReadText(const OdbcHandle& statement, SQLUSMALLINT column) {
         SQLGetData(statement.get(), column, SQL_C_CHAR, chunk, sizeof chunk, &indicator),
         "SQLGetData");
     if (rc == SQL_NO_DATA) break;
-    if (indicator == SQL_NULL_DATA) return runtime::Null;
+    if (indicator == SQL_NULL_DATA) return std::nullopt;
     // A part that did not fit fills the chunk but for its terminating zero.
     bool partial = indicator == SQL_NO_TOTAL || indicator >= static_cast<SQLLEN>(sizeof chunk);
     text.append(chunk, partial ? sizeof chunk - 1 : static_cast<size_t>(indicator));
@@ -65,10 +62,39 @@ runtime::Variant ReadText(const OdbcHandle& statement, SQLUSMALLINT column) {
   return text;
 }
 
-}  // namespace
+std::optional<double> ExactNumber(const std::string& text) {
+  double value = 0;
+  const char* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, value);
+  if (error != std::errc() || stop != end || !std::isfinite(value)) return std::nullopt;
+  return value;
+}
 
-runtime::Variant ReadOdbcColumn(const OdbcHandle& statement, SQLUSMALLINT column,
-                                SQLSMALLINT sqlType) {
+// The number whose own text `text` is; any other text as it is.
+runtime::Variant NumberOrText(std::string text) {
+  if (text.empty() || (text[0] != '-' && (text[0] < '0' || text[0] > '9'))) return text;
+  const std::optional<double> value = ExactNumber(text);
+  if (!value || runtime::NumberToText(*value) != text) return text;
+  if (*value == std::trunc(*value) && *value >= std::numeric_limits<int32_t>::min() &&
+      *value <= std::numeric_limits<int32_t>::max()) {
+    return static_cast<int32_t>(*value);
+  }
+  return *value;
+}
+
+// The number, when its 15-digit text reads back as the same number; otherwise the shortest
+// text that does.
+template <typename T>
+runtime::Variant BinaryNumber(T value) {
+  char text[48];
+  const std::string exact(text, std::to_chars(text, text + sizeof text, value).ptr);
+  const std::optional<double> number = ExactNumber(exact);
+  if (number && ExactNumber(runtime::NumberToText(*number)) == number) return *number;
+  return exact;
+}
+
+runtime::Variant ReadByColumn(const OdbcHandle& statement, SQLUSMALLINT column,
+                              SQLSMALLINT sqlType) {
   switch (sqlType) {
     case SQL_TYPE_TIMESTAMP:
     case SQL_TIMESTAMP:
@@ -78,19 +104,16 @@ runtime::Variant ReadOdbcColumn(const OdbcHandle& statement, SQLUSMALLINT column
     case SQL_TYPE_TIME:
     case SQL_TIME:
       return ReadTime(statement, column);
-    case SQL_TINYINT:
-    case SQL_SMALLINT:
-    case SQL_INTEGER:
-    case SQL_BIGINT:
-      return ReadInteger(statement, column);
-    case SQL_REAL:
+    case SQL_REAL: {
+      float value = 0;
+      if (!ReadFixed(statement, column, SQL_C_FLOAT, value)) return runtime::Null;
+      return BinaryNumber(value);
+    }
     case SQL_FLOAT:
-    case SQL_DOUBLE:
-    case SQL_NUMERIC:
-    case SQL_DECIMAL: {
+    case SQL_DOUBLE: {
       double value = 0;
       if (!ReadFixed(statement, column, SQL_C_DOUBLE, value)) return runtime::Null;
-      return value;
+      return BinaryNumber(value);
     }
     case SQL_BIT: {
       unsigned char value = 0;
@@ -98,8 +121,50 @@ runtime::Variant ReadOdbcColumn(const OdbcHandle& statement, SQLUSMALLINT column
       return value != 0;
     }
     default:
-      return ReadText(statement, column);
+      break;
   }
+  std::optional<std::string> text = ReadText(statement, column);
+  if (!text) return runtime::Null;
+  switch (sqlType) {
+    case SQL_TINYINT:
+    case SQL_SMALLINT:
+    case SQL_INTEGER:
+    case SQL_BIGINT:
+    case SQL_NUMERIC:
+    case SQL_DECIMAL:
+      return NumberOrText(std::move(*text));
+    default:
+      return std::move(*text);
+  }
+}
+
+runtime::Variant ReadByRow(const OdbcHandle& statement, SQLUSMALLINT column, SQLSMALLINT sqlType) {
+  std::optional<std::string> text = ReadText(statement, column);
+  if (!text) return runtime::Null;
+  switch (sqlType) {
+    case SQL_TYPE_TIMESTAMP:
+    case SQL_TIMESTAMP:
+    case SQL_TYPE_DATE:
+    case SQL_DATE:
+    case SQL_TYPE_TIME:
+    case SQL_TIME:
+      if (const std::optional<runtime::Date> date = runtime::ParseDate(*text)) return *date;
+      break;
+    case SQL_BIT:
+      if (*text == "0" || *text == "1") return *text == "1";
+      break;
+    default:
+      break;
+  }
+  return NumberOrText(std::move(*text));
+}
+
+}  // namespace
+
+runtime::Variant ReadOdbcColumn(const OdbcHandle& statement, SQLUSMALLINT column,
+                                SQLSMALLINT sqlType, bool typedPerRow) {
+  return typedPerRow ? ReadByRow(statement, column, sqlType)
+                     : ReadByColumn(statement, column, sqlType);
 }
 
 }  // namespace platform

@@ -1,6 +1,15 @@
-// Reading one column of a fetched row as a runtime::Variant chosen by the column's SQL
-// type: timestamps, dates and times as Date, integers as Long (Double beyond 32 bits),
-// other numbers as Double, BIT as Boolean, anything else as UTF-8 text, NULL as Null.
+// Reading one column of a fetched row as a runtime::Variant, with no digit or character of
+// the value lost or changed on the way. NULL reads as Null.
+//
+// Where every row has the column's type, that type decides: timestamps, dates and times
+// read as Date, BIT as Boolean, other non-numbers as UTF-8 text. Where each row's value has
+// a type of its own (SQLite), the row's text decides: a date column's text that reads as a
+// date is a Date, a BIT column's 0 or 1 a Boolean, anything else a number or text as below.
+//
+// A number reads as Long (whole, 32 bits) or Double only when the 15-digit text of that
+// number gives it back exactly; otherwise it reads as its exact text: more digits than 15,
+// the trailing zeros of a decimal (12.50), SQLite's 7.0 and 1.0e+20, a text that merely
+// holds digits (007).
 #pragma once
 
 #include "platform/odbc/OdbcHandle.h"
@@ -8,9 +17,10 @@
 
 namespace platform {
 
-// Reads `column` (1-based) of the current row of `statement`. A column can be read only
-// once per row.
+// Reads `column` (1-based) of the current row of `statement`, whose column type is
+// `sqlType`; `typedPerRow` where each row's value has a type of its own. A column can be
+// read only once per row.
 runtime::Variant ReadOdbcColumn(const OdbcHandle& statement, SQLUSMALLINT column,
-                                SQLSMALLINT sqlType);
+                                SQLSMALLINT sqlType, bool typedPerRow);
 
 }  // namespace platform

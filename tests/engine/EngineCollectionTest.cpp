@@ -1,6 +1,7 @@
 // What one collection reads from a real historian, how conditions and templates resolve,
 // and what the saved subgroup carries.
 #include <cstdlib>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "runtime/Variant.h"
 #include "tests/engine/EngineFixture.h"
 #include "tests/support/Historian.h"
+#include "tests/support/TestDatabases.h"
 
 namespace enginetest {
 namespace {
@@ -100,9 +102,65 @@ TEST_F(EngineTest, ResolutionPutsEachValueInPlaceOnce) {
   }
 }
 
+// One current value in a historian: its tag, the type the historian stores it as, its
+// text there (none: NULL), and what a descriptor and a characteristic make of it ("": not
+// used as one; neither: only an IS NEW condition names it).
+struct Held {
+  std::string tag, type;
+  std::optional<std::string> value;
+  std::string text, reading;
+};
+
 class HistorianTest : public EngineTest {
  protected:
   const config::TagItem& Tag(const char* name) { return configuration->TagItems().Item(name); }
+
+  // Fills the historian at `link`, whose Value column is declared `column`, with `values`,
+  // starting at `first`; collects once with `conditions` and checks what reached the
+  // subgroup. Gives the log lines of the collection.
+  Lines Collect(const std::string& link, const std::string& column, const std::vector<Held>& values,
+                size_t first = 0, const Lines& conditions = {}) {
+    platform::OdbcConnection connection;
+    connection.Open(link, "", "");
+    connection.Execute("DROP TABLE IF EXISTS ihRawData");
+    connection.Execute("CREATE TABLE ihRawData (Tagname TEXT, TimeStamp TIMESTAMP, Value " +
+                       column + ", SamplingMode TEXT)");
+    Lines templates = conditions;
+    Lines expected = {"SetDatabase none", "Clear"};
+    for (size_t i = 0; i < values.size(); ++i) {
+      const Held& held = values[(first + i) % values.size()];
+      connection.Execute(
+          "INSERT INTO ihRawData VALUES (?, ?, CAST(? AS " + held.type + "), 'CurrentValue')",
+          {held.tag, At("2024-05-01 10:00:00"),
+           held.value ? runtime::Variant(*held.value) : runtime::Variant(runtime::Null)});
+    }
+    for (const Held& held : values) {
+      const std::string reference = "%TAG(" + held.tag + ")";
+      if (!held.text.empty()) {
+        templates.push_back("DESCRIPTOR=7\t" + held.tag + "\t" + reference);
+        expected.insert(expected.end(),
+                        {"SetGroup UserDefined " + held.tag, "SetName UserDefined " + held.text});
+      }
+      if (held.text.empty() && held.reading.empty()) {
+        templates.push_back("CONDITION=0\t" + reference + "\t0\t");
+      }
+    }
+    for (const Held& held : values) {
+      if (held.reading.empty()) continue;
+      templates.push_back("TEST=G\t" + held.tag + "\t%TAG(" + held.tag + ")\t");
+      expected.insert(expected.end(), {"LookupTestGroup G", "LookupTest " + held.tag,
+                                       "AddReading " + held.reading + " 1 0 [] []"});
+    }
+    expected.push_back("Save 0");
+    historian = link;
+    Load(templates);
+    Start();
+    hostCalls.clear();
+    const Lines logged = Cycle();
+    std::erase(hostCalls, "SetFlag true");  // only when the subgroup object is made
+    EXPECT_EQ(hostCalls, expected) << engine.LastErrorDetail();
+    return logged;
+  }
 };
 
 TEST_F(HistorianTest, AValueIsNewWhenItsTimestampCrossesASecond) {
@@ -197,6 +255,99 @@ TEST_F(HistorianTest, TagNamesAreBoundValuesOnEveryHistorian) {
       EXPECT_EQ(runtime::ToText(count->Field("n")), std::to_string(names.size() + padding));
     }
   }
+}
+
+// Each row's value is read by its own type: an SQLite column without a declared type holds
+// integers, reals, texts and NULL side by side, whatever the first row is; a typed
+// PostgreSQL column gives every digit it holds. Texts stay exactly as they are, and a
+// reading saves the number the historian holds.
+TEST_F(HistorianTest, EveryValueReachesTheSubgroupAsTheHistorianHoldsIt) {
+  const std::vector<Held> mixed = {
+      {"R", "REAL", "12.5", "12.5", "12.5"},
+      {"I", "INTEGER", "7", "7", "7"},
+      {"T", "TEXT", "12.75", "12.75", "12.75"},
+      {"P", "TEXT", "P-1", "P-1", ""},
+      {"N", "TEXT", std::nullopt, "", ""},
+      {"W", "REAL", "7", "7.0", "7"},  // the driver's text of a real
+      {"E", "REAL", "1e20", "1.0e+20", "1e+20"},
+      {"Z", "TEXT", "007", "007", "7"},
+      {"G", "INTEGER", "12345678901234567", "12345678901234567", ""},
+      {"D", "TEXT", "2024-05-01 09:00:00", "2024-05-01 09:00:00", ""},
+  };
+  const Lines conditions = {"CONDITION=0\t%TAG(P)\t1\tP-1", "CONDITION=0\t%TAG(T)\t2\t12.7",
+                            "CONDITION=0\t%TAG(D)\t2\t2024-05-01 08:59:59"};
+  // First a real, an integer, a text, a NULL.
+  for (size_t first : {0, 1, 3, 4}) {
+    SCOPED_TRACE("SQLite, first row " + mixed[first].tag);
+    EXPECT_EQ(Collect(historian, "", mixed, first, conditions),
+              Lines{"Line 1|" + Unexpected("94 - Invalid use of Null", "ResolveItem")});
+    EXPECT_TRUE(Tag("N").TagValue.IsNull());
+  }
+
+  const auto postgres = spcdbtest::MakeTestDatabase(spcdbtest::Backend::PostgreSQL);
+  if (!postgres) return;
+  // One historian table per type.
+  const std::vector<std::vector<Held>> typed = {
+      {{"D1", "double precision", "0.30000000000000004", "0.30000000000000004",
+        "0.30000000000000004"},
+       {"D2", "double precision", "-12.5", "-12.5", "-12.5"},
+       {"D3", "double precision", "1e20", "1E+20", "1e+20"},
+       {"D4", "double precision", "1.2345678901234566e-7", "1.2345678901234566e-07",
+        "1.2345678901234566e-07"}},
+      {{"F1", "real", "1.1", "1.1", "1.1"}},
+      {{"N1", "numeric", "123456789012345678.123456789", "123456789012345678.123456789",
+        "123456789012345680"},
+       {"N2", "numeric", "12.50", "12.50", "12.5"},
+       {"N3", "numeric", "0.1", "0.1", "0.1"}},
+      {{"I1", "integer", "7", "7", "7"},
+       {"I2", "integer", "-2147483648", "-2147483648", "-2147483648"}},
+      {{"B1", "bigint", "12345678901234567", "12345678901234567", ""}},
+      {{"V1", "varchar(40)", "P-1", "P-1", ""},
+       {"V2", "varchar(40)", "12.75", "12.75", "12.75"},
+       {"V3", "varchar(40)", "007", "007", ""},
+       {"V4", "varchar(40)", "Gr\xC3\xBC\xC3\x9F\xE2\x82\xAC", "Gr\xC3\xBC\xC3\x9F\xE2\x82\xAC",
+        ""}},
+      {{"T1", "timestamp", "2024-05-01 09:00:00.123456", "2024-05-01 09:00:00", ""}},
+      // psqlODBC hands booleans over as 1 and 0 unless the data link says BoolsAsChar=0.
+      {{"L1", "boolean", "true", "1", "1"}, {"L0", "boolean", "false", "0", "0"}},
+  };
+  for (const std::vector<Held>& values : typed) {
+    SCOPED_TRACE("PostgreSQL " + values.front().type);
+    EXPECT_TRUE(Collect(postgres->ConnectionString(), values.front().type, values).empty());
+  }
+}
+
+// A historian server restarted between two collections of a 1-second grid: the connection
+// the pool kept fails once and is replaced in the same collection, so none is lost. While
+// the server is away each collection logs one failure.
+TEST_F(HistorianTest, ARestartedHistorianCostsNoCollection) {
+  const auto server = spcdbtest::MakeStoppableDatabase(spcdbtest::Backend::PostgreSQL);
+  if (!server) GTEST_SKIP() << "no PostgreSQL server of its own";
+  historian = server->ConnectionString();
+  platform::OdbcConnection connection;
+  connection.Open(historian, "", "");
+  for (const std::string& statement : testsupport::kHistorianTables) connection.Execute(statement);
+  connection.Close();
+  SetValue("A", "1.5", "2024-05-01 10:00:00");
+  Load({"TEST=G\tI\t%TAG(A)\t"});
+  configuration->SetSubgroupInterval(1);
+  configuration->SetSubgroupUnit(config::kSeconds);
+  Start();
+  for (int cycle = 1; cycle <= 6; ++cycle) {
+    if (cycle == 4) {
+      ASSERT_TRUE(server->TakeAway());
+      server->GiveBack();
+    }
+    EXPECT_EQ(Cycle(), Lines{}) << "cycle " << cycle;
+  }
+  EXPECT_EQ(engine.SavedSubgroups(), 6);
+
+  ASSERT_TRUE(server->TakeAway());
+  const Lines away = Cycle();
+  EXPECT_EQ(away.size(), 1u) << runtime::Join(away, "\n");
+  server->GiveBack();
+  EXPECT_EQ(Cycle(), Lines{});
+  EXPECT_EQ(engine.SavedSubgroups(), 7);
 }
 
 }  // namespace
