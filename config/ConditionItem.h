@@ -12,7 +12,7 @@ class ConditionItem {
  public:
   int32_t DataType() const { return dataType_; }
   void SetDataType(int32_t type) { dataType_ = type; }
-  // Evaluation code 0 "IS NEW", 1 "=", 2 ">", 3 ">=", 4 "<", 5 "<=", 6 "<>".
+  // A code of common/Evaluation.h, or any other number as read.
   int32_t Evaluation() const { return evaluation_; }
   void SetEvaluation(int32_t evaluation) { evaluation_ = evaluation; }
   const std::string& Value1() const { return value1_; }

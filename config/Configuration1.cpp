@@ -7,6 +7,7 @@
 #include <string_view>
 #include <utility>
 
+#include "common/DataLinkState.h"
 #include "common/ErrorDisplay.h"
 #include "common/TagExpressions.h"
 #include "common/TypeTables.h"
@@ -243,25 +244,26 @@ void Configuration1::ReadLine(const std::string& line) {
 
 void Configuration1::TestDataLink() {
   if (runtime::TrimSpaces(record_.dataLink).empty()) {
-    record_.dataLinkState = 0;
+    record_.dataLinkState = common::kNoConnection;
     return;
   }
   using namespace std::string_literals;
   struct Step {
     std::string sql;
-    int32_t failedState;
+    common::DataLinkState failedState;
   };
   const std::array<Step, 4> steps = {{
-      {"SELECT COUNT(*) FROM "s + common::kTagsTable, 2},
-      {"SELECT "s + common::kTagnameField + " FROM " + common::kTagsTable, 2},
-      {"SELECT COUNT(*) FROM "s + common::kRawDataTable, 3},
+      {"SELECT COUNT(*) FROM "s + common::kTagsTable, common::kTagsTableInaccessible},
+      {"SELECT "s + common::kTagnameField + " FROM " + common::kTagsTable,
+       common::kTagsTableInaccessible},
+      {"SELECT COUNT(*) FROM "s + common::kRawDataTable, common::kRawDataTableInaccessible},
       // The columns are checked when the statement is prepared; drivers that read a whole
       // result at execute would otherwise pull the entire history.
       {"SELECT "s + common::kTagnameField + "," + common::kTimeStampField + "," +
            common::kValueField + " FROM " + common::kRawDataTable + " WHERE 1 = 0",
-       5},
+       common::kRawDataFieldInaccessible},
   }};
-  int32_t state = 1;
+  common::DataLinkState state = common::kUnableToConnect;
   try {
     std::unique_ptr<host::Connection> connection = components_.CreateConnection();
     connection->Open(record_.dataLink, "", "", -1);
@@ -269,7 +271,7 @@ void Configuration1::TestDataLink() {
       state = step.failedState;
       connection->Execute(step.sql);
     }
-    record_.dataLinkState = 6;
+    record_.dataLinkState = common::kConnectionReady;
   } catch (...) {
     record_.dataLinkError = runtime::ToError(std::current_exception()).NumberAndDescription();
     record_.dataLinkState = state;

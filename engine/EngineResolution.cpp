@@ -1,6 +1,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "common/DescriptorType.h"
 #include "common/TagExpressions.h"
 #include "engine/Engine1.h"
 #include "engine/ReferenceSubstitution.h"
@@ -21,10 +22,10 @@ bool Engine1::ResolveDescriptors() {
     for (int32_t i = 1; i <= configuration.DescriptorCount(); ++i) {
       const std::shared_ptr<config::DescriptorItem> descriptor = configuration.GetDescriptorItem(i);
       const int32_t type = descriptor->DescriptorType();
-      if (config::HasGroup(type)) {
+      if (!common::IsGroupless(type)) {
         descriptor->SetResolvedGroup(kSample, ResolveItem(descriptor->Group()));
         descriptor->SetResolvedItem(kSample, ResolveItem(descriptor->Item()));
-      } else if (type >= 1 && type <= 9) {
+      } else if (common::IsDescriptorType(type)) {
         descriptor->SetResolvedItem(kSample, ResolveItem(descriptor->Item()));
       }
     }

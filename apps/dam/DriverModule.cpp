@@ -15,8 +15,6 @@
 namespace dam {
 namespace {
 
-constexpr int32_t kCannotCreateObject = 429;
-
 std::string Mode(mode_t mode) {
   char text[8];
   std::snprintf(text, sizeof text, "%04o", static_cast<unsigned>(mode & 07777));
@@ -94,7 +92,7 @@ DriverModule::~DriverModule() {
 void* DriverModule::Export(const char* name) const {
   void* symbol = dlsym(handle_, name);
   if (symbol == nullptr) {
-    throw runtime::Error(kCannotCreateObject,
+    throw runtime::Error(runtime::kCannotCreateObject,
                          path_ + " is not a driver module: it does not export " + name);
   }
   return symbol;
@@ -103,7 +101,8 @@ void* DriverModule::Export(const char* name) const {
 host::ClassFactory& DriverModule::ClassObject(const std::string& className) const {
   host::ClassFactory* factory = getClassObject_(className.c_str());
   if (factory == nullptr) {
-    throw runtime::Error(kCannotCreateObject, "The module " + path_ + " has no class " + className);
+    throw runtime::Error(runtime::kCannotCreateObject,
+                         "The module " + path_ + " has no class " + className);
   }
   return *factory;
 }
@@ -117,7 +116,7 @@ std::unique_ptr<DriverModule> LoadRegisteredModule(const std::string& className)
   }
   const std::string folder = InstalledModuleFolder();
   throw runtime::Error(
-      kCannotCreateObject,
+      runtime::kCannotCreateObject,
       "No driver module is registered for " + className + " in " + host::DriverRegistryPath() +
           (folder.empty() ? "" : " nor installed in " + folder) + " (run: dam register MODULE)");
 }
