@@ -89,7 +89,7 @@ bool Engine1::SaveSubgroup() {
 // An unresolved group names its template; an unresolved item is reported as "False", not
 // by its template, which is the text the log has always carried for it.
 std::string Engine1::InvalidDescriptor(const config::DescriptorItem& descriptor) const {
-  if (!common::IsGroupless(descriptor.DescriptorType()) && descriptor.ResolvedGroup(kSample).empty()) {
+  if (common::HasGroup(descriptor.DescriptorType()) && descriptor.ResolvedGroup(kSample).empty()) {
     return "Group: " + descriptor.Group();
   }
   if (descriptor.ResolvedItem(kSample).empty()) return "False";
