@@ -29,6 +29,7 @@ class ConditionItem {
   void SetIsValid(bool valid) { isValid_ = valid; }
 
   // The line body: data type, value 1, evaluation and value 2 joined by tabs.
+  enum Field : size_t { kDataTypeField, kValue1Field, kEvaluationField, kValue2Field };
   std::string GetData() const;
   void SetData(const std::string& body);
 

@@ -39,9 +39,9 @@ std::string DescriptorItem::GetData() const {
 void DescriptorItem::SetData(const std::string& body) {
   const ItemFields fields(body);
   DescriptorItem read;
-  read.descriptorType_ = fields.Number(0);
-  read.group_ = fields.Text(1);
-  read.item_ = fields.Text(2);
+  read.descriptorType_ = fields.Number(kTypeField);
+  read.group_ = fields.Text(kGroupField);
+  read.item_ = fields.Text(kItemField);
   *this = std::move(read);
 }
 

@@ -28,6 +28,7 @@ class DescriptorItem {
   void ClearResolvedValues() { resolved_.clear(); }
 
   // The line body of the configuration text: type, group and item joined by tabs.
+  enum Field : size_t { kTypeField, kGroupField, kItemField };
   std::string GetData() const;
   void SetData(const std::string& body);
 
