@@ -53,7 +53,9 @@ TEST(TypeTables, KnownCodesAndFallbacks) {
       {common::GetDataLinkStatus(0), "No Connection"},
       {common::GetDataLinkStatus(5), "Unable to access Field in Table: ihRawData"},
       {common::GetDataLinkStatus(6), "Connection Ready"},
-      {common::GetDataLinkStatus(-1) + common::GetDataLinkStatus(7), ""}};
+      {common::GetDataLinkStatus(-1) + common::GetDataLinkStatus(7), ""},
+      {common::GetUnitName(0) + common::GetUnitName(3), "SecondsDays"},
+      {common::GetUnitName(-1) + common::GetUnitName(4), ""}};
   for (const auto& [text, expected] : cases) EXPECT_EQ(text, expected);
 }
 
