@@ -3,6 +3,7 @@
 #include "apps/dam/Commands.h"
 #include "apps/dam/ConfigFile.h"
 #include "apps/dam/ConfigurationCheck.h"
+#include "apps/dam/DriverModule.h"
 #include "apps/shared/ExitCodes.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/ConnectionSecrets.h"
@@ -12,15 +13,16 @@ namespace dam {
 
 int CheckCommand(const CheckOptions& options) {
   platform::PlatformComponents components;
+  const std::unique_ptr<DriverModule> module = LoadRegisteredModule(kDefaultDriverClass);
   bool errors = false, warnings = false;
   for (const std::string& file : options.configs) {
-    std::vector<CheckFinding> findings;
+    std::vector<host::CheckFinding> findings;
     try {
-      findings = CheckConfiguration(components, ReadConfigurationFile(file, false));
+      findings = module->CheckConfiguration(components, ReadConfigurationFile(file, false));
     } catch (const runtime::Error& e) {
       findings = {{0, true, e.Description()}};
     }
-    for (const CheckFinding& finding : findings) {
+    for (const host::CheckFinding& finding : findings) {
       std::cout << platform::MaskConnectionSecrets(FormatFinding(file, finding)) << '\n';
       (finding.error ? errors : warnings) = true;
     }

@@ -78,6 +78,8 @@ DriverModule::DriverModule(const std::string& path) : path_(path) {
     unregisterServer_ =
         reinterpret_cast<host::DllUnregisterServerFunction>(Export("DllUnregisterServer"));
     canUnloadNow_ = reinterpret_cast<host::DllCanUnloadNowFunction>(Export("DllCanUnloadNow"));
+    checkConfiguration_ =
+        reinterpret_cast<host::DllCheckConfigurationFunction>(Export("DllCheckConfiguration"));
   } catch (...) {
     dlclose(handle_);
     throw;
@@ -96,6 +98,13 @@ void* DriverModule::Export(const char* name) const {
                          path_ + " is not a driver module: it does not export " + name);
   }
   return symbol;
+}
+
+std::vector<host::CheckFinding> DriverModule::CheckConfiguration(host::Components& components,
+                                                                 const std::string& text) const {
+  std::vector<host::CheckFinding> findings;
+  checkConfiguration_(components, text, findings);
+  return findings;
 }
 
 host::ClassFactory& DriverModule::ClassObject(const std::string& className) const {

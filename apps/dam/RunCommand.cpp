@@ -34,10 +34,10 @@ int Fail(const std::string& message) {
 }
 
 // Prints what the check finds on stderr; true when it found errors.
-bool HasErrors(host::Components& components, const std::string& file, const std::string& text) {
+bool HasErrors(host::Components& components, const RunOptions& options, const std::string& text) {
   bool errors = false;
-  for (const CheckFinding& finding : CheckConfiguration(components, text)) {
-    std::cerr << platform::MaskConnectionSecrets(FormatFinding(file, finding)) << '\n';
+  for (const auto& finding : CheckConfiguration(components, text, options.driverClass)) {
+    std::cerr << platform::MaskConnectionSecrets(FormatFinding(options.config, finding)) << '\n';
     errors = errors || finding.error;
   }
   return errors;
@@ -65,7 +65,7 @@ int RunCommand(const RunOptions& runOptions) {
   WarnIfSettingsShowPasswords(components);
 
   const std::string text = ReadConfigurationFile(options->config, false);
-  if (HasErrors(components, options->config, text) && !options->force) {
+  if (HasErrors(components, *options, text) && !options->force) {
     throw apps::Failure(apps::kExitInvalidConfiguration,
                         "the configuration " + options->config +
                             " has errors (above); fix them, or run it as it reads with --force");
