@@ -131,8 +131,9 @@ void Engine1::StoreSubgroup() {
   // Lots go last, wherever they stand in the configuration.
   for (int32_t i = 1; i <= configuration.DescriptorCount(); ++i) {
     const config::DescriptorItem& descriptor = *configuration.GetDescriptorItem(i);
-    if (descriptor.DescriptorType() == common::kLot)
+    if (descriptor.DescriptorType() == common::kLot) {
       subgroup.SetLot(descriptor.ResolvedItem(kSample));
+    }
   }
 
   {
