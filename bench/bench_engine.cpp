@@ -51,7 +51,7 @@
 namespace {
 
 [[noreturn]] void Unsupported() {
-  throw runtime::Error(429, "ActiveX component can't create object");
+  throw runtime::Error(runtime::kCannotCreateObject, "ActiveX component can't create object");
 }
 
 class Timer : public host::HostTimer {

@@ -18,19 +18,21 @@ size_t BalancedLength(std::string_view piece) {
   return 0;
 }
 
+// The pieces of the trimmed text that follow a marker, in order.
+std::vector<std::string> MarkedPieces(const std::string& text) {
+  std::vector<std::string> pieces = runtime::Split(runtime::TrimSpaces(text), kMarker);
+  pieces.erase(pieces.begin());
+  return pieces;
+}
+
 }  // namespace
 
 bool GetTagArrays(const std::string& text, std::vector<std::string>& tokens,
                   std::vector<std::string>& tagNames, std::vector<std::string>& fields) {
   try {
-    std::string_view trimmed = runtime::TrimSpaces(text);
-    if (trimmed.empty()) return false;
-    std::vector<std::string> pieces = runtime::Split(trimmed, kMarker);
-    if (pieces.size() < 2) return false;
-
     std::vector<std::string> foundTokens, foundNames, foundFields;
-    for (size_t p = 1; p < pieces.size(); ++p) {
-      std::string_view piece = pieces[p];
+    for (const std::string& marked : MarkedPieces(text)) {
+      std::string_view piece = marked;
       size_t length = BalancedLength(piece);
       if (length == 0) continue;
       std::string_view body = piece.substr(0, length - 1);
@@ -52,6 +54,13 @@ bool GetTagArrays(const std::string& text, std::vector<std::string>& tokens,
   } catch (...) {
     return false;
   }
+}
+
+bool HasUnbalancedMarker(const std::string& text) {
+  for (const std::string& piece : MarkedPieces(text)) {
+    if (BalancedLength(piece) == 0) return true;
+  }
+  return false;
 }
 
 }  // namespace common

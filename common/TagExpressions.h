@@ -13,4 +13,8 @@ namespace common {
 bool GetTagArrays(const std::string& text, std::vector<std::string>& tokens,
                   std::vector<std::string>& tagNames, std::vector<std::string>& fields);
 
+// True when a marker of `text` has no ")" that balances it: GetTagArrays passes it over, and
+// the tag it seems to name with it.
+bool HasUnbalancedMarker(const std::string& text);
+
 }  // namespace common

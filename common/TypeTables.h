@@ -1,4 +1,5 @@
-// Texts of the codes stored in configurations and engine state. Unknown codes give the
+// Texts of the codes stored in configurations and engine state (the codes themselves:
+// DescriptorType.h, Evaluation.h, DataLinkState.h, IntervalUnit.h). Unknown codes give the
 // documented fallback texts; nothing here fails.
 #pragma once
 
@@ -13,6 +14,8 @@ std::string GetDescriptorType(int32_t code);
 std::string GetEvaluationType(int32_t code, bool withDescription);
 // "No Connection" ... "Connection Ready" for 0 to 6; "" otherwise.
 std::string GetDataLinkStatus(int32_t code);
+// "Seconds", "Minutes", "Hours", "Days" for 0 to 3; "" otherwise.
+std::string GetUnitName(int32_t code);
 
 // The fixed names of the historian's tables and columns.
 inline constexpr char kTagsTable[] = "ihTags";

@@ -22,10 +22,10 @@ std::string ConditionItem::GetData() const {
 void ConditionItem::SetData(const std::string& body) {
   const ItemFields fields(body);
   ConditionItem read;
-  read.dataType_ = fields.Number(0);
-  read.value1_ = fields.Text(1);
-  read.evaluation_ = fields.Number(2);
-  read.value2_ = fields.Text(3);
+  read.dataType_ = fields.Number(kDataTypeField);
+  read.value1_ = fields.Text(kValue1Field);
+  read.evaluation_ = fields.Number(kEvaluationField);
+  read.value2_ = fields.Text(kValue2Field);
   *this = std::move(read);
 }
 

@@ -12,7 +12,7 @@ class ConditionItem {
  public:
   int32_t DataType() const { return dataType_; }
   void SetDataType(int32_t type) { dataType_ = type; }
-  // Evaluation code 0 "IS NEW", 1 "=", 2 ">", 3 ">=", 4 "<", 5 "<=", 6 "<>".
+  // A code of common/Evaluation.h, or any other number as read.
   int32_t Evaluation() const { return evaluation_; }
   void SetEvaluation(int32_t evaluation) { evaluation_ = evaluation; }
   const std::string& Value1() const { return value1_; }
@@ -29,6 +29,7 @@ class ConditionItem {
   void SetIsValid(bool valid) { isValid_ = valid; }
 
   // The line body: data type, value 1, evaluation and value 2 joined by tabs.
+  enum Field : size_t { kDataTypeField, kValue1Field, kEvaluationField, kValue2Field };
   std::string GetData() const;
   void SetData(const std::string& body);
 

@@ -1,15 +1,14 @@
 #include "config/Configuration1.h"
 
-#include <algorithm>
 #include <array>
-#include <cmath>
 #include <exception>
-#include <string_view>
 #include <utility>
 
+#include "common/DataLinkState.h"
 #include "common/ErrorDisplay.h"
 #include "common/TagExpressions.h"
 #include "common/TypeTables.h"
+#include "config/ConfigurationGrammar.h"
 #include "config/MergedNames.h"
 #include "runtime/Clock.h"
 #include "runtime/Conversions.h"
@@ -19,8 +18,6 @@
 
 namespace config {
 namespace {
-
-constexpr std::string_view kLineBreak = "\r\n";
 
 template <typename Item>
 std::shared_ptr<Item> ItemAt(const std::vector<std::shared_ptr<Item>>& list, int32_t index) {
@@ -46,24 +43,15 @@ void Append(std::vector<std::shared_ptr<Item>>& list, std::shared_ptr<Item> item
   list.push_back(std::move(item));
 }
 
-int32_t ReadNumber(const std::string& value) {
-  return runtime::RoundToLong(runtime::LeadingNumber(value));
-}
-
-// Serial times past 2038 are written as the unsigned 32-bit numbers they are.
-int32_t ReadSerial(const std::string& value) {
-  const double number = runtime::LeadingNumber(value);
-  if (number >= 2147483648.0 && number < 4294967295.5) {
-    return static_cast<int32_t>(static_cast<uint32_t>(std::nearbyint(number)));
-  }
-  return runtime::RoundToLong(number);
-}
-
 template <typename Item>
 std::shared_ptr<Item> ReadItem(const std::string& body) {
   auto item = std::make_shared<Item>();
   item->SetData(body);
   return item;
+}
+
+std::string Line(ConfigurationKey key, const std::string& value) {
+  return std::string(KeyText(key)) + "=" + value;
 }
 
 }  // namespace
@@ -143,22 +131,22 @@ int32_t Configuration1::ConditionCount() const {
 }
 
 std::string Configuration1::GetData() const {
-  std::string text = "NAME=" + record_.configurationName;
-  text += "\r\nACTIVE=";
-  text += record_.active ? "1" : "0";
-  text += "\r\nDATALINK=" + record_.dataLink;
-  text += "\r\nSYNCTIME=" + std::to_string(static_cast<uint32_t>(record_.syncTime));
-  text += "\r\nSUBGROUPINTERVAL=" + std::to_string(record_.subgroupInterval);
-  text += "\r\nSUBGROUPUNIT=" + std::to_string(record_.subgroupUnit);
-  text += "\r\nRETRYINTERVAL=" + std::to_string(record_.retryInterval);
-  text += "\r\nRETRYUNIT=" + std::to_string(record_.retryUnit);
-  for (const std::shared_ptr<DescriptorItem>& item : descriptors_) {
-    text += "\r\nDESCRIPTOR=" + item->GetData();
-  }
-  for (const std::shared_ptr<TestItem>& item : tests_) text += "\r\nTEST=" + item->GetData();
-  for (const std::shared_ptr<ConditionItem>& item : conditions_) {
-    text += "\r\nCONDITION=" + item->GetData();
-  }
+  using enum ConfigurationKey;
+  std::string text = Line(Name, record_.configurationName);
+  const auto add = [&](ConfigurationKey key, const std::string& value) {
+    text += kLineBreak;
+    text += Line(key, value);
+  };
+  add(Active, record_.active ? "1" : "0");
+  add(DataLink, record_.dataLink);
+  add(SyncTime, std::to_string(static_cast<uint32_t>(record_.syncTime)));
+  add(SubgroupInterval, std::to_string(record_.subgroupInterval));
+  add(SubgroupUnit, std::to_string(record_.subgroupUnit));
+  add(RetryInterval, std::to_string(record_.retryInterval));
+  add(RetryUnit, std::to_string(record_.retryUnit));
+  for (const std::shared_ptr<DescriptorItem>& item : descriptors_) add(Descriptor, item->GetData());
+  for (const std::shared_ptr<TestItem>& item : tests_) add(Test, item->GetData());
+  for (const std::shared_ptr<ConditionItem>& item : conditions_) add(Condition, item->GetData());
   return text;
 }
 
@@ -168,12 +156,9 @@ void Configuration1::SetData(const std::string& text) {
   int lineNumber = 0;
   try {
     ClearData();
-    const std::string_view trimmed = runtime::TrimSpaces(text);
-    if (!trimmed.empty()) {
-      for (const std::string& line : runtime::Split(trimmed, kLineBreak)) {
-        ++lineNumber;
-        ReadLine(line);
-      }
+    for (const std::string& line : ConfigurationLines(text)) {
+      ++lineNumber;
+      ReadLine(line);
     }
     lineNumber = 0;
     TestDataLink();
@@ -191,35 +176,6 @@ void Configuration1::SetData(const std::string& text) {
 }
 
 void Configuration1::ReadLine(const std::string& line) {
-  using Reader = void (*)(Configuration1&, const std::string&);
-  // Compared in this order; the first equal key decides.
-  static constexpr std::array<std::pair<std::string_view, Reader>, 11> kReaders = {{
-      {"NAME", [](Configuration1& c, const std::string& v) { c.record_.configurationName = v; }},
-      {"ACTIVE", [](Configuration1& c,
-                    const std::string& v) { c.record_.active = runtime::TextToBoolean(v); }},
-      {"DATALINK", [](Configuration1& c, const std::string& v) { c.record_.dataLink = v; }},
-      {"SYNCTIME",
-       [](Configuration1& c, const std::string& v) { c.record_.syncTime = ReadSerial(v); }},
-      {"SUBGROUPINTERVAL",
-       [](Configuration1& c, const std::string& v) { c.record_.subgroupInterval = ReadNumber(v); }},
-      {"SUBGROUPUNIT",
-       [](Configuration1& c, const std::string& v) { c.record_.subgroupUnit = ReadNumber(v); }},
-      {"RETRYINTERVAL",
-       [](Configuration1& c, const std::string& v) { c.record_.retryInterval = ReadNumber(v); }},
-      {"RETRYUNIT",
-       [](Configuration1& c, const std::string& v) { c.record_.retryUnit = ReadNumber(v); }},
-      {"DESCRIPTOR",
-       [](Configuration1& c, const std::string& v) {
-         c.descriptors_.push_back(ReadItem<DescriptorItem>(v));
-       }},
-      {"TEST",
-       [](Configuration1& c, const std::string& v) { c.tests_.push_back(ReadItem<TestItem>(v)); }},
-      {"CONDITION",
-       [](Configuration1& c, const std::string& v) {
-         c.conditions_.push_back(ReadItem<ConditionItem>(v));
-       }},
-  }};
-
   // Number and description stay the standard ones; the source says what is wrong with the
   // line, and SetData adds which line it is.
   if (line.empty()) {
@@ -227,41 +183,74 @@ void Configuration1::ReadLine(const std::string& line) {
                          runtime::StandardDescription(runtime::kSubscriptOutOfRange),
                          "an empty line");
   }
-  const size_t equals = line.find('=');
-  const std::string_view key = std::string_view(line).substr(0, equals);
-  const auto reader = std::find_if(kReaders.begin(), kReaders.end(), [&](const auto& entry) {
-    return runtime::EqualsNoCase(entry.first, key);
-  });
-  if (reader == kReaders.end()) return;
-  if (equals == std::string::npos) {
+  const KeyAndValue split = SplitLine(line);
+  const std::optional<ConfigurationKey> key = FindKey(split.key);
+  if (!key) return;
+  if (!split.value) {
     throw runtime::Error(runtime::kSubscriptOutOfRange,
                          runtime::StandardDescription(runtime::kSubscriptOutOfRange),
-                         std::string(reader->first) + " without \"=\"");
+                         std::string(KeyText(*key)) + " without \"=\"");
   }
-  reader->second(*this, line.substr(equals + 1));
+  const std::string value(*split.value);
+  switch (*key) {
+    case ConfigurationKey::Name:
+      record_.configurationName = value;
+      break;
+    case ConfigurationKey::Active:
+      record_.active = runtime::TextToBoolean(value);
+      break;
+    case ConfigurationKey::DataLink:
+      record_.dataLink = value;
+      break;
+    case ConfigurationKey::SyncTime:
+      record_.syncTime = ReadSerial(value);
+      break;
+    case ConfigurationKey::SubgroupInterval:
+      record_.subgroupInterval = ReadNumber(value);
+      break;
+    case ConfigurationKey::SubgroupUnit:
+      record_.subgroupUnit = ReadNumber(value);
+      break;
+    case ConfigurationKey::RetryInterval:
+      record_.retryInterval = ReadNumber(value);
+      break;
+    case ConfigurationKey::RetryUnit:
+      record_.retryUnit = ReadNumber(value);
+      break;
+    case ConfigurationKey::Descriptor:
+      descriptors_.push_back(ReadItem<DescriptorItem>(value));
+      break;
+    case ConfigurationKey::Test:
+      tests_.push_back(ReadItem<TestItem>(value));
+      break;
+    case ConfigurationKey::Condition:
+      conditions_.push_back(ReadItem<ConditionItem>(value));
+      break;
+  }
 }
 
 void Configuration1::TestDataLink() {
   if (runtime::TrimSpaces(record_.dataLink).empty()) {
-    record_.dataLinkState = 0;
+    record_.dataLinkState = common::kNoConnection;
     return;
   }
   using namespace std::string_literals;
   struct Step {
     std::string sql;
-    int32_t failedState;
+    common::DataLinkState failedState;
   };
   const std::array<Step, 4> steps = {{
-      {"SELECT COUNT(*) FROM "s + common::kTagsTable, 2},
-      {"SELECT "s + common::kTagnameField + " FROM " + common::kTagsTable, 2},
-      {"SELECT COUNT(*) FROM "s + common::kRawDataTable, 3},
+      {"SELECT COUNT(*) FROM "s + common::kTagsTable, common::kTagsTableInaccessible},
+      {"SELECT "s + common::kTagnameField + " FROM " + common::kTagsTable,
+       common::kTagsTableInaccessible},
+      {"SELECT COUNT(*) FROM "s + common::kRawDataTable, common::kRawDataTableInaccessible},
       // The columns are checked when the statement is prepared; drivers that read a whole
       // result at execute would otherwise pull the entire history.
       {"SELECT "s + common::kTagnameField + "," + common::kTimeStampField + "," +
            common::kValueField + " FROM " + common::kRawDataTable + " WHERE 1 = 0",
-       5},
+       common::kRawDataFieldInaccessible},
   }};
-  int32_t state = 1;
+  common::DataLinkState state = common::kUnableToConnect;
   try {
     std::unique_ptr<host::Connection> connection = components_.CreateConnection();
     connection->Open(record_.dataLink, "", "", -1);
@@ -269,7 +258,7 @@ void Configuration1::TestDataLink() {
       state = step.failedState;
       connection->Execute(step.sql);
     }
-    record_.dataLinkState = 6;
+    record_.dataLinkState = common::kConnectionReady;
   } catch (...) {
     record_.dataLinkError = runtime::ToError(std::current_exception()).NumberAndDescription();
     record_.dataLinkState = state;

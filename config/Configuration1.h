@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "common/DataLinkState.h"
+#include "common/IntervalUnit.h"
 #include "config/ConditionItem.h"
 #include "config/DescriptorItem.h"
 #include "config/TagItems.h"
@@ -16,9 +18,6 @@
 #include "host/Components.h"
 
 namespace config {
-
-// Interval unit codes.
-enum Unit : int32_t { kSeconds = 0, kMinutes = 1, kHours = 2, kDays = 3 };
 
 class Configuration1 {
  public:
@@ -41,12 +40,14 @@ class Configuration1 {
   const std::string& DataLink() const { return record_.dataLink; }
   // Stores the link and tests it at once.
   void SetDataLink(std::string dataLink);
+  // A code of common/DataLinkState.h.
   int32_t DataLinkState() const { return record_.dataLinkState; }
   const std::string& DataLinkError() const { return record_.dataLinkError; }
   int32_t SyncTime() const { return record_.syncTime; }
   void SetSyncTime(int32_t serial) { record_.syncTime = serial; }
   int32_t SubgroupInterval() const { return record_.subgroupInterval; }
   void SetSubgroupInterval(int32_t interval) { record_.subgroupInterval = interval; }
+  // Unit codes: common/IntervalUnit.h, or any other number as read.
   int32_t SubgroupUnit() const { return record_.subgroupUnit; }
   void SetSubgroupUnit(int32_t unit) { record_.subgroupUnit = unit; }
   int32_t RetryInterval() const { return record_.retryInterval; }
@@ -90,13 +91,13 @@ class Configuration1 {
     bool active = false;
     std::string configurationName;
     std::string dataLink;
-    int32_t dataLinkState = 0;
+    int32_t dataLinkState = common::kNoConnection;
     std::string dataLinkError;
     int32_t syncTime = 0;
     int32_t subgroupInterval = 15;
-    int32_t subgroupUnit = kMinutes;
+    int32_t subgroupUnit = common::kMinutes;
     int32_t retryInterval = 1;
-    int32_t retryUnit = kMinutes;
+    int32_t retryUnit = common::kMinutes;
   };
 
   void ReadLine(const std::string& line);

@@ -1,29 +1,18 @@
 #include "config/DescriptorItem.h"
 
+#include "common/DescriptorType.h"
 #include "config/ItemFields.h"
 #include "config/ResolvedList.h"
 
 namespace config {
 
-bool HasGroup(int32_t descriptorType) {
-  switch (descriptorType) {
-    case 4:  // Lot
-    case 6:  // Serial Number
-    case 8:  // Size
-    case 9:  // Time
-      return false;
-    default:
-      return true;
-  }
-}
-
 std::string DescriptorItem::Group() const {
-  return HasGroup(descriptorType_) ? group_ : "";
+  return common::IsGroupless(descriptorType_) ? "" : group_;
 }
 
 std::string DescriptorItem::ResolvedGroup(int32_t index) const {
   const Resolved* resolved = ExistingAt(resolved_, index);
-  return resolved && HasGroup(descriptorType_) ? resolved->group : "";
+  return resolved && !common::IsGroupless(descriptorType_) ? resolved->group : "";
 }
 
 void DescriptorItem::SetResolvedGroup(int32_t index, std::string group) {
@@ -50,9 +39,9 @@ std::string DescriptorItem::GetData() const {
 void DescriptorItem::SetData(const std::string& body) {
   const ItemFields fields(body);
   DescriptorItem read;
-  read.descriptorType_ = fields.Number(0);
-  read.group_ = fields.Text(1);
-  read.item_ = fields.Text(2);
+  read.descriptorType_ = fields.Number(kTypeField);
+  read.group_ = fields.Text(kGroupField);
+  read.item_ = fields.Text(kItemField);
   *this = std::move(read);
 }
 

@@ -10,9 +10,10 @@ namespace config {
 
 class DescriptorItem {
  public:
+  // A code of common/DescriptorType.h, or any other number as read.
   int32_t DescriptorType() const { return descriptorType_; }
   void SetDescriptorType(int32_t type) { descriptorType_ = type; }
-  // Empty for the groupless types (Lot, Serial Number, Size, Time), whatever is stored.
+  // Empty for the groupless types (common::IsGroupless), whatever is stored.
   std::string Group() const;
   void SetGroup(std::string group) { group_ = std::move(group); }
   const std::string& Item() const { return item_; }
@@ -27,6 +28,7 @@ class DescriptorItem {
   void ClearResolvedValues() { resolved_.clear(); }
 
   // The line body of the configuration text: type, group and item joined by tabs.
+  enum Field : size_t { kTypeField, kGroupField, kItemField };
   std::string GetData() const;
   void SetData(const std::string& body);
 
@@ -41,8 +43,5 @@ class DescriptorItem {
   std::string item_;
   std::vector<Resolved> resolved_;
 };
-
-// False for the groupless types Lot, Serial Number, Size and Time; true for every other code.
-bool HasGroup(int32_t descriptorType);
 
 }  // namespace config

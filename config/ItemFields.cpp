@@ -1,6 +1,6 @@
 #include "config/ItemFields.h"
 
-#include "runtime/Conversions.h"
+#include "config/ConfigurationGrammar.h"
 #include "runtime/Text.h"
 
 namespace config {
@@ -12,7 +12,7 @@ std::string ItemFields::Text(size_t position) const {
 }
 
 int32_t ItemFields::Number(size_t position) const {
-  return runtime::RoundToLong(runtime::LeadingNumber(Text(position)));
+  return ReadNumber(Text(position));
 }
 
 }  // namespace config

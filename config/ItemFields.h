@@ -13,7 +13,7 @@ class ItemFields {
   explicit ItemFields(const std::string& body);
   // The field at a 0-based position; "" when the body lacks it.
   std::string Text(size_t position) const;
-  // The field's leading number rounded half to even; 0 when missing, error 6 beyond 32 bits.
+  // The field read as a number (ReadNumber); 0 when missing.
   int32_t Number(size_t position) const;
 
  private:

@@ -21,9 +21,7 @@ TagItem* TagItems::Find(std::string_view key) const {
 }
 
 void TagItems::Add(std::shared_ptr<TagItem> item, const std::string& key) {
-  if (Find(key)) {
-    throw runtime::Error(457, "This key is already associated with an element of this collection");
-  }
+  if (Find(key)) throw runtime::Error(runtime::kKeyAlreadyInCollection);
   byKey_.emplace(key, item.get());
   items_.push_back(std::move(item));
 }

@@ -23,7 +23,7 @@ class TagItems {
   TagItem& Item(std::string_view key) const;
   // nullptr when missing.
   TagItem* Find(std::string_view key) const;
-  // Adds under `key`; a key already present is error 457.
+  // Adds under `key`; a key already present is error runtime::kKeyAlreadyInCollection.
   void Add(std::shared_ptr<TagItem> item, const std::string& key);
 
   auto begin() const { return items_.begin(); }

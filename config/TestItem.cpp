@@ -57,10 +57,10 @@ std::string TestItem::GetData() const {
 void TestItem::SetData(const std::string& body) {
   const ItemFields fields(body);
   TestItem read;
-  read.group_ = fields.Text(0);
-  read.item_ = fields.Text(1);
-  read.value_ = fields.Text(2);
-  read.defect_ = fields.Text(3);
+  read.group_ = fields.Text(kGroupField);
+  read.item_ = fields.Text(kItemField);
+  read.value_ = fields.Text(kValueField);
+  read.defect_ = fields.Text(kDefectField);
   *this = std::move(read);
 }
 

@@ -31,6 +31,7 @@ class TestItem {
   void ClearResolvedValues() { resolved_.clear(); }
 
   // The line body: group, item, value and defect joined by tabs.
+  enum Field : size_t { kGroupField, kItemField, kValueField, kDefectField };
   std::string GetData() const;
   void SetData(const std::string& body);
 

@@ -3,7 +3,7 @@
 #include "common/ErrorDisplay.h"
 #include "driver/ObjectCount.h"
 #include "driver/VersionInfo.h"
-#include "runtime/Clock.h"
+#include "host/SessionNumber.h"
 #include "runtime/Text.h"
 #include "runtime/Variant.h"
 
@@ -206,8 +206,7 @@ void Version1::InitializeDatabaseObject() {
   runtime::RaisingFrom("Version1.InitializeDatabaseObject", [&] {
     std::shared_ptr<host::DatabaseSession> session = components_.CreateDatabaseSession();
     configuration_->SetDatabase(session);
-    const runtime::Date since = runtime::MakeDate({.year = 1980, .month = 1, .day = 1});
-    session->Initialize(static_cast<int32_t>(runtime::DateDiffMinutes(since, runtime::Now())));
+    session->Initialize(host::SessionNumber());
     host::DatabaseSettings& settings = session->Settings();
     if (!parent_) throw runtime::Error(runtime::kObjectNotSet);
     std::shared_ptr<host::ApplicationDatabase> application = parent_->Database();

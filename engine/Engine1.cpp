@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "common/IntervalUnit.h"
+#include "common/TypeTables.h"
 #include "runtime/Clock.h"
 #include "runtime/Error.h"
 
@@ -167,10 +169,14 @@ void Engine1::PlanCollection(runtime::Date next) {
 }
 
 bool Engine1::UnitIsValid(const char* schedule, int32_t unit, const std::string& consequence) {
-  if (unit >= kFirstUnit && unit <= kLastUnit) return true;
+  if (common::IsIntervalUnit(unit)) return true;
+  std::string units;
+  for (int32_t code = common::kFirstIntervalUnit; code <= common::kLastIntervalUnit; ++code) {
+    units +=
+        (units.empty() ? "" : ", ") + std::to_string(code) + " (" + common::GetUnitName(code) + ")";
+  }
   LogError("Invalid Schedule",
-           std::string(schedule) + " unit " + std::to_string(unit) +
-               " is not one of 0 (Seconds), 1 (Minutes), 2 (Hours), 3 (Days)",
+           std::string(schedule) + " unit " + std::to_string(unit) + " is not one of " + units,
            consequence);
   return false;
 }

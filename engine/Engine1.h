@@ -128,9 +128,6 @@ class Engine1 {
   void ReplanAfterClockStep(const Moment& now);
 
   static constexpr std::chrono::seconds kFallback{60};
-  // Unit codes run from 0 (Seconds) to 3 (Days).
-  static constexpr int32_t kFirstUnit = 0;
-  static constexpr int32_t kLastUnit = 3;
 
   // The historian query (EngineQuery.cpp). Tag names are bound to the statement's "?"
   // markers, never written into it.

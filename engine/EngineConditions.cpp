@@ -1,3 +1,4 @@
+#include "common/Evaluation.h"
 #include "common/TagExpressions.h"
 #include "common/TypeTables.h"
 #include "engine/Engine1.h"
@@ -6,11 +7,6 @@
 #include "runtime/Variant.h"
 
 namespace engine {
-namespace {
-
-constexpr int32_t kIsNew = 0;
-
-}  // namespace
 
 bool Engine1::ProcessRecordSet(std::unique_ptr<host::Recordset> rs) {
   return Trapped("ProcessRecordSet", [&] {
@@ -54,7 +50,7 @@ bool Engine1::ResolveCondition() {
 
 // The kind of comparison follows from the resolved first value: a number, a date, or text.
 void Engine1::EvaluateCondition(config::ConditionItem& condition) {
-  if (condition.Evaluation() == kIsNew) {
+  if (condition.Evaluation() == common::kIsNew) {
     std::vector<std::string> tokens, tagNames, fields;
     if (!common::GetTagArrays(condition.Value1(), tokens, tagNames, fields)) return;
     const config::TagItems& tags = Configuration().TagItems();

@@ -2,6 +2,7 @@
 #include <cstdint>
 #include <string>
 
+#include "common/IntervalUnit.h"
 #include "engine/Engine1.h"
 #include "runtime/Clock.h"
 #include "runtime/Date.h"
@@ -35,7 +36,7 @@ void Engine1::RecordLateStart(const Moment& start) {
     const config::Configuration1& configuration = *configuration_;
     const int32_t unit = configuration.SubgroupUnit();
     const int32_t interval = configuration.SubgroupInterval();
-    if (unit < kFirstUnit || unit > kLastUnit) return;
+    if (!common::IsIntervalUnit(unit)) return;
     const Moment due =
         passedWhileCollecting_.value_or(Moment{status_.nextCollectionTime, nextDue_});
     host::HostDateMath& dateMath = components_.DateMath();
@@ -81,7 +82,7 @@ void Engine1::RecordCollectionEnd(const Moment& start) {
     const int32_t unit = retryPlanned_ ? configuration.RetryUnit() : configuration.SubgroupUnit();
     const int32_t interval =
         retryPlanned_ ? configuration.RetryInterval() : configuration.SubgroupInterval();
-    if (unit < kFirstUnit || unit > kLastUnit) return;
+    if (!common::IsIntervalUnit(unit)) return;
     host::HostDateMath& dateMath = components_.DateMath();
     const runtime::Date base = dateMath.SerialToDate(configuration.SyncTime());
     const runtime::Date first = dateMath.NextPeriodTime(base, start.wall, unit, interval);

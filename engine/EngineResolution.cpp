@@ -1,6 +1,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "common/DescriptorType.h"
 #include "common/TagExpressions.h"
 #include "engine/Engine1.h"
 #include "engine/ReferenceSubstitution.h"
@@ -20,13 +21,13 @@ bool Engine1::ResolveDescriptors() {
     const config::Configuration1& configuration = Configuration();
     for (int32_t i = 1; i <= configuration.DescriptorCount(); ++i) {
       const std::shared_ptr<config::DescriptorItem> descriptor = configuration.GetDescriptorItem(i);
+      // A code outside the table resolves nothing; the save then reports it unresolved.
       const int32_t type = descriptor->DescriptorType();
-      if (config::HasGroup(type)) {
+      if (!common::IsDescriptorType(type)) continue;
+      if (common::HasGroup(type)) {
         descriptor->SetResolvedGroup(kSample, ResolveItem(descriptor->Group()));
-        descriptor->SetResolvedItem(kSample, ResolveItem(descriptor->Item()));
-      } else if (type >= 1 && type <= 9) {
-        descriptor->SetResolvedItem(kSample, ResolveItem(descriptor->Item()));
       }
+      descriptor->SetResolvedItem(kSample, ResolveItem(descriptor->Item()));
     }
     DescriptorsRefreshed.Raise();
     return true;

@@ -2,6 +2,7 @@
 #include <limits>
 #include <optional>
 
+#include "common/DescriptorType.h"
 #include "common/TypeTables.h"
 #include "engine/Engine1.h"
 #include "runtime/Clock.h"
@@ -12,23 +13,19 @@ namespace engine {
 namespace {
 
 constexpr int32_t kSample = 1;
-constexpr int32_t kLot = 4;
-constexpr int32_t kSerialNumber = 6;
-constexpr int32_t kSize = 8;
-constexpr int32_t kTime = 9;
 
 // The subgroup's descriptor kind of the types that carry a group and a name.
 std::optional<host::DescriptorKind> KindOf(int32_t type) {
   switch (type) {
-    case 1:
+    case common::kPart:
       return host::DescriptorKind::Part;
-    case 2:
+    case common::kProcess:
       return host::DescriptorKind::Process;
-    case 3:
+    case common::kJob:
       return host::DescriptorKind::Job;
-    case 5:
+    case common::kShift:
       return host::DescriptorKind::Shift;
-    case 7:
+    case common::kUserDefined:
       return host::DescriptorKind::UserDefined;
     default:
       return std::nullopt;
@@ -92,7 +89,7 @@ bool Engine1::SaveSubgroup() {
 // An unresolved group names its template; an unresolved item is reported as "False", not
 // by its template, which is the text the log has always carried for it.
 std::string Engine1::InvalidDescriptor(const config::DescriptorItem& descriptor) const {
-  if (config::HasGroup(descriptor.DescriptorType()) && descriptor.ResolvedGroup(kSample).empty()) {
+  if (common::HasGroup(descriptor.DescriptorType()) && descriptor.ResolvedGroup(kSample).empty()) {
     return "Group: " + descriptor.Group();
   }
   if (descriptor.ResolvedItem(kSample).empty()) return "False";
@@ -123,18 +120,20 @@ void Engine1::StoreSubgroup() {
     if (const auto kind = KindOf(type)) {
       subgroup.SetGroup(*kind, descriptor.ResolvedGroup(kSample));
       subgroup.SetName(*kind, item);
-    } else if (type == kSerialNumber) {
+    } else if (type == common::kSerialNumber) {
       serialNumber = item;
-    } else if (type == kSize) {
+    } else if (type == common::kSize) {
       subgroup.SetSize(runtime::ToLong(item));
-    } else if (type == kTime) {
+    } else if (type == common::kTime) {
       subgroup.SetTime(runtime::ToDate(item));
     }
   }
   // Lots go last, wherever they stand in the configuration.
   for (int32_t i = 1; i <= configuration.DescriptorCount(); ++i) {
     const config::DescriptorItem& descriptor = *configuration.GetDescriptorItem(i);
-    if (descriptor.DescriptorType() == kLot) subgroup.SetLot(descriptor.ResolvedItem(kSample));
+    if (descriptor.DescriptorType() == common::kLot) {
+      subgroup.SetLot(descriptor.ResolvedItem(kSample));
+    }
   }
 
   {

@@ -1,8 +1,12 @@
-// What a driver module's DllGetClassObject hands out: the factory of one driver class.
+// What a driver module's DllGetClassObject hands out, the factory of one driver class, and
+// the signatures of the module's exports.
 #pragma once
 
 #include <memory>
+#include <string>
+#include <vector>
 
+#include "host/CheckFinding.h"
 #include "host/IDriver.h"
 
 namespace host {
@@ -21,5 +25,10 @@ using DllGetClassObjectFunction = ClassFactory* (*)(const char* className);
 using DllRegisterServerFunction = int (*)();
 using DllUnregisterServerFunction = int (*)();
 using DllCanUnloadNowFunction = bool (*)();
+// DllCheckConfiguration: the findings, in line order, of the module's own reading of `text`, a
+// configuration text as the host hands it to Load before encoding (lines joined by CR LF).
+// Tests the data link through `components`.
+using DllCheckConfigurationFunction = void (*)(Components& components, const std::string& text,
+                                               std::vector<CheckFinding>& findings);
 
 }  // namespace host

@@ -17,7 +17,7 @@ class DatabaseSettings {
 class DatabaseSession {
  public:
   virtual ~DatabaseSession() = default;
-  // Identifies this session to the database (whole minutes since 1980 by convention).
+  // Identifies this session to the database (by convention host::SessionNumber()).
   virtual void Initialize(int32_t sessionNumber) = 0;
   virtual DatabaseSettings& Settings() = 0;
   // Opens the database named by the settings; (1, 0) is how drivers open it.

@@ -1,4 +1,5 @@
-// Compares two values with an evaluation code: 1 "=", 2 ">", 3 ">=", 4 "<", 5 "<=", 6 "<>".
+// Compares two values with one of the comparing evaluation codes ("=" to "<>", of
+// common/Evaluation.h).
 #pragma once
 
 #include <cstdint>

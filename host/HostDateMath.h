@@ -13,8 +13,8 @@ class HostDateMath {
   virtual ~HostDateMath() = default;
   virtual runtime::Date SerialToDate(int32_t serial) const = 0;
   virtual int32_t DateToSerial(runtime::Date date) const = 0;
-  // The first point strictly after `now` of the grid base + k x interval x unit, with unit
-  // codes 0 seconds, 1 minutes, 2 hours, 3 days.
+  // The first point strictly after `now` of the grid base + k x interval x unit, with the
+  // interval unit codes of common/IntervalUnit.h.
   virtual runtime::Date NextPeriodTime(runtime::Date base, runtime::Date now, int32_t unit,
                                        int32_t interval) const = 0;
 };

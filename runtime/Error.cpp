@@ -25,7 +25,7 @@ std::string StandardDescription(int32_t number) {
       return "Object variable or With block variable not set";
     case kInvalidUseOfNull:
       return "Invalid use of Null";
-    case 457:
+    case kKeyAlreadyInCollection:
       return "This key is already associated with an element of this collection";
     default:
       return "Application-defined or object-defined error";

@@ -20,6 +20,13 @@ enum ErrorNumber : int32_t {
   kPathFileAccessError = 75,
   kObjectNotSet = 91,
   kInvalidUseOfNull = 94,
+  // A class the host cannot create: no factory, no windows to show it on.
+  kCannotCreateObject = 429,
+  kKeyAlreadyInCollection = 457,
+  // Data access: a recordset at its end, a field name it does not have, a closed connection.
+  kNoCurrentRecord = 3021,
+  kItemNotFound = 3265,
+  kConnectionClosed = 3709,
 };
 
 // The standard description of a standard error number; "Application-defined or

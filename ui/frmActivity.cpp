@@ -4,6 +4,7 @@
 #include <QTreeWidget>
 
 #include "common/ErrorDisplay.h"
+#include "common/Evaluation.h"
 #include "common/TypeTables.h"
 #include "runtime/Date.h"
 #include "runtime/Text.h"
@@ -201,7 +202,7 @@ void frmActivity::RefreshConditions() {
       // operator stands out: "(%TAG(A) = 12.5) > (0 = 0)".
       std::string text = "(" + condition.Value1() + " = " + ValueText(condition.ResolvedValue1()) +
                          ") " + common::GetEvaluationType(condition.Evaluation(), false);
-      if (condition.Evaluation() != 0) {
+      if (condition.Evaluation() != common::kIsNew) {
         text += " (" + condition.Value2() + " = " + ValueText(condition.ResolvedValue2()) + ")";
       }
       auto* row = new QTreeWidgetItem(&list, QStringList{QString::fromStdString(text)});

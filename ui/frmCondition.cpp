@@ -1,6 +1,7 @@
 #include "ui/frmCondition.h"
 
 #include "common/ErrorDisplay.h"
+#include "common/Evaluation.h"
 #include "common/TypeTables.h"
 #include "runtime/Error.h"
 #include "runtime/Text.h"
@@ -10,12 +11,6 @@
 #include "ui_frmCondition.h"
 
 namespace ui {
-namespace {
-
-constexpr int32_t kIsNew = 0;
-constexpr int32_t kLastEvaluation = 6;
-
-}  // namespace
 
 frmCondition::frmCondition(host::Components& components, QWidget* parent)
     : QDialog(parent), components_(components), ui_(std::make_unique<Ui::frmCondition>()) {
@@ -49,7 +44,7 @@ void frmCondition::Form_Load() {
     if (!item_) throw runtime::Error(runtime::kObjectNotSet);
     QComboBox& box = *ui_->cboEvaluation;
     box.clear();
-    for (int32_t code = kIsNew; code <= kLastEvaluation; ++code) {
+    for (int32_t code = common::kFirstEvaluation; code <= common::kLastEvaluation; ++code) {
       box.addItem(QString::fromStdString(common::GetEvaluationType(code, true)), code);
     }
     ui_->txtValue1->setText(QString::fromStdString(item_->Value1()));
@@ -67,7 +62,7 @@ int32_t frmCondition::SelectedEvaluation() const {
 
 void frmCondition::cboEvaluation_Click() {
   Guarded([&] {
-    const bool compared = SelectedEvaluation() != kIsNew;
+    const bool compared = SelectedEvaluation() != common::kIsNew;
     // The label too, so that its accelerator is off and shows it.
     ui_->lblValue2->setEnabled(compared);
     ui_->txtValue2->setEnabled(compared);
@@ -94,7 +89,7 @@ void frmCondition::OKButton_Click() {
     const int32_t evaluation = SelectedEvaluation();
     item_->SetValue1(ui_->txtValue1->text().toStdString());
     item_->SetEvaluation(evaluation);
-    item_->SetValue2(evaluation != kIsNew ? ui_->txtValue2->text().toStdString() : "");
+    item_->SetValue2(evaluation != common::kIsNew ? ui_->txtValue2->text().toStdString() : "");
     okPressed_ = true;
     accept();
   });

@@ -3,7 +3,10 @@
 #include <QDate>
 #include <QTime>
 
+#include "common/DataLinkState.h"
 #include "common/ErrorDisplay.h"
+#include "common/Evaluation.h"
+#include "common/IntervalUnit.h"
 #include "common/TypeTables.h"
 #include "runtime/Conversions.h"
 #include "runtime/Date.h"
@@ -20,10 +23,6 @@
 
 namespace ui {
 namespace {
-
-constexpr int32_t kConnectionReady = 6;
-constexpr int32_t kIsNew = 0;
-constexpr const char* kUnits[] = {"Seconds", "Minutes", "Hours", "Days"};
 
 void SelectByCode(QComboBox& box, int32_t code) {
   box.setCurrentIndex(box.findData(code));
@@ -43,7 +42,7 @@ int32_t IntervalOf(const QLineEdit& box) {
 
 QString ConditionText(const config::ConditionItem& item) {
   std::string text = item.Value1() + " " + common::GetEvaluationType(item.Evaluation(), false);
-  if (item.Evaluation() != kIsNew) text += " " + item.Value2();
+  if (item.Evaluation() != common::kIsNew) text += " " + item.Value2();
   return QString::fromStdString(text);
 }
 
@@ -132,8 +131,8 @@ void frmConfigure::Form_Load() {
 void frmConfigure::LoadUnits(QComboBox& box) {
   common::ShowingErrors(components_, "frmConfigure.LoadUnits", [&] {
     box.clear();
-    for (int32_t code = config::kSeconds; code <= config::kDays; ++code) {
-      box.addItem(kUnits[code], code);
+    for (int32_t code = common::kFirstIntervalUnit; code <= common::kLastIntervalUnit; ++code) {
+      box.addItem(QString::fromStdString(common::GetUnitName(code)), code);
     }
   });
 }
@@ -148,7 +147,7 @@ void frmConfigure::RefreshDataLinkControls() {
   ui_->txtConnection->setText(
       QString::fromStdString(common::GetDataLinkStatus(configuration_->DataLinkState())));
   QPalette colours = ui_->txtConnection->palette();
-  if (configuration_->DataLinkState() == kConnectionReady) {
+  if (configuration_->DataLinkState() == common::kConnectionReady) {
     // An earlier tooltip is left as it was.
     colours.setColor(QPalette::Base, palette().color(QPalette::Button));
   } else {

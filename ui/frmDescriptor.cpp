@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "common/DescriptorType.h"
 #include "common/ErrorDisplay.h"
 #include "common/TypeTables.h"
 #include "runtime/Error.h"
@@ -22,15 +23,15 @@ bool Blank(const QLineEdit& box) {
 // The selection dialog of the types with a database picker, by type code.
 std::optional<host::SelectionKind> PickerOf(int32_t type) {
   switch (type) {
-    case 1:
+    case common::kPart:
       return host::SelectionKind::Part;
-    case 2:
+    case common::kProcess:
       return host::SelectionKind::Process;
-    case 3:
+    case common::kJob:
       return host::SelectionKind::Job;
-    case 5:
+    case common::kShift:
       return host::SelectionKind::Shift;
-    case 7:
+    case common::kUserDefined:
       return host::SelectionKind::Descriptor;
     default:
       return std::nullopt;
@@ -82,7 +83,7 @@ void frmDescriptor::Form_Load() {
     const int32_t type = item_->DescriptorType();
     setWindowTitle("Descriptor Properties: " +
                    QString::fromStdString(common::GetDescriptorType(type)));
-    hasGroup_ = config::HasGroup(type);
+    hasGroup_ = !common::IsGroupless(type);
     for (QWidget* control :
          {static_cast<QWidget*>(ui_->lblGroup), static_cast<QWidget*>(ui_->txtGroup),
           static_cast<QWidget*>(ui_->bnGroup), static_cast<QWidget*>(ui_->bnSelect)}) {

@@ -1,17 +1,12 @@
 #include "ui/frmDescriptorType.h"
 
+#include "common/DescriptorType.h"
 #include "common/ErrorDisplay.h"
 #include "common/TypeTables.h"
 #include "ui/StrayAccelerators.h"
 #include "ui_frmDescriptorType.h"
 
 namespace ui {
-namespace {
-
-constexpr int32_t kUserDefined = 7;
-constexpr int32_t kLastType = 9;
-
-}  // namespace
 
 frmDescriptorType::frmDescriptorType(host::Components& components, QWidget* parent)
     : QDialog(parent), components_(components), ui_(std::make_unique<Ui::frmDescriptorType>()) {
@@ -36,8 +31,10 @@ void frmDescriptorType::Form_Load() {
   common::ShowingErrors(components_, "frmDescriptorType.Form_Load", [&] {
     QListWidget& list = *ui_->lstTypes;
     list.clear();
-    for (int32_t code = 1; code <= kLastType; ++code) {
-      if (code != kUserDefined && configuration_ && configuration_->GetDescriptorType(code)) {
+    for (int32_t code = common::kFirstDescriptorType; code <= common::kLastDescriptorType; ++code) {
+      // Every type but User-Defined is configured once at most.
+      if (code != common::kUserDefined && configuration_ &&
+          configuration_->GetDescriptorType(code)) {
         continue;
       }
       auto* row = new QListWidgetItem(QString::fromStdString(common::GetDescriptorType(code)));

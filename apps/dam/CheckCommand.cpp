@@ -3,25 +3,31 @@
 #include "apps/dam/Commands.h"
 #include "apps/dam/ConfigFile.h"
 #include "apps/dam/ConfigurationCheck.h"
+#include "apps/dam/DriverModule.h"
+#include "apps/shared/ExitCodes.h"
 #include "apps/shared/Failures.h"
 #include "apps/shared/TerminalText.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/ConnectionSecrets.h"
+#include "runtime/Error.h"
 
 namespace dam {
 
 int CheckCommand(const CheckOptions& options) {
   platform::PlatformComponents components;
+  const std::unique_ptr<DriverModule> module = LoadRegisteredModule(kDefaultDriverClass);
   bool unreadable = false, errors = false, warnings = false;
   for (const std::string& file : options.configs) {
-    std::vector<CheckFinding> findings;
+    std::vector<host::CheckFinding> findings;
     try {
-      findings = CheckConfiguration(components, ReadConfigurationFile(file, false));
+      findings = module->CheckConfiguration(components, ReadConfigurationFile(file, false));
     } catch (const apps::Failure& e) {
       findings = {{0, true, e.what()}};
       unreadable = true;
+    } catch (const runtime::Error& e) {
+      findings = {{0, true, e.Description()}};
     }
-    for (const CheckFinding& finding : findings) {
+    for (const host::CheckFinding& finding : findings) {
       std::cout << apps::Printable(platform::MaskConnectionSecrets(FormatFinding(file, finding)))
                 << '\n';
       (finding.error ? errors : warnings) = true;

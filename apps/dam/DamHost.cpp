@@ -5,8 +5,8 @@
 #include <fstream>
 #include <iostream>
 
+#include "host/SessionNumber.h"
 #include "platform/odbc/ConnectionSecrets.h"
-#include "runtime/Clock.h"
 
 namespace dam {
 namespace {
@@ -20,7 +20,7 @@ std::string SettingsPath(host::Components& components) {
 
 DamHost::DamHost(host::Components& components, const std::string& spcConnection)
     : session_(components.CreateDatabaseSession()) {
-  session_->Initialize(SessionNumber());
+  session_->Initialize(host::SessionNumber());
   session_->Settings().SetConnection(spcConnection);
   session_->Open(1, 0);
 }
@@ -57,11 +57,6 @@ void WarnIfSettingsShowPasswords(host::Components& components) {
       return;
     }
   }
-}
-
-int32_t SessionNumber() {
-  const runtime::Date since = runtime::MakeDate({.year = 1980, .month = 1, .day = 1});
-  return static_cast<int32_t>(runtime::DateDiffMinutes(since, runtime::Now()));
 }
 
 }  // namespace dam

@@ -40,7 +40,4 @@ std::string SpcConnection(host::Components& components, const std::string& flag)
 // its owner may read the file. Commands that read dam.ini call it once as they start.
 void WarnIfSettingsShowPasswords(host::Components& components);
 
-// Whole minutes since 1980-01-01, the number a new session identifies itself with.
-int32_t SessionNumber();
-
 }  // namespace dam

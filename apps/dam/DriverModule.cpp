@@ -10,8 +10,6 @@
 namespace dam {
 namespace {
 
-constexpr int32_t kCannotCreateObject = 429;
-
 // Loading a module runs its code as this user: no other user may be able to replace it.
 void RefuseReplaceableModule(const std::string& path) {
   const std::string why = platform::WhyOthersCouldChange(path);
@@ -39,6 +37,8 @@ DriverModule::DriverModule(const std::string& path) : path_(path) {
     unregisterServer_ =
         reinterpret_cast<host::DllUnregisterServerFunction>(Export("DllUnregisterServer"));
     canUnloadNow_ = reinterpret_cast<host::DllCanUnloadNowFunction>(Export("DllCanUnloadNow"));
+    checkConfiguration_ =
+        reinterpret_cast<host::DllCheckConfigurationFunction>(Export("DllCheckConfiguration"));
   } catch (...) {
     dlclose(handle_);
     throw;
@@ -53,16 +53,24 @@ DriverModule::~DriverModule() {
 void* DriverModule::Export(const char* name) const {
   void* symbol = dlsym(handle_, name);
   if (symbol == nullptr) {
-    throw runtime::Error(kCannotCreateObject,
+    throw runtime::Error(runtime::kCannotCreateObject,
                          path_ + " is not a driver module: it does not export " + name);
   }
   return symbol;
 }
 
+std::vector<host::CheckFinding> DriverModule::CheckConfiguration(host::Components& components,
+                                                                 const std::string& text) const {
+  std::vector<host::CheckFinding> findings;
+  checkConfiguration_(components, text, findings);
+  return findings;
+}
+
 host::ClassFactory& DriverModule::ClassObject(const std::string& className) const {
   host::ClassFactory* factory = getClassObject_(className.c_str());
   if (factory == nullptr) {
-    throw runtime::Error(kCannotCreateObject, "The module " + path_ + " has no class " + className);
+    throw runtime::Error(runtime::kCannotCreateObject,
+                         "The module " + path_ + " has no class " + className);
   }
   return *factory;
 }
@@ -76,7 +84,7 @@ std::unique_ptr<DriverModule> LoadRegisteredModule(const std::string& className)
   }
   const std::string folder = InstalledModuleFolder();
   throw runtime::Error(
-      kCannotCreateObject,
+      runtime::kCannotCreateObject,
       "No driver module is registered for " + className + " in " + host::DriverRegistryPath() +
           (folder.empty() ? "" : " nor installed in " + folder) + " (run: dam register MODULE)");
 }

@@ -1,8 +1,9 @@
-// A driver module loaded into the host: the shared library and its four exports.
+// A driver module loaded into the host: the shared library and its exports.
 #pragma once
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "host/ClassFactory.h"
 
@@ -24,6 +25,9 @@ class DriverModule {
   int RegisterServer() const { return registerServer_(); }
   int UnregisterServer() const { return unregisterServer_(); }
   bool CanUnloadNow() const { return canUnloadNow_(); }
+  // What the module's own reader would ignore, misread or stop at in `text`.
+  std::vector<host::CheckFinding> CheckConfiguration(host::Components& components,
+                                                     const std::string& text) const;
 
  private:
   void* Export(const char* name) const;
@@ -34,6 +38,7 @@ class DriverModule {
   host::DllRegisterServerFunction registerServer_ = nullptr;
   host::DllUnregisterServerFunction unregisterServer_ = nullptr;
   host::DllCanUnloadNowFunction canUnloadNow_ = nullptr;
+  host::DllCheckConfigurationFunction checkConfiguration_ = nullptr;
 };
 
 // The module registered for `className`, else the one installed with dam for it

@@ -35,10 +35,11 @@ int Fail(const std::string& message) {
 }
 
 // Prints what the check finds on stderr; true when it found errors.
-bool HasErrors(host::Components& components, const std::string& file, const std::string& text) {
+bool HasErrors(host::Components& components, const RunOptions& options, const std::string& text) {
   bool errors = false;
-  for (const CheckFinding& finding : CheckConfiguration(components, text)) {
-    std::cerr << apps::Printable(platform::MaskConnectionSecrets(FormatFinding(file, finding)))
+  for (const auto& finding : CheckConfiguration(components, text, options.driverClass)) {
+    std::cerr << apps::Printable(
+                     platform::MaskConnectionSecrets(FormatFinding(options.config, finding)))
               << '\n';
     errors = errors || finding.error;
   }
@@ -67,7 +68,7 @@ int RunCommand(const RunOptions& runOptions) {
   WarnIfSettingsShowPasswords(components);
 
   const std::string text = ReadConfigurationFile(options->config, false);
-  if (HasErrors(components, options->config, text) && !options->force) {
+  if (HasErrors(components, *options, text) && !options->force) {
     throw apps::Failure(apps::kExitInvalidConfiguration,
                         "the configuration " + options->config +
                             " has errors (above); fix them, or run it as it reads with --force");

@@ -23,6 +23,7 @@
 #include "apps/dam/MainWindow.h"
 #include "common/SpcNames.h"
 #include "config/Configuration1.h"
+#include "host/SessionNumber.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/components/SpcSelectionDialog.h"
 #include "ui/SelectTag.h"
@@ -123,7 +124,7 @@ void SaveSetupDialogs(platform::PlatformComponents& components, const std::strin
   }
 
   std::shared_ptr<host::DatabaseSession> session = components.CreateDatabaseSession();
-  session->Initialize(SessionNumber());
+  session->Initialize(host::SessionNumber());
   session->Settings().SetConnection(SpcConnection(components, ""));
   session->Open(1, 0);
   // Started from a test looked up by name, as the characteristic dialog starts it.

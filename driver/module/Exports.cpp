@@ -1,11 +1,13 @@
-// The module's four exports. The class factory creates Version1; registration writes the
-// module's own path into the host's driver registry.
+// The module's exports: the four of a component server, and the check of configuration
+// texts by this module's own reader. The class factory creates Version1; registration writes
+// the module's own path into the host's driver registry.
 #include <dlfcn.h>
 
 #include <cstring>
 #include <filesystem>
 #include <iostream>
 
+#include "config/ConfigurationCheck.h"
 #include "driver/ObjectCount.h"
 #include "driver/Version1.h"
 #include "host/ClassFactory.h"
@@ -64,5 +66,10 @@ int DllUnregisterServer() {
 
 bool DllCanUnloadNow() {
   return driver::ObjectCount::None();
+}
+
+void DllCheckConfiguration(host::Components& components, const std::string& text,
+                           std::vector<host::CheckFinding>& findings) {
+  findings = config::CheckConfiguration(components, text);
 }
 }

@@ -162,13 +162,15 @@ std::unique_ptr<host::HostSubgroup> PlatformComponents::CreateSubgroup() {
 std::unique_ptr<host::SelectionDialog> PlatformComponents::CreateSelectionDialog(
     host::SelectionKind kind) {
   if (!WindowsAreUp()) {
-    throw runtime::Error(429, "The selection dialogs of the SPC database need windows");
+    throw runtime::Error(runtime::kCannotCreateObject,
+                         "The selection dialogs of the SPC database need windows");
   }
   return std::make_unique<SpcSelectionDialog>(kind, QApplication::activeWindow());
 }
 
 std::unique_ptr<host::DataLinkDialog> PlatformComponents::CreateDataLinkDialog() {
-  if (!WindowsAreUp()) throw runtime::Error(429, "The data link dialog needs windows");
+  if (!WindowsAreUp())
+    throw runtime::Error(runtime::kCannotCreateObject, "The data link dialog needs windows");
   return std::make_unique<OdbcDataLinkDialog>(QApplication::activeWindow());
 }
 

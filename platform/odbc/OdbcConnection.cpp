@@ -11,8 +11,6 @@
 namespace platform {
 namespace {
 
-constexpr int32_t kConnectionClosed = 3709;
-
 std::unique_ptr<host::Recordset> Run(const std::shared_ptr<OdbcSession>& session,
                                      const std::string& sql,
                                      const std::vector<runtime::Variant>& parameters) {
@@ -92,7 +90,7 @@ std::string OdbcConnection::DbmsName() const {
 
 const std::shared_ptr<OdbcSession>& OdbcConnection::Session() const {
   if (!session_) {
-    throw runtime::Error(kConnectionClosed,
+    throw runtime::Error(runtime::kConnectionClosed,
                          "The connection cannot be used to perform this operation. It is "
                          "either closed or invalid in this context.",
                          "OdbcConnection");

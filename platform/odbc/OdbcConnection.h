@@ -53,7 +53,7 @@ class OdbcConnection : public host::Connection {
   std::string DbmsName() const override;
 
  private:
-  // The open session; error 3709 when the connection is closed.
+  // The open session; runtime::kConnectionClosed when the connection is closed.
   const std::shared_ptr<OdbcSession>& Session() const;
 
   OdbcPolicy policy_;

@@ -10,12 +10,10 @@
 namespace platform {
 namespace {
 
-constexpr int32_t kNoCurrentRecord = 3021;
-constexpr int32_t kItemNotFound = 3265;
 constexpr size_t kLongestName = std::numeric_limits<SQLSMALLINT>::max();
 
 runtime::Error NoCurrentRecord(const char* location) {
-  return runtime::Error(kNoCurrentRecord,
+  return runtime::Error(runtime::kNoCurrentRecord,
                         "Either BOF or EOF is True, or the current record has been deleted. "
                         "Requested operation requires a current record.",
                         location);
@@ -72,7 +70,7 @@ void OdbcRecordset::MoveNext() {
 runtime::Variant OdbcRecordset::Field(std::string_view name) const {
   auto found = columns_.find(name);
   if (found == columns_.end()) {
-    throw runtime::Error(kItemNotFound,
+    throw runtime::Error(runtime::kItemNotFound,
                          "Item cannot be found in the collection corresponding to the requested "
                          "name or ordinal.",
                          "OdbcRecordset.Field");

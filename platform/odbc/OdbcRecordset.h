@@ -28,9 +28,9 @@ class OdbcRecordset : public host::Recordset {
   OdbcRecordset& operator=(const OdbcRecordset&) = delete;
 
   bool Eof() const override { return eof_; }
-  // At the end, error 3021 (no current record).
+  // At the end, runtime::kNoCurrentRecord.
   void MoveNext() override;
-  // An unknown name is error 3265; at the end, error 3021.
+  // An unknown name is runtime::kItemNotFound; at the end, runtime::kNoCurrentRecord.
   runtime::Variant Field(std::string_view name) const override;
 
  private:

@@ -11,8 +11,7 @@ namespace platform {
 inline constexpr int32_t kSpcUnknownName = -2147220991;
 // A schema the program cannot use: newer than it knows, or not an SPC database.
 inline constexpr int32_t kSpcSchemaMismatch = -2147220990;
-// A session used before Open, or without a connection setting (as ADO's closed
-// connection).
-inline constexpr int32_t kSpcSessionClosed = 3709;
+// A session used before Open, or without a connection setting, fails as a closed connection
+// does: runtime::kConnectionClosed.
 
 }  // namespace platform

@@ -10,8 +10,6 @@
 namespace platform {
 namespace {
 
-constexpr int32_t kItemNotFound = 3265;
-
 bool Selected(int32_t selector) {
   if (selector != 0 && selector != 1) {
     throw runtime::Error(
@@ -103,7 +101,7 @@ runtime::Variant SpcRecord::Field(std::string_view name) const {
   if (runtime::EqualsNoCase(name, "Id")) return loadedId_;
   if (table.groupField && runtime::EqualsNoCase(name, table.groupField)) return loadedGroupId_;
   throw runtime::Error(
-      kItemNotFound,
+      runtime::kItemNotFound,
       "The " + std::string(table.label) + " record has no field \"" + std::string(name) + "\"",
       "SpcRecord.Field");
 }

@@ -37,7 +37,7 @@ class SpcRecord : public host::HostRecord {
   int32_t Id() const override { return loadedId_; }
   std::string Name() const override { return loadedName_; }
   // "Name", "Id", and the group identifier field of the kind ("Ptgp" for parts),
-  // without regard to case; any other name is error 3265.
+  // without regard to case; any other name is runtime::kItemNotFound.
   runtime::Variant Field(std::string_view name) const override;
 
  private:

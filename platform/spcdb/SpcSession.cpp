@@ -1,6 +1,5 @@
 #include "platform/spcdb/SpcSession.h"
 
-#include "platform/spcdb/SpcErrors.h"
 #include "platform/spcdb/SpcUnavailable.h"
 #include "runtime/Error.h"
 
@@ -72,7 +71,8 @@ bool SpcSession::DropIfBroken() {
 
 SpcLink& SpcSession::Link() {
   if (!opened_) {
-    throw runtime::Error(kSpcSessionClosed, "The SPC database session is not open", "SpcSession");
+    throw runtime::Error(runtime::kConnectionClosed, "The SPC database session is not open",
+                         "SpcSession");
   }
   if (link_) {
     if (link_->StillAtItsPath()) return *link_;
@@ -81,7 +81,7 @@ SpcLink& SpcSession::Link() {
   }
   std::string connection = settings_.Connection();
   if (connection.empty()) {
-    throw runtime::Error(kSpcSessionClosed,
+    throw runtime::Error(runtime::kConnectionClosed,
                          "No SPC database is set: the session's connection setting is empty",
                          "SpcSession");
   }

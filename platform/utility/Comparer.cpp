@@ -2,6 +2,8 @@
 
 #include <compare>
 
+#include "common/Evaluation.h"
+
 namespace platform {
 namespace {
 
@@ -35,17 +37,17 @@ bool Comparer::CompareValues(const runtime::Variant& value1, int32_t evaluation,
     order = runtime::ToText(value1).compare(runtime::ToText(value2)) <=> 0;
   }
   switch (evaluation) {
-    case 1:
+    case common::kEqual:
       return order == 0;
-    case 2:
+    case common::kGreater:
       return order > 0;
-    case 3:
+    case common::kGreaterOrEqual:
       return order >= 0;
-    case 4:
+    case common::kLess:
       return order < 0;
-    case 5:
+    case common::kLessOrEqual:
       return order <= 0;
-    case 6:
+    case common::kNotEqual:
       return order != 0;
     default:
       return false;

@@ -1,6 +1,6 @@
 // host::HostComparer: two numbers (Long, Double or Date serials) compare by value; any
 // other pair compares as text, byte by byte and case-sensitively ("abc" < "abd" < "b",
-// "B" < "a"). Codes 1 "=", 2 ">", 3 ">=", 4 "<", 5 "<=", 6 "<>"; any other code is false.
+// "B" < "a"). Any code but the comparing evaluations (common::kEqual to kNotEqual) is false.
 // Null has no text: comparing it is error 94.
 #pragma once
 

@@ -2,14 +2,18 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 
+#include "common/IntervalUnit.h"
 #include "runtime/Error.h"
 
 namespace platform {
 namespace {
 
 constexpr int64_t kSecondsPerDay = 86400;
+// By interval unit code.
 constexpr int64_t kUnitSeconds[] = {1, 60, 3600, kSecondsPerDay};
+static_assert(std::size(kUnitSeconds) == common::kLastIntervalUnit + 1u);
 
 int64_t FloorDiv(int64_t a, int64_t b) {
   return a / b - ((a % b != 0) && ((a < 0) != (b < 0)));
@@ -39,7 +43,7 @@ int32_t DateMath::DateToSerial(runtime::Date date) const {
 
 runtime::Date DateMath::NextPeriodTime(runtime::Date base, runtime::Date now, int32_t unit,
                                        int32_t interval) const {
-  if (unit < 0 || unit > 3) throw runtime::Error(runtime::kInvalidProcedureCall);
+  if (!common::IsIntervalUnit(unit)) throw runtime::Error(runtime::kInvalidProcedureCall);
   const int64_t step = kUnitSeconds[unit] * std::max<int64_t>(std::llabs(interval), 1);
   const int64_t first = SecondsOf(base);
   // With whole-second grid points, k x step lies strictly after now exactly when it lies

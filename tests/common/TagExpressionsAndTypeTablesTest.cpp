@@ -29,6 +29,8 @@ TEST(GetTagArrays, FindsReferencesByTheRules) {
     Strings tokens{"old"}, names{"old"}, fields{"old"};
     EXPECT_TRUE(common::GetTagArrays(c.text, tokens, names, fields)) << c.text;
     EXPECT_EQ(std::tuple(tokens, names, fields), std::tuple(c.tokens, c.names, c.fields)) << c.text;
+    // Only the first text leaves a marker open.
+    EXPECT_EQ(common::HasUnbalancedMarker(c.text), &c == &cases[0]) << c.text;
   }
   // The marker is case-sensitive and needs its balancing parenthesis; without a reference
   // the outputs stay as they were.
@@ -37,6 +39,7 @@ TEST(GetTagArrays, FindsReferencesByTheRules) {
     Strings tokens = keep, names = keep, fields = keep;
     EXPECT_FALSE(common::GetTagArrays(text, tokens, names, fields)) << text;
     EXPECT_EQ(std::tuple(tokens, names, fields), std::tuple(keep, keep, keep)) << text;
+    EXPECT_EQ(common::HasUnbalancedMarker(text), std::string(text) == "%TAG(Value, A") << text;
   }
 }
 
@@ -53,7 +56,9 @@ TEST(TypeTables, KnownCodesAndFallbacks) {
       {common::GetDataLinkStatus(0), "No Connection"},
       {common::GetDataLinkStatus(5), "Unable to access Field in Table: ihRawData"},
       {common::GetDataLinkStatus(6), "Connection Ready"},
-      {common::GetDataLinkStatus(-1) + common::GetDataLinkStatus(7), ""}};
+      {common::GetDataLinkStatus(-1) + common::GetDataLinkStatus(7), ""},
+      {common::GetUnitName(0) + common::GetUnitName(3), "SecondsDays"},
+      {common::GetUnitName(-1) + common::GetUnitName(4), ""}};
   for (const auto& [text, expected] : cases) EXPECT_EQ(text, expected);
 }
 

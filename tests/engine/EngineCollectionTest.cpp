@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/IntervalUnit.h"
 #include "platform/odbc/OdbcConnection.h"
 #include "runtime/Text.h"
 #include "runtime/Variant.h"
@@ -331,7 +332,7 @@ TEST_F(HistorianTest, ARestartedHistorianCostsNoCollection) {
   SetValue("A", "1.5", "2024-05-01 10:00:00");
   Load({"TEST=G\tI\t%TAG(A)\t"});
   configuration->SetSubgroupInterval(1);
-  configuration->SetSubgroupUnit(config::kSeconds);
+  configuration->SetSubgroupUnit(common::kSeconds);
   Start();
   for (int cycle = 1; cycle <= 6; ++cycle) {
     if (cycle == 4) {

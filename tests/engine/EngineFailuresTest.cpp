@@ -81,6 +81,8 @@ TEST_F(EngineTest, EveryUnresolvedFieldIsNamedByItsTemplateAndSaveFailuresAreSav
       {{"DESCRIPTOR=1\tParts\tP-100", "DESCRIPTOR=7\t%TAG(E)\tOperator"},
        {"Invalid Descriptor|Unable to resolve User-Defined|Group: %TAG(E)"}},
       {{"DESCRIPTOR=1\tParts\t%TAG(E)"}, {"Invalid Descriptor|Unable to resolve Part|False"}},
+      // A code outside the table resolves nothing, so its item stays unresolved.
+      {{"DESCRIPTOR=10\tParts\t%TAG(N)"}, {"Invalid Descriptor|Unable to resolve |False"}},
       {{"TEST=%TAG(E)\tI\t1\t"}, {characteristic + "Group: %TAG(E)"}},
       {{"TEST=G\t%TAG(E)\t1\t"}, {characteristic + "Item: %TAG(E)"}},
       {{"TEST=G\tI\t%TAG(E)\t"}, {characteristic + "Value: %TAG(E)"}},

@@ -98,11 +98,11 @@ TEST(SpcSessionTest, SessionWithoutDatabaseFailsClearly) {
   platform::SpcSession unopened;
   unopened.Settings().SetConnection("Driver=SQLite3;Database=/tmp/never-opened.db");
   EXPECT_EQ(ErrorFrom([&] { platform::ReadSubgroups(unopened, 1); }).Number(),
-            platform::kSpcSessionClosed);
+            runtime::kConnectionClosed);
 
   platform::SpcSession unset;
   runtime::Error error = ErrorFrom([&] { unset.Open(1, 0); });
-  EXPECT_EQ(error.Number(), platform::kSpcSessionClosed);
+  EXPECT_EQ(error.Number(), runtime::kConnectionClosed);
   EXPECT_EQ(error.Description(),
             "No SPC database is set: the session's connection setting is empty");
 }
