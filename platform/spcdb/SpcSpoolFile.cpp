@@ -63,8 +63,12 @@ SpcSpoolFile::SpcSpoolFile(const std::string& path) {
   // Takes effect only in a new file, before its first table.
   connection_.Execute("PRAGMA auto_vacuum=INCREMENTAL");
   // Spools of earlier versions are in WAL mode, whose log cannot be reused on a full disk
-  // until a checkpoint has grown the file; they change over once no one else has them open.
-  connection_.Execute("PRAGMA journal_mode=PERSIST");
+  // until a checkpoint has grown the file. They change over when opened while no one else
+  // has them open (the change is refused otherwise) and work on as they are until then.
+  try {
+    connection_.Execute("PRAGMA journal_mode=PERSIST");
+  } catch (const runtime::Error&) {
+  }
   connection_.Execute("PRAGMA synchronous=FULL");
   connection_.Execute("PRAGMA foreign_keys=ON");
   for (const char* table : kTables) connection_.Execute(table);
