@@ -96,7 +96,12 @@ void SpcSpoolFile::CopyTo(const std::string& path) {
     throw runtime::Error(runtime::kPathFileAccessError, "Cannot create " + path, "SpcSpoolFile");
   }
   close(created);
-  connection_.Execute("VACUUM INTO ?", Parameters{path});
+  try {
+    connection_.Execute("VACUUM INTO ?", Parameters{path});
+  } catch (...) {
+    unlink(path.c_str());
+    throw;
+  }
 }
 
 template <typename Body>

@@ -46,7 +46,8 @@ class SpcSpoolFile {
 
   // False once the file was deleted or replaced at its path (see SpcFile).
   bool StillAtItsPath() const { return !file_ || file_->StillAtItsPath(); }
-  // Writes everything the file holds into a new file at `path`, which must not exist.
+  // Writes everything the file holds into a new file at `path`, which must not exist;
+  // nothing is left there on failure.
   void CopyTo(const std::string& path);
 
   void Append(const SpcSubgroupData& subgroup, const std::string& key);
