@@ -292,8 +292,9 @@ TEST_F(SpoolOnLockedFile, ASpoolOnAFullDiskForwardsWhatItHolds) {
   struct SmallDisk {
     testsupport::TempFolder folder;
     bool mounted = mount("tmpfs", folder.Path().c_str(), "tmpfs", 0, "size=1m,mode=0700") == 0;
+    // Detached at once: the connection pool may hold the spool open a while longer.
     ~SmallDisk() {
-      if (mounted) umount(folder.Path().c_str());
+      if (mounted) umount2(folder.Path().c_str(), MNT_DETACH);
     }
   } small;
   if (!small.mounted) GTEST_SKIP() << "cannot mount a small file system here (needs root)";
