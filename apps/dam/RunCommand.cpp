@@ -134,15 +134,17 @@ int RunCommand(const RunOptions& runOptions) {
     std::string line;
     try {
       saved = status.SavedSubgroups();
+      const int64_t spooled = components.Spool().Depth();
+      const int64_t lost = components.Spool().Lost();
       if (events) {
-        events->Write(RunStatus::StateName(driver->State()), saved, components.Spool().Depth(),
+        events->Write(RunStatus::StateName(driver->State()), saved, spooled, lost,
                       status.NewErrors());
       }
       const std::string error = status.LastError();
-      const int64_t spooled = components.Spool().Depth();
       line = apps::Printable(
           RunStatus::StateName(driver->State()) + " | saved " + std::to_string(saved) +
-          (spooled > 0 ? " | spooled " + std::to_string(spooled) : "") + " | next " +
+          (spooled > 0 ? " | spooled " + std::to_string(spooled) : "") +
+          (lost > 0 ? " | lost " + std::to_string(lost) : "") + " | next " +
           status.NextCollection() + " | last error " + (error.empty() ? "none" : error));
     } catch (...) {
       const std::string reason = runtime::ToError(std::current_exception()).NumberAndDescription();
@@ -191,7 +193,10 @@ int RunCommand(const RunOptions& runOptions) {
   driver->Unload();
   driver.reset();
   stop.Stopped();
-  if (events) events->Write("stopped", status.SavedSubgroups(), components.Spool().Depth(), {});
+  if (events) {
+    events->Write("stopped", status.SavedSubgroups(), components.Spool().Depth(),
+                  components.Spool().Lost(), {});
+  }
   if (terminal && !events) std::cout << '\n';
   said << "stopped after " << status.SavedSubgroups() << " subgroup(s)" << std::endl;
   return outputClosed ? apps::kExitOutputClosed : stop.ExitStatus();

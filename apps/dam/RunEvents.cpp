@@ -16,16 +16,17 @@ QJsonObject Event(const char* kind) {
 
 }  // namespace
 
-void RunEvents::Write(const std::string& state, int32_t saved, int64_t spooled,
+void RunEvents::Write(const std::string& state, int32_t saved, int64_t spooled, int64_t lost,
                       const std::vector<std::string>& errors) {
   for (const std::string& error : errors) Error(error);
-  const Status status{state, saved, spooled};
+  const Status status{state, saved, spooled, lost};
   if (status == last_) return;
   last_ = status;
   QJsonObject event = Event("status");
   event.insert("state", QString::fromStdString(state));
   event.insert("saved", saved);
   event.insert("spooled", static_cast<qint64>(spooled));
+  event.insert("lost", static_cast<qint64>(lost));
   out_ << JsonLine(event) << std::flush;
 }
 

@@ -1,6 +1,6 @@
 // `dam run --ndjson`: instead of the status line, one JSON object per line for tools
 // that follow a run. Each carries "schema" (kJsonSchema), "event" and "time" (IsoTime):
-//   {"event":"status","state":"running","saved":3,"spooled":0,...}  when one of them changed
+//   {"event":"status","state":"running","saved":3,"spooled":0,"lost":0,...}  when one changed
 //   {"event":"error","message":"Unable to Access Database: ...",...}  for each error
 #pragma once
 
@@ -19,7 +19,7 @@ class RunEvents {
 
   // After each look at the driver: an error event per error in `errors`, then a status
   // event when the state or a count differs from the last one written.
-  void Write(const std::string& state, int32_t saved, int64_t spooled,
+  void Write(const std::string& state, int32_t saved, int64_t spooled, int64_t lost,
              const std::vector<std::string>& errors);
   void Error(const std::string& message);
 
@@ -28,6 +28,7 @@ class RunEvents {
     std::string state;
     int32_t saved;
     int64_t spooled;
+    int64_t lost;
     friend bool operator==(const Status&, const Status&) = default;
   };
 

@@ -16,7 +16,10 @@ SpcDialect SpcDialect::For(OdbcConnection& connection) {
 }
 
 void SpcDialect::Configure(OdbcConnection& connection) const {
-  if (!sqlite_) return;
+  if (!sqlite_) {
+    connection.Execute("SET lock_timeout = " + std::to_string(kSpcLockWaitSeconds * 1000));
+    return;
+  }
   // Writers queue through the connection's lock waits, bounded by its query timeout (a
   // busy_timeout here would replace them); WAL lets readers go on while one session writes.
   connection.Execute("PRAGMA journal_mode=WAL");

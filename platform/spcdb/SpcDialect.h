@@ -3,11 +3,17 @@
 // transaction starts.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "platform/odbc/OdbcConnection.h"
 
 namespace platform {
+
+// Seconds a statement on the SPC database waits for a lock, well within the query timeout:
+// a save that finds the tables locked goes to the spool in time for the collection to keep
+// its grid, and the spool's forwarder waits for the lock instead.
+inline constexpr int32_t kSpcLockWaitSeconds = 2;
 
 class SpcDialect {
  public:
@@ -16,7 +22,8 @@ class SpcDialect {
 
   bool IsSqlite() const { return sqlite_; }
 
-  // Run once on every new connection before anything else.
+  // Run once on every new connection before anything else. Bounds PostgreSQL's lock
+  // waits by kSpcLockWaitSeconds (SQLite's are bounded by the connection's query timeout).
   void Configure(OdbcConnection& connection) const;
 
   // The column definition of a table's generated identifier.

@@ -8,10 +8,19 @@ namespace platform {
 namespace {
 
 SpcDialect Connect(OdbcConnection& connection, std::optional<SpcFile>& file,
-                   const std::string& connectionString) {
+                   const std::string& connectionString, OdbcPolicy policy) {
   connection.Open(connectionString, "", "");
   SpcDialect dialect = SpcDialect::For(connection);
-  if (dialect.IsSqlite()) file = SpcFile::Opened(connection);
+  if (dialect.IsSqlite()) {
+    // On SQLite the query timeout bounds the lock waits and nothing else (see
+    // OdbcSession): connected again under the shorter bound.
+    if (policy.queryTimeout == 0 || policy.queryTimeout > kSpcLockWaitSeconds) {
+      policy.queryTimeout = kSpcLockWaitSeconds;
+      connection = OdbcConnection(policy);
+      connection.Open(connectionString, "", "");
+    }
+    file = SpcFile::Opened(connection);
+  }
   dialect.Configure(connection);
   UpgradeSchema(connection, dialect);
   return dialect;
@@ -28,7 +37,7 @@ OdbcPolicy Unpooled(OdbcPolicy policy) {
 
 SpcLink::SpcLink(const std::string& connectionString, const OdbcPolicy& policy)
     : connection_(Unpooled(policy)),
-      dialect_(Connect(connection_, file_, connectionString)),
+      dialect_(Connect(connection_, file_, connectionString, Unpooled(policy))),
       catalog_(connection_) {}
 
 void SpcLink::SettleMovedFile() {

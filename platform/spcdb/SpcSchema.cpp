@@ -3,6 +3,7 @@
 #include <iterator>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -153,9 +154,22 @@ void Upgrade(OdbcConnection& connection, const SpcDialect& dialect) {
   }
 }
 
+// The version the tables have; nothing when there is no version to read (no tables yet,
+// or an SPC database this role cannot read, which the upgrade then reports).
+std::optional<int32_t> CurrentVersion(OdbcConnection& connection) {
+  try {
+    auto rows = connection.Execute("SELECT version FROM schema_version");
+    if (!rows->Eof()) return runtime::ToLong(rows->Field("version"));
+  } catch (const runtime::Error&) {
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 void UpgradeSchema(OdbcConnection& connection, const SpcDialect& dialect) {
+  // Without the transaction and its DDL: a role that may only read and write runs too.
+  if (CurrentVersion(connection) == kSpcSchemaVersion) return;
   dialect.Begin(connection);
   try {
     Upgrade(connection, dialect);

@@ -14,7 +14,8 @@ namespace platform {
 inline constexpr int32_t kSpcSchemaVersion = 4;
 
 // Brings the database to kSpcSchemaVersion in one transaction, serialised against other
-// sessions doing the same. A database of a newer version is an error and stays as it is.
+// sessions doing the same; a database at that version already is only read. A database of
+// a newer version is an error and stays as it is.
 void UpgradeSchema(OdbcConnection& connection, const SpcDialect& dialect);
 
 }  // namespace platform

@@ -11,12 +11,16 @@
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcUnavailable.h"
 #include "platform/spcdb/SpcWriter.h"
+#include "runtime/Clock.h"
 #include "runtime/Date.h"
 
 namespace platform {
 namespace {
 
 constexpr std::chrono::seconds kLongestBackoff{60};
+// The SQLite result codes of a file that is no database, or a damaged one.
+constexpr int32_t kSqliteCorrupt = 11;
+constexpr int32_t kSqliteNotADatabase = 26;
 
 // Distinguishes this run of the host from earlier ones in the keys it makes.
 std::string RunId() {
@@ -27,29 +31,70 @@ std::string RunId() {
   return id.str();
 }
 
-uintmax_t SizeOf(const std::string& path) {
-  std::error_code error;
-  const uintmax_t size = std::filesystem::file_size(path, error);
-  return error ? 0 : size;
-}
-
 std::string Said(const runtime::Error& error) {
   return MaskConnectionSecrets(error.NumberAndDescription());
 }
 
+// `path` + "." + `what` + "-" + the local time, "spool.db.corrupt-2026-11-23T06-00-00",
+// numbered when that is taken.
+std::string AsidePath(const std::string& path, const std::string& what) {
+  const runtime::Date now = runtime::Now();
+  std::string time = runtime::FormatShortDate(now) + "T" + runtime::FormatLongTime(now);
+  std::replace(time.begin(), time.end(), ':', '-');
+  const std::string base = path + "." + what + "-" + time;
+  std::string aside = base;
+  for (int n = 2; std::filesystem::exists(aside); ++n) aside = base + "." + std::to_string(n);
+  return aside;
+}
+
 }  // namespace
 
-SpcSpool::SpcSpool(std::string path, std::string hostId, int64_t maxBytes, LogLine log)
+std::chrono::nanoseconds SpcSpool::SteadyClock() {
+  return std::chrono::steady_clock::now().time_since_epoch();
+}
+
+SpcSpool::SpcSpool(std::string path, std::string hostId, int64_t maxBytes, LogLine log,
+                   SteadyTime now)
     : path_(std::move(path)),
       hostId_(std::move(hostId)),
       maxBytes_(maxBytes),
       log_(std::move(log)),
+      now_(std::move(now)),
       run_(RunId()) {
-  if (std::filesystem::exists(path_)) {
+  if (!std::filesystem::exists(path_)) return;
+  try {
     Refresh();
-    // Left by an earlier run: its "unavailable" line is in the log already.
-    spooling_ = waiting_ > 0;
+  } catch (const runtime::Error& error) {
+    if (error.Number() != kSqliteNotADatabase && error.Number() != kSqliteCorrupt) {
+      throw runtime::Error(error.Number(),
+                           "The local spool " + path_ + " cannot be opened: " + error.Description(),
+                           "SpcSpool", error.SqlState());
+    }
+    MoveAside(error);
+    return;
   }
+  Sweep();
+  // Left by an earlier run: its "unavailable" line is in the log already.
+  spooling_ = waiting_ > 0;
+}
+
+void SpcSpool::MoveAside(const runtime::Error& error) {
+  file_.reset();
+  const std::string aside = AsidePath(path_, "corrupt");
+  // Its journals go with it: they belong to that file, and a new one must not take them.
+  for (const char* suffix : {"", "-journal", "-wal", "-shm"}) {
+    std::error_code failed;
+    if (!std::filesystem::exists(path_ + suffix, failed)) continue;
+    std::filesystem::rename(path_ + suffix, aside + suffix, failed);
+    if (failed) {
+      throw runtime::Error(runtime::kPathFileAccessError,
+                           "The local spool " + path_ + " cannot be read (" + Said(error) +
+                               ") nor moved aside to " + aside + suffix + ": " + failed.message(),
+                           "SpcSpool");
+    }
+  }
+  log_("The local spool could not be read and was moved aside; a new one is started", Said(error),
+       aside);
 }
 
 std::string SpcSpool::NewKey(const SpcSubgroupData& subgroup) {
@@ -61,32 +106,58 @@ std::string SpcSpool::NewKey(const SpcSubgroupData& subgroup) {
 void SpcSpool::Keep(const SpcSubgroupData& subgroup, const std::string& key,
                     const std::optional<runtime::Error>& cause) {
   std::lock_guard lock(mutex_);
-  const std::string why = cause ? " The database said: " + Said(*cause) : std::string();
-  const uintmax_t size = SizeOf(path_) + SizeOf(path_ + "-wal");
-  if (size >= static_cast<uintmax_t>(maxBytes_)) {
-    throw runtime::Error(kSpcSpoolFull,
-                         "The SPC database cannot take subgroups and the local spool " + path_ +
-                             " is full (" + std::to_string(size) + " of " +
-                             std::to_string(maxBytes_) + " bytes, [Spool] MaxBytes in dam.ini)." +
-                             why,
-                         "SpcSpool");
-  }
   try {
+    const int64_t used = File().UsedBytes();
+    if (used >= maxBytes_) {
+      throw runtime::Error(kSpcSpoolFull,
+                           "The local spool " + path_ + " is full (" + std::to_string(used) +
+                               " of " + std::to_string(maxBytes_) +
+                               " bytes, [Spool] MaxBytes in dam.ini)",
+                           "SpcSpool");
+    }
     File().Append(subgroup, key);
   } catch (...) {
-    const runtime::Error error = runtime::ToError(std::current_exception());
-    throw runtime::Error(error.Number(),
-                         "The subgroup could not be kept in the local spool " + path_ + ": " +
-                             error.Description() + "." + why,
-                         "SpcSpool", error.SqlState());
+    runtime::Error error = runtime::ToError(std::current_exception());
+    if (error.Number() != kSpcSpoolFull) {
+      error = runtime::Error(
+          error.Number(),
+          "The subgroup could not be kept in the local spool " + path_ + ": " + error.Description(),
+          "SpcSpool", error.SqlState());
+    }
+    if (cause) throw Lose(subgroup, *cause, error);
+    throw error;
   }
+  savingAhead_ = false;
   Refresh();
   if (cause) Failed();
   if (!spooling_) {
     spooling_ = true;
     forwarded_ = 0;
+    foundForwarded_ = 0;
     log_("SPC database unavailable, keeping subgroups locally", cause ? Said(*cause) : "", path_);
   }
+}
+
+runtime::Error SpcSpool::Lose(const SpcSubgroupData& subgroup, const runtime::Error& cause,
+                              const runtime::Error& refusal) {
+  ++lost_;
+  log_("Subgroup lost: the SPC database did not take it and the local spool could not keep it",
+       "collected " + runtime::FormatGeneralDate(subgroup.time) +
+           "; the database said: " + Said(cause) + "; the spool said: " + Said(refusal),
+       path_);
+  return runtime::Error(refusal.Number(),
+                        "The SPC database did not take it (" + Said(cause) +
+                            ") and the local spool could not keep it: " + refusal.Description(),
+                        "SpcSpool", refusal.SqlState());
+}
+
+void SpcSpool::SaveAhead(const runtime::Error& refusal) {
+  std::lock_guard lock(mutex_);
+  if (savingAhead_) return;
+  savingAhead_ = true;
+  log_("The local spool cannot keep subgroups: new ones are saved directly, ahead of the " +
+           std::to_string(waiting_) + " kept one(s)",
+       Said(refusal), path_);
 }
 
 bool SpcSpool::Holding() {
@@ -121,7 +192,7 @@ int64_t SpcSpool::Forward(SpcSession& session, bool now) {
     {
       std::lock_guard lock(mutex_);
       if (!file_ && !std::filesystem::exists(path_)) return 0;
-      if (!now && Clock::now() < nextAttempt_) return 0;
+      if (!now && now_() < nextAttempt_) return 0;
       // Asked for by a person, who may have fixed what the database refused.
       if (now) File().ClearRefusals();
     }
@@ -134,9 +205,10 @@ int64_t SpcSpool::Forward(SpcSession& session, bool now) {
         next = File().Oldest();
       }
       if (!next) break;
+      SpcWritten written;
       const auto write = [&] {
         session.Transact(
-            [&](SpcLink& link) { WriteSubgroup(link, next->data, strict, next->key); });
+            [&](SpcLink& link) { written = WriteSubgroup(link, next->data, strict, next->key); });
       };
       try {
         try {
@@ -160,17 +232,28 @@ int64_t SpcSpool::Forward(SpcSession& session, bool now) {
         continue;
       }
       std::lock_guard lock(mutex_);
-      File().Remove(next->id);
-      ++count;
-      ++forwarded_;
+      File().MarkForwarded(next->id);
+      if (written.existed) {
+        ++foundForwarded_;
+      } else {
+        ++count;
+        ++forwarded_;
+      }
     }
     std::lock_guard lock(mutex_);
     Refresh();
+    Sweep();
     if (waiting_ == 0 && spooling_) {
       spooling_ = false;
+      savingAhead_ = false;
       backoff_ = std::chrono::seconds(1);
-      nextAttempt_ = {};
+      nextAttempt_ = std::chrono::nanoseconds::min();
       std::string detail = "forwarded " + std::to_string(forwarded_) + " kept subgroup(s)";
+      if (foundForwarded_ > 0) {
+        detail += "; " + std::to_string(foundForwarded_) +
+                  " more were in the SPC database already (forwarded by a run cut short or "
+                  "another process)";
+      }
       if (depth_ > 0) {
         detail += "; " + std::to_string(depth_) + " refused, still in the spool (dam spool)";
       }
@@ -229,6 +312,19 @@ bool SpcSpool::Reachable(SpcSession& session) {
 }
 
 SpcSpoolFile& SpcSpool::File() {
+  if (file_ && !file_->StillAtItsPath()) {
+    const bool deleted = !std::filesystem::exists(path_);
+    // The deleted file's journal: SQLite would not read that file while it is there. One
+    // that cannot be removed shows in the read below.
+    std::error_code ignored;
+    if (deleted) std::filesystem::remove(path_ + "-journal", ignored);
+    const int64_t held = file_->Count();
+    const std::string copy = deleted ? path_ : AsidePath(path_, "replaced");
+    file_->CopyTo(copy);
+    file_.reset();
+    log_("The local spool was deleted or replaced while the host ran",
+         "the " + std::to_string(held) + " subgroup(s) it held are kept in " + copy, path_);
+  }
   if (!file_) file_ = std::make_unique<SpcSpoolFile>(path_);
   return *file_;
 }
@@ -239,8 +335,20 @@ void SpcSpool::Refresh() {
 }
 
 void SpcSpool::Failed() {
-  nextAttempt_ = Clock::now() + backoff_;
+  nextAttempt_ = now_() + backoff_;
   backoff_ = std::min(backoff_ * 2, kLongestBackoff);
+}
+
+void SpcSpool::Sweep() {
+  try {
+    File().DeleteForwarded();
+    sweepFailed_ = false;
+  } catch (const runtime::Error& error) {
+    if (sweepFailed_) return;
+    sweepFailed_ = true;
+    log_("Forwarded subgroups stay in the local spool until there is room to delete them",
+         Said(error), path_);
+  }
 }
 
 }  // namespace platform

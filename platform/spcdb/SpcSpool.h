@@ -1,10 +1,15 @@
-// Store and forward for the SPC database. While the database cannot be reached or does not
-// answer in time, a host's subgroups are kept in a local spool file and the save counts as
-// done; they are forwarded oldest first once it answers again, and a new subgroup waits
-// behind them, so the database receives them in the order they were collected. Each
-// subgroup carries a key made here and stored with it, so a forward whose commit was not
-// acknowledged is never saved twice. A subgroup leaves the spool only after the database
-// committed it. One spool serves every session of a host, on any thread.
+// Store and forward for the SPC database. While the database cannot be reached, does not
+// answer in time or refuses writes, a host's subgroups are kept in a local spool file and
+// the save counts as done; they are forwarded oldest first once it takes them again, and a
+// new subgroup waits behind them, so the database receives them in the order they were
+// collected. Each subgroup carries a key made here and stored with it, so a forward whose
+// commit was not acknowledged is never saved twice. A subgroup leaves the spool only after
+// the database committed it. One spool serves every session of a host, on any thread.
+//
+// A spool that cannot keep a subgroup (full, or its file failing) does not hold collection
+// up: a subgroup that would have waited behind the kept ones is saved directly, ahead of
+// them, and only one that neither the database nor the spool takes is lost, logged and
+// counted.
 #pragma once
 
 #include <atomic>
@@ -32,11 +37,17 @@ class SpcSpool {
  public:
   // Writes one collection log line: description, detail, extended.
   using LogLine = std::function<void(const std::string&, const std::string&, const std::string&)>;
+  // Time since an arbitrary origin on a clock that nothing steps.
+  using SteadyTime = std::function<std::chrono::nanoseconds()>;
+  static std::chrono::nanoseconds SteadyClock();
 
   // The spool file at `path` (opened when there is something to keep, or at once when it
-  // exists); `hostId` names this host in the keys; beyond `maxBytes` of file nothing more
-  // is kept.
-  SpcSpool(std::string path, std::string hostId, int64_t maxBytes, LogLine log);
+  // exists); `hostId` names this host in the keys; beyond `maxBytes` of subgroups nothing
+  // more is kept; `now` times the forwards' back-off. A file there that is no spool (not
+  // an SQLite database, or a damaged one) is moved aside to `path`.corrupt-TIME, logged,
+  // and a new spool begins.
+  SpcSpool(std::string path, std::string hostId, int64_t maxBytes, LogLine log,
+           SteadyTime now = SteadyClock);
   SpcSpool(const SpcSpool&) = delete;
   SpcSpool& operator=(const SpcSpool&) = delete;
 
@@ -45,20 +56,28 @@ class SpcSpool {
 
   // Keeps `subgroup` under `key`. `cause` is the database's failure that sent it here, none
   // when it only queues behind subgroups kept before. Fails with kSpcSpoolFull when the
-  // file has reached its bound, or with the file's own error.
+  // spool has reached its bound, or with the file's own error; with a `cause`, the
+  // subgroup is then lost: logged with its time and counted in Lost.
   void Keep(const SpcSubgroupData& subgroup, const std::string& key,
             const std::optional<runtime::Error>& cause);
+  // A subgroup that could not queue behind the kept ones (`refusal`, Keep's failure) goes
+  // to the database directly: logged once until the spool keeps again or is empty.
+  void SaveAhead(const runtime::Error& refusal);
 
   // Subgroups held, refused ones included. Cheap: a status line may ask at any rate.
   int64_t Depth() const { return depth_.load(); }
+  // Subgroups neither the database nor the spool took since this object was made.
+  int64_t Lost() const { return lost_.load(); }
   // True while subgroups wait to be forwarded: a new one must queue behind them.
   bool Holding();
 
   // Forwards what the spool holds through `session`, oldest first, until it is empty or
-  // the database fails to answer. Unless `now`, it does nothing before the back-off after
+  // the database fails to take one. Unless `now`, it does nothing before the back-off after
   // the last failure has passed (1 s doubling to 60 s). A subgroup the database refuses
   // for itself is set aside in the spool and logged; `now` tries those again too. Gives
-  // how many were forwarded. Never fails: what goes wrong is logged.
+  // how many this call wrote into the database (one found there already, written by a
+  // forward that was cut short or by another process forwarding the same spool, is taken
+  // out of the spool but not counted). Never fails: what goes wrong is logged.
   int64_t Forward(SpcSession& session, bool now);
   // After a save kept its subgroup: wakes the forwarder given to WakeWith, which forwards
   // on its own thread; forwards here through `session` without one.
@@ -77,9 +96,9 @@ class SpcSpool {
   const std::string& Path() const { return path_; }
 
  private:
-  using Clock = std::chrono::steady_clock;
-
-  // File, Refresh and Failed with mutex_ held.
+  // File, Refresh, Failed and Sweep with mutex_ held. A file deleted or replaced at its path
+  // since it was opened is copied to the path (or beside it, when another file is there)
+  // and left: what it holds stays kept.
   SpcSpoolFile& File();
   // Whether `session` connects; puts the next attempt off and logs a failure that is not
   // the database's absence when not.
@@ -87,11 +106,20 @@ class SpcSpool {
   void Refresh();
   // Puts the next attempt off by the back-off, which doubles.
   void Failed();
+  // Deletes what was forwarded; on a full disk it waits for the next forward.
+  void Sweep();
+  // Moves an unreadable file aside and logs it.
+  void MoveAside(const runtime::Error& error);
+  // Counts and logs a subgroup neither the database (`cause`) nor the spool (`refusal`)
+  // took; gives the error its save fails with.
+  runtime::Error Lose(const SpcSubgroupData& subgroup, const runtime::Error& cause,
+                      const runtime::Error& refusal);
 
   const std::string path_;
   const std::string hostId_;
   const int64_t maxBytes_;
   const LogLine log_;
+  const SteadyTime now_;
   const std::string run_;
   std::unique_ptr<SpcSpoolFile> file_;
   // One forward at a time; taken before mutex_.
@@ -100,14 +128,20 @@ class SpcSpool {
   mutable std::mutex mutex_;
   std::function<void()> wake_;
   std::atomic<int64_t> depth_{0};
+  std::atomic<int64_t> lost_{0};
   // Held and not refused.
   int64_t waiting_ = 0;
   uint64_t sequence_ = 0;
   // Since the "unavailable" log line, until the "available again" one.
   bool spooling_ = false;
+  // Since the line saying subgroups are saved ahead of the kept ones.
+  bool savingAhead_ = false;
+  // Since the line saying forwarded subgroups could not be deleted.
+  bool sweepFailed_ = false;
   int64_t forwarded_ = 0;
+  int64_t foundForwarded_ = 0;
   std::chrono::seconds backoff_{1};
-  Clock::time_point nextAttempt_{};
+  std::chrono::nanoseconds nextAttempt_{std::chrono::nanoseconds::min()};
   std::string target_;
 };
 

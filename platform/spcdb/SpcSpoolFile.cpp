@@ -1,7 +1,11 @@
 #include "platform/spcdb/SpcSpoolFile.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+
 #include "platform/odbc/OdbcConnectionString.h"
-#include "platform/spcdb/SpcFile.h"
 #include "runtime/Error.h"
 #include "runtime/Variant.h"
 
@@ -15,7 +19,7 @@ const char* const kTables[] = {
     " idempotency_key TEXT NOT NULL UNIQUE, time_serial REAL NOT NULL, size INTEGER NOT NULL,"
     " session_number INTEGER NOT NULL, part_group TEXT, part TEXT, process_group TEXT,"
     " process TEXT, job_group TEXT, job TEXT, shift_group TEXT, shift TEXT, lot TEXT,"
-    " refused TEXT, configuration_name TEXT)",
+    " refused TEXT, configuration_name TEXT, forwarded INTEGER NOT NULL DEFAULT 0)",
     "CREATE TABLE IF NOT EXISTS spooled_descriptors ("
     "spool_id INTEGER NOT NULL REFERENCES spooled (id) ON DELETE CASCADE,"
     " ordinal INTEGER NOT NULL, group_name TEXT NOT NULL, name TEXT NOT NULL,"
@@ -44,25 +48,60 @@ std::optional<SpcName> Named(const host::Recordset& rows, const char* group, con
   return SpcName{Text(rows, group), Text(rows, name)};
 }
 
+int64_t Number(OdbcConnection& connection, const std::string& sql) {
+  return runtime::ToLong(connection.Execute(sql)->Field("n"));
+}
+
 }  // namespace
 
 SpcSpoolFile::SpcSpoolFile(const std::string& path) {
   std::string connection = "Driver=SQLite3;Timeout=5000";
   AppendConnectionKey(connection, "Database", path);
   connection_.Open(connection, "", "");
-  SpcFile::Opened(connection_);
+  file_ = SpcFile::Opened(connection_);
   connection_.Execute("PRAGMA busy_timeout=5000");
-  connection_.Execute("PRAGMA journal_mode=WAL");
+  // Takes effect only in a new file, before its first table.
+  connection_.Execute("PRAGMA auto_vacuum=INCREMENTAL");
+  // Spools of earlier versions are in WAL mode, whose log cannot be reused on a full disk
+  // until a checkpoint has grown the file. They change over when opened while no one else
+  // has them open (the change is refused otherwise) and work on as they are until then.
+  try {
+    connection_.Execute("PRAGMA journal_mode=PERSIST");
+  } catch (const runtime::Error&) {
+  }
   connection_.Execute("PRAGMA synchronous=FULL");
   connection_.Execute("PRAGMA foreign_keys=ON");
   for (const char* table : kTables) connection_.Execute(table);
-  // A spool left by an earlier version lacks the configuration name; what it holds has none.
-  bool named = false;
+  // Spools of earlier versions lack the later columns; what they hold has neither.
+  std::vector<std::string> columns;
   for (auto column = connection_.Execute("PRAGMA table_info(spooled)"); !column->Eof();
        column->MoveNext()) {
-    named = named || Text(*column, "name") == "configuration_name";
+    columns.push_back(Text(*column, "name"));
   }
-  if (!named) connection_.Execute("ALTER TABLE spooled ADD COLUMN configuration_name TEXT");
+  const auto lacks = [&](const std::string& name) {
+    return std::find(columns.begin(), columns.end(), name) == columns.end();
+  };
+  if (lacks("configuration_name")) {
+    connection_.Execute("ALTER TABLE spooled ADD COLUMN configuration_name TEXT");
+  }
+  if (lacks("forwarded")) {
+    connection_.Execute("ALTER TABLE spooled ADD COLUMN forwarded INTEGER NOT NULL DEFAULT 0");
+  }
+}
+
+void SpcSpoolFile::CopyTo(const std::string& path) {
+  // VACUUM INTO takes an empty file as new: made here, owner-only.
+  const int created = open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600);
+  if (created < 0) {
+    throw runtime::Error(runtime::kPathFileAccessError, "Cannot create " + path, "SpcSpoolFile");
+  }
+  close(created);
+  try {
+    connection_.Execute("VACUUM INTO ?", Parameters{path});
+  } catch (...) {
+    unlink(path.c_str());
+    throw;
+  }
 }
 
 template <typename Body>
@@ -113,7 +152,8 @@ void SpcSpoolFile::Append(const SpcSubgroupData& s, const std::string& key) {
 }
 
 std::optional<SpooledSubgroup> SpcSpoolFile::Oldest() {
-  auto row = connection_.Execute("SELECT * FROM spooled WHERE refused IS NULL ORDER BY id LIMIT 1");
+  auto row = connection_.Execute(
+      "SELECT * FROM spooled WHERE refused IS NULL AND forwarded = 0 ORDER BY id LIMIT 1");
   if (row->Eof()) return std::nullopt;
   SpooledSubgroup spooled;
   spooled.id = runtime::ToLong(row->Field("id"));
@@ -147,8 +187,41 @@ std::optional<SpooledSubgroup> SpcSpoolFile::Oldest() {
   return spooled;
 }
 
-void SpcSpoolFile::Remove(int32_t id) {
-  Transact([&] { connection_.Execute("DELETE FROM spooled WHERE id = ?", Parameters{id}); });
+void SpcSpoolFile::MarkForwarded(int32_t id) {
+  // 0 and 1 take no bytes in a row: the row keeps its size and its page.
+  Transact([&] {
+    connection_.Execute("UPDATE spooled SET forwarded = 1 WHERE id = ?", Parameters{id});
+  });
+}
+
+void SpcSpoolFile::DeleteForwarded() {
+  if (Number(connection_, "SELECT COUNT(*) AS n FROM spooled WHERE forwarded = 1") == 0) return;
+  try {
+    Transact([&] { connection_.Execute("DELETE FROM spooled WHERE forwarded = 1"); });
+  } catch (const runtime::Error&) {
+    // On a disk too full for all at once, one by one: each gives its pages back before the
+    // next needs room. The first that does not fit ends it.
+    for (;;) {
+      auto oldest = connection_.Execute("SELECT MIN(id) AS id FROM spooled WHERE forwarded = 1");
+      const runtime::Variant id = oldest->Field("id");
+      if (id.IsNull()) break;
+      Transact([&] { connection_.Execute("DELETE FROM spooled WHERE id = ?", Parameters{id}); });
+      FreePages();
+    }
+  }
+  FreePages();
+}
+
+void SpcSpoolFile::FreePages() {
+  // One page a row.
+  for (auto freed = connection_.Execute("PRAGMA incremental_vacuum"); !freed->Eof();)
+    freed->MoveNext();
+}
+
+int64_t SpcSpoolFile::UsedBytes() {
+  return (Number(connection_, "SELECT page_count AS n FROM pragma_page_count") -
+          Number(connection_, "SELECT freelist_count AS n FROM pragma_freelist_count")) *
+         Number(connection_, "SELECT page_size AS n FROM pragma_page_size");
 }
 
 void SpcSpoolFile::Refuse(int32_t id, const std::string& reason) {
@@ -158,16 +231,18 @@ void SpcSpoolFile::Refuse(int32_t id, const std::string& reason) {
 }
 
 void SpcSpoolFile::ClearRefusals() {
-  Transact([&] { connection_.Execute("UPDATE spooled SET refused = NULL"); });
+  // Only those: a row written again needs room that a full disk does not have.
+  Transact(
+      [&] { connection_.Execute("UPDATE spooled SET refused = NULL WHERE refused IS NOT NULL"); });
 }
 
 int64_t SpcSpoolFile::Count() {
-  return runtime::ToLong(connection_.Execute("SELECT COUNT(*) AS n FROM spooled")->Field("n"));
+  return Number(connection_, "SELECT COUNT(*) AS n FROM spooled WHERE forwarded = 0");
 }
 
 int64_t SpcSpoolFile::Waiting() {
-  return runtime::ToLong(
-      connection_.Execute("SELECT COUNT(*) AS n FROM spooled WHERE refused IS NULL")->Field("n"));
+  return Number(connection_,
+                "SELECT COUNT(*) AS n FROM spooled WHERE refused IS NULL AND forwarded = 0");
 }
 
 std::vector<SpoolEntry> SpcSpoolFile::List() {
@@ -175,7 +250,7 @@ std::vector<SpoolEntry> SpcSpoolFile::List() {
   for (auto row = connection_.Execute(
            "SELECT s.id, s.time_serial, s.session_number, s.refused,"
            " (SELECT COUNT(*) FROM spooled_readings r WHERE r.spool_id = s.id) AS readings"
-           " FROM spooled s ORDER BY s.id");
+           " FROM spooled s WHERE s.forwarded = 0 ORDER BY s.id");
        !row->Eof(); row->MoveNext()) {
     entries.push_back({runtime::ToLong(row->Field("id")),
                        runtime::Date{runtime::ToDouble(row->Field("time_serial"))},
@@ -187,10 +262,11 @@ std::vector<SpoolEntry> SpcSpoolFile::List() {
 }
 
 int64_t SpcSpoolFile::CountBefore(runtime::Date time) {
-  return runtime::ToLong(connection_
-                             .Execute("SELECT COUNT(*) AS n FROM spooled WHERE time_serial < ?",
-                                      Parameters{time.serial})
-                             ->Field("n"));
+  return runtime::ToLong(
+      connection_
+          .Execute("SELECT COUNT(*) AS n FROM spooled WHERE time_serial < ? AND forwarded = 0",
+                   Parameters{time.serial})
+          ->Field("n"));
 }
 
 int64_t SpcSpoolFile::RemoveBefore(runtime::Date time) {

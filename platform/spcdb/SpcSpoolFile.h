@@ -3,6 +3,12 @@
 // readings) with the key it is forwarded under. Every change is committed with
 // synchronous=FULL, so a subgroup the host reported saved survives a crash or power loss.
 // The file is made owner-only, as the SPC database file is.
+//
+// A forwarded subgroup is only marked at first: the mark changes one row in place and the
+// rollback journal kept from earlier writes (journal_mode=PERSIST) has room for it, so it
+// succeeds on a full disk, where deleting the subgroup's rows could not. The marked ones
+// are deleted, and their pages given back to the file system (auto_vacuum=INCREMENTAL),
+// when there is room again.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +17,7 @@
 #include <vector>
 
 #include "platform/odbc/OdbcConnection.h"
+#include "platform/spcdb/SpcFile.h"
 #include "platform/spcdb/SpcSubgroupData.h"
 
 namespace platform {
@@ -37,29 +44,45 @@ class SpcSpoolFile {
   // Opens the file at `path`, creating it with its tables when missing.
   explicit SpcSpoolFile(const std::string& path);
 
+  // False once the file was deleted or replaced at its path (see SpcFile).
+  bool StillAtItsPath() const { return !file_ || file_->StillAtItsPath(); }
+  // Writes everything the file holds into a new file at `path`, which must not exist;
+  // nothing is left there on failure.
+  void CopyTo(const std::string& path);
+
   void Append(const SpcSubgroupData& subgroup, const std::string& key);
-  // The oldest subgroup not refused; nothing when there is none.
+  // The oldest subgroup not refused and not forwarded; nothing when there is none.
   std::optional<SpooledSubgroup> Oldest();
-  void Remove(int32_t id);
+  // Marks the subgroup forwarded: it is gone from every count and listing.
+  void MarkForwarded(int32_t id);
+  // Deletes the subgroups marked forwarded and gives their pages back to the file system.
+  // Needs room on the disk, unlike the mark.
+  void DeleteForwarded();
+  // Bytes the pages in use take, forwarded subgroups not yet deleted included.
+  int64_t UsedBytes();
   // Keeps the subgroup, set aside with the reason, so that the ones behind it go on.
   void Refuse(int32_t id, const std::string& reason);
   // Puts every refused subgroup back in line.
   void ClearRefusals();
-  // Every subgroup held, refused ones included.
+  // Every subgroup held, refused ones included, forwarded ones not.
   int64_t Count();
   // The subgroups not refused.
   int64_t Waiting();
   std::vector<SpoolEntry> List();
-  // Removes the subgroups collected before `time`; gives how many.
+  // Removes the subgroups collected before `time`; gives how many were held.
   int64_t RemoveBefore(runtime::Date time);
   int64_t CountBefore(runtime::Date time);
 
  private:
+  // Gives the pages no longer used back to the file system (in a spool made with
+  // auto_vacuum=INCREMENTAL; older ones keep them for later subgroups).
+  void FreePages();
   // Runs `body` in one transaction that takes the write lock at once.
   template <typename Body>
   void Transact(Body&& body);
 
   OdbcConnection connection_;
+  std::optional<SpcFile> file_;
 };
 
 }  // namespace platform

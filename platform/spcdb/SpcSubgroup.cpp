@@ -118,25 +118,23 @@ void SpcSubgroup::Store() {
   try {
     if (spool && spool->Holding()) {
       // Behind the subgroups kept before, so that the database receives them in order.
-      spool->Keep(data_, key, std::nullopt);
-      session.Saved();
-      spool->ForwardSoon(session);
-      return;
+      try {
+        spool->Keep(data_, key, std::nullopt);
+        session.Saved();
+        spool->ForwardSoon(session);
+        return;
+      } catch (const runtime::Error& refusal) {
+        spool->SaveAhead(refusal);
+      }
     }
     const bool strict = session.Settings().StrictTests();
-    std::optional<runtime::Error> unavailable;
     try {
-      int32_t id = 0;
-      session.Transact([&](SpcLink& link) { id = WriteSubgroup(link, data_, strict, key); });
-      data_.id = id;
+      session.Transact(
+          [&](SpcLink& link) { data_.id = WriteSubgroup(link, data_, strict, key).id; });
     } catch (const runtime::Error& error) {
       if (!spool || !IsUnavailable(error)) throw;
-      unavailable = error;
-    }
-    if (unavailable) {
-      spool->Keep(data_, key, unavailable);
-      session.Saved();
-      return;
+      data_.id = 0;
+      spool->Keep(data_, key, error);
     }
   } catch (...) {
     runtime::Error cause = runtime::ToError(std::current_exception());

@@ -42,8 +42,10 @@ class SpcSubgroup : public host::HostSubgroup {
   // `options` is not used. A failure names the cause and leaves the database as it was.
   // With a spool on the session, a subgroup the database cannot take now (see
   // IsUnavailable), or that must queue behind subgroups kept before, is kept there and
-  // the save succeeds; a failure of the subgroup itself stays an error. A saved subgroup
-  // leaves the object empty, as Clear does; a failed one stays as it was.
+  // the save succeeds; one the spool cannot keep goes to the database directly, and fails
+  // (lost, see SpcSpool) only when the database does not take it either. A failure of the
+  // subgroup itself stays an error. A saved subgroup leaves the object empty, as Clear
+  // does; a failed one stays as it was.
   void Save(int32_t options) override;
 
   // The identifier of the subgroup the last Save stored; 0 before, and when it was kept.

@@ -10,19 +10,21 @@ namespace {
 
 bool UnavailableState(std::string_view state) {
   if (state.starts_with("08")) return true;
-  for (std::string_view code :
-       {"HYT00", "HYT01", "57P01", "57P02", "57P03", "53300", "40001", "40P01"}) {
+  for (std::string_view code : {"HYT00", "HYT01", "57P01", "57P02", "57P03", "53300", "40001",
+                                "40P01", "42501", "25006", "57014", "55P03"}) {
     if (state == code) return true;
   }
   return false;
 }
 
 // Drivers do not always give these their own SQLSTATE: psqlODBC reports a server that
-// went away mid-statement as a general error, and the SQLite driver a locked file.
+// went away mid-statement as a general error, and the SQLite driver a locked or read-only
+// file.
 constexpr std::string_view kUnavailableTexts[] = {
     "database is locked",
     "database table is locked",
     "database is busy",
+    "attempt to write a readonly database",
     "server closed the connection",
     "could not connect to server",
     "connection refused",

@@ -1,7 +1,7 @@
-// Which failures of the SPC database mean that it cannot be reached or does not answer in
-// time, as opposed to failures of the subgroup itself. A subgroup failing for the first
-// reason is kept in the spool and saved later; one failing for the second would fail again
-// and stays a save error.
+// Which failures of the SPC database mean that it cannot be reached, does not answer in
+// time or refuses every write, as opposed to failures of the subgroup itself. A subgroup
+// failing for the first reason is kept in the spool and saved later, once someone has
+// mended the database; one failing for the second would fail again and stays a save error.
 #pragma once
 
 #include "runtime/Error.h"
@@ -10,9 +10,11 @@ namespace platform {
 
 // True for lost or refused connections (SQLSTATE class 08), timeouts (HYT00, HYT01), a
 // server shutting down, starting or out of connections (57P01-57P03, 53300), a transaction
-// the server gave up to let another one on (40001, 40P01) and a locked or busy SQLite file,
-// read from the error's SQLSTATE and, where a driver gives none of its own, its text. A connection
-// the server refused for the settings it was given (password, database name) is not among them.
+// the server gave up to let another one on (40001, 40P01), a statement or lock wait the
+// server ended (57014, 55P03), writes refused to the role (42501) or to the server (25006,
+// a standby after a failover) and a locked, busy or read-only SQLite file, read from the
+// error's SQLSTATE and, where a driver gives none of its own, its text. A connection the
+// server refused for the settings it was given (password, database name) is not among them.
 bool IsUnavailable(const runtime::Error& error);
 
 }  // namespace platform

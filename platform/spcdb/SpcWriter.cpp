@@ -76,11 +76,11 @@ int32_t TestId(SpcCatalog& catalog, const std::string& test, const std::string& 
 
 }  // namespace
 
-int32_t WriteSubgroup(SpcLink& link, const SpcSubgroupData& subgroup, bool strictTests,
-                      const std::string& key) {
+SpcWritten WriteSubgroup(SpcLink& link, const SpcSubgroupData& subgroup, bool strictTests,
+                         const std::string& key) {
   if (!key.empty()) {
     auto found = link.Connection().Execute(kFindKey, std::vector<runtime::Variant>{key});
-    if (!found->Eof()) return runtime::ToLong(found->Field("id"));
+    if (!found->Eof()) return {runtime::ToLong(found->Field("id")), true};
   }
   SpcCatalog& catalog = link.Catalog();
   link.Connection()
@@ -112,7 +112,7 @@ int32_t WriteSubgroup(SpcLink& link, const SpcSubgroupData& subgroup, bool stric
                                             readings.Sample(row), readings.Value(row),
                                             readings.SerialNumber(row), readings.Defect(row)});
              });
-  return id;
+  return {id, false};
 }
 
 runtime::Error UnknownName(const SpcTable& table, const std::string& name) {

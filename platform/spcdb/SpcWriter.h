@@ -12,13 +12,19 @@
 
 namespace platform {
 
+struct SpcWritten {
+  int32_t id = 0;
+  // A subgroup with the key was there already: nothing was written.
+  bool existed = false;
+};
+
 // Stores `subgroup` inside the transaction the caller holds on `link` and gives the new
 // subgroup's identifier (`subgroup.id` is not used). With `strictTests`, a test the
 // database does not know is an error instead of being created. A non-empty `key` is stored
 // with the subgroup; when a subgroup with that key is there already, nothing is written and
 // its identifier is given.
-int32_t WriteSubgroup(SpcLink& link, const SpcSubgroupData& subgroup, bool strictTests,
-                      const std::string& key = {});
+SpcWritten WriteSubgroup(SpcLink& link, const SpcSubgroupData& subgroup, bool strictTests,
+                         const std::string& key = {});
 
 // The error of a name the database does not know where it is not created.
 runtime::Error UnknownName(const SpcTable& table, const std::string& name);

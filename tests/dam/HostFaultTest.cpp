@@ -6,7 +6,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <QElapsedTimer>
 #include <QThread>
 #include <filesystem>
 #include <regex>
@@ -95,18 +94,16 @@ TEST_F(HostFaults, AnUnwritableLogGoesToStderrAndTheStatusLine) {
   EXPECT_LE(Count(output, "Unable to Access Database"), 12u) << output;
 }
 
-TEST_F(HostFaults, ALockedSpcDatabaseFailsWithinTheQueryTimeoutSetting) {
-  WriteFile("settings/dam.ini", "[Connections]\nQueryTimeout=1\n");
+// Opening the SPC database only reads its schema version when it is current: a reader does
+// not wait for another program's write lock.
+TEST_F(HostFaults, ALockedSpcDatabaseDoesNotHoldReadersUp) {
   Saved(Spc());  // creates the database
   platform::OdbcConnection holder;
   holder.Open(Spc(), "", "");
   holder.Execute("BEGIN EXCLUSIVE");
-  QElapsedTimer clock;
-  clock.start();
   auto [exitCode, output] = Dam({"subgroups"});
-  EXPECT_NE(exitCode, 0);
-  EXPECT_NE(output.find("database is locked"), std::string::npos) << output;
-  EXPECT_LT(clock.elapsed(), 5000) << output;
+  EXPECT_EQ(exitCode, 0) << output;
+  EXPECT_NE(output.find("no subgroups saved"), std::string::npos) << output;
 }
 
 class HostSafety : public damtest::DamProcesses {

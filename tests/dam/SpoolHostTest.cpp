@@ -1,13 +1,15 @@
 // No subgroup is lost while the SPC database is away, through the real programs: dam keeps
 // what it cannot save in its spool and forwards it when the database is back, grouped by
 // fault: a PostgreSQL server stopped mid-run, the host killed while forwarding, an SQLite
-// file another program keeps locked, and a subgroup the database refuses for itself.
+// file or a PostgreSQL table another program keeps locked, a spool that cannot be read or
+// cannot keep anything, and a subgroup the database refuses for itself.
 #include <gtest/gtest.h>
 
 #include <QThread>
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <regex>
 
 #include "platform/odbc/OdbcConnection.h"
@@ -77,6 +79,35 @@ class SpoolHost : public damtest::DamProcesses {
       });
       EXPECT_EQ(at, 1) << "kept subgroup of " << runtime::FormatGeneralDate(runtime::Date{time});
     }
+  }
+
+  // Runs dam on `spc` and holds its tables locked for kLock through `lock` and `unlock`:
+  // collection keeps its grid, each subgroup kept is forwarded once, in order, and the
+  // log says why they were kept (`said`).
+  void ExpectALockLosesNothing(const std::string& spc, const std::function<void()>& lock,
+                               const std::function<void()>& unlock, const std::string& said) {
+    StartHistorian();
+    auto run = RunOn(spc, Configuration());
+    ASSERT_TRUE(TwoMoreSaved(spc)) << Log();
+    lock();
+    EXPECT_TRUE(WaitFor([&] { return Logged("\tSPC database unavailable"); }, 20)) << Log();
+    QThread::sleep(kLock.count());
+    const std::vector<double> kept = Spooled();
+    unlock();
+    // Saves wait for a lock 2 s, not the query timeout: the grid of one a second goes on.
+    EXPECT_GE(kept.size(), static_cast<size_t>(kLock.count() / 2)) << Log();
+    EXPECT_TRUE(Logged(said)) << Log();
+    EXPECT_FALSE(Logged("Subgroup Save Error")) << Log();
+
+    EXPECT_TRUE(WaitFor([&] { return Logged("\tSPC database available again\t"); }, 90)) << Log();
+    EXPECT_TRUE(TwoMoreSaved(spc)) << Log();
+    Terminate(*run);
+    StopHistorian();
+    const std::string output = run->readAll().toStdString();
+    const auto saved = Saved(spc);
+    EXPECT_EQ(static_cast<int>(saved.size()), Stopped(output)) << output;
+    ExpectOnceInOrder(saved, kept);
+    ExpectWeights(saved);
   }
 
   // Each reading is one of the weight's last ten values, five seconds, at its subgroup's
@@ -151,37 +182,70 @@ TEST_F(SpoolHost, AHostKilledWhileForwardingForwardsTheRestOnceAfterARestart) {
 }
 
 TEST_F(SpoolHost, AnSqliteFileLockedByAnotherProgramLosesNoSubgroup) {
-  // A lock held past the query timeout counts as the database not answering.
-  WriteFile("settings/dam.ini", "[Connections]\r\nQueryTimeout=3\r\n");
-  StartHistorian();
-  auto run = Start(DAM_PROGRAM, {"run", Configuration(), "--for", "120"});
-  ASSERT_TRUE(TwoMoreSaved(Spc())) << Log();
-
   QProcess locker;
-  locker.start("sqlite3", {QString::fromStdString(work_.File("data/spc.db"))});
-  ASSERT_TRUE(locker.waitForStarted());
-  locker.write("BEGIN EXCLUSIVE;\n");
-  ASSERT_TRUE(locker.waitForBytesWritten());
-  EXPECT_TRUE(WaitFor([&] { return Logged("\tSPC database unavailable"); }, 20)) << Log();
-  // Held on for as long again once saves wait no more.
-  QThread::sleep(kLock.count());
-  const std::vector<double> kept = Spooled();
-  locker.write("COMMIT;\n.quit\n");
-  EXPECT_TRUE(locker.waitForBytesWritten());
-  locker.closeWriteChannel();
-  EXPECT_TRUE(locker.waitForFinished());
-  EXPECT_GE(kept.size(), 2u) << Log();
-  EXPECT_TRUE(Logged("database is locked")) << Log();
+  ExpectALockLosesNothing(
+      Spc(),
+      [&] {
+        locker.start("sqlite3", {QString::fromStdString(work_.File("data/spc.db"))});
+        ASSERT_TRUE(locker.waitForStarted());
+        locker.write("BEGIN EXCLUSIVE;\n");
+        ASSERT_TRUE(locker.waitForBytesWritten());
+      },
+      [&] {
+        locker.write("COMMIT;\n.quit\n");
+        EXPECT_TRUE(locker.waitForBytesWritten());
+        locker.closeWriteChannel();
+        EXPECT_TRUE(locker.waitForFinished());
+      },
+      "database is locked");
+}
 
-  EXPECT_TRUE(WaitFor([&] { return Logged("\tSPC database available again\t"); }, 90)) << Log();
+TEST_F(SpoolHost, ALockedPostgresTableLosesNoSubgroup) {
+  auto database = spcdbtest::MakeTestDatabase(spcdbtest::Backend::PostgreSQL);
+  if (!database) GTEST_SKIP() << "no PostgreSQL server here";
+  platform::OdbcConnection locker;
+  ExpectALockLosesNothing(
+      database->ConnectionString(),
+      [&] {
+        locker.Open(database->ConnectionString(), "", "");
+        locker.BeginTransaction();
+        locker.Execute("LOCK TABLE subgroups");
+      },
+      [&] { locker.Commit(); }, "[SQLSTATE 55P03]");
+}
+
+// A spool that is no database is moved aside at start; one that cannot keep anything
+// (MaxBytes below what its tables take) loses the subgroups the locked database refuses
+// too, each logged and counted.
+TEST_F(SpoolHost, AnUnreadableSpoolIsMovedAsideAndWhatNeitherTakesIsCounted) {
+  WriteFile("data/spool.db",
+            "not a database, and long enough to be read as one: " + std::string(1000, '-'));
+  WriteFile("settings/dam.ini", "[Spool]\r\nMaxBytes=1\r\n");
+  StartHistorian();
+  auto run = Start(DAM_PROGRAM, {"run", Configuration(), "--ndjson", "--for", "120"},
+                   QProcess::SeparateChannels);
+  ASSERT_TRUE(TwoMoreSaved(Spc())) << Log();
+  EXPECT_TRUE(Logged("The local spool could not be read and was moved aside")) << Log();
+  EXPECT_TRUE(Logged(work_.File("data/spool.db.corrupt-"))) << Log();
+
+  platform::OdbcConnection locker;
+  locker.Open(Spc(), "", "");
+  locker.Execute("BEGIN EXCLUSIVE");
+  EXPECT_TRUE(WaitFor([&] { return Logged("Subgroup lost"); }, 20)) << Log();
+  locker.Execute("COMMIT");
   EXPECT_TRUE(TwoMoreSaved(Spc())) << Log();
   Terminate(*run);
   StopHistorian();
-  const std::string output = run->readAll().toStdString();
-  const auto saved = Saved(Spc());
-  EXPECT_EQ(static_cast<int>(saved.size()), Stopped(output)) << output;
-  ExpectOnceInOrder(saved, kept);
-  ExpectWeights(saved);
+  const std::vector<std::string> lines = Lines(run->readAllStandardOutput().toStdString());
+  ASSERT_FALSE(lines.empty());
+  const std::vector<std::string> logged = Lines(Log());
+  const auto lost = std::count_if(logged.begin(), logged.end(), [](const std::string& line) {
+    return line.find("\tSubgroup lost: ") != std::string::npos;
+  });
+  EXPECT_NE(lines.back().find("\"lost\":" + std::to_string(lost) + ","), std::string::npos)
+      << lines.back();
+  EXPECT_NE(lines.back().find("\"spooled\":0,"), std::string::npos) << lines.back();
+  ExpectOnceInOrder(Saved(Spc()), {});
 }
 
 TEST_F(SpoolHost, ASubgroupTheDatabaseRefusesIsASaveErrorAndIsNotKept) {

@@ -21,7 +21,7 @@ using platform::ReadSubgroups;
 using platform::SpcSubgroupData;
 
 // The states and texts are those the SQLite and PostgreSQL ODBC drivers give.
-TEST(SpcUnavailable, ConnectionTimeoutAndLockFailuresAreTheDatabasesAbsenceOthersAreNot) {
+TEST(SpcUnavailable, ConnectionTimeoutLockAndWriteRefusalsAreTheDatabasesAbsenceOthersAreNot) {
   struct Case {
     const char* state;
     const char* text;
@@ -37,23 +37,31 @@ TEST(SpcUnavailable, ConnectionTimeoutAndLockFailuresAreTheDatabasesAbsenceOther
       {"57P03", "the database system is starting up", true},
       {"53300", "sorry, too many clients already", true},
       {"40P01", "deadlock detected", true},
+      {"42501", "permission denied for table readings", true},
+      {"25006", "cannot execute INSERT in a read-only transaction", true},
+      {"57014", "canceling statement due to statement timeout", true},
+      {"55P03", "canceling statement due to lock timeout", true},
+      {"HY000", "attempt to write a readonly database", true},
+      {"HY008", "The statement was cancelled: canceling statement due to user request", false},
       {"HY000", "database is locked", true},
       {"HY000", "Database Is Busy", true},
       {"HY000", "server closed the connection unexpectedly", true},
       {"23505", "duplicate key value violates unique constraint", false},
       {"22003", "numeric value out of range", false},
       {"28P01", "password authentication failed for user \"dam\"", false},
-      {"08001", "connection to server on socket \"/tmp/.s.PGSQL.5432\" failed: FATAL:  "
+      {"08001",
+       "connection to server on socket \"/tmp/.s.PGSQL.5432\" failed: FATAL:  "
        "password authentication failed for user \"dam\"",
        false},
-      {"08001", "connection to server at \"spc01\" failed: FATAL:  database \"spcx\" "
+      {"08001",
+       "connection to server at \"spc01\" failed: FATAL:  database \"spcx\" "
        "does not exist",
        false},
-      {"08001", "connection to server at \"spc01\" (10.0.0.5), port 5432 failed: "
+      {"08001",
+       "connection to server at \"spc01\" (10.0.0.5), port 5432 failed: "
        "Connection refused",
        true},
       {"42S02", "no such table: subgroups", false},
-      {"HY000", "attempt to write a readonly database", false},
       {"IM002", "Data source name not found and no default driver specified", false},
       {"", "The test \"Width\" is not in the SPC database", false},
       {"", "[SQLSTATE 08006] a state only in the text", false},

@@ -1,16 +1,24 @@
 // Store and forward on real databases, grouped by fault: a PostgreSQL server stopped and
-// started, an SQLite file another connection keeps locked, a forward whose commit was not
-// acknowledged, and failures of the subgroup itself, which are never kept.
+// started, an SQLite file another connection keeps locked, a full spool, an unreadable or
+// deleted spool file, a forward whose commit was not acknowledged, and failures of the
+// subgroup itself, which are never kept.
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <regex>
 #include <thread>
 
 #include "platform/spcdb/SpcSpool.h"
 #include "platform/spcdb/SpcWriter.h"
 #include "tests/spcdb/SpcFixture.h"
+#include "tests/support/FileMode.h"
 #include "tests/support/TempFolder.h"
 
 namespace spcdbtest {
@@ -20,24 +28,29 @@ using platform::SpcSubgroupData;
 
 class SpoolTest {
  protected:
-  std::shared_ptr<platform::SpcSpool> MakeSpool(int64_t maxBytes = int64_t{1} << 30) {
+  std::shared_ptr<platform::SpcSpool> MakeSpool(int64_t maxBytes = int64_t{1} << 30,
+                                                const std::string& folder = {}) {
     return std::make_shared<platform::SpcSpool>(
-        folder_.File("spool.db"), "test-host", maxBytes,
-        [this](const std::string& description, const std::string& detail, const std::string&) {
-          log_.push_back(description + " | " + detail);
-        });
+        (folder.empty() ? folder_.Path() : folder) + "/spool.db", "test-host", maxBytes,
+        [this](const std::string& description, const std::string& detail,
+               const std::string& extended) {
+          std::lock_guard lock(logging_);
+          log_.push_back(description + " | " + detail + " | " + extended);
+        },
+        [this] { return steady_; });
   }
 
+  // A lock held past the query timeout (1 s unless `queryTimeout`) counts as the database
+  // not answering.
   static std::shared_ptr<platform::SpcSession> SpoolingSession(
       const std::string& connection, const std::shared_ptr<platform::SpcSpool>& spool,
-      bool strict = false) {
+      bool strict = false, int32_t queryTimeout = 1) {
     auto session = std::make_shared<platform::SpcSession>();
     session->Initialize(42);
     session->Settings().SetConnection(connection);
     session->Settings().SetStrictTests(strict);
-    // A lock held past the query timeout counts as the database not answering.
     platform::OdbcPolicy policy;
-    policy.queryTimeout = 1;
+    policy.queryTimeout = queryTimeout;
     session->Settings().SetOdbcPolicy(policy);
     session->KeepIn(spool);
     session->Open(1, 0);
@@ -73,8 +86,18 @@ class SpoolTest {
     return samples;
   }
 
+  // Saves `subgroup` and gives the error it failed with, or error 0.
+  static runtime::Error Saving(const std::shared_ptr<platform::SpcSession>& session,
+                               const SpcSubgroupData& subgroup) {
+    return ErrorFrom([&] { SaveSubgroup(session, subgroup); });
+  }
+
   testsupport::TempFolder folder_;
+  // Spools forwarding on several threads log at once.
+  std::mutex logging_;
   std::vector<std::string> log_;
+  // The spools' clock, moved by the tests.
+  std::chrono::nanoseconds steady_{};
 };
 
 class SpoolOnStoppedServer : public SpoolTest, public ::testing::Test {};
@@ -98,14 +121,67 @@ TEST_F(SpoolOnStoppedServer, SubgroupsOfAnOutageAreKeptThenForwardedOnceInOrder)
   EXPECT_EQ(SaveSubgroup(late, SampleSubgroup(9)), 0);
 
   database->GiveBack();
-  // Past the back-off, the next save forwards what waits before itself.
-  std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+  // Within the back-off a save only queues; past it, the next save forwards what waits
+  // before itself.
   SaveSubgroup(session, SampleSubgroup(10));
+  EXPECT_EQ(spool->Depth(), 8);
+  steady_ += std::chrono::milliseconds(1100);
+  SaveSubgroup(session, SampleSubgroup(11));
   EXPECT_EQ(spool->Depth(), 0);
-  EXPECT_EQ(Stored(*session), Samples(0, 11));
+  EXPECT_EQ(Stored(*session), Samples(0, 12));
   const auto again = Logged("SPC database available again");
   ASSERT_EQ(again.size(), 1u);
-  EXPECT_NE(again[0].find("forwarded 8 kept subgroup(s)"), std::string::npos) << again[0];
+  EXPECT_NE(again[0].find("forwarded 9 kept subgroup(s)"), std::string::npos) << again[0];
+}
+
+// A role that may only read and write needs no rights to change the schema; writes the
+// server refuses to it (privilege, a read-only server) or holds up (a locked table) are
+// kept until they go through.
+TEST_F(SpoolOnStoppedServer, RefusedAndLockedWritesAreKeptForARoleThatMayOnlyReadAndWrite) {
+  auto database = MakeStoppableDatabase(Backend::PostgreSQL);
+  if (!database) GTEST_SKIP() << "no PostgreSQL server here";
+  const std::string owner = database->ConnectionString();
+  auto spool = MakeSpool();
+  SaveSubgroup(SpoolingSession(owner, spool), SampleSubgroup(0));
+  platform::OdbcConnection admin;
+  admin.Open(owner, "", "");
+  for (const char* grant :
+       {"CREATE ROLE writer LOGIN", "REVOKE CREATE ON SCHEMA public FROM PUBLIC",
+        "GRANT SELECT, INSERT, UPDATE ON ALL TABLES IN SCHEMA public TO writer",
+        "GRANT USAGE ON ALL SEQUENCES IN SCHEMA public TO writer"}) {
+    admin.Execute(grant);
+  }
+  const std::string writer =
+      std::regex_replace(owner, std::regex("Username=[^;]*"), "Username=writer");
+  // The lock wait is the session's own, within a query timeout of 30 s.
+  const auto writing = [&] { return SpoolingSession(writer, spool, false, 30); };
+  EXPECT_GT(SaveSubgroup(writing(), SampleSubgroup(1)), 0);
+
+  const struct {
+    const char* refuse;
+    const char* state;
+    const char* allow;
+  } refusals[] = {
+      {"REVOKE INSERT ON readings FROM writer", "42501", "GRANT INSERT ON readings TO writer"},
+      {"ALTER ROLE writer SET default_transaction_read_only = on", "25006",
+       "ALTER ROLE writer RESET default_transaction_read_only"},
+      {"LOCK TABLE subgroups", "55P03", "COMMIT"},
+  };
+  int n = 2;
+  for (const auto& [refuse, state, allow] : refusals) {
+    SCOPED_TRACE(refuse);
+    if (std::string(allow) == "COMMIT") admin.Execute("BEGIN");
+    admin.Execute(refuse);
+    EXPECT_EQ(SaveSubgroup(writing(), SampleSubgroup(n++)), 0);
+    EXPECT_EQ(spool->Depth(), 1);
+    EXPECT_NE(log_.back().find("[SQLSTATE " + std::string(state) + "]"), std::string::npos)
+        << log_.back();
+    admin.Execute(allow);
+    EXPECT_EQ(spool->Forward(*writing(), true), 1);
+  }
+  EXPECT_EQ(Stored(*writing()), Samples(0, n));
+  EXPECT_EQ(spool->Lost(), 0);
+  EXPECT_EQ(Logged("SPC database unavailable").size(), 3u);
 }
 
 class SpoolOnLockedFile : public SpoolTest, public ::testing::Test {};
@@ -170,18 +246,111 @@ TEST_F(SpoolOnLockedFile, AKeptSubgroupKeepsItsConfigurationNameAndOlderSpoolsOp
   EXPECT_EQ(stored[1].configuration, "Line 3");
 }
 
-TEST_F(SpoolOnLockedFile, AFullSpoolFailsTheSaveAndSaysSo) {
+// A spool full to its bound: while the database takes writes nothing is lost, saves only
+// overtake the kept subgroups; with the database locked as well, each subgroup is lost and
+// says so.
+TEST_F(SpoolOnLockedFile, AFullSpoolSavesDirectlyAndLosesOnlyWhatTheDatabaseRefusesToo) {
   auto database = MakeTestDatabase(Backend::SQLite);
-  auto spool = MakeSpool(1);
+  // The empty spool's tables take 36 KB.
+  auto spool = MakeSpool(48 * 1024);
   auto session = SpoolingSession(database->ConnectionString(), spool);
-  Keep(*spool, 0, 1);
+  platform::OdbcConnection other;
+  other.Open(database->ConnectionString(), "", "");
+  other.Execute("BEGIN EXCLUSIVE");
+  int n = 0;
+  runtime::Error lost(0, "");
+  while (lost.Number() == 0) lost = Saving(session, SampleSubgroup(n++));
+  const int kept = n - 1;
+  EXPECT_GT(kept, 2);
+  EXPECT_EQ(spool->Depth(), kept);
+  EXPECT_EQ(spool->Lost(), 1);
+  EXPECT_EQ(lost.Number(), platform::kSpcSpoolFull);
+  for (const char* said :
+       {"The subgroup was not saved: ", "database is locked", "is full", "[Spool] MaxBytes"}) {
+    EXPECT_NE(lost.Description().find(said), std::string::npos) << lost.Description();
+  }
+  ASSERT_EQ(Logged("Subgroup lost").size(), 1u);
+  EXPECT_NE(log_.back().find("collected " + runtime::FormatGeneralDate(SampleSubgroup(kept).time)),
+            std::string::npos)
+      << log_.back();
 
-  const runtime::Error full = ErrorFrom([&] { SaveSubgroup(session, SampleSubgroup(1)); });
-  EXPECT_EQ(full.Number(), platform::kSpcSpoolFull);
-  EXPECT_TRUE(full.Description().starts_with("The subgroup was not saved: ")) << full.Description();
-  EXPECT_NE(full.Description().find("is full"), std::string::npos) << full.Description();
-  EXPECT_NE(full.Description().find("[Spool] MaxBytes"), std::string::npos);
-  EXPECT_EQ(spool->Depth(), 1);
+  other.Execute("COMMIT");
+  for (int direct = n; direct < n + 2; ++direct)
+    EXPECT_GT(SaveSubgroup(session, SampleSubgroup(direct)), 0);
+  EXPECT_EQ(Logged("The local spool cannot keep subgroups: new ones are saved directly").size(),
+            1u);
+  EXPECT_EQ(spool->Forward(*session, true), kept);
+  std::vector<SpcSubgroupData> expected = Samples(n, n + 2);
+  for (const SpcSubgroupData& sample : Samples(0, kept)) expected.push_back(sample);
+  EXPECT_EQ(Stored(*session), expected);
+  EXPECT_EQ(spool->Lost(), 1);
+}
+
+// The spool on a file system of 1 MB that fills: nothing more is kept, but forwarding
+// takes the subgroups out of it all the same and gives their room back.
+TEST_F(SpoolOnLockedFile, ASpoolOnAFullDiskForwardsWhatItHolds) {
+  struct SmallDisk {
+    testsupport::TempFolder folder;
+    bool mounted = mount("tmpfs", folder.Path().c_str(), "tmpfs", 0, "size=1m,mode=0700") == 0;
+    // Detached at once: the connection pool may hold the spool open a while longer.
+    ~SmallDisk() {
+      if (mounted) umount2(folder.Path().c_str(), MNT_DETACH);
+    }
+  } small;
+  if (!small.mounted) GTEST_SKIP() << "cannot mount a small file system here (needs root)";
+  const std::string disk = small.folder.Path();
+  auto database = MakeTestDatabase(Backend::SQLite);
+  auto spool = MakeSpool(int64_t{1} << 30, disk);
+  auto session = SpoolingSession(database->ConnectionString(), spool);
+  const auto large = [](int n) {
+    SpcSubgroupData subgroup = SampleSubgroup(n);
+    for (int16_t sample = 3; sample < 200; ++sample)
+      subgroup.readings.Add("Dimensions", "Width", sample, sample, "SN", "");
+    return subgroup;
+  };
+  platform::OdbcConnection other;
+  other.Open(database->ConnectionString(), "", "");
+  other.Execute("BEGIN EXCLUSIVE");
+  int n = 0;
+  while (Saving(session, large(n)).Number() == 0) ++n;
+  EXPECT_GT(n, 10);
+  EXPECT_EQ(spool->Lost(), 1);
+  EXPECT_NE(Logged("Subgroup lost").at(0).find("disk is full"), std::string::npos) << log_.back();
+  // Not a byte left, by anyone.
+  std::ofstream(disk + "/filler") << std::string(1 << 20, 'x');
+  const auto full = std::filesystem::file_size(disk + "/spool.db");
+
+  other.Execute("COMMIT");
+  EXPECT_GT(SaveSubgroup(session, large(n + 1)), 0);
+  EXPECT_EQ(spool->Forward(*session, true), n);
+  EXPECT_EQ(spool->Depth(), 0);
+  EXPECT_EQ(Stored(*session).size(), static_cast<size_t>(n + 1));
+  // Each deleted subgroup gave the room to delete the next.
+  EXPECT_LT(std::filesystem::file_size(disk + "/spool.db"), full / 4);
+}
+
+// A spool that is not one at start is moved aside and a new one begins; one deleted while
+// the host runs is written again at its path with what it held.
+TEST_F(SpoolOnLockedFile, AnUnreadableSpoolIsMovedAsideAndADeletedOneIsWrittenAgain) {
+  std::ofstream(folder_.File("spool.db")) << std::string(4096, 'x');
+  auto spool = MakeSpool();
+  ASSERT_EQ(Logged("The local spool could not be read and was moved aside").size(), 1u);
+  const std::string aside = log_.back().substr(log_.back().rfind(" | ") + 3);
+  EXPECT_TRUE(aside.starts_with(folder_.File("spool.db.corrupt-"))) << aside;
+  EXPECT_EQ(std::filesystem::file_size(aside), 4096u);
+  EXPECT_NE(log_.back().find("not a database"), std::string::npos) << log_.back();
+  Keep(*spool, 0, 3);
+  EXPECT_EQ(spool->Depth(), 3);
+
+  std::filesystem::remove(folder_.File("spool.db"));
+  Keep(*spool, 3, 4);
+  ASSERT_EQ(Logged("The local spool was deleted or replaced while the host ran").size(), 1u);
+  EXPECT_NE(log_.back().find("the 3 subgroup(s) it held are kept in " + folder_.File("spool.db")),
+            std::string::npos)
+      << log_.back();
+  spool.reset();
+  EXPECT_EQ(platform::SpcSpoolFile(folder_.File("spool.db")).Count(), 4);
+  EXPECT_EQ(testsupport::FileMode(folder_.File("spool.db")), 0600u);
 }
 
 class SpoolOnDatabase : public SpoolTest, public SpcDatabaseTest {};
@@ -202,23 +371,31 @@ TEST_P(SpoolOnDatabase, AForwardCommittedButNotRemovedIsNotSavedTwice) {
     platform::WriteSubgroup(link, first->data, false, first->key);
   });
 
-  EXPECT_EQ(spool->Forward(*session, true), 3);
+  // Taken out of the spool, but counted by the forward that wrote it.
+  EXPECT_EQ(spool->Forward(*session, true), 2);
   EXPECT_EQ(spool->Depth(), 0);
   EXPECT_EQ(Stored(*session), Samples(0, 3));
+  EXPECT_NE(Logged("SPC database available again").at(0).find("1 more were in the SPC database"),
+            std::string::npos)
+      << log_.back();
 }
 
-TEST_P(SpoolOnDatabase, TwoHostsForwardingOneSpoolSaveEachSubgroupOnce) {
+TEST_P(SpoolOnDatabase, ThreeForwardsOfOneSpoolSaveAndCountEachSubgroupOnce) {
   auto first = MakeSpool();
   Keep(*first, 0, 30);
-  auto second = MakeSpool();
-  auto one = SpoolingSession(database_->ConnectionString(), first);
-  auto other = SpoolingSession(database_->ConnectionString(), second);
-  std::thread racing([&] { second->Forward(*other, true); });
-  first->Forward(*one, true);
-  racing.join();
+  std::vector<std::thread> racing;
+  std::atomic<int64_t> forwarded{0};
+  for (int host = 0; host < 3; ++host) {
+    racing.emplace_back([&] {
+      auto spool = MakeSpool();
+      forwarded += spool->Forward(*SpoolingSession(database_->ConnectionString(), spool), true);
+    });
+  }
+  for (std::thread& forward : racing) forward.join();
 
+  EXPECT_EQ(forwarded, 30);
   EXPECT_EQ(first->List().size(), 0u) << "none left, none refused";
-  auto stored = Stored(*one);
+  auto stored = Stored(*SpoolingSession(database_->ConnectionString(), first));
   std::sort(stored.begin(), stored.end(),
             [](const auto& a, const auto& b) { return a.time < b.time; });
   EXPECT_EQ(stored, Samples(0, 30));
