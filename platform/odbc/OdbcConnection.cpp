@@ -33,9 +33,9 @@ void OdbcConnection::Open(const std::string& connectionString, const std::string
   if (!password.empty() && !HasConnectionKey(text, "PWD")) {
     AppendConnectionKey(text, "PWD", password);
   }
-  session_ = pool_.TakeKept(text, policy_);
+  session_ = pool_->TakeKept(text, policy_);
   kept_ = session_ != nullptr;
-  if (!session_) session_ = pool_.Connect(text, policy_);
+  if (!session_) session_ = pool_->Connect(text, policy_);
   connectionString_ = std::move(text);
 }
 
@@ -56,7 +56,7 @@ std::unique_ptr<host::Recordset> OdbcConnection::Execute(
   } catch (const runtime::Error& e) {
     if (!IsConnectionLost(e.SqlState())) throw;
   }
-  session_ = pool_.Connect(connectionString_, policy_);
+  session_ = pool_->Connect(connectionString_, policy_);
   return Run(session_, sql, parameters);
 }
 

@@ -22,7 +22,7 @@ class OdbcConnection : public host::Connection {
   // Every connection this object opens follows `policy` (see OdbcSession) and is kept in
   // `pool` between uses.
   explicit OdbcConnection(const OdbcPolicy& policy = {}, OdbcPool& pool = OdbcPool::Instance())
-      : policy_(policy), pool_(pool) {}
+      : policy_(policy), pool_(&pool) {}
 
   // Connects without prompting, closing an open connection first. A non-empty `user` or
   // `password` is added as UID or PWD unless the connection string names that key. A
@@ -57,7 +57,7 @@ class OdbcConnection : public host::Connection {
   const std::shared_ptr<OdbcSession>& Session() const;
 
   OdbcPolicy policy_;
-  OdbcPool& pool_;
+  OdbcPool* pool_;
   std::string connectionString_;
   std::shared_ptr<OdbcSession> session_;
   // The session came from the pool and has run no statement yet.

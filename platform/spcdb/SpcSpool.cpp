@@ -49,10 +49,6 @@ std::string AsidePath(const std::string& path, const std::string& what) {
 
 }  // namespace
 
-std::chrono::nanoseconds SpcSpool::SteadyClock() {
-  return std::chrono::steady_clock::now().time_since_epoch();
-}
-
 SpcSpool::SpcSpool(std::string path, std::string hostId, int64_t maxBytes, LogLine log,
                    SteadyTime now)
     : path_(std::move(path)),

@@ -24,6 +24,7 @@
 
 #include "platform/spcdb/SpcSpoolFile.h"
 #include "platform/spcdb/SpcSubgroupData.h"
+#include "runtime/Clock.h"
 #include "runtime/Error.h"
 
 namespace platform {
@@ -39,7 +40,6 @@ class SpcSpool {
   using LogLine = std::function<void(const std::string&, const std::string&, const std::string&)>;
   // Time since an arbitrary origin on a clock that nothing steps.
   using SteadyTime = std::function<std::chrono::nanoseconds()>;
-  static std::chrono::nanoseconds SteadyClock();
 
   // The spool file at `path` (opened when there is something to keep, or at once when it
   // exists); `hostId` names this host in the keys; beyond `maxBytes` of subgroups nothing
@@ -47,7 +47,7 @@ class SpcSpool {
   // an SQLite database, or a damaged one) is moved aside to `path`.corrupt-TIME, logged,
   // and a new spool begins.
   SpcSpool(std::string path, std::string hostId, int64_t maxBytes, LogLine log,
-           SteadyTime now = SteadyClock);
+           SteadyTime now = runtime::Monotonic);
   SpcSpool(const SpcSpool&) = delete;
   SpcSpool& operator=(const SpcSpool&) = delete;
 
