@@ -3,7 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <charconv>
 
 #include "platform/odbc/OdbcConnectionString.h"
 #include "runtime/Error.h"
@@ -28,8 +28,25 @@ const char* const kTables[] = {
     "spool_id INTEGER NOT NULL REFERENCES spooled (id) ON DELETE CASCADE,"
     " ordinal INTEGER NOT NULL, test_group TEXT NOT NULL, test TEXT NOT NULL,"
     " sample INTEGER NOT NULL, value REAL NOT NULL, serial_number TEXT NOT NULL,"
-    " defect_code TEXT NOT NULL, PRIMARY KEY (spool_id, ordinal))",
+    " defect_code TEXT NOT NULL, value_text TEXT, PRIMARY KEY (spool_id, ordinal))",
 };
+
+// The SQLite ODBC driver reads a REAL back to 15 digits only: a reading is also kept as the
+// shortest text that gives its double back, so that it is forwarded unchanged.
+std::string ExactText(double value) {
+  char text[32];
+  const auto [end, error] = std::to_chars(text, text + sizeof text, value);
+  return std::string(text, end);
+}
+
+double ExactValue(const host::Recordset& rows) {
+  const runtime::Variant text = rows.Field("value_text");
+  if (text.IsNull()) return runtime::ToDouble(rows.Field("value"));
+  const std::string exact = runtime::ToText(text);
+  double value = 0;
+  const auto [end, error] = std::from_chars(exact.data(), exact.data() + exact.size(), value);
+  return error == std::errc() ? value : runtime::ToDouble(rows.Field("value"));
+}
 
 runtime::Variant GroupOf(const std::optional<SpcName>& name) {
   return name ? runtime::Variant(name->group) : runtime::Variant(runtime::Null);
@@ -73,20 +90,17 @@ SpcSpoolFile::SpcSpoolFile(const std::string& path) {
   connection_.Execute("PRAGMA foreign_keys=ON");
   for (const char* table : kTables) connection_.Execute(table);
   // Spools of earlier versions lack the later columns; what they hold has neither.
-  std::vector<std::string> columns;
-  for (auto column = connection_.Execute("PRAGMA table_info(spooled)"); !column->Eof();
-       column->MoveNext()) {
-    columns.push_back(Text(*column, "name"));
-  }
-  const auto lacks = [&](const std::string& name) {
-    return std::find(columns.begin(), columns.end(), name) == columns.end();
+  const auto addColumn = [&](const std::string& table, const std::string& column,
+                             const std::string& declaration) {
+    for (auto found = connection_.Execute("PRAGMA table_info(" + table + ")"); !found->Eof();
+         found->MoveNext()) {
+      if (Text(*found, "name") == column) return;
+    }
+    connection_.Execute("ALTER TABLE " + table + " ADD COLUMN " + column + " " + declaration);
   };
-  if (lacks("configuration_name")) {
-    connection_.Execute("ALTER TABLE spooled ADD COLUMN configuration_name TEXT");
-  }
-  if (lacks("forwarded")) {
-    connection_.Execute("ALTER TABLE spooled ADD COLUMN forwarded INTEGER NOT NULL DEFAULT 0");
-  }
+  addColumn("spooled", "configuration_name", "TEXT");
+  addColumn("spooled", "forwarded", "INTEGER NOT NULL DEFAULT 0");
+  addColumn("spooled_readings", "value_text", "TEXT");
 }
 
 void SpcSpoolFile::CopyTo(const std::string& path) {
@@ -142,11 +156,11 @@ void SpcSpoolFile::Append(const SpcSubgroupData& s, const std::string& key) {
     }
     auto reading = connection_.Prepare(
         "INSERT INTO spooled_readings (spool_id, ordinal, test_group, test, sample, value,"
-        " serial_number, defect_code) VALUES (?, ?, ?, ?, ?, ?, ?, ?)");
+        " serial_number, defect_code, value_text) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?)");
     ordinal = 0;
     for (const SpcReading& r : s.readings) {
-      reading->Execute(
-          {id, ++ordinal, r.testGroup, r.test, r.sample, r.value, r.serialNumber, r.defect});
+      reading->Execute({id, ++ordinal, r.testGroup, r.test, r.sample, r.value, r.serialNumber,
+                        r.defect, ExactText(r.value)});
     }
   });
 }
@@ -181,7 +195,7 @@ std::optional<SpooledSubgroup> SpcSpoolFile::Oldest() {
            "SELECT * FROM spooled_readings WHERE spool_id = ? ORDER BY ordinal", id);
        !r->Eof(); r->MoveNext()) {
     s.readings.push_back({Text(*r, "test_group"), Text(*r, "test"),
-                          runtime::ToLong(r->Field("sample")), runtime::ToDouble(r->Field("value")),
+                          runtime::ToLong(r->Field("sample")), ExactValue(*r),
                           Text(*r, "serial_number"), Text(*r, "defect_code")});
   }
   return spooled;

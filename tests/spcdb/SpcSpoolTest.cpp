@@ -132,6 +132,16 @@ TEST_F(SpoolOnStoppedServer, SubgroupsOfAnOutageAreKeptThenForwardedOnceInOrder)
   const auto again = Logged("SPC database available again");
   ASSERT_EQ(again.size(), 1u);
   EXPECT_NE(again[0].find("forwarded 9 kept subgroup(s)"), std::string::npos) << again[0];
+
+  // A reading that needs all 17 digits is forwarded as it was collected.
+  SpcSubgroupData exact = SampleSubgroup(12);
+  exact.readings = {{"Dimensions", "Höhe", 1, -(0.1 + 0.2), "", ""}};
+  spool->Keep(exact, spool->NewKey(exact), std::nullopt);
+  steady_ += std::chrono::minutes(2);
+  SaveSubgroup(session, SampleSubgroup(13));
+  std::vector<SpcSubgroupData> expected = Samples(0, 14);
+  expected[12] = exact;
+  EXPECT_EQ(Stored(*session), expected);
 }
 
 // A role that may only read and write needs no rights to change the schema; writes the
