@@ -15,7 +15,7 @@ namespace dam {
 
 int CheckCommand(const CheckOptions& options) {
   platform::PlatformComponents components;
-  const std::unique_ptr<DriverModule> module = LoadRegisteredModule(kDefaultDriverClass);
+  const std::unique_ptr<DriverModule> module = LoadRegisteredModule(options.driverClass);
   bool unreadable = false, errors = false, warnings = false;
   for (const std::string& file : options.configs) {
     std::vector<host::CheckFinding> findings;

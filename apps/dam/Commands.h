@@ -27,6 +27,7 @@ struct RunOptions {
 
 struct CheckOptions {
   std::vector<std::string> configs;
+  std::string driverClass = kDefaultDriverClass;
 };
 
 struct ConfigShowOptions {

@@ -9,6 +9,7 @@
 #include "apps/shared/TerminalText.h"
 #include "common/TypeTables.h"
 #include "config/Configuration1.h"
+#include "config/ConfigurationGrammar.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/ConnectionSecrets.h"
 #include "runtime/Error.h"
@@ -23,7 +24,7 @@ QString Text(const std::string& text) {
 
 // The configuration text with the passwords of its data link masked.
 std::string MaskDataLink(const std::string& text) {
-  const std::string key = "DATALINK=";
+  const std::string key = std::string(config::KeyText(config::ConfigurationKey::DataLink)) + "=";
   std::vector<std::string> lines = runtime::Split(text, "\r\n");
   for (std::string& line : lines) {
     if (line.starts_with(key))

@@ -116,7 +116,7 @@ const std::vector<Command>& Commands() {
          return RunCommand(options);
        }},
       {{"dam check",
-        "CONFIG...",
+        "CONFIG... [--driver CLASS]",
         "Reads each configuration file as the driver does and reports what it would ignore or "
         "misread, one line each: FILE:LINE: error|warning: text. Errors: values that are no "
         "numbers where numbers are read, unit codes outside 0-3, descriptor types outside 1-9, "
@@ -128,9 +128,11 @@ const std::vector<Command>& Commands() {
         {{"CONFIG...", "one or more configuration text files"}},
         1,
         1'000'000,
-        {},
+        {kDriver},
         "dam check line3.cfg line4.cfg"},
-       [](const ParsedArguments& p) { return CheckCommand({p.Positional()}); }},
+       [](const ParsedArguments& p) {
+         return CheckCommand({p.Positional(), p.Value("driver", kDefaultDriverClass)});
+       }},
       {{"dam gui",
         "[CONFIG...] [--spc CONNECTION] [--driver CLASS]",
         "Opens the main window on the configuration files: start, stop, pause, setup, activity "

@@ -8,6 +8,7 @@
 #include "apps/dam/DamHost.h"
 #include "apps/dam/RunStatus.h"
 #include "config/Configuration1.h"
+#include "host/DriverState.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/ConnectionSecrets.h"
 #include "runtime/Error.h"
@@ -34,7 +35,7 @@ struct MainWindow::Row {
   std::shared_ptr<host::IDriver> driver;
   std::unique_ptr<RunStatus> status;
   std::unique_ptr<ChartWindow> chart;
-  int32_t state = 0;
+  int32_t state = host::kDriverStopped;
   bool started = false;
   std::string error;
 };
@@ -93,7 +94,8 @@ void MainWindow::AddConfiguration(const std::string& path, const std::string& sp
       RefreshRows();
     };
     if (!driver->Initialize(row->host, item->text(kName).toStdString()) ||
-        !driver->Load(runtime::Variant(row->components.TextCodec().EncodeText("QZ", text)))) {
+        !driver->Load(runtime::Variant(
+            row->components.TextCodec().EncodeText(host::kConfigurationCodecKey, text)))) {
       throw runtime::Error(runtime::kInvalidProcedureCall,
                            "the driver could not load the configuration");
     }
@@ -167,8 +169,8 @@ void MainWindow::bnSetup_Click() {
   Row* row = SelectedRow();
   if (!row || !row->driver->ShowSetup(host::kTrue)) return;
   try {
-    const std::string text =
-        row->components.TextCodec().DecodeText("QZ", row->driver->GetConfiguration());
+    const std::string text = row->components.TextCodec().DecodeText(
+        host::kConfigurationCodecKey, row->driver->GetConfiguration());
     WriteConfigurationFile(row->path, text);
     row->configuration->SetData(text);
     if (!row->configuration->ConfigurationName().empty()) {

@@ -104,7 +104,8 @@ int RunCommand(const RunOptions& runOptions) {
                                      : configuration.ConfigurationName();
   components.SetConfigurationName(driverName);
   if (!driver->Initialize(host, driverName)) return Fail("the driver could not be initialised");
-  if (!driver->Load(runtime::Variant(components.TextCodec().EncodeText("QZ", text)))) {
+  if (!driver->Load(runtime::Variant(
+          components.TextCodec().EncodeText(host::kConfigurationCodecKey, text)))) {
     return Fail("the driver could not load the configuration");
   }
   if (!driver->StartDriver()) return Fail("the driver could not start");

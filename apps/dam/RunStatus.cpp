@@ -4,6 +4,7 @@
 #include <fstream>
 
 #include "common/Module.h"
+#include "host/DriverState.h"
 #include "platform/components/ConsoleError.h"
 #include "platform/odbc/ConnectionSecrets.h"
 #include "runtime/Clock.h"
@@ -85,13 +86,13 @@ std::vector<std::string> RunStatus::ReadNewLogLines() {
 
 std::string RunStatus::StateName(int32_t state) {
   switch (state) {
-    case 0:
+    case host::kDriverStopped:
       return "stopped";
-    case 3:
+    case host::kDriverRunning:
       return "running";
-    case 4:
+    case host::kDriverConfiguring:
       return "configuring";
-    case 5:
+    case host::kDriverPaused:
       return "paused";
   }
   return "state " + std::to_string(state);

@@ -34,6 +34,7 @@ class RunStatus {
   // The errors since the last call of this or LastError, oldest first, in LastError's form.
   std::vector<std::string> NewErrors();
 
+  // "stopped", "running", ... for the codes of host/DriverState.h; "state N" for another.
   static std::string StateName(int32_t state);
 
  private:

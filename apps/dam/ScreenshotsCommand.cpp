@@ -146,7 +146,7 @@ int ScreenshotsCommand(const ScreenshotsOptions& options) {
   std::filesystem::create_directories(folder);
   const auto application = MakeApplication(true);
 
-  MainWindow window({file}, "", "oxaGEPDAD6.Version1");
+  MainWindow window({file}, "", kDefaultDriverClass);
   window.resize(960, 220);
   window.show();
   window.findChild<QPushButton*>("bnStart")->click();

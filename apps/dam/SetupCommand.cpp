@@ -33,7 +33,8 @@ int SetupCommand(const SetupOptions& options) {
   }
   if (std::filesystem::exists(file)) {
     const std::string text = ReadConfigurationFile(file, false);
-    if (!driver->Load(runtime::Variant(components.TextCodec().EncodeText("QZ", text)))) {
+    if (!driver->Load(runtime::Variant(
+            components.TextCodec().EncodeText(host::kConfigurationCodecKey, text)))) {
       throw runtime::Error(runtime::kInvalidProcedureCall,
                            "the driver could not load the configuration " + file);
     }
@@ -41,8 +42,8 @@ int SetupCommand(const SetupOptions& options) {
   const bool confirmed = driver->ShowSetup(host::kTrue);
   int status = 1;
   if (confirmed) {
-    WriteConfigurationFile(file,
-                           components.TextCodec().DecodeText("QZ", driver->GetConfiguration()));
+    WriteConfigurationFile(file, components.TextCodec().DecodeText(host::kConfigurationCodecKey,
+                                                                   driver->GetConfiguration()));
     std::cout << "Saved " << file << std::endl;
     status = 0;
   }
