@@ -29,10 +29,12 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "host/Connection.h"
 #include "host/DataLinkDialog.h"
+#include "host/DataLinkTest.h"
 #include "host/DatabaseSession.h"
 #include "host/HostComparer.h"
 #include "host/HostDateMath.h"
@@ -88,6 +90,13 @@ class Components {
   // when the user closed it.
   virtual void MessageBox(const std::string& text) = 0;
   virtual void Beep() = 0;
+
+  // A test of `link` that the host already ran while starting this driver instance, for the
+  // configuration's own test (Configuration1::TestDataLink) to take instead of testing
+  // again: a start tests its link once, however often the host checks, reads and loads the
+  // text. Nothing when the host has none, which is the default; the configuration then
+  // tests the link itself.
+  virtual std::optional<DataLinkTest> SharedDataLinkTest(const std::string& link);
 };
 
 }  // namespace host

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "host/Components.h"
@@ -45,6 +46,10 @@ class ComponentsWrapper : public Components {
 
   void MessageBox(const std::string& text) override { target_.MessageBox(text); }
   void Beep() override { target_.Beep(); }
+
+  std::optional<DataLinkTest> SharedDataLinkTest(const std::string& link) override {
+    return target_.SharedDataLinkTest(link);
+  }
 
  private:
   Components& target_;
