@@ -3,24 +3,23 @@
 #include "apps/dam/Commands.h"
 #include "apps/dam/ConfigFile.h"
 #include "apps/dam/ConfigurationCheck.h"
-#include "apps/dam/DriverModule.h"
+#include "apps/dam/DriverHandle.h"
 #include "apps/shared/ExitCodes.h"
 #include "apps/shared/Failures.h"
 #include "apps/shared/TerminalText.h"
-#include "platform/components/PlatformComponents.h"
 #include "platform/odbc/ConnectionSecrets.h"
 #include "runtime/Error.h"
 
 namespace dam {
 
 int CheckCommand(const CheckOptions& options) {
-  platform::PlatformComponents components;
-  const std::unique_ptr<DriverModule> module = LoadRegisteredModule(options.driverClass);
+  DriverHandle handle;
+  handle.OpenModule(options.driverClass);
   bool unreadable = false, errors = false, warnings = false;
   for (const std::string& file : options.configs) {
     std::vector<host::CheckFinding> findings;
     try {
-      findings = module->CheckConfiguration(components, ReadConfigurationFile(file, false));
+      findings = handle.Check(ReadConfigurationFile(file, false));
     } catch (const apps::Failure& e) {
       findings = {{0, true, e.what()}};
       unreadable = true;

@@ -5,12 +5,12 @@
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/ConfigFile.h"
+#include "apps/dam/DriverHandle.h"
 #include "apps/shared/ExitCodes.h"
 #include "apps/shared/TerminalText.h"
 #include "common/TypeTables.h"
 #include "config/Configuration1.h"
 #include "config/ConfigurationGrammar.h"
-#include "platform/components/PlatformComponents.h"
 #include "platform/odbc/ConnectionSecrets.h"
 #include "runtime/Error.h"
 #include "runtime/Text.h"
@@ -39,14 +39,14 @@ int ConfigShowCommand(const ConfigShowOptions& options) {
   const bool showSecrets = options.showSecrets;
   // Read first: a file that is not there is an error, not a configuration of defaults.
   const std::string fileText = ReadConfigurationFile(options.config, options.raw);
-  platform::PlatformComponents components;
-  config::Configuration1 configuration(components);
+  DriverHandle handle;
   std::optional<runtime::Error> error;
   try {
-    configuration.SetData(fileText);
+    handle.Read(fileText);
   } catch (const runtime::Error& e) {
     error = e;
   }
+  const config::Configuration1& configuration = handle.Reading();
 
   const std::string status = common::GetDataLinkStatus(configuration.DataLinkState());
   auto shown = [&](const std::string& text) {

@@ -6,10 +6,10 @@
 #include "apps/dam/ChartWindow.h"
 #include "apps/dam/ConfigFile.h"
 #include "apps/dam/DamHost.h"
+#include "apps/dam/DriverHandle.h"
 #include "apps/dam/RunStatus.h"
-#include "config/Configuration1.h"
+#include "apps/shared/Failures.h"
 #include "host/DriverState.h"
-#include "platform/components/PlatformComponents.h"
 #include "platform/odbc/ConnectionSecrets.h"
 #include "runtime/Error.h"
 #include "ui_frmMain.h"
@@ -19,20 +19,19 @@ namespace {
 
 enum Column { kName, kDriver, kState, kSaved, kLastError };
 
+// What failed, as a command would say it.
 std::string Reason(std::exception_ptr thrown) {
-  return platform::MaskConnectionSecrets(runtime::ToError(thrown).Description());
+  return platform::MaskConnectionSecrets(apps::FailureText(thrown, false));
 }
 
 }  // namespace
 
-// One configuration file and the driver that runs it, with host components of its own so
-// that its saves are counted apart from the other rows'.
+// One configuration file and the driver that runs it, in a handle of its own so that its
+// saves are counted apart from the other rows'.
 struct MainWindow::Row {
   std::string path;
-  platform::PlatformComponents components;
-  std::unique_ptr<config::Configuration1> configuration;
-  std::shared_ptr<DamHost> host;
-  std::shared_ptr<host::IDriver> driver;
+  DriverHandle handle;
+  bool loaded = false;
   std::unique_ptr<RunStatus> status;
   std::unique_ptr<ChartWindow> chart;
   int32_t state = host::kDriverStopped;
@@ -44,11 +43,6 @@ MainWindow::MainWindow(const std::vector<std::string>& configFiles, const std::s
                        const std::string& driverClass)
     : ui_(std::make_unique<Ui::frmMain>()), driverClass_(driverClass) {
   ui_->setupUi(this);
-  try {
-    module_ = LoadRegisteredModule(driverClass_);
-  } catch (...) {
-    moduleError_ = Reason(std::current_exception());
-  }
   for (const std::string& path : configFiles) AddConfiguration(path, spc);
   connect(ui_->lvwDrivers, &QTreeWidget::itemSelectionChanged, this,
           &MainWindow::lvwDrivers_SelectionChanged);
@@ -77,32 +71,23 @@ void MainWindow::AddConfiguration(const std::string& path, const std::string& sp
   auto* item = new QTreeWidgetItem(ui_->lvwDrivers, QStringList{QString::fromStdString(stem)});
   item->setToolTip(kName, QString::fromStdString(path));
   item->setText(kDriver, QString::fromStdString(driverClass_));
+  DriverHandle& handle = row->handle;
   try {
-    if (!module_) throw runtime::Error(runtime::kFileNotFound, moduleError_);
+    handle.OpenModule(driverClass_);
     const std::string text = ReadConfigurationFile(path, false);
-    row->configuration = std::make_unique<config::Configuration1>(row->components);
-    row->configuration->SetData(text);
-    if (!row->configuration->ConfigurationName().empty()) {
-      item->setText(kName, QString::fromStdString(row->configuration->ConfigurationName()));
-    }
-    row->components.SetConfigurationName(item->text(kName).toStdString());
-    row->host = std::make_shared<DamHost>(row->components, SpcConnection(row->components, spc));
-    auto driver = module_->ClassObject(driverClass_).CreateInstance(row->components);
+    handle.Read(text);
+    item->setText(kName, QString::fromStdString(handle.NameFor(path)));
+    handle.Create(spc, handle.NameFor(path));
     Row* target = row.get();
-    row->host->onStateChanged = [this, target](int32_t state) {
+    handle.Host().onStateChanged = [this, target](int32_t state) {
       target->state = state;
       RefreshRows();
     };
-    if (!driver->Initialize(row->host, item->text(kName).toStdString()) ||
-        !driver->Load(runtime::Variant(
-            row->components.TextCodec().EncodeText(host::kConfigurationCodecKey, text)))) {
-      throw runtime::Error(runtime::kInvalidProcedureCall,
-                           "the driver could not load the configuration");
-    }
-    row->state = driver->State();
-    row->driver = std::move(driver);
-    row->status =
-        std::make_unique<RunStatus>(row->components, row->components.Saves(), *row->configuration);
+    handle.Load(text);
+    row->loaded = true;
+    row->state = handle.Driver().State();
+    row->status = std::make_unique<RunStatus>(handle.Components(), handle.Components().Saves(),
+                                              handle.Reading());
   } catch (...) {
     row->error = Reason(std::current_exception());
   }
@@ -113,7 +98,7 @@ void MainWindow::RefreshRows() {
   for (size_t i = 0; i < rows_.size(); ++i) {
     Row& row = *rows_[i];
     QTreeWidgetItem* item = ui_->lvwDrivers->topLevelItem(static_cast<int>(i));
-    item->setText(kState, row.driver ? QString::fromStdString(RunStatus::StateName(row.state))
+    item->setText(kState, row.loaded ? QString::fromStdString(RunStatus::StateName(row.state))
                                      : "not loaded");
     if (row.status) {
       item->setText(kSaved, QString::number(row.status->SavedSubgroups()));
@@ -139,7 +124,7 @@ void MainWindow::UpdateButtons() {
 MainWindow::Row* MainWindow::SelectedRow() {
   const int index = ui_->lvwDrivers->indexOfTopLevelItem(ui_->lvwDrivers->currentItem());
   if (index < 0 || static_cast<size_t>(index) >= rows_.size()) return nullptr;
-  return rows_[index]->driver ? rows_[index].get() : nullptr;
+  return rows_[index]->loaded ? rows_[index].get() : nullptr;
 }
 
 void MainWindow::lvwDrivers_SelectionChanged() {
@@ -148,7 +133,7 @@ void MainWindow::lvwDrivers_SelectionChanged() {
 
 void MainWindow::bnStart_Click() {
   if (Row* row = SelectedRow()) {
-    if (row->driver->StartDriver()) {
+    if (row->handle.Driver().StartDriver()) {
       row->started = true;
     } else if (row->error.empty()) {
       row->error = "the driver did not start (is the configuration active?)";
@@ -158,24 +143,23 @@ void MainWindow::bnStart_Click() {
 }
 
 void MainWindow::bnStop_Click() {
-  if (Row* row = SelectedRow(); row && row->started) row->driver->StopDriver();
+  if (Row* row = SelectedRow(); row && row->started) row->handle.Driver().StopDriver();
 }
 
 void MainWindow::bnPause_Click() {
-  if (Row* row = SelectedRow()) row->driver->PauseDriver();
+  if (Row* row = SelectedRow()) row->handle.Driver().PauseDriver();
 }
 
 void MainWindow::bnSetup_Click() {
   Row* row = SelectedRow();
-  if (!row || !row->driver->ShowSetup(host::kTrue)) return;
+  if (!row || !row->handle.Driver().ShowSetup(host::kTrue)) return;
   try {
-    const std::string text = row->components.TextCodec().DecodeText(
-        host::kConfigurationCodecKey, row->driver->GetConfiguration());
+    const std::string text = row->handle.Text();
     WriteConfigurationFile(row->path, text);
-    row->configuration->SetData(text);
-    if (!row->configuration->ConfigurationName().empty()) {
+    row->handle.Read(text);
+    if (!row->handle.Reading().ConfigurationName().empty()) {
       ui_->lvwDrivers->currentItem()->setText(
-          kName, QString::fromStdString(row->configuration->ConfigurationName()));
+          kName, QString::fromStdString(row->handle.Reading().ConfigurationName()));
     }
     row->error.clear();
   } catch (...) {
@@ -185,7 +169,7 @@ void MainWindow::bnSetup_Click() {
 }
 
 void MainWindow::bnActivity_Click() {
-  if (Row* row = SelectedRow()) row->driver->ShowActivity();
+  if (Row* row = SelectedRow()) row->handle.Driver().ShowActivity();
 }
 
 void MainWindow::bnChart_Click() {
@@ -193,8 +177,8 @@ void MainWindow::bnChart_Click() {
   if (!row) return;
   if (!row->chart) {
     row->chart = std::make_unique<ChartWindow>(
-        std::dynamic_pointer_cast<platform::SpcSession>(row->host->Session()),
-        row->components.Saves(), *row->configuration);
+        std::dynamic_pointer_cast<platform::SpcSession>(row->handle.Host().Session()),
+        row->handle.Components().Saves(), row->handle.Reading());
   }
   row->chart->show();
   row->chart->raise();
@@ -206,7 +190,7 @@ void MainWindow::bnAbout_Click() {
   if (!row) return;
   // The driver raises what fails in its about box; the host shows it.
   try {
-    row->driver->ShowAbout();
+    row->handle.Driver().ShowAbout();
   } catch (...) {
     row->error = Reason(std::current_exception());
     RefreshRows();
@@ -214,21 +198,22 @@ void MainWindow::bnAbout_Click() {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
-  host::Bool16 cancel = host::kFalse;
+  bool closed = true;
   for (const auto& row : rows_) {
-    if (!row->driver) continue;
+    if (!row->loaded) continue;
     // Stopping a driver that never started would only report its missing engine.
-    if (row->started) row->driver->StopDriver();
-    row->driver->QueryUnload(cancel, 0);
+    if (row->started) row->handle.Driver().StopDriver();
+    closed = row->handle.QueryUnload() && closed;
   }
-  if (cancel) {
+  if (!closed) {
     event->ignore();
     return;
   }
   refresh_.stop();
   for (const auto& row : rows_) {
     row->chart.reset();
-    if (row->driver) row->driver->Unload();
+    row->handle.Unload();
+    row->loaded = false;
   }
   event->accept();
 }

@@ -10,8 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "apps/dam/DriverModule.h"
-
 namespace Ui {
 class frmMain;
 }
@@ -21,8 +19,8 @@ namespace dam {
 class MainWindow : public QMainWindow {
  public:
   // Loads every file of `configFiles` into a driver of `driverClass` on the SPC database
-  // `spc` ("" for the host's setting). A file that cannot be loaded stays in the list with
-  // its reason and no driver.
+  // `spc` ("" for the host's setting), each through a DriverHandle of its own. A file that
+  // cannot be loaded stays in the list with its reason and no driver.
   MainWindow(const std::vector<std::string>& configFiles, const std::string& spc,
              const std::string& driverClass);
   ~MainWindow() override;
@@ -49,9 +47,6 @@ class MainWindow : public QMainWindow {
 
   std::unique_ptr<Ui::frmMain> ui_;
   std::string driverClass_;
-  std::unique_ptr<DriverModule> module_;
-  std::string moduleError_;
-  // After the module: the drivers go before their code does.
   std::vector<std::unique_ptr<Row>> rows_;
   QTimer refresh_;
 };

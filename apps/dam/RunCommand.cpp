@@ -4,7 +4,7 @@
 #include <QTimer>
 #include <chrono>
 #include <climits>
-#include <filesystem>
+#include <exception>
 #include <iostream>
 
 #include "apps/dam/Commands.h"
@@ -12,7 +12,7 @@
 #include "apps/dam/ConfigurationCheck.h"
 #include "apps/dam/DamApplication.h"
 #include "apps/dam/DamHost.h"
-#include "apps/dam/DriverModule.h"
+#include "apps/dam/DriverHandle.h"
 #include "apps/dam/JournalLines.h"
 #include "apps/dam/RunEvents.h"
 #include "apps/dam/RunStatus.h"
@@ -29,15 +29,10 @@
 namespace dam {
 namespace {
 
-int Fail(const std::string& message) {
-  std::cerr << "dam run: " << platform::MaskConnectionSecrets(message) << '\n';
-  return 1;
-}
-
 // Prints what the check finds on stderr; true when it found errors.
-bool HasErrors(host::Components& components, const RunOptions& options, const std::string& text) {
+bool HasErrors(DriverHandle& handle, const RunOptions& options, const std::string& text) {
   bool errors = false;
-  for (const auto& finding : CheckConfiguration(components, text, options.driverClass)) {
+  for (const auto& finding : handle.Check(text)) {
     std::cerr << apps::Printable(
                      platform::MaskConnectionSecrets(FormatFinding(options.config, finding)))
               << '\n';
@@ -64,19 +59,30 @@ int RunCommand(const RunOptions& runOptions) {
   // Windows need a display; a run without them works without one.
   const std::unique_ptr<QCoreApplication> application = MakeApplication(options->activity);
   if (options->activity) QApplication::setQuitOnLastWindowClosed(false);
-  platform::PlatformComponents components;
+  DriverHandle handle;
+  platform::PlatformComponents& components = handle.Components();
   WarnIfSettingsShowPasswords(components);
 
   const std::string text = ReadConfigurationFile(options->config, false);
-  if (HasErrors(components, *options, text) && !options->force) {
+  handle.OpenModule(options->driverClass);
+  // Read before the check: the data link test of this reading is the one the check and the
+  // driver take. A text the reader stops in is shown by the check first.
+  std::exception_ptr unreadable;
+  try {
+    handle.Read(text);
+  } catch (...) {
+    unreadable = std::current_exception();
+  }
+  if (HasErrors(handle, *options, text) && !options->force) {
     throw apps::Failure(apps::kExitInvalidConfiguration,
                         "the configuration " + options->config +
                             " has errors (above); fix them, or run it as it reads with --force");
   }
-  config::Configuration1 configuration(components);
   apps::Doing(apps::kExitInvalidConfiguration,
-              "the configuration " + options->config + " cannot be loaded",
-              [&] { configuration.SetData(text); });
+              "the configuration " + options->config + " cannot be loaded", [&] {
+                if (unreadable) std::rethrow_exception(unreadable);
+              });
+  const config::Configuration1& configuration = handle.Reading();
   if (!configuration.Active()) {
     throw apps::Failure(apps::kExitInactiveConfiguration,
                         "the configuration " + options->config +
@@ -93,24 +99,12 @@ int RunCommand(const RunOptions& runOptions) {
                      ")")
        << std::endl;
 
-  const std::string spc = SpcConnection(components, options->spc);
-  auto host = apps::Doing(apps::kExitUnreachable, "cannot open the SPC database",
-                          [&] { return std::make_shared<DamHost>(components, spc); });
-  std::unique_ptr<DriverModule> module = LoadRegisteredModule(options->driverClass);
-  std::shared_ptr<host::IDriver> driver =
-      module->ClassObject(options->driverClass).CreateInstance(components);
-  const std::string driverName = configuration.ConfigurationName().empty()
-                                     ? std::filesystem::path(options->config).stem().string()
-                                     : configuration.ConfigurationName();
-  components.SetConfigurationName(driverName);
-  if (!driver->Initialize(host, driverName)) return Fail("the driver could not be initialised");
-  if (!driver->Load(runtime::Variant(
-          components.TextCodec().EncodeText(host::kConfigurationCodecKey, text)))) {
-    return Fail("the driver could not load the configuration");
-  }
-  if (!driver->StartDriver()) return Fail("the driver could not start");
-  if (options->activity && !driver->ShowActivity()) {
-    return Fail("the activity window could not be shown");
+  handle.Create(options->spc, handle.NameFor(options->config));
+  handle.Load(text);
+  host::IDriver& driver = handle.Driver();
+  if (!driver.StartDriver()) throw apps::Failure(apps::kExitFailure, "the driver could not start");
+  if (options->activity && !driver.ShowActivity()) {
+    throw apps::Failure(apps::kExitFailure, "the activity window could not be shown");
   }
   ServiceNotifier service(AllowedStall(components.ReadOdbcPolicy()));
   const std::unique_ptr<QTimer> heartbeat = service.WatchThisLoop();
@@ -136,13 +130,13 @@ int RunCommand(const RunOptions& runOptions) {
     try {
       saved = status.SavedSubgroups();
       if (events) {
-        events->Write(RunStatus::StateName(driver->State()), saved, components.Spool().Depth(),
+        events->Write(RunStatus::StateName(driver.State()), saved, components.Spool().Depth(),
                       status.NewErrors());
       }
       const std::string error = status.LastError();
       const int64_t spooled = components.Spool().Depth();
       line = apps::Printable(
-          RunStatus::StateName(driver->State()) + " | saved " + std::to_string(saved) +
+          RunStatus::StateName(driver.State()) + " | saved " + std::to_string(saved) +
           (spooled > 0 ? " | spooled " + std::to_string(spooled) : "") + " | next " +
           status.NextCollection() + " | last error " + (error.empty() ? "none" : error));
     } catch (...) {
@@ -186,11 +180,8 @@ int RunCommand(const RunOptions& runOptions) {
   application->exec();
 
   service.Stopping();
-  driver->StopDriver();
-  host::Bool16 cancel = host::kFalse;
-  driver->QueryUnload(cancel, 0);
-  driver->Unload();
-  driver.reset();
+  driver.StopDriver();
+  handle.Unload();
   stop.Stopped();
   if (events) events->Write("stopped", status.SavedSubgroups(), components.Spool().Depth(), {});
   if (terminal && !events) std::cout << '\n';

@@ -20,10 +20,9 @@
 #include "apps/dam/ConfigFile.h"
 #include "apps/dam/DamApplication.h"
 #include "apps/dam/DamHost.h"
+#include "apps/dam/DriverHandle.h"
 #include "apps/dam/MainWindow.h"
 #include "common/SpcNames.h"
-#include "config/Configuration1.h"
-#include "host/SessionNumber.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/components/SpcSelectionDialog.h"
 #include "ui/SelectTag.h"
@@ -123,14 +122,11 @@ void SaveSetupDialogs(platform::PlatformComponents& components, const std::strin
     SaveForm(condition, folder, "condition");
   }
 
-  std::shared_ptr<host::DatabaseSession> session = components.CreateDatabaseSession();
-  session->Initialize(host::SessionNumber());
-  session->Settings().SetConnection(SpcConnection(components, ""));
-  session->Open(1, 0);
+  DamHost spc(components, SpcConnection(components, ""));
   // Started from a test looked up by name, as the characteristic dialog starts it.
-  const common::RecordPtr width = common::ResolveTestName(components, session, "Width");
+  const common::RecordPtr width = common::ResolveTestName(components, spc.Session(), "Width");
   platform::SpcSelectionDialog select(host::SelectionKind::Test);
-  select.Load(*session, width ? width->Id() : 0, 0);
+  select.Load(*spc.Session(), width ? width->Id() : 0, 0);
   select.show();
   Wait(200);
   Save(select, folder, "select-test");
@@ -180,9 +176,8 @@ int ScreenshotsCommand(const ScreenshotsOptions& options) {
       folder, "about", [](QWidget&) {},
       [&] { window.findChild<QPushButton*>("bnAbout")->click(); });
 
-  platform::PlatformComponents components;
-  config::Configuration1 configuration(components);
-  configuration.SetData(ReadConfigurationFile(file, false));
+  DriverHandle handle;
+  handle.Read(ReadConfigurationFile(file, false));
   std::string value = "%TAG(Value, LINE1.WEIGHT)";
   SaveModal(
       folder, "tag-browser",
@@ -190,9 +185,9 @@ int ScreenshotsCommand(const ScreenshotsOptions& options) {
         browser.findChild<QLineEdit*>("txtFilter")->setText("LINE1.W");
         browser.findChild<QPushButton*>("bnRefresh")->click();
       },
-      [&] { ui::SelectTag(components, configuration, value); });
+      [&] { ui::SelectTag(handle.Components(), handle.Reading(), value); });
   window.findChild<QPushButton*>("bnStop")->click();
-  SaveSetupDialogs(components, file, folder);
+  SaveSetupDialogs(handle.Components(), file, folder);
   window.close();
   return 0;
 }
