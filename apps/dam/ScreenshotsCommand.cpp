@@ -17,11 +17,11 @@
 #include <stdexcept>
 
 #include "apps/dam/Commands.h"
-#include "apps/dam/ConfigFile.h"
-#include "apps/dam/DamApplication.h"
-#include "apps/dam/DamHost.h"
-#include "apps/dam/DriverHandle.h"
-#include "apps/dam/MainWindow.h"
+#include "apps/dam/host/ConfigFile.h"
+#include "apps/dam/host/DamApplication.h"
+#include "apps/dam/host/DamHost.h"
+#include "apps/dam/host/DriverHandle.h"
+#include "apps/dam/windows/MainWindow.h"
 #include "common/SpcNames.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/components/SpcSelectionDialog.h"

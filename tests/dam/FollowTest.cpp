@@ -7,8 +7,8 @@
 #include <QJsonObject>
 #include <QThread>
 
-#include "apps/dam/SubgroupFollower.h"
 #include "platform/odbc/OdbcConnection.h"
+#include "platform/spcdb/SpcNewSubgroupReader.h"
 #include "platform/spcdb/SpcReader.h"
 #include "runtime/Date.h"
 #include "tests/dam/DamProcesses.h"

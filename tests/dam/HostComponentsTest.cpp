@@ -7,9 +7,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "apps/dam/DriverHandle.h"
-#include "apps/dam/DriverModule.h"
-#include "apps/dam/RunStatus.h"
+#include "apps/dam/host/DriverHandle.h"
+#include "apps/dam/host/DriverModule.h"
+#include "apps/dam/host/RunStatus.h"
 #include "host/DriverRegistry.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/OdbcConnection.h"
