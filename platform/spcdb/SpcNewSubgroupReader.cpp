@@ -2,21 +2,21 @@
 
 #include "platform/spcdb/SpcReader.h"
 
-namespace dam {
+namespace platform {
 namespace {
 
-// Identifiers looked at per call: a follower that fell behind catches up in steps.
+// Identifiers looked at per call: a reader that fell behind catches up in steps.
 constexpr int32_t kBatch = 1000;
 
 }  // namespace
 
-SubgroupFollower::SubgroupFollower(platform::SpcSession& session, int32_t after,
-                                   std::chrono::milliseconds holeWait)
+SpcNewSubgroupReader::SpcNewSubgroupReader(SpcSession& session, int32_t after,
+                                           std::chrono::milliseconds holeWait)
     : session_(session), last_(after), holeWait_(holeWait) {}
 
-std::vector<platform::SpcSubgroupData> SubgroupFollower::Poll(Clock::time_point now) {
+std::vector<SpcSubgroupData> SpcNewSubgroupReader::Poll(Clock::time_point now) {
   int32_t ready = last_;
-  for (const int32_t id : platform::SubgroupIdsAfter(session_, last_, kBatch)) {
+  for (const int32_t id : SubgroupIdsAfter(session_, last_, kBatch)) {
     if (id != ready + 1) {
       if (hole_ != ready + 1) {
         hole_ = ready + 1;
@@ -27,10 +27,9 @@ std::vector<platform::SpcSubgroupData> SubgroupFollower::Poll(Clock::time_point 
     ready = id;
   }
   if (ready == last_) return {};
-  std::vector<platform::SpcSubgroupData> subgroups =
-      platform::ReadSubgroupRange(session_, last_ + 1, ready);
+  std::vector<SpcSubgroupData> subgroups = ReadSubgroupRange(session_, last_ + 1, ready);
   last_ = ready;
   return subgroups;
 }
 
-}  // namespace dam
+}  // namespace platform

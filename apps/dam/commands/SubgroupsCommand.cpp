@@ -53,7 +53,7 @@ int SubgroupsCommand(const SubgroupsOptions& options) {
   WarnIfSettingsShowPasswords(components);
   const auto host = OpenSpcForReading(components, options.spc);
   auto& session = dynamic_cast<platform::SpcSession&>(*host->Session());
-  if (options.follow) return FollowSubgroups(session, count, std::cout, std::cerr, *stop);
+  if (options.follow) return WriteSubgroupsAsSaved(session, count, std::cout, std::cerr, *stop);
   const auto subgroups = apps::Doing(apps::kExitUnreachable, "cannot read the SPC database",
                                      [&] { return platform::ReadSubgroups(session, count); });
   if (options.ndjson) {

@@ -37,16 +37,17 @@ bool FollowStop::WaitFor(std::chrono::milliseconds time) {
   return asked_.wait_for(lock, time, [this] { return stop_; });
 }
 
-int FollowSubgroups(platform::SpcSession& session, int32_t last, std::ostream& out,
-                    std::ostream& errors, FollowStop& stop, std::chrono::milliseconds interval) {
+int WriteSubgroupsAsSaved(platform::SpcSession& session, int32_t last, std::ostream& out,
+                          std::ostream& errors, FollowStop& stop,
+                          std::chrono::milliseconds interval) {
   const std::vector<platform::SpcSubgroupData> newest = platform::ReadSubgroups(session, last);
   if (!Write(out, newest)) return 1;
-  SubgroupFollower follower(session,
-                            newest.empty() ? platform::LastSubgroupId(session) : newest.back().id);
+  platform::SpcNewSubgroupReader saved(
+      session, newest.empty() ? platform::LastSubgroupId(session) : newest.back().id);
   bool away = false;
   while (!stop.WaitFor(interval)) {
     try {
-      if (!Write(out, follower.Poll(SubgroupFollower::Clock::now()))) return 1;
+      if (!Write(out, saved.Poll(platform::SpcNewSubgroupReader::Clock::now()))) return 1;
       if (away) errors << "dam subgroups: the SPC database answers again" << std::endl;
       away = false;
     } catch (const runtime::Error& error) {

@@ -33,8 +33,8 @@ class FollowStop {
 // `interval`; each line is flushed as written. A database that does not answer is said
 // once on `errors` and asked again at the next look. Gives the exit status: 0 when
 // stopped, 1 when `out` cannot be written; other database errors are raised.
-int FollowSubgroups(platform::SpcSession& session, int32_t last, std::ostream& out,
-                    std::ostream& errors, FollowStop& stop,
-                    std::chrono::milliseconds interval = std::chrono::milliseconds(500));
+int WriteSubgroupsAsSaved(platform::SpcSession& session, int32_t last, std::ostream& out,
+                          std::ostream& errors, FollowStop& stop,
+                          std::chrono::milliseconds interval = std::chrono::milliseconds(500));
 
 }  // namespace dam
