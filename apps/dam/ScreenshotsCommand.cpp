@@ -18,10 +18,10 @@
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/host/ConfigFile.h"
-#include "apps/dam/host/DamApplication.h"
 #include "apps/dam/host/DamHost.h"
 #include "apps/dam/host/DriverHandle.h"
 #include "apps/dam/windows/MainWindow.h"
+#include "apps/dam/windows/WindowsApplication.h"
 #include "common/SpcNames.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/components/SpcSelectionDialog.h"
@@ -140,7 +140,7 @@ int ScreenshotsCommand(const ScreenshotsOptions& options) {
   const std::string& file = options.config;
   const int seconds = static_cast<int>(options.seconds);
   std::filesystem::create_directories(folder);
-  const auto application = MakeApplication(true);
+  const auto application = MakeWindowsApplication();
 
   MainWindow window({file}, "", kDefaultDriverClass);
   window.resize(960, 220);

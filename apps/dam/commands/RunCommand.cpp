@@ -10,14 +10,15 @@
 #include "apps/dam/Commands.h"
 #include "apps/dam/commands/CheckFindings.h"
 #include "apps/dam/host/ConfigFile.h"
-#include "apps/dam/host/DamApplication.h"
 #include "apps/dam/host/DamHost.h"
 #include "apps/dam/host/DriverHandle.h"
+#include "apps/dam/host/HeadlessApplication.h"
 #include "apps/dam/host/JournalLines.h"
 #include "apps/dam/host/RunStatus.h"
 #include "apps/dam/host/ServiceNotifier.h"
 #include "apps/dam/host/StopSignals.h"
 #include "apps/dam/output/RunEvents.h"
+#include "apps/dam/windows/WindowsApplication.h"
 #include "apps/shared/Failures.h"
 #include "apps/shared/TerminalText.h"
 #include "common/TypeTables.h"
@@ -57,7 +58,8 @@ int RunCommand(const RunOptions& runOptions) {
       },
       [] { platform::CancelRunningStatements(); });
   // Windows need a display; a run without them works without one.
-  const std::unique_ptr<QCoreApplication> application = MakeApplication(options->activity);
+  const std::unique_ptr<QCoreApplication> application =
+      options->activity ? MakeWindowsApplication() : MakeHeadlessApplication();
   if (options->activity) QApplication::setQuitOnLastWindowClosed(false);
   DriverHandle handle;
   platform::PlatformComponents& components = handle.Components();

@@ -1,11 +1,11 @@
 #include "apps/dam/Commands.h"
-#include "apps/dam/host/DamApplication.h"
 #include "apps/dam/windows/MainWindow.h"
+#include "apps/dam/windows/WindowsApplication.h"
 
 namespace dam {
 
 int GuiCommand(const GuiOptions& options) {
-  const auto application = MakeApplication(true);
+  const auto application = MakeWindowsApplication();
   MainWindow window(options.configs, options.spc, options.driverClass);
   window.show();
   return application->exec();

@@ -2,15 +2,15 @@
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/host/ConfigFile.h"
-#include "apps/dam/host/DamApplication.h"
 #include "apps/dam/host/DriverHandle.h"
+#include "apps/dam/windows/WindowsApplication.h"
 #include "ui/SelectTag.h"
 
 namespace dam {
 
 int SelectTagCommand(const SelectTagOptions& options) {
   std::string value = options.value;
-  const auto application = MakeApplication(true);
+  const auto application = MakeWindowsApplication();
   DriverHandle handle;
   handle.Read(ReadConfigurationFile(options.config, false));
   if (!ui::SelectTag(handle.Components(), handle.Reading(), value)) return 1;

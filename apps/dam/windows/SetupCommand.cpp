@@ -4,9 +4,9 @@
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/host/ConfigFile.h"
-#include "apps/dam/host/DamApplication.h"
 #include "apps/dam/host/DamHost.h"
 #include "apps/dam/host/DriverHandle.h"
+#include "apps/dam/windows/WindowsApplication.h"
 
 namespace dam {
 
@@ -14,7 +14,7 @@ int SetupCommand(const SetupOptions& options) {
   const std::string& file = options.config;
   // Qt allows one application a process; a caller that already runs one keeps it.
   std::unique_ptr<QCoreApplication> application;
-  if (QCoreApplication::instance() == nullptr) application = MakeApplication(true);
+  if (QCoreApplication::instance() == nullptr) application = MakeWindowsApplication();
   DriverHandle handle;
   WarnIfSettingsShowPasswords(handle.Components());
   handle.OpenModule(options.driverClass);
