@@ -47,7 +47,6 @@ const apps::OptionSpec kDriver{
 struct Command {
   CommandSpec spec;
   std::function<int(const ParsedArguments&)> run;
-  bool listed = true;
 };
 
 std::string First(const ParsedArguments& parsed) {
@@ -257,19 +256,6 @@ const std::vector<Command>& Commands() {
        [](const ParsedArguments& p) {
          return SpoolCommand({First(p), p.Value("spc"), p.Value("before"), p.Has("yes")});
        }},
-      {{"dam screenshots",
-        "FOLDER CONFIG SECONDS",
-        "Writes pictures of every window to FOLDER.",
-        {{"FOLDER", ""}, {"CONFIG", ""}, {"SECONDS", ""}},
-        3,
-        3,
-        {},
-        ""},
-       [](const ParsedArguments& p) {
-         return ScreenshotsCommand(
-             {p.Positional()[0], p.Positional()[1], std::stoll(p.Positional()[2])});
-       },
-       false},
   };
   return commands;
 }
@@ -288,7 +274,6 @@ const CommandSpec kProgram{
 std::string ProgramHelp() {
   std::string commands = "Commands:\n";
   for (const Command& command : Commands()) {
-    if (!command.listed) continue;
     const std::string& synopsis = command.spec.synopsis;
     commands +=
         "  " + command.spec.invocation.substr(4) + (synopsis.empty() ? "" : " ") + synopsis + "\n";

@@ -2,7 +2,9 @@
 // running, its activity window on each tab after a few collections, its chart window, the
 // about box, the tag browser filtered, the configuration dialog on each tab, the item
 // dialogs, the data link dialog and a selection dialog of the SPC database. Run under a
-// real X server (scripts/screenshots uses Xvfb).
+// real X server (scripts/screenshots uses Xvfb), with a registered driver module:
+//   screenshots FOLDER CONFIG SECONDS
+// SECONDS is how long the configuration runs before the pictures are taken.
 #include <QApplication>
 #include <QComboBox>
 #include <QEventLoop>
@@ -22,9 +24,11 @@
 #include "apps/dam/host/DriverHandle.h"
 #include "apps/dam/windows/MainWindow.h"
 #include "apps/dam/windows/WindowsApplication.h"
+#include "apps/shared/Failures.h"
 #include "common/SpcNames.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/components/SpcSelectionDialog.h"
+#include "platform/odbc/OdbcPool.h"
 #include "ui/SelectTag.h"
 #include "ui/frmCondition.h"
 #include "ui/frmConfigure.h"
@@ -133,12 +137,7 @@ void SaveSetupDialogs(platform::PlatformComponents& components, const std::strin
   select.close();
 }
 
-}  // namespace
-
-int ScreenshotsCommand(const ScreenshotsOptions& options) {
-  const std::string& folder = options.folder;
-  const std::string& file = options.config;
-  const int seconds = static_cast<int>(options.seconds);
+int TakeScreenshots(const std::string& folder, const std::string& file, int seconds) {
   std::filesystem::create_directories(folder);
   const auto application = MakeWindowsApplication();
 
@@ -192,4 +191,21 @@ int ScreenshotsCommand(const ScreenshotsOptions& options) {
   return 0;
 }
 
+}  // namespace
 }  // namespace dam
+
+int main(int argc, char** argv) {
+  if (argc != 4) {
+    std::cerr << "usage: screenshots FOLDER CONFIG SECONDS\n";
+    return apps::kExitUsage;
+  }
+  int status = apps::kExitFailure;
+  try {
+    status = dam::TakeScreenshots(argv[1], argv[2], std::stoi(argv[3]));
+  } catch (...) {
+    status = apps::ReportFailure("screenshots", std::current_exception(), false);
+  }
+  // While every library is still whole: a driver called from a static destructor may crash.
+  platform::OdbcPool::Instance().Close();
+  return status;
+}
