@@ -43,7 +43,8 @@ class DriverHandle {
   DriverHandle(const DriverHandle&) = delete;
   DriverHandle& operator=(const DriverHandle&) = delete;
 
-  // The components the module, the driver and the reading are given.
+  // The platform's components behind everything the handle makes: its saves, its spool, the
+  // configuration name its sessions save under.
   platform::PlatformComponents& Components() { return platform_; }
 
   // Reads `text` into Reading() (Configuration1::SetData), which tests its data link. Raises
@@ -66,7 +67,7 @@ class DriverHandle {
   // The driver, from Create to Unload.
   host::IDriver& Driver() { return *driver_; }
   DamHost& Host() { return *host_; }
-  // The driver's configuration text, decoded.
+  // The driver's configuration text, decoded; an apps::Failure when the driver gives none.
   std::string Text();
   // Asks the driver to close its windows before it is unloaded; false when one refused,
   // and the driver stays as it is.
