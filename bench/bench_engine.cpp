@@ -35,24 +35,16 @@
 
 #include "config/Configuration1.h"
 #include "engine/Engine1.h"
+#include "host/ComponentsWrapper.h"
+#include "platform/components/PlatformComponents.h"
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSubgroup.h"
-#include "platform/utility/Comparer.h"
-#include "platform/utility/DateMath.h"
-#include "platform/utility/FileSystem.h"
-#include "platform/utility/ProfileFile.h"
-#include "platform/utility/TextCodec.h"
-#include "platform/utility/TextExpander.h"
 #include "runtime/Clock.h"
 #include "runtime/Error.h"
 #include "runtime/Text.h"
 
 namespace {
-
-[[noreturn]] void Unsupported() {
-  throw runtime::Error(runtime::kCannotCreateObject, "ActiveX component can't create object");
-}
 
 class Timer : public host::HostTimer {
  public:
@@ -61,45 +53,17 @@ class Timer : public host::HostTimer {
   void Tick() { OnTimer.Raise(); }
 };
 
-class Components : public host::Components {
+// The platform's components, with timers that the bench ticks itself.
+class Components : public host::ComponentsWrapper {
  public:
-  host::HostDateMath& DateMath() override { return dateMath_; }
-  host::HostComparer& Comparer() override { return comparer_; }
-  host::HostTextExpander& TextExpander() override { return expander_; }
-  host::HostTextCodec& TextCodec() override { return codec_; }
-  host::HostFileSystem& FileSystem() override { return fileSystem_; }
-  std::unique_ptr<host::Connection> CreateConnection() override {
-    return std::make_unique<platform::OdbcConnection>();
-  }
+  using ComponentsWrapper::ComponentsWrapper;
   std::unique_ptr<host::HostTimer> CreateTimer() override {
     auto timer = std::make_unique<Timer>();
     lastTimer = timer.get();
     return timer;
   }
-  std::unique_ptr<host::HostError> CreateError() override { Unsupported(); }
-  std::unique_ptr<host::SettingsFile> OpenSettingsFile(const std::string& path) override {
-    return std::make_unique<platform::ProfileFile>(path);
-  }
-  std::shared_ptr<host::DatabaseSession> CreateDatabaseSession() override { Unsupported(); }
-  std::unique_ptr<host::HostRecord> CreateRecord(host::RecordKind) override { Unsupported(); }
-  std::unique_ptr<host::HostSubgroup> CreateSubgroup() override {
-    return std::make_unique<platform::SpcSubgroup>();
-  }
-  std::unique_ptr<host::SelectionDialog> CreateSelectionDialog(host::SelectionKind) override {
-    Unsupported();
-  }
-  std::unique_ptr<host::DataLinkDialog> CreateDataLinkDialog() override { Unsupported(); }
-  void MessageBox(const std::string&) override {}
-  void Beep() override {}
 
   Timer* lastTimer = nullptr;
-
- private:
-  platform::DateMath dateMath_;
-  platform::Comparer comparer_;
-  platform::TextExpander expander_;
-  platform::TextCodec codec_;
-  platform::FileSystem fileSystem_;
 };
 
 class SettableClock : public runtime::Clock {
@@ -114,8 +78,10 @@ std::string Folder() {
   static const std::string folder = [] {
     char name[] = "/tmp/bench_engine.XXXXXX";
     const std::string made = mkdtemp(name);
-    setenv("DAM_LOG_DIR", made.c_str(), 1);
-    setenv("DAM_COMPONENT_DIR", made.c_str(), 1);
+    for (const char* name :
+         {"DAM_LOG_DIR", "DAM_COMPONENT_DIR", "DAM_SETTINGS_DIR", "DAM_DATA_DIR"}) {
+      setenv(name, made.c_str(), 1);
+    }
     return made;
   }();
   return folder;
@@ -203,6 +169,7 @@ struct Collector {
       : Collector(ConfigurationText(tags),
                   "Driver=SQLite3;Database=" + Folder() + "/spc" + std::to_string(tags) + ".db") {}
   Collector(const std::string& configuration, const std::string& spcLink) : scope(clock) {
+    Folder();  // the host's folders are the bench's own, before the components look for them
     database->Settings().SetConnection(spcLink);
     database->Initialize(1);
     database->Open(1, 0);
@@ -226,7 +193,8 @@ struct Collector {
     return engine.LastErrorDescription() + " / " + engine.LastErrorDetail();
   }
 
-  Components components;
+  platform::PlatformComponents platform;
+  Components components{platform};
   SettableClock clock;
   runtime::ScopedClock scope;
   std::shared_ptr<platform::SpcSession> database = std::make_shared<platform::SpcSession>();
@@ -364,7 +332,8 @@ bool CompareCycles(int tags, int iterations) {
 
 // The system clock, and a collection planned far ahead: the tick only compares two dates.
 double IdleTickNanoseconds() {
-  Components components;
+  platform::PlatformComponents platform;
+  Components components{platform};
   auto configuration = std::make_shared<config::Configuration1>(components);
   configuration->SetData(ConfigurationText(10) + "\r\nSUBGROUPINTERVAL=3650\r\nSUBGROUPUNIT=3");
   engine::Engine1 engine(components);

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <exception>
+#include <optional>
 #include <utility>
 
 #include "common/DataLinkState.h"
@@ -252,6 +253,13 @@ void Configuration1::TestDataLink() {
   }};
   common::DataLinkState state = common::kUnableToConnect;
   try {
+    // The host that starts this configuration may have tested the same link already.
+    if (const std::optional<host::DataLinkTest> shared =
+            components_.SharedDataLinkTest(record_.dataLink)) {
+      record_.dataLinkState = shared->state;
+      if (shared->state != common::kConnectionReady) record_.dataLinkError = shared->error;
+      return;
+    }
     std::unique_ptr<host::Connection> connection = components_.CreateConnection();
     connection->Open(record_.dataLink, "", "", -1);
     for (const Step& step : steps) {

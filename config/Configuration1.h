@@ -80,7 +80,9 @@ class Configuration1 {
 
   const config::TagItems& TagItems() const { return tagItems_; }
   config::TagItems& TagItems() { return tagItems_; }
-  // Sets DataLinkState and, on failure, DataLinkError. Never raises.
+  // Sets DataLinkState and, on failure, DataLinkError. Takes the test the host shares for
+  // the link while it starts this configuration (Components::SharedDataLinkTest), if any.
+  // Never raises.
   void TestDataLink();
   // Fills `names` with every tag the definitions reference, each once; false (and `names`
   // untouched) when there is none.

@@ -8,12 +8,6 @@
 #include "runtime/Variant.h"
 
 namespace driver {
-namespace {
-
-constexpr char kCodecKey[] = "QZ";
-
-}  // namespace
-
 Version1::Version1(host::Components& components) : components_(components) {
   ObjectCount::Created();
 }
@@ -50,15 +44,15 @@ void Version1::ShowAbout() {
 host::Bool16 Version1::ShowSetup(host::Bool16 modal) {
   host::Bool16 result = host::kFalse;
   common::ShowingErrors(components_, "Version1.IDriver_ShowSetup", [&] {
-    if (driverState_ == kRunning) {
+    if (driverState_ == host::kDriverRunning) {
       components_.MessageBox("Already Running. Can't configure at this time.");
       return;
     }
-    if (driverState_ == kConfiguring && moSetup_ && moSetup_->IsLoaded()) {
+    if (driverState_ == host::kDriverConfiguring && moSetup_ && moSetup_->IsLoaded()) {
       moSetup_->BringToFront();
       return;
     }
-    ChangeState(kConfiguring);
+    ChangeState(host::kDriverConfiguring);
     // Held here as well: an Unload while the dialog is shown modally releases only moSetup.
     const auto setup = std::make_shared<ui::SetupWindow>(components_);
     setupUpdate_ = setup->SetupUpdate().Subscribe(
@@ -101,7 +95,8 @@ host::Bool16 Version1::Load(const runtime::Variant& data) {
     // An empty text splits into no lines at all, so asking for the first is out of range.
     if (text.empty()) throw runtime::Error(runtime::kSubscriptOutOfRange);
     const std::string firstLine = runtime::Split(text, "\r\n").front();
-    Configuration().SetData(components_.TextCodec().DecodeText(kCodecKey, firstLine));
+    Configuration().SetData(
+        components_.TextCodec().DecodeText(host::kConfigurationCodecKey, firstLine));
     result = host::kTrue;
   });
   return result;
@@ -110,7 +105,8 @@ host::Bool16 Version1::Load(const runtime::Variant& data) {
 std::string Version1::GetConfiguration() {
   std::string result;
   common::ShowingErrors(components_, "Version1.IDriver_GetConfiguration", [&] {
-    result = components_.TextCodec().EncodeText(kCodecKey, Configuration().GetData());
+    result =
+        components_.TextCodec().EncodeText(host::kConfigurationCodecKey, Configuration().GetData());
   });
   return result;
 }
@@ -148,7 +144,7 @@ host::Bool16 Version1::StopDriver() {
   common::ShowingErrors(components_, "Version1.IDriver_StopDriver", [&] {
     if (!Engine().IsRunning()) return;
     result = host::ToBool16(Engine().StopEngine());
-    ChangeState(kStopped);
+    ChangeState(host::kDriverStopped);
   });
   return result;
 }
@@ -156,7 +152,7 @@ host::Bool16 Version1::StopDriver() {
 host::Bool16 Version1::PauseDriver() {
   host::Bool16 result = host::kFalse;
   common::ShowingErrors(components_, "Version1.IDriver_PauseDriver",
-                        [&] { result = host::ToBool16(ChangeState(kPaused)); });
+                        [&] { result = host::ToBool16(ChangeState(host::kDriverPaused)); });
   return result;
 }
 
@@ -227,11 +223,11 @@ std::shared_ptr<host::DatabaseSession> Version1::ResolveDatabase(
 
 void Version1::moEngine_EngineStarted() {
   common::ShowingErrors(components_, "Version1.moEngine_EngineStarted",
-                        [&] { ChangeState(kRunning); });
+                        [&] { ChangeState(host::kDriverRunning); });
 }
 
 void Version1::moEngine_EngineStopped() {
-  ChangeState(kStopped);
+  ChangeState(host::kDriverStopped);
 }
 
 void Version1::moSetup_SetupUpdate(config::Configuration1& edited) {
@@ -239,13 +235,13 @@ void Version1::moSetup_SetupUpdate(config::Configuration1& edited) {
     Configuration().SetData(edited.GetData());
     if (!hostNotify_) throw runtime::Error(runtime::kObjectNotSet);
     hostNotify_->ConfigurationChanged(*this);
-    ChangeState(kStopped);
+    ChangeState(host::kDriverStopped);
   });
 }
 
 void Version1::moSetup_SetupAborted() {
   common::ShowingErrors(components_, "Version1.moSetup_SetupAborted",
-                        [&] { ChangeState(kStopped); });
+                        [&] { ChangeState(host::kDriverStopped); });
 }
 
 config::Configuration1& Version1::Configuration() const {

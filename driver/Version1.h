@@ -9,13 +9,11 @@
 #include "config/Configuration1.h"
 #include "engine/Engine1.h"
 #include "host/Components.h"
+#include "host/DriverState.h"
 #include "host/IDriver.h"
 #include "ui/Windows.h"
 
 namespace driver {
-
-// Driver state codes.
-enum DriverState : int32_t { kStopped = 0, kRunning = 3, kConfiguring = 4, kPaused = 5 };
 
 class Version1 : public host::IDriver, public std::enable_shared_from_this<Version1> {
  public:
@@ -61,7 +59,7 @@ class Version1 : public host::IDriver, public std::enable_shared_from_this<Versi
   std::shared_ptr<host::DriverParent> parent_;
   std::shared_ptr<host::HostNotify> hostNotify_;
   std::shared_ptr<config::Configuration1> configuration_;
-  int32_t driverState_ = kStopped;
+  int32_t driverState_ = host::kDriverStopped;
   std::unique_ptr<engine::Engine1> moEngine_;
   runtime::Subscription engineStarted_;
   runtime::Subscription engineStopped_;

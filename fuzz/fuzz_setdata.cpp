@@ -9,28 +9,14 @@
 #include <string>
 
 #include "config/Configuration1.h"
+#include "host/ComponentsWrapper.h"
+#include "platform/components/PlatformComponents.h"
 #include "runtime/Error.h"
 
 namespace {
 
-[[noreturn]] void Unsupported() {
-  throw runtime::Error(runtime::kCannotCreateObject, "ActiveX component can't create object");
-}
-
-class DateMath : public host::HostDateMath {
- public:
-  runtime::Date SerialToDate(int32_t serial) const override {
-    return runtime::SerialTimeToDate(serial);
-  }
-  int32_t DateToSerial(runtime::Date date) const override {
-    return runtime::DateToSerialTime(date);
-  }
-  runtime::Date NextPeriodTime(runtime::Date, runtime::Date, int32_t, int32_t) const override {
-    Unsupported();
-  }
-};
-
-class FileSystem : public host::HostFileSystem {
+// Folders that are not there: nothing is read or written.
+class Nowhere : public host::HostFileSystem {
  public:
   std::string JoinPath(const std::string& folder, const std::string& name) const override {
     return folder + "/" + name;
@@ -39,50 +25,23 @@ class FileSystem : public host::HostFileSystem {
   std::string SettingsFolder() const override { return "/nonexistent"; }
   std::string ComponentFolder() const override { return "/nonexistent"; }
   std::string DataFolder() const override { return "/nonexistent"; }
-  void AppendToFile(const std::string&, const std::string&) const override { Unsupported(); }
-};
-
-class EmptySettings : public host::SettingsFile {
- public:
-  std::string ReadString(const std::string&, const std::string&,
-                         const std::string& fallback) const override {
-    return fallback;
-  }
-  int32_t ReadInteger(const std::string&, const std::string&, int32_t fallback) const override {
-    return fallback;
-  }
-  void WriteString(const std::string&, const std::string&, const std::string&) override {
-    Unsupported();
+  void AppendToFile(const std::string& path, const std::string&) const override {
+    throw runtime::Error(runtime::kPathFileAccessError, "cannot write " + path);
   }
 };
 
-// No historian: every data link that is not blank fails to connect.
-class Components : public host::Components {
+// The platform's components without a historian: every data link that is not blank fails
+// to connect.
+class Components : public host::ComponentsWrapper {
  public:
-  host::HostDateMath& DateMath() override { return dateMath_; }
-  host::HostComparer& Comparer() override { Unsupported(); }
-  host::HostTextExpander& TextExpander() override { Unsupported(); }
-  host::HostTextCodec& TextCodec() override { Unsupported(); }
-  host::HostFileSystem& FileSystem() override { return fileSystem_; }
-  std::unique_ptr<host::Connection> CreateConnection() override { Unsupported(); }
-  std::unique_ptr<host::HostTimer> CreateTimer() override { Unsupported(); }
-  std::unique_ptr<host::HostError> CreateError() override { Unsupported(); }
-  std::unique_ptr<host::SettingsFile> OpenSettingsFile(const std::string&) override {
-    return std::make_unique<EmptySettings>();
+  using ComponentsWrapper::ComponentsWrapper;
+  host::HostFileSystem& FileSystem() override { return nowhere_; }
+  std::unique_ptr<host::Connection> CreateConnection() override {
+    throw runtime::Error(runtime::kCannotCreateObject, "no historian here");
   }
-  std::shared_ptr<host::DatabaseSession> CreateDatabaseSession() override { Unsupported(); }
-  std::unique_ptr<host::HostRecord> CreateRecord(host::RecordKind) override { Unsupported(); }
-  std::unique_ptr<host::HostSubgroup> CreateSubgroup() override { Unsupported(); }
-  std::unique_ptr<host::SelectionDialog> CreateSelectionDialog(host::SelectionKind) override {
-    Unsupported();
-  }
-  std::unique_ptr<host::DataLinkDialog> CreateDataLinkDialog() override { Unsupported(); }
-  void MessageBox(const std::string&) override {}
-  void Beep() override {}
 
  private:
-  class DateMath dateMath_;
-  class FileSystem fileSystem_;
+  Nowhere nowhere_;
 };
 
 [[noreturn]] void Fail(const char* what, const std::string& detail) {
@@ -93,7 +52,8 @@ class Components : public host::Components {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  Components components;
+  platform::PlatformComponents platform;
+  Components components(platform);
   config::Configuration1 configuration(components);
   bool complete = true;
   try {

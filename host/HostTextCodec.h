@@ -6,6 +6,10 @@
 
 namespace host {
 
+// The key a driver's configuration text is encoded with, on the way to Load and back from
+// GetConfiguration.
+inline constexpr char kConfigurationCodecKey[] = "QZ";
+
 class HostTextCodec {
  public:
   virtual ~HostTextCodec() = default;

@@ -27,6 +27,7 @@ struct RunOptions {
 
 struct CheckOptions {
   std::vector<std::string> configs;
+  std::string driverClass = kDefaultDriverClass;
 };
 
 struct ConfigShowOptions {
@@ -74,11 +75,6 @@ struct SpoolOptions {
   bool yes = false;
 };
 
-struct ScreenshotsOptions {
-  std::string folder, config;
-  int64_t seconds = 0;
-};
-
 int RegisterCommand(const std::string& module);
 int UnregisterCommand(const std::string& module);
 int DriversCommand();
@@ -92,7 +88,5 @@ int SelectTagCommand(const SelectTagOptions& options);
 int SpoolCommand(const SpoolOptions& options);
 // Opens the configuration dialog on one file and writes it back on OK (0); Cancel is 1.
 int SetupCommand(const SetupOptions& options);
-// Not in the help: writes pictures of every window to a folder, for the documentation.
-int ScreenshotsCommand(const ScreenshotsOptions& options);
 
 }  // namespace dam

@@ -47,7 +47,6 @@ const apps::OptionSpec kDriver{
 struct Command {
   CommandSpec spec;
   std::function<int(const ParsedArguments&)> run;
-  bool listed = true;
 };
 
 std::string First(const ParsedArguments& parsed) {
@@ -116,7 +115,7 @@ const std::vector<Command>& Commands() {
          return RunCommand(options);
        }},
       {{"dam check",
-        "CONFIG...",
+        "CONFIG... [--driver CLASS]",
         "Reads each configuration file as the driver does and reports what it would ignore or "
         "misread, one line each: FILE:LINE: error|warning: text. Errors: values that are no "
         "numbers where numbers are read, unit codes outside 0-3, descriptor types outside 1-9, "
@@ -128,9 +127,11 @@ const std::vector<Command>& Commands() {
         {{"CONFIG...", "one or more configuration text files"}},
         1,
         1'000'000,
-        {},
+        {kDriver},
         "dam check line3.cfg line4.cfg"},
-       [](const ParsedArguments& p) { return CheckCommand({p.Positional()}); }},
+       [](const ParsedArguments& p) {
+         return CheckCommand({p.Positional(), p.Value("driver", kDefaultDriverClass)});
+       }},
       {{"dam gui",
         "[CONFIG...] [--spc CONNECTION] [--driver CLASS]",
         "Opens the main window on the configuration files: start, stop, pause, setup, activity "
@@ -255,19 +256,6 @@ const std::vector<Command>& Commands() {
        [](const ParsedArguments& p) {
          return SpoolCommand({First(p), p.Value("spc"), p.Value("before"), p.Has("yes")});
        }},
-      {{"dam screenshots",
-        "FOLDER CONFIG SECONDS",
-        "Writes pictures of every window to FOLDER.",
-        {{"FOLDER", ""}, {"CONFIG", ""}, {"SECONDS", ""}},
-        3,
-        3,
-        {},
-        ""},
-       [](const ParsedArguments& p) {
-         return ScreenshotsCommand(
-             {p.Positional()[0], p.Positional()[1], std::stoll(p.Positional()[2])});
-       },
-       false},
   };
   return commands;
 }
@@ -286,7 +274,6 @@ const CommandSpec kProgram{
 std::string ProgramHelp() {
   std::string commands = "Commands:\n";
   for (const Command& command : Commands()) {
-    if (!command.listed) continue;
     const std::string& synopsis = command.spec.synopsis;
     commands +=
         "  " + command.spec.invocation.substr(4) + (synopsis.empty() ? "" : " ") + synopsis + "\n";

@@ -31,8 +31,21 @@ std::exception_ptr Cause(const Failure& failure) {
 
 }  // namespace
 
+std::string FailureText(std::exception_ptr failure, bool verbose) {
+  try {
+    std::rethrow_exception(failure);
+  } catch (const UsageError& e) {
+    return e.what();
+  } catch (const Failure& e) {
+    const std::exception_ptr cause = Cause(e);
+    return cause ? e.what() + (": " + Reason(cause, verbose)) : e.what();
+  } catch (...) {
+    return Reason(std::current_exception(), verbose);
+  }
+}
+
 int ReportFailure(const std::string& invocation, std::exception_ptr failure, bool verbose) {
-  std::string message;
+  std::string message = invocation + ": " + FailureText(failure, verbose);
   ExitCode code = kExitFailure;
   try {
     std::rethrow_exception(failure);
@@ -40,11 +53,8 @@ int ReportFailure(const std::string& invocation, std::exception_ptr failure, boo
     message = e.what();
     code = kExitUsage;
   } catch (const Failure& e) {
-    message = invocation + ": " + e.what();
-    if (const std::exception_ptr cause = Cause(e)) message += ": " + Reason(cause, verbose);
     code = e.Code();
   } catch (...) {
-    message = invocation + ": " + Reason(std::current_exception(), verbose);
   }
   // Errors may repeat a connection string, with its password, or a configuration's text.
   std::cerr << Printable(platform::MaskConnectionSecrets(message)) << std::endl;

@@ -34,8 +34,12 @@ decltype(auto) Doing(ExitCode code, const std::string& doing, Body&& body) {
   }
 }
 
-// Prints "`invocation`: what failed: why" on stderr (passwords masked) and returns the
-// exit status. Error numbers, SQLSTATEs and sources only when `verbose`.
+// "what failed: why" for a Failure with a cause, else the error's own description (a usage
+// error's text as it is). Error numbers, SQLSTATEs and sources only when `verbose`.
+std::string FailureText(std::exception_ptr failure, bool verbose);
+
+// Prints "`invocation`: " and the FailureText on stderr (passwords masked) and returns the
+// exit status; a usage error prints its own text.
 int ReportFailure(const std::string& invocation, std::exception_ptr failure, bool verbose);
 
 }  // namespace apps

@@ -4,6 +4,7 @@
 #include <regex>
 
 #include "config/Configuration1.h"
+#include "host/ComponentsWrapper.h"
 #include "runtime/Error.h"
 #include "tests/runtime/ErrorOf.h"
 #include "tests/support/FakeComponents.h"
@@ -165,6 +166,23 @@ TEST(DataLink, EachMissingPieceHasItsStateAndItsFailureTextStays) {
   EXPECT_EQ(components.connectionsCreated, connections) << "a blank link is not tried";
   EXPECT_EQ(configuration.DataLinkState(), 0);
   EXPECT_EQ(configuration.DataLinkError(), failure);
+
+  // A test the host shares is taken as it stands, without a connection; another link is tried.
+  struct Sharing : host::ComponentsWrapper {
+    using ComponentsWrapper::ComponentsWrapper;
+    std::optional<host::DataLinkTest> SharedDataLinkTest(const std::string& link) override {
+      if (link == "Driver=Shared") return host::DataLinkTest{3, "7 - shared"};
+      return std::nullopt;
+    }
+  } sharing(components);
+  config::Configuration1 started(sharing);
+  started.SetData("DATALINK=Driver=Shared");
+  EXPECT_EQ(components.connectionsCreated, connections);
+  EXPECT_EQ(started.DataLinkState(), 3);
+  EXPECT_EQ(started.DataLinkError(), "7 - shared");
+  started.SetDataLink(ready);
+  EXPECT_EQ(started.DataLinkState(), 6);
+  EXPECT_EQ(components.connectionsCreated, connections + 1);
 }
 
 }  // namespace

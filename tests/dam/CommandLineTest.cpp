@@ -199,6 +199,11 @@ TEST_F(CommandLine, CheckExitsZeroOneOrThreeAndRunRefusesErrors) {
   }
 
   // The rules are the registered module's own: without a module there are none to check by.
+  const Outcome otherClass = Exec("dam check --driver Other.Version1 " + clean);
+  EXPECT_EQ(otherClass.exitCode, 1);
+  EXPECT_NE(otherClass.err.find("No driver module is registered for Other.Version1"),
+            std::string::npos)
+      << otherClass.err;
   environment_.insert("DAM_REGISTRY_FILE", QString::fromStdString(work_.File("none.registry")));
   const Outcome unregistered = Exec("dam check " + clean);
   EXPECT_EQ(unregistered.exitCode, 1);

@@ -12,7 +12,7 @@
 #include <map>
 #include <regex>
 
-#include "apps/dam/JsonOutput.h"
+#include "apps/dam/output/JsonOutput.h"
 #include "tests/dam/DamProcesses.h"
 
 namespace {

@@ -7,8 +7,8 @@
 #include <QJsonObject>
 #include <QThread>
 
-#include "apps/dam/SubgroupFollower.h"
 #include "platform/odbc/OdbcConnection.h"
+#include "platform/spcdb/SpcNewSubgroupReader.h"
 #include "platform/spcdb/SpcReader.h"
 #include "runtime/Date.h"
 #include "tests/dam/DamProcesses.h"
@@ -32,7 +32,7 @@ std::vector<int32_t> Ids(const std::vector<platform::SpcSubgroupData>& subgroups
   return ids;
 }
 
-TEST(SubgroupFollower, WaitsForAMissingIdentifierThenGivesItUpButNeverRepeats) {
+TEST(SpcNewSubgroupReader, WaitsForAMissingIdentifierThenGivesItUpButNeverRepeats) {
   testsupport::TempFolder folder;
   const std::string connection = "Driver=SQLite3;Database=" + folder.File("spc.db");
   auto session = SpcWriter(connection, "Line 1");
@@ -45,8 +45,8 @@ TEST(SubgroupFollower, WaitsForAMissingIdentifierThenGivesItUpButNeverRepeats) {
         std::vector<runtime::Variant>{id, runtime::MakeDate({2026, 11, 23, 9, 0, id})});
   };
   commit(1);
-  dam::SubgroupFollower follower(*session, 0, 10s);
-  const auto start = dam::SubgroupFollower::Clock::now();
+  platform::SpcNewSubgroupReader reader(*session, 0, 10s);
+  const auto start = platform::SpcNewSubgroupReader::Clock::now();
   const struct {
     std::vector<int32_t> committed;
     std::chrono::seconds at;
@@ -61,9 +61,9 @@ TEST(SubgroupFollower, WaitsForAMissingIdentifierThenGivesItUpButNeverRepeats) {
   };
   for (const auto& step : steps) {
     for (const int32_t id : step.committed) commit(id);
-    EXPECT_EQ(Ids(follower.Poll(start + step.at)), step.given) << "at " << step.at.count() << " s";
+    EXPECT_EQ(Ids(reader.Poll(start + step.at)), step.given) << "at " << step.at.count() << " s";
   }
-  EXPECT_EQ(follower.Last(), 8);
+  EXPECT_EQ(reader.Last(), 8);
 }
 
 class Follow : public damtest::DamProcesses, public ::testing::WithParamInterface<Backend> {

@@ -7,10 +7,12 @@
 #include <filesystem>
 #include <fstream>
 
-#include "apps/dam/DriverModule.h"
-#include "apps/dam/RunStatus.h"
+#include "apps/dam/host/DriverHandle.h"
+#include "apps/dam/host/DriverModule.h"
+#include "apps/dam/host/RunStatus.h"
 #include "host/DriverRegistry.h"
 #include "platform/components/PlatformComponents.h"
+#include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSubgroup.h"
 #include "runtime/Error.h"
@@ -48,6 +50,45 @@ TEST(DriverModule, RegistersAndCreatesTheDriverThroughTheRegistry) {
 
   EXPECT_EQ(module->UnregisterServer(), 0);
   EXPECT_TRUE(host::ReadDriverRegistry().empty());
+  unsetenv("DAM_REGISTRY_FILE");
+}
+
+// The host's reading tests the data link; the module's check and the driver's Load of the
+// same text take that test, and a reading after the start tests again.
+TEST(DriverHandle, AStartTestsItsDataLinkOnce) {
+  testsupport::TempFolder folder;
+  const char* const variables[] = {"DAM_LOG_DIR", "DAM_SETTINGS_DIR", "DAM_COMPONENT_DIR",
+                                   "DAM_DATA_DIR"};
+  for (const char* name : variables) setenv(name, folder.Path().c_str(), 1);
+  setenv("DAM_REGISTRY_FILE", folder.File("drivers.registry").c_str(), 1);
+  ASSERT_EQ(dam::DriverModule(DAM_MODULE_PATH).RegisterServer(), 0);
+  const std::string historian =
+      testsupport::CreateSqliteDatabase(folder.File("historian.db"), testsupport::kHistorianTables);
+  const std::string text = "NAME=Line\r\nACTIVE=1\r\nDATALINK=" + historian;
+  const auto linkFindings = [&](dam::DriverHandle& handle) {
+    size_t count = 0;
+    for (const host::CheckFinding& finding : handle.Check(text)) {
+      count += finding.text.starts_with("the historian cannot be reached now");
+    }
+    return count;
+  };
+  {
+    dam::DriverHandle handle;
+    handle.OpenModule(kClass);
+    handle.Read(text);
+    ASSERT_EQ(handle.Reading().DataLinkState(), 6);
+    platform::OdbcConnection other;
+    other.Open(historian, "", "");
+    other.Execute("DROP TABLE ihRawData");
+    EXPECT_EQ(linkFindings(handle), 0u) << "the check took the reading's test";
+    handle.Create(testsupport::SqliteLink(folder.File("spc.db")), "Line");
+    handle.Load(text);
+    EXPECT_TRUE(handle.Text().starts_with(text + "\r\nSYNCTIME=")) << handle.Text();
+    EXPECT_EQ(linkFindings(handle), 1u) << "the start is over";
+    handle.Read(text);
+    EXPECT_EQ(handle.Reading().DataLinkState(), 3);
+  }
+  for (const char* name : variables) unsetenv(name);
   unsetenv("DAM_REGISTRY_FILE");
 }
 

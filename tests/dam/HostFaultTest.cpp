@@ -64,7 +64,7 @@ TEST_F(HostFaults, ALockedHistorianFailsInTimeAndSigtermStillStopsTheHost) {
 
   WriteFile("settings/dam.ini", "[Connections]\r\nQueryTimeout=2\r\n");
   auto run = Start(DAM_PROGRAM, {"run", Configuration()});
-  // Loading tests the data link twice (host and driver) before the first collection.
+  // The start tests the data link once before the first collection.
   EXPECT_TRUE(WaitFor([&] { return Logged("database is locked"); }, 15)) << Log();
   const size_t first = Count(Log(), "\r\n");
   QThread::msleep(4000);

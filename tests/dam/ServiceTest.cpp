@@ -25,9 +25,9 @@
 #include <thread>
 #include <vector>
 
-#include "apps/dam/JournalLines.h"
-#include "apps/dam/ServiceNotifier.h"
-#include "apps/dam/StopSignals.h"
+#include "apps/dam/host/JournalLines.h"
+#include "apps/dam/host/ServiceNotifier.h"
+#include "apps/dam/host/StopSignals.h"
 #include "platform/odbc/OdbcConnection.h"
 #include "tests/dam/DamProcesses.h"
 

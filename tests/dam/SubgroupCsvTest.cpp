@@ -2,8 +2,8 @@
 // subgroups bring them, and fields quoted as RFC 4180 asks.
 #include <gtest/gtest.h>
 
-#include "apps/dam/JsonOutput.h"
-#include "apps/dam/SubgroupCsv.h"
+#include "apps/dam/output/JsonOutput.h"
+#include "apps/dam/output/SubgroupCsv.h"
 
 namespace {
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "host/ComponentsWrapper.h"
 #include "tests/runtime/ErrorOf.h"
 #include "tests/support/FakeComponents.h"
 #include "tests/support/FakeDriverHost.h"
@@ -40,13 +41,18 @@ TEST_F(Version1Test, InitializeOpensASessionOnTheHostsDatabaseOrShowsWhyNot) {
   EXPECT_EQ(driverSession->opened, std::make_pair(1, 0));
   EXPECT_TRUE(components.shownErrors.empty());
 
-  components.databaseSessionFactory = nullptr;
-  EXPECT_EQ(driver::Version1(components).Initialize(parent, "x"), host::kFalse);
+  // The host cannot make a session; everything else works.
+  struct NoSessions : host::ComponentsWrapper {
+    using ComponentsWrapper::ComponentsWrapper;
+    std::shared_ptr<host::DatabaseSession> CreateDatabaseSession() override {
+      throw runtime::Error(runtime::kCannotCreateObject);
+    }
+  } noSessions(components);
+  EXPECT_EQ(driver::Version1(noSessions).Initialize(parent, "x"), host::kFalse);
   ASSERT_EQ(components.shownErrors.size(), 1u);
   EXPECT_EQ(Shown(), "Version1.IDriver_Initialize 429");
   EXPECT_EQ(components.shownErrors[0].module, "oxaGEPDAD6");
 
-  components.databaseSessionFactory = [this] { return driverSession; };
   parent->hostSession = nullptr;
   EXPECT_EQ(driver::Version1(components).Initialize(parent, "x"), host::kFalse);
   EXPECT_EQ(Shown(), "Version1.IDriver_Initialize 91");

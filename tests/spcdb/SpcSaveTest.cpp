@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "common/SpcNames.h"
+#include "host/ComponentsWrapper.h"
+#include "runtime/Error.h"
 #include "tests/spcdb/SpcFixture.h"
 #include "tests/support/FakeComponents.h"
 #include "tests/support/TestClock.h"
@@ -240,8 +242,13 @@ TEST_P(SpcDatabaseTest, ResolvesRecordsByNameAndGroupsByIdOnlyWhereTheyAre) {
   // Faults end the look-up early: a record never loaded, or none at all.
   EXPECT_EQ(IdOf(common::ResolvePartName(components, nullptr, "O'Brien \"Ä€\" 7")), 0);
   EXPECT_EQ(IdOf(common::ResolveJobName(components, std::make_shared<ForeignSession>(), "J-1")), 0);
-  components.recordFactory = nullptr;
-  EXPECT_EQ(common::ResolveShftName(components, session, "Früh"), nullptr);
+  struct NoRecords : host::ComponentsWrapper {
+    using ComponentsWrapper::ComponentsWrapper;
+    std::unique_ptr<host::HostRecord> CreateRecord(RecordKind) override {
+      throw runtime::Error(runtime::kCannotCreateObject);
+    }
+  } noRecords(components);
+  EXPECT_EQ(common::ResolveShftName(noRecords, session, "Früh"), nullptr);
 }
 
 TEST_P(SpcDatabaseTest, ListsRecordsOfAKindOptionallyWithinAGroup) {

@@ -1,0 +1,199 @@
+#include <unistd.h>
+
+#include <QApplication>
+#include <QTimer>
+#include <chrono>
+#include <climits>
+#include <exception>
+#include <iostream>
+
+#include "apps/dam/Commands.h"
+#include "apps/dam/commands/CheckFindings.h"
+#include "apps/dam/host/ConfigFile.h"
+#include "apps/dam/host/DamHost.h"
+#include "apps/dam/host/DriverHandle.h"
+#include "apps/dam/host/HeadlessApplication.h"
+#include "apps/dam/host/JournalLines.h"
+#include "apps/dam/host/RunStatus.h"
+#include "apps/dam/host/ServiceNotifier.h"
+#include "apps/dam/host/StopSignals.h"
+#include "apps/dam/output/RunEvents.h"
+#include "apps/dam/windows/WindowsApplication.h"
+#include "apps/shared/Failures.h"
+#include "apps/shared/TerminalText.h"
+#include "common/TypeTables.h"
+#include "platform/components/PlatformComponents.h"
+#include "platform/odbc/ConnectionSecrets.h"
+#include "platform/odbc/OdbcCancel.h"
+#include "runtime/Error.h"
+
+namespace dam {
+namespace {
+
+// Prints what the check finds on stderr; true when it found errors.
+bool HasErrors(DriverHandle& handle, const RunOptions& options, const std::string& text) {
+  bool errors = false;
+  for (const auto& finding : handle.Check(text)) {
+    std::cerr << apps::Printable(
+                     platform::MaskConnectionSecrets(FormatFinding(options.config, finding)))
+              << '\n';
+    errors = errors || finding.error;
+  }
+  return errors;
+}
+
+}  // namespace
+
+int RunCommand(const RunOptions& runOptions) {
+  const RunOptions* options = &runOptions;
+  PrefixJournalLines(std::cerr, STDERR_FILENO, "<3>");
+  if (!options->ndjson) PrefixJournalLines(std::cout, STDOUT_FILENO, "<6>");
+  // Made before anything starts a thread. A collection blocked in a database call is
+  // cancelled, so that the loop gets to stop the driver.
+  StopSignals stop(
+      [] {
+        if (QCoreApplication* application = QCoreApplication::instance()) {
+          QMetaObject::invokeMethod(application, &QCoreApplication::quit, Qt::QueuedConnection);
+        }
+      },
+      [] { platform::CancelRunningStatements(); });
+  // Windows need a display; a run without them works without one.
+  const std::unique_ptr<QCoreApplication> application =
+      options->activity ? MakeWindowsApplication() : MakeHeadlessApplication();
+  if (options->activity) QApplication::setQuitOnLastWindowClosed(false);
+  DriverHandle handle;
+  platform::PlatformComponents& components = handle.Components();
+  WarnIfSettingsShowPasswords(components);
+
+  const std::string text = ReadConfigurationFile(options->config, false);
+  handle.OpenModule(options->driverClass);
+  // Read before the check: the data link test of this reading is the one the check and the
+  // driver take. A text the reader stops in is shown by the check first.
+  std::exception_ptr unreadable;
+  try {
+    handle.Read(text);
+  } catch (...) {
+    unreadable = std::current_exception();
+  }
+  if (HasErrors(handle, *options, text) && !options->force) {
+    throw apps::Failure(apps::kExitInvalidConfiguration,
+                        "the configuration " + options->config +
+                            " has errors (above); fix them, or run it as it reads with --force");
+  }
+  apps::Doing(apps::kExitInvalidConfiguration,
+              "the configuration " + options->config + " cannot be loaded", [&] {
+                if (unreadable) std::rethrow_exception(unreadable);
+              });
+  const config::Configuration1& configuration = handle.Reading();
+  if (!configuration.Active()) {
+    throw apps::Failure(apps::kExitInactiveConfiguration,
+                        "the configuration " + options->config +
+                            " is inactive (ACTIVE=0): there is nothing to collect");
+  }
+  // With --ndjson, standard output holds the events alone.
+  std::ostream& said = options->ndjson ? std::cerr : std::cout;
+  said << "historian: " << common::GetDataLinkStatus(configuration.DataLinkState())
+       << (configuration.DataLinkError().empty()
+               ? ""
+               : " (" +
+                     apps::Printable(
+                         platform::MaskConnectionSecrets(configuration.DataLinkError())) +
+                     ")")
+       << std::endl;
+
+  handle.Create(options->spc, handle.NameFor(options->config));
+  handle.Load(text);
+  host::IDriver& driver = handle.Driver();
+  if (!driver.StartDriver()) throw apps::Failure(apps::kExitFailure, "the driver could not start");
+  if (options->activity && !driver.ShowActivity()) {
+    throw apps::Failure(apps::kExitFailure, "the activity window could not be shown");
+  }
+  ServiceNotifier service(AllowedStall(components.ReadOdbcPolicy()));
+  const std::unique_ptr<QTimer> heartbeat = service.WatchThisLoop();
+  service.Ready();
+
+  RunStatus status(components, components.Saves(), configuration);
+  const bool terminal = isatty(STDOUT_FILENO);
+  std::optional<RunEvents> events;
+  if (options->ndjson) events.emplace(std::cout);
+  std::string shown;
+  std::string failure;
+  bool outputClosed = false;
+  const auto started = std::chrono::steady_clock::now();
+
+  // The line changes with a save, an error or the next collection: once a second shows
+  // that soon enough and leaves an idle host asleep in between.
+  QTimer ticker;
+  QObject::connect(&ticker, &QTimer::timeout, [&] {
+    // Nothing may escape into the event loop: a status that cannot be read is shown, and
+    // the driver goes on collecting.
+    int32_t saved = 0;
+    std::string line;
+    try {
+      saved = status.SavedSubgroups();
+      const int64_t spooled = components.Spool().Depth();
+      const int64_t lost = components.Spool().Lost();
+      if (events) {
+        events->Write(RunStatus::StateName(driver.State()), saved, spooled, lost,
+                      status.NewErrors());
+      }
+      const std::string error = status.LastError();
+      line = apps::Printable(
+          RunStatus::StateName(driver.State()) + " | saved " + std::to_string(saved) +
+          (spooled > 0 ? " | spooled " + std::to_string(spooled) : "") +
+          (lost > 0 ? " | lost " + std::to_string(lost) : "") + " | next " +
+          status.NextCollection() + " | last error " + (error.empty() ? "none" : error));
+    } catch (...) {
+      const std::string reason = runtime::ToError(std::current_exception()).NumberAndDescription();
+      if (reason != failure) {
+        std::cerr << "dam run: status unavailable: " << reason << std::endl;
+        if (events) events->Error("status unavailable: " + reason);
+      }
+      failure = reason;
+      line = "status unavailable: " + reason;
+    }
+    if (!events && line != shown) {
+      if (terminal) {
+        std::cout << "\r\033[K" << line << std::flush;
+      } else {
+        std::cout << line << std::endl;
+      }
+    }
+    shown = line;
+    service.Status(line);
+    if (!outputClosed && OutputClosed(STDOUT_FILENO)) {
+      outputClosed = true;
+      std::cerr << "dam run: the output was closed; stopping" << std::endl;
+    }
+    const bool timeUp =
+        options->runFor && std::chrono::steady_clock::now() - started >= *options->runFor;
+    if (stop.Requested() || outputClosed || timeUp ||
+        (options->subgroups > 0 && saved >= options->subgroups)) {
+      QCoreApplication::quit();
+    }
+  });
+  ticker.start(1000);
+  // A run given a time ends on it, not on the tick after.
+  QTimer end;
+  end.setSingleShot(true);
+  end.setTimerType(Qt::PreciseTimer);
+  QObject::connect(&end, &QTimer::timeout, &QCoreApplication::quit);
+  if (options->runFor && *options->runFor < std::chrono::milliseconds(INT_MAX)) {
+    end.start(*options->runFor);
+  }
+  application->exec();
+
+  service.Stopping();
+  driver.StopDriver();
+  handle.Unload();
+  stop.Stopped();
+  if (events) {
+    events->Write("stopped", status.SavedSubgroups(), components.Spool().Depth(),
+                  components.Spool().Lost(), {});
+  }
+  if (terminal && !events) std::cout << '\n';
+  said << "stopped after " << status.SavedSubgroups() << " subgroup(s)" << std::endl;
+  return outputClosed ? apps::kExitOutputClosed : stop.ExitStatus();
+}
+
+}  // namespace dam

@@ -1,0 +1,74 @@
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <iostream>
+#include <optional>
+
+#include "apps/dam/Commands.h"
+#include "apps/dam/commands/SubgroupsFollow.h"
+#include "apps/dam/host/DamHost.h"
+#include "apps/dam/host/MissingSpcFile.h"
+#include "apps/dam/output/JsonOutput.h"
+#include "apps/dam/output/SubgroupCsv.h"
+#include "apps/dam/output/SubgroupJson.h"
+#include "apps/shared/Failures.h"
+#include "platform/components/PlatformComponents.h"
+#include "platform/spcdb/SpcReader.h"
+#include "runtime/Conversions.h"
+
+namespace dam {
+namespace {
+
+std::string Named(const std::optional<platform::SpcName>& name) {
+  return name ? name->group + "/" + name->name : "-";
+}
+
+void PrintTable(const std::vector<platform::SpcSubgroupData>& subgroups) {
+  for (const auto& s : subgroups) {
+    std::cout << runtime::FormatGeneralDate(s.time) << "  size " << s.size << "  part "
+              << Named(s.part) << "  process " << Named(s.process) << "  job " << Named(s.job)
+              << "  shift " << Named(s.shift) << "  lot " << s.lot.value_or("-");
+    for (const auto& d : s.descriptors) std::cout << "  " << d.group << "=" << d.name;
+    if (s.configuration) std::cout << "  by " << *s.configuration;
+    std::cout << '\n';
+    for (const auto& r : s.readings) {
+      std::cout << "    " << r.testGroup << " / " << r.test << "  #" << r.sample << "  "
+                << runtime::NumberToText(r.value);
+      if (!r.serialNumber.empty()) std::cout << "  serial " << r.serialNumber;
+      if (!r.defect.empty()) std::cout << "  defect " << r.defect;
+      std::cout << '\n';
+    }
+  }
+  if (subgroups.empty()) std::cout << "no subgroups saved\n";
+}
+
+}  // namespace
+
+int SubgroupsCommand(const SubgroupsOptions& options) {
+  // Following starts at what is saved next unless told to show some before.
+  const auto count = static_cast<int32_t>(options.last.value_or(options.follow ? 0 : 20));
+  std::optional<FollowStop> stop;
+  if (options.follow) stop.emplace();
+  platform::PlatformComponents components;
+  WarnIfSettingsShowPasswords(components);
+  const auto host = OpenSpcForReading(components, options.spc);
+  auto& session = dynamic_cast<platform::SpcSession&>(*host->Session());
+  if (options.follow) return WriteSubgroupsAsSaved(session, count, std::cout, std::cerr, *stop);
+  const auto subgroups = apps::Doing(apps::kExitUnreachable, "cannot read the SPC database",
+                                     [&] { return platform::ReadSubgroups(session, count); });
+  if (options.ndjson) {
+    for (const auto& subgroup : subgroups) std::cout << JsonLine(SubgroupJson(subgroup));
+  } else if (options.csv) {
+    std::cout << SubgroupsCsv(subgroups);
+  } else if (options.json) {
+    QJsonArray out;
+    for (const auto& subgroup : subgroups) out.append(SubgroupJson(subgroup));
+    const QJsonObject document{{"schema", kJsonSchema}, {"subgroups", out}};
+    std::cout << QJsonDocument(document).toJson(QJsonDocument::Indented).toStdString();
+  } else {
+    PrintTable(subgroups);
+  }
+  return 0;
+}
+
+}  // namespace dam

@@ -1,0 +1,40 @@
+// `dam subgroups --follow --ndjson`: the newest subgroups, then every subgroup as it is
+// saved, one compact JSON object per line, until SIGINT or SIGTERM.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <ostream>
+
+#include "apps/dam/host/StopSignals.h"
+#include "platform/spcdb/SpcSession.h"
+
+namespace dam {
+
+// SIGINT and SIGTERM end the follow, also while it waits between looks or inside a query.
+// Make it before anything starts a thread, as StopSignals.
+class FollowStop {
+ public:
+  FollowStop();
+  // Waits up to `time`; true once a stop was asked for.
+  bool WaitFor(std::chrono::milliseconds time);
+  bool Requested() const { return signals_.Requested(); }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable asked_;
+  bool stop_ = false;
+  StopSignals signals_;
+};
+
+// Writes the last `last` subgroups, then each one saved after them, looking every
+// `interval`; each line is flushed as written. A database that does not answer is said
+// once on `errors` and asked again at the next look. Gives the exit status: 0 when
+// stopped, 1 when `out` cannot be written; other database errors are raised.
+int WriteSubgroupsAsSaved(platform::SpcSession& session, int32_t last, std::ostream& out,
+                          std::ostream& errors, FollowStop& stop,
+                          std::chrono::milliseconds interval = std::chrono::milliseconds(500));
+
+}  // namespace dam

@@ -1,0 +1,54 @@
+// What `dam run` shows of a running driver. The host sees a driver only through IDriver,
+// so the rest comes from where the driver's work lands: subgroups saved by the sessions of
+// this host's components (never the database, which other hosts may write to), errors in
+// the collection log, and the next collection from the configuration's schedule.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "config/Configuration1.h"
+#include "host/Components.h"
+#include "platform/spcdb/SpcSaveCount.h"
+
+namespace dam {
+
+class RunStatus {
+ public:
+  // `configuration` is the host's own reading of the driver's configuration text.
+  // `saves` counts what the sessions of `components` save.
+  RunStatus(host::Components& components, const platform::SpcSaveCount& saves,
+            const config::Configuration1& configuration);
+
+  // Subgroups this host saved since this object was made.
+  int32_t SavedSubgroups() const;
+  // The next point of the subgroup schedule after now, as general date text; "none" and
+  // the reason when the schedule cannot be computed.
+  std::string NextCollection() const;
+  // The newest error since this object was made: a collection log line of this
+  // configuration as "description: detail", or an error the host's error display showed;
+  // "" when there was none.
+  std::string LastError();
+  // The errors since the last call of this or LastError, oldest first, in LastError's form.
+  std::vector<std::string> NewErrors();
+
+  // "stopped", "running", ... for the codes of host/DriverState.h; "state N" for another.
+  static std::string StateName(int32_t state);
+
+ private:
+  // This configuration's log lines written since the last call.
+  std::vector<std::string> ReadNewLogLines();
+
+  host::Components& components_;
+  const platform::SpcSaveCount& saves_;
+  const config::Configuration1& configuration_;
+  int64_t firstCount_ = 0;
+  std::string logPath_;
+  uintmax_t logOffset_ = 0;
+  std::string lastError_;
+  uint64_t shownErrors_ = 0;
+};
+
+}  // namespace dam

@@ -1,0 +1,96 @@
+#include "apps/dam/host/ServiceNotifier.h"
+
+#include <systemd/sd-daemon.h>
+
+#include <cstring>
+#include <iostream>
+
+namespace dam {
+namespace {
+
+using std::chrono::seconds;
+
+constexpr seconds kStallMargin{10};
+
+}  // namespace
+
+seconds AllowedStall(const platform::OdbcPolicy& policy) {
+  const platform::OdbcPolicy defaults;
+  const seconds login{policy.loginTimeout > 0 ? policy.loginTimeout : defaults.loginTimeout};
+  const seconds query{policy.queryTimeout > 0 ? policy.queryTimeout : defaults.queryTimeout};
+  return 2 * (login + query) + kStallMargin;
+}
+
+ServiceNotifier::ServiceNotifier(seconds allowedStall) : progress_(allowedStall) {
+  uint64_t interval = 0;
+  if (sd_watchdog_enabled(0, &interval) <= 0 || interval == 0) return;
+  interval_ = std::chrono::microseconds(interval);
+  pinger_ = std::thread([this] { Ping(); });
+}
+
+ServiceNotifier::~ServiceNotifier() {
+  EndPings();
+}
+
+std::unique_ptr<QTimer> ServiceNotifier::WatchThisLoop() {
+  if (!pinger_.joinable()) return nullptr;
+  auto beats = std::make_unique<QTimer>();
+  QObject::connect(beats.get(), &QTimer::timeout,
+                   [heartbeat = progress_.Watch(LoopProgress::Clock::now())] {
+                     heartbeat->Beat(LoopProgress::Clock::now());
+                   });
+  beats->start(1000);
+  return beats;
+}
+
+void ServiceNotifier::Ready() {
+  Notify("READY=1");
+}
+
+void ServiceNotifier::Status(const std::string& line) {
+  if (line == status_) return;
+  status_ = line;
+  Notify("STATUS=" + line);
+}
+
+void ServiceNotifier::Stopping() {
+  EndPings();
+  Notify("STOPPING=1");
+}
+
+void ServiceNotifier::Ping() {
+  std::unique_lock lock(mutex_);
+  bool stuck = false;
+  while (!wake_.wait_for(lock, interval_ / 2, [this] { return ending_; })) {
+    const auto stalled = progress_.Stuck(LoopProgress::Clock::now());
+    if (stalled && !stuck) {
+      std::cerr << "dam run: the event loop has not come round for "
+                << std::chrono::ceil<seconds>(*stalled).count()
+                << " s, longer than its database waits may take ("
+                << std::chrono::duration_cast<seconds>(progress_.AllowedStall()).count()
+                << " s): no more watchdog pings, so that the service manager restarts dam"
+                << std::endl;
+    }
+    stuck = stalled.has_value();
+    if (!stuck) Notify("WATCHDOG=1");
+  }
+}
+
+void ServiceNotifier::EndPings() {
+  if (!pinger_.joinable()) return;
+  {
+    std::lock_guard lock(mutex_);
+    ending_ = true;
+  }
+  wake_.notify_all();
+  pinger_.join();
+}
+
+void ServiceNotifier::Notify(const std::string& message) {
+  const int result = sd_notify(0, message.c_str());
+  if (result >= 0 || reported_.exchange(true)) return;
+  std::cerr << "dam run: cannot tell the service manager " << message.substr(0, message.find('='))
+            << ": " << std::strerror(-result) << std::endl;
+}
+
+}  // namespace dam

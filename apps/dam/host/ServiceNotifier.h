@@ -1,0 +1,62 @@
+// Tells the service manager how a `dam run` started by systemd is doing (sd_notify): ready
+// once the driver started, the status line whenever it changes, watchdog pings, and
+// stopping. The pings come from a thread of their own, so that a collection waiting on a
+// database within its time limits never starves them; they stop once a watched event loop
+// has not come round for longer than its database waits may take, so that systemd restarts
+// a host that truly hangs. Outside systemd (no NOTIFY_SOCKET) every call does nothing.
+#pragma once
+
+#include <QTimer>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "apps/dam/host/LoopProgress.h"
+#include "platform/odbc/OdbcPolicy.h"
+
+namespace dam {
+
+// How long an event loop of dam may stay in one event: a collection may wait on two
+// databases, the historian and the SPC database, each for a login and a statement
+// (the [Connections] limits of dam.ini, a 0 counting as the default), plus a margin.
+std::chrono::seconds AllowedStall(const platform::OdbcPolicy& policy);
+
+class ServiceNotifier {
+ public:
+  // Pings the watchdog at half the interval the service manager asks for, when it asks for
+  // any, while every watched loop comes round within `allowedStall`.
+  explicit ServiceNotifier(std::chrono::seconds allowedStall);
+  ~ServiceNotifier();
+  ServiceNotifier(const ServiceNotifier&) = delete;
+  ServiceNotifier& operator=(const ServiceNotifier&) = delete;
+
+  // Watches the event loop of the calling thread while the timer returned lives: it beats
+  // that loop's heartbeat every second. Null when there is no watchdog to serve.
+  std::unique_ptr<QTimer> WatchThisLoop();
+  void Ready();
+  // Sends `line` when it differs from the last one sent.
+  void Status(const std::string& line);
+  // Ends the pings and says so.
+  void Stopping();
+
+ private:
+  void Ping();
+  void EndPings();
+  // A message the manager cannot be sent is reported on stderr once, not per ping.
+  void Notify(const std::string& message);
+
+  LoopProgress progress_;
+  std::chrono::microseconds interval_{0};
+  std::string status_;
+  std::atomic<bool> reported_ = false;
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  bool ending_ = false;
+  std::thread pinger_;
+};
+
+}  // namespace dam

@@ -1,0 +1,83 @@
+#include "apps/dam/host/StopSignals.h"
+
+#include <poll.h>
+#include <pthread.h>
+
+#include "apps/shared/ExitCodes.h"
+
+namespace dam {
+namespace {
+
+void Ignore(int signal, struct sigaction& previous) {
+  struct sigaction ignore {};
+  ignore.sa_handler = SIG_IGN;
+  sigemptyset(&ignore.sa_mask);
+  sigaction(signal, &ignore, &previous);
+}
+
+}  // namespace
+
+StopSignals::StopSignals(std::function<void()> quit, std::function<void()> unblock,
+                         std::chrono::milliseconds grace)
+    : quit_(std::move(quit)), unblock_(std::move(unblock)), grace_(grace) {
+  sigemptyset(&signals_);
+  for (const int stopping : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals_, stopping);
+  pthread_sigmask(SIG_BLOCK, &signals_, &previousMask_);
+  Ignore(SIGPIPE, previousPipe_);
+  Ignore(SIGUSR1, previousUser1_);
+  Ignore(SIGUSR2, previousUser2_);
+  watcher_ = std::thread([this] { Watch(); });
+}
+
+StopSignals::~StopSignals() {
+  {
+    std::lock_guard lock(mutex_);
+    ending_ = true;
+  }
+  changed_.notify_all();
+  // Ends a wait for a signal: the watcher sees `ending_` and takes this one for no request.
+  pthread_kill(watcher_.native_handle(), SIGTERM);
+  watcher_.join();
+  sigaction(SIGPIPE, &previousPipe_, nullptr);
+  sigaction(SIGUSR1, &previousUser1_, nullptr);
+  sigaction(SIGUSR2, &previousUser2_, nullptr);
+  pthread_sigmask(SIG_SETMASK, &previousMask_, nullptr);
+}
+
+int StopSignals::ExitStatus() const {
+  return signal_ == SIGHUP ? apps::kExitHangUp : apps::kExitOk;
+}
+
+void StopSignals::Stopped() {
+  {
+    std::lock_guard lock(mutex_);
+    stopped_ = true;
+  }
+  changed_.notify_all();
+}
+
+void StopSignals::Watch() {
+  // Sleeps until a signal comes, without waking in between; the destructor sends one.
+  int signal = 0;
+  while (sigwait(&signals_, &signal) != 0) {
+  }
+  {
+    std::lock_guard lock(mutex_);
+    if (ending_) return;
+  }
+  signal_ = signal;
+  quit_();
+  std::unique_lock lock(mutex_);
+  while (!changed_.wait_for(lock, grace_, [this] { return stopped_ || ending_; })) {
+    lock.unlock();
+    unblock_();
+    lock.lock();
+  }
+}
+
+bool OutputClosed(int fd) {
+  pollfd output{.fd = fd, .events = POLLOUT, .revents = 0};
+  return poll(&output, 1, 0) == 1 && (output.revents & (POLLERR | POLLHUP)) != 0;
+}
+
+}  // namespace dam

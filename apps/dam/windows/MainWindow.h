@@ -1,0 +1,54 @@
+// The host's main window (`dam gui`): one row per configuration file with its driver's
+// state as the driver reports it, the subgroups it saved and its last error, and buttons
+// acting on the selected row. A confirmed setup is written back to the row's file at once.
+// Closing it stops every driver and unloads it.
+#pragma once
+
+#include <QMainWindow>
+#include <QTimer>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Ui {
+class frmMain;
+}
+
+namespace dam {
+
+class MainWindow : public QMainWindow {
+ public:
+  // Loads every file of `configFiles` into a driver of `driverClass` on the SPC database
+  // `spc` ("" for the host's setting), each through a DriverHandle of its own. A file that
+  // cannot be loaded stays in the list with its reason and no driver.
+  MainWindow(const std::vector<std::string>& configFiles, const std::string& spc,
+             const std::string& driverClass);
+  ~MainWindow() override;
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+
+ private:
+  struct Row;
+
+  void AddConfiguration(const std::string& path, const std::string& spc);
+  void RefreshRows();
+  void UpdateButtons();
+  // The selected row's driver, or nullptr.
+  Row* SelectedRow();
+  void lvwDrivers_SelectionChanged();
+  void bnStart_Click();
+  void bnStop_Click();
+  void bnPause_Click();
+  void bnSetup_Click();
+  void bnActivity_Click();
+  void bnChart_Click();
+  void bnAbout_Click();
+
+  std::unique_ptr<Ui::frmMain> ui_;
+  std::string driverClass_;
+  std::vector<std::unique_ptr<Row>> rows_;
+  QTimer refresh_;
+};
+
+}  // namespace dam

@@ -1,0 +1,13 @@
+// The Qt application of a dam command that shows windows. Windows need a display: a command
+// that shows them fails with one plain sentence when there is none, where Qt would abort.
+#pragma once
+
+#include <QCoreApplication>
+#include <memory>
+
+namespace dam {
+
+// A QApplication. Fails with apps::Failure (exit 1) when no display is named.
+std::unique_ptr<QCoreApplication> MakeWindowsApplication();
+
+}  // namespace dam

@@ -1,0 +1,43 @@
+// The subgroups saved in the SPC database after a given one, read as they come, by
+// identifier: each subgroup is given once, in identifier order, and none is skipped. A writer
+// may commit a lower identifier after a higher one (PostgreSQL hands identifiers out before
+// the commit, and several hosts save at once), so an identifier missing below newer ones is
+// waited for before anything above it is given; after `holeWait` it is taken for a save that
+// was rolled back and never comes.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "platform/spcdb/SpcSession.h"
+#include "platform/spcdb/SpcSubgroupData.h"
+
+namespace platform {
+
+class SpcNewSubgroupReader {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  // Gives what is saved after the subgroup `after`.
+  SpcNewSubgroupReader(SpcSession& session, int32_t after,
+                       std::chrono::milliseconds holeWait = std::chrono::seconds(10));
+
+  // The subgroups saved since the last call that can be given now, oldest first. Fails
+  // with the database's error; the next call tries again from where this one started.
+  std::vector<SpcSubgroupData> Poll(Clock::time_point now);
+
+  // The identifier of the last subgroup given.
+  int32_t Last() const { return last_; }
+
+ private:
+  SpcSession& session_;
+  int32_t last_;
+  std::chrono::milliseconds holeWait_;
+  // The first identifier waited for, and since when.
+  std::optional<int32_t> hole_;
+  Clock::time_point holeSince_;
+};
+
+}  // namespace platform
