@@ -7,8 +7,9 @@
 
 namespace dam {
 
-// A QApplication when `windows`, else a QCoreApplication on Qt's own event dispatcher.
-// Fails with apps::Failure (exit 1) when windows are asked for and no display is named.
+// A QApplication when `windows`, else a QCoreApplication on Qt's own event dispatcher;
+// either marks the events it delivers for LoopProgress. Fails with apps::Failure (exit 1)
+// when windows are asked for and no display is named.
 std::unique_ptr<QCoreApplication> MakeApplication(bool windows);
 
 }  // namespace dam
