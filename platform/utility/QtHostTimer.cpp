@@ -3,6 +3,7 @@
 #include <sys/timerfd.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -15,6 +16,8 @@ namespace platform {
 namespace {
 
 using namespace std::chrono_literals;
+
+constexpr std::chrono::hours kLongestSleep{24};
 
 timespec Later(timespec time, std::chrono::nanoseconds by) {
   const auto total =
@@ -71,9 +74,12 @@ void QtHostTimer::ArmFor(runtime::Date due) {
 // as `due_` is from the local now, which holds until the local offset changes: there the
 // timer wakes to look again.
 void QtHostTimer::Sleep() {
-  // A millisecond on: the owner acts on the first tick strictly after the time, and the
-  // wall clock reads milliseconds.
-  const std::chrono::milliseconds delay = runtime::Between(runtime::Now(), *due_) + 1ms;
+  // At most a day at a time, so that a time years ahead still fits the timer; a millisecond
+  // on, since the owner acts on the first tick strictly after the time and the wall clock
+  // reads milliseconds.
+  const runtime::Date local = runtime::Now();
+  const std::chrono::milliseconds delay =
+      runtime::Between(local, std::min(*due_, runtime::Shifted(local, kLongestSleep))) + 1ms;
   if (delay > 0ms && wakeFd_ >= 0) {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);

@@ -31,8 +31,9 @@ class QtHostTimer : public host::HostTimer {
   void ArmFor(runtime::Date due) override;
 
  private:
-  // Sleeps until just after `due_` or the next change of the local offset, whichever comes
-  // first; ticks at the interval once `due_` has passed, or when the timerfd cannot be set.
+  // Sleeps until just after `due_`, a day at most, or the next change of the local offset,
+  // whichever comes first; ticks at the interval once `due_` has passed, or when the timerfd
+  // cannot be set.
   void Sleep();
   // The timerfd expired, or the clock was set.
   void Wake();

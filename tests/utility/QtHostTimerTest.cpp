@@ -77,6 +77,8 @@ TEST(QtHostTimerTest, ArmedItSleepsUntilJustAfterTheTimeThenTicksAtTheInterval) 
 
   timer.StartTimer(20);
   EXPECT_EQ(Ticks(timer, 3).size(), 3u) << "past the time: ticks at the interval";
+  timer.ArmFor(runtime::Date{runtime::Now().serial + 1e13});
+  EXPECT_TRUE(Ticks(timer, 1, 300).empty()) << "a time beyond any clock";
   timer.ArmFor(runtime::Shifted(runtime::Now(), 100ms));
   timer.StopTimer();
   timer.ArmFor(runtime::Shifted(runtime::Now(), 100ms));
