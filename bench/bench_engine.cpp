@@ -50,6 +50,7 @@ class Timer : public host::HostTimer {
  public:
   void StartTimer(int32_t) override {}
   void StopTimer() override {}
+  void ArmFor(runtime::Date) override {}
   void Tick() { OnTimer.Raise(); }
 };
 

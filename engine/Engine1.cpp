@@ -60,6 +60,7 @@ bool Engine1::StartEngine(std::shared_ptr<config::Configuration1> configuration)
       });
     }
     moTimer_->StartTimer(kTimerInterval);
+    moTimer_->ArmFor(status_.nextCollectionTime);
     return true;
   });
 }
@@ -165,6 +166,8 @@ void Engine1::PlanCollection(runtime::Date next) {
   const Moment now = Look();
   status_.nextCollectionTime = next;
   nextDue_ = now.monotonic + runtime::Between(now.wall, next);
+  // The ticks before then would find nothing to do: the timer may sleep through them.
+  if (moTimer_) moTimer_->ArmFor(next);
   CollectionTimeSet.Raise();
 }
 

@@ -1,19 +1,21 @@
-// The collection engine. Started with a configuration, it checks its host timer ten times
-// a second and, once the planned collection time has passed, runs one collection: query
-// the historian for the current value of every configured tag, update the tag items,
-// evaluate the conditions, resolve descriptors and characteristics, and save one subgroup
-// through the host database. Success plans the next collection one subgroup period on,
-// any failure (unmet conditions included) after the retry period; a schedule that cannot
-// be planned at all retries 60 seconds later, never at once. A collection that starts more
-// than one subgroup period late, by the monotonic clock, is recorded with the collection
-// times it missed, those that passed while the collection before it ran included.
+// The collection engine. Started with a configuration, it ticks on its host timer every
+// 100 ms and, on the first tick strictly after the planned collection time, runs one
+// collection: query the historian for the current value of every configured tag, update
+// the tag items, evaluate the conditions, resolve descriptors and characteristics, and
+// save one subgroup through the host database. Success plans the next collection one
+// subgroup period on, any failure (unmet conditions included) after the retry period; a
+// schedule that cannot be planned at all retries 60 seconds later, never at once. A
+// collection that starts more than one subgroup period late, by the monotonic clock, is
+// recorded with the collection times it missed, those that passed while the collection
+// before it ran included.
 //
 // The engine shows no collection error. Each step is a boolean function: an expected
 // failure is recorded with its three texts by LogError, an unexpected one under the
 // procedure's name, and the step returns false, which ends the collection. LogError keeps
 // the last error in the status record, raises CollectionError and appends a line to the
 // collection log; only a line the log cannot take is shown, through the host's error
-// display. Everything runs on the thread that owns the engine, inside timer ticks.
+// display. Everything runs on the thread that owns the engine, inside timer ticks. The
+// timer is told every planned time, so that an idle engine need not tick before it.
 #pragma once
 
 #include <chrono>
@@ -108,7 +110,8 @@ class Engine1 {
   bool SetNextRetryPeriod(runtime::Date after = runtime::Now());
   bool SetNextPeriod(int32_t unit, int32_t interval, runtime::Date after);
   void SetFallbackPeriod();
-  // Sets NextCollectionTime and when it falls due on the monotonic clock.
+  // Sets NextCollectionTime and when it falls due on the monotonic clock, and arms the
+  // timer for it.
   void PlanCollection(runtime::Date next);
   // True for a unit code of 0-3; otherwise records the error, `consequence` as its
   // extended detail.

@@ -25,6 +25,7 @@
 #include <thread>
 #include <vector>
 
+#include "apps/dam/host/HeadlessApplication.h"
 #include "apps/dam/host/JournalLines.h"
 #include "apps/dam/host/ServiceNotifier.h"
 #include "apps/dam/host/StopSignals.h"
@@ -85,11 +86,9 @@ long Count(const std::vector<std::string>& messages, const std::string& message)
   return std::count(messages.begin(), messages.end(), message);
 }
 
+// dam run's own application, which marks the events it delivers for the watchdog.
 void EnsureApplication() {
-  static int argc = 1;
-  static char name[] = "test_dam";
-  static char* argv[] = {name, nullptr};
-  if (QCoreApplication::instance() == nullptr) new QCoreApplication(argc, argv);
+  if (QCoreApplication::instance() == nullptr) dam::MakeHeadlessApplication().release();
 }
 
 // Runs the event loop for `milliseconds`, reading what `manager` receives as it comes, as
@@ -112,7 +111,7 @@ TEST(ServiceNotifier, TellsTheManagerReadyStatusChangesWatchdogPingsAndStopping)
   setenv("WATCHDOG_PID", std::to_string(getpid()).c_str(), 1);
   {
     dam::ServiceNotifier service(60s);
-    const std::unique_ptr<QTimer> heartbeat = service.WatchThisLoop();
+    const auto watch = service.WatchThisLoop();
     service.Ready();
     service.Status("running | saved 0");
     service.Status("running | saved 0");
@@ -132,36 +131,73 @@ TEST(ServiceNotifier, TellsTheManagerReadyStatusChangesWatchdogPingsAndStopping)
   EXPECT_GE(Count(sent, "WATCHDOG=1"), 2) << "half of the 100 ms interval";
   EXPECT_NE(sent.back(), "WATCHDOG=1");
 
-  // A loop allowed no stall at all is stuck between any two beats: the pings stop.
+  // A loop allowed no stall at all is stuck while it is inside any event: the pings stop,
+  // and come again once it waits for its next event. Waiting, it is never stuck.
   NotifySocket stuck(folder.File("stuck"));
   setenv("NOTIFY_SOCKET", stuck.Path().c_str(), 1);
+  long waiting = 0, inEvent = 0, again = 0;
   {
     dam::ServiceNotifier service(0s);
-    const std::unique_ptr<QTimer> heartbeat = service.WatchThisLoop();
+    const auto watch = service.WatchThisLoop();
     RunEventLoop(300, stuck);
+    waiting = Count(stuck.Received(), "WATCHDOG=1");
+    QTimer::singleShot(0, [&] {
+      std::this_thread::sleep_for(300ms);
+      inEvent = Count(stuck.Received(), "WATCHDOG=1") - waiting;
+    });
+    RunEventLoop(600, stuck);
+    again = Count(stuck.Received(), "WATCHDOG=1") - waiting - inEvent;
   }
-  EXPECT_EQ(Count(stuck.Received(), "WATCHDOG=1"), 0);
+  EXPECT_GE(waiting, 2);
+  EXPECT_LE(inEvent, 1) << "a ping under way as the event began";
+  EXPECT_GE(again, 2);
   for (const char* name : {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID"}) unsetenv(name);
 }
 
-// Several loops, each with its heartbeat: the one that beat longest ago decides, a loop that
-// comes round again is no longer stuck, and one that has ended is no longer watched.
-TEST(LoopProgress, TheLoopThatBeatLongestAgoDecidesOnceItExceedsTheAllowance) {
+// Several loops, each marking its events: the one inside an event longest decides once that
+// exceeds the allowance; an idle loop, or one waiting in a loop of its own, is never stuck;
+// an event begun or ended inside it counts as progress; an ended watch counts no more.
+TEST(LoopProgress, TheLoopInsideAnEventLongestDecidesOnceItExceedsTheAllowance) {
   using Clock = dam::LoopProgress::Clock;
   const Clock::time_point start{};
   dam::LoopProgress progress(90s);
   EXPECT_FALSE(progress.Stuck(start + 1000s)) << "no loop watched";
-  std::shared_ptr<dam::LoopProgress::Heartbeat> one = progress.Watch(start);
-  std::shared_ptr<dam::LoopProgress::Heartbeat> two = progress.Watch(start + 10s);
+  std::shared_ptr<dam::LoopProgress::Loop> one = progress.Watch();
+  std::shared_ptr<dam::LoopProgress::Loop> two = progress.Watch();
+  EXPECT_FALSE(progress.Stuck(start + 1000s)) << "idle";
+  one->Enter(start);
+  two->Enter(start + 10s);
   EXPECT_FALSE(progress.Stuck(start + 90s)) << "as long as allowed";
   EXPECT_EQ(progress.Stuck(start + 91s), 91s);
-  one->Beat(start + 91s);
-  EXPECT_FALSE(progress.Stuck(start + 100s));
+  one->Enter(start + 91s);
+  one->Leave(start + 95s);
+  EXPECT_FALSE(progress.Stuck(start + 100s)) << "a nested event";
   EXPECT_EQ(progress.Stuck(start + 101s), 91s) << "the other loop";
-  two.reset();
-  EXPECT_FALSE(progress.Stuck(start + 101s)) << "an ended loop";
-  one.reset();
+  two->Waiting();
+  EXPECT_FALSE(progress.Stuck(start + 150s)) << "a nested loop that waits";
+  two->Enter(start + 150s);
+  two->Leave(start + 151s);
+  two->Leave(start + 151s);
+  EXPECT_EQ(progress.Stuck(start + 186s), 91s) << "the first loop still in its outer event";
+  one->Leave(start + 186s);
   EXPECT_FALSE(progress.Stuck(start + 1000s));
+  one->Enter(start + 1000s);
+  one.reset();
+  EXPECT_FALSE(progress.Stuck(start + 2000s)) << "an ended loop";
+
+  // The application marks the loop watched on the thread the event runs on.
+  std::shared_ptr<dam::LoopProgress::Loop> mine = progress.Watch();
+  dam::LoopProgress::MarkOnThisThread(mine.get());
+  std::thread([&] {
+    const dam::LoopProgress::InEvent elsewhere;
+    EXPECT_FALSE(progress.Stuck(Clock::now() + 91s)) << "another thread's event";
+  }).join();
+  {
+    const dam::LoopProgress::InEvent here;
+    EXPECT_TRUE(progress.Stuck(Clock::now() + 91s));
+  }
+  EXPECT_FALSE(progress.Stuck(Clock::now() + 91s));
+  dam::LoopProgress::MarkOnThisThread(nullptr);
 
   // A collection may wait for a login and a statement on each of its two databases.
   EXPECT_EQ(dam::AllowedStall({}), 90s);
@@ -342,14 +378,20 @@ TEST_F(ServiceRun, SignalsStopTheDriverFirstOrChangeNothing) {
     EXPECT_GE(Stopped(output), 1) << output;
   }
 
-  const auto [exitCode, output] = Run(
-      "/bin/bash", {"-c", "\"$0\" run \"$1\" --ndjson | head -1; echo \"dam: ${PIPESTATUS[0]}\"",
-                    DAM_PROGRAM, config});
-  // head's line may land inside one of dam's on stderr.
-  EXPECT_NE(output.find("{\"event\""), std::string::npos) << output;
-  EXPECT_EQ(output.find("{\"event\""), output.rfind("{\"event\"")) << "one line: " << output;
-  for (const std::string said : {"the output was closed; stopping", "stopped after", "dam: 141"}) {
-    EXPECT_NE(output.find(said), std::string::npos) << said << " in\n" << output;
+  // A run that collects every second, and one that waits an hour for its first collection:
+  // it sees the reader go while it sleeps, not at its next line (or the end of --for).
+  for (const int unit : {0, 2}) {
+    const auto [exitCode, output] =
+        Run("/bin/bash",
+            {"-c", "\"$0\" run \"$1\" --ndjson --for 60 | head -1; echo \"dam: ${PIPESTATUS[0]}\"",
+             DAM_PROGRAM, Configuration(damtest::kWeight, unit, unit)});
+    // head's line may land inside one of dam's on stderr.
+    EXPECT_NE(output.find("{\"event\""), std::string::npos) << output;
+    EXPECT_EQ(output.find("{\"event\""), output.rfind("{\"event\"")) << "one line: " << output;
+    for (const std::string said :
+         {"the output was closed; stopping", "stopped after", "dam: 141"}) {
+      EXPECT_NE(output.find(said), std::string::npos) << said << " in\n" << output;
+    }
   }
 }
 

@@ -59,7 +59,12 @@ void EngineTest::Load(const Lines& lines) {
 
 void EngineTest::Start() {
   ASSERT_TRUE(engine.StartEngine(configuration));
+  ExpectArmed();
   events.clear();
+}
+
+void EngineTest::ExpectArmed() const {
+  EXPECT_EQ(timer->armedFor, engine.NextCollectionTime()) << "the timer sleeps until then";
 }
 
 void EngineTest::TickDue() {
@@ -69,6 +74,7 @@ void EngineTest::TickDue() {
 void EngineTest::TickAt(runtime::Date time) {
   clock.Set(time);
   timer->Tick();
+  if (engine.IsRunning()) ExpectArmed();
 }
 
 Lines EngineTest::Cycle() {

@@ -40,6 +40,8 @@ class EngineTest : public ::testing::Test {
   // Ticks with the clock at `time`; the first form ticks just after the planned time.
   void TickDue();
   void TickAt(runtime::Date time);
+  // The timer is armed for the planned collection time, whatever planned it.
+  void ExpectArmed() const;
   // Runs one due collection and returns the log lines it added. The status record must
   // hold the last of them.
   Lines Cycle();

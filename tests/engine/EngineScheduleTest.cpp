@@ -15,6 +15,7 @@ TEST_F(EngineTest, SuccessPlansOnTheSubgroupGridOtherwiseTheRetryGridAndRestartR
   EXPECT_EQ(events, (Lines{"CollectionTimeSet", "EngineStarted"}));
   EXPECT_TRUE(engine.IsRunning() && timer->running);
   EXPECT_EQ(timer->interval, 100);
+  ExpectArmed();
   EXPECT_EQ(Next(), "2024-05-01 10:15:00");
   events.clear();
 
@@ -53,13 +54,14 @@ TEST_F(EngineTest, SuccessPlansOnTheSubgroupGridOtherwiseTheRetryGridAndRestartR
   EXPECT_EQ(Next(), "2024-05-01 10:46:00");
 
   EXPECT_TRUE(engine.StopEngine());
-  EXPECT_FALSE(engine.IsRunning() || timer->running);
+  EXPECT_FALSE(engine.IsRunning() || timer->running || timer->armedFor);
   EXPECT_EQ(runtime::Join(events, " "),
             refreshed + "CollectionError CollectionTimeSet EngineStopped");
   testsupport::ManualTimer* first = timer;
   ASSERT_TRUE(engine.StartEngine(configuration));
   EXPECT_EQ(timer, first) << "the timer is kept";
   EXPECT_TRUE(timer->running);
+  ExpectArmed();
   EXPECT_EQ(engine.SavedSubgroups(), 0);
   EXPECT_EQ(engine.LastSavedSubgroup(), runtime::Date{});
   EXPECT_EQ(engine.LastErrorTime(), runtime::Date{});
@@ -203,6 +205,7 @@ TEST_F(EngineTest, ClockStepsReplanOnTheSameGrid) {
   const auto stepTo = [&](const char* time) {
     clock.Step(At(time), std::chrono::milliseconds(100));
     timer->Tick();
+    ExpectArmed();
   };
   stepTo("2024-10-27 10:00:00.05");
   EXPECT_EQ(engine.SavedSubgroups(), 1) << "the grid point the clock stepped back to";

@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "host/HostTimer.h"
+#include "runtime/Date.h"
 
 namespace testsupport {
 
@@ -15,13 +17,21 @@ class ManualTimer : public host::HostTimer {
   void StartTimer(int32_t intervalMilliseconds) override {
     interval = intervalMilliseconds;
     running = true;
+    armedFor.reset();
   }
-  void StopTimer() override { running = false; }
+  void StopTimer() override {
+    running = false;
+    armedFor.reset();
+  }
+  void ArmFor(runtime::Date due) override {
+    if (running) armedFor = due;
+  }
   // Delivers one OnTimer, whether or not the timer runs, as a late message would.
   void Tick() { OnTimer.Raise(); }
 
   int32_t interval = 0;
   bool running = false;
+  std::optional<runtime::Date> armedFor;
 };
 
 // A timer factory for FakeComponents that makes manual timers and points `latest` at the

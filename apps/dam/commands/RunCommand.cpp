@@ -1,10 +1,15 @@
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <QAbstractEventDispatcher>
 #include <QApplication>
+#include <QSocketNotifier>
 #include <QTimer>
+#include <algorithm>
 #include <chrono>
 #include <climits>
 #include <exception>
+#include <functional>
 #include <iostream>
 
 #include "apps/dam/Commands.h"
@@ -14,6 +19,7 @@
 #include "apps/dam/host/DriverHandle.h"
 #include "apps/dam/host/HeadlessApplication.h"
 #include "apps/dam/host/JournalLines.h"
+#include "apps/dam/host/LoopProgress.h"
 #include "apps/dam/host/RunStatus.h"
 #include "apps/dam/host/ServiceNotifier.h"
 #include "apps/dam/host/StopSignals.h"
@@ -40,6 +46,25 @@ bool HasErrors(DriverHandle& handle, const RunOptions& options, const std::strin
     errors = errors || finding.error;
   }
   return errors;
+}
+
+// Looks when the reader of a pipe or socket at `fd` goes, without waiting for the next
+// line: the writer's end then polls as an error, which a read notifier reports. A terminal
+// or a file has no reader to lose, and would read as ready at any time: not watched.
+std::unique_ptr<QSocketNotifier> WatchForClosing(int fd, const std::function<void()>& look) {
+  struct stat output {};
+  if (fstat(fd, &output) != 0 || !(S_ISFIFO(output.st_mode) || S_ISSOCK(output.st_mode))) {
+    return nullptr;
+  }
+  auto notifier = std::make_unique<QSocketNotifier>(fd, QSocketNotifier::Read);
+  QSocketNotifier* watching = notifier.get();
+  QObject::connect(watching, &QSocketNotifier::activated, watching, [watching, look] {
+    // Once is enough: a closed output stops the run, and a reader that wrote to a socket
+    // would wake the loop again and again.
+    watching->setEnabled(false);
+    look();
+  });
+  return notifier;
 }
 
 }  // namespace
@@ -109,7 +134,7 @@ int RunCommand(const RunOptions& runOptions) {
     throw apps::Failure(apps::kExitFailure, "the activity window could not be shown");
   }
   ServiceNotifier service(AllowedStall(components.ReadOdbcPolicy()));
-  const std::unique_ptr<QTimer> heartbeat = service.WatchThisLoop();
+  const std::unique_ptr<ServiceNotifier::LoopWatch> watch = service.WatchThisLoop();
   service.Ready();
 
   RunStatus status(components, components.Saves(), configuration);
@@ -121,10 +146,14 @@ int RunCommand(const RunOptions& runOptions) {
   bool outputClosed = false;
   const auto started = std::chrono::steady_clock::now();
 
-  // The line changes with a save, an error or the next collection: once a second shows
-  // that soon enough and leaves an idle host asleep in between.
-  QTimer ticker;
-  QObject::connect(&ticker, &QTimer::timeout, [&] {
+  // The line changes with what the event loop handles (a collection, a save, an error), so
+  // it is looked at whenever the loop has handled its events, and an idle host sleeps. The
+  // spool's forwarder drains the spool on a thread of its own: while the spool holds
+  // subgroups the line is looked at once a second as well.
+  QTimer whileSpooled;
+  const auto look = [&] {
+    // A look that blocks (an output nobody reads) is a stuck loop to the watchdog.
+    const LoopProgress::InEvent inEvent;
     // Nothing may escape into the event loop: a status that cannot be read is shown, and
     // the driver goes on collecting.
     int32_t saved = 0;
@@ -138,6 +167,11 @@ int RunCommand(const RunOptions& runOptions) {
                       status.NewErrors());
       }
       const std::string error = status.LastError();
+      if (spooled == 0) {
+        whileSpooled.stop();
+      } else if (!whileSpooled.isActive()) {
+        whileSpooled.start(1000);
+      }
       line = apps::Printable(
           RunStatus::StateName(driver.State()) + " | saved " + std::to_string(saved) +
           (spooled > 0 ? " | spooled " + std::to_string(spooled) : "") +
@@ -165,23 +199,33 @@ int RunCommand(const RunOptions& runOptions) {
       outputClosed = true;
       std::cerr << "dam run: the output was closed; stopping" << std::endl;
     }
-    const bool timeUp =
-        options->runFor && std::chrono::steady_clock::now() - started >= *options->runFor;
-    if (stop.Requested() || outputClosed || timeUp ||
+    if (stop.Requested() || outputClosed ||
         (options->subgroups > 0 && saved >= options->subgroups)) {
       QCoreApplication::quit();
     }
-  });
-  ticker.start(1000);
-  // A run given a time ends on it, not on the tick after.
+  };
+  QObject::connect(&whileSpooled, &QTimer::timeout, look);
+  const QMetaObject::Connection looking = QObject::connect(
+      QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, look);
+  const std::unique_ptr<QSocketNotifier> closing = WatchForClosing(STDOUT_FILENO, look);
+  // A run given a time ends on it; a QTimer counts up to 24 days at a time.
+  constexpr std::chrono::milliseconds kLongestTimer(INT_MAX);
   QTimer end;
   end.setSingleShot(true);
   end.setTimerType(Qt::PreciseTimer);
-  QObject::connect(&end, &QTimer::timeout, &QCoreApplication::quit);
-  if (options->runFor && *options->runFor < std::chrono::milliseconds(INT_MAX)) {
-    end.start(*options->runFor);
-  }
+  QObject::connect(&end, &QTimer::timeout, [&] {
+    const std::chrono::milliseconds left =
+        *options->runFor - std::chrono::duration_cast<std::chrono::milliseconds>(
+                               std::chrono::steady_clock::now() - started);
+    if (left > std::chrono::milliseconds::zero()) {
+      end.start(std::min(left, kLongestTimer));
+    } else {
+      QCoreApplication::quit();
+    }
+  });
+  if (options->runFor) end.start(std::min(*options->runFor, kLongestTimer));
   application->exec();
+  QObject::disconnect(looking);
 
   service.Stopping();
   driver.StopDriver();

@@ -2,6 +2,7 @@
 
 #include <systemd/sd-daemon.h>
 
+#include <QAbstractEventDispatcher>
 #include <cstring>
 #include <iostream>
 
@@ -32,15 +33,22 @@ ServiceNotifier::~ServiceNotifier() {
   EndPings();
 }
 
-std::unique_ptr<QTimer> ServiceNotifier::WatchThisLoop() {
+ServiceNotifier::LoopWatch::LoopWatch(std::shared_ptr<LoopProgress::Loop> loop)
+    : loop_(std::move(loop)),
+      waits_(QObject::connect(QAbstractEventDispatcher::instance(),
+                              &QAbstractEventDispatcher::aboutToBlock,
+                              [loop = loop_.get()] { loop->Waiting(); })) {
+  LoopProgress::MarkOnThisThread(loop_.get());
+}
+
+ServiceNotifier::LoopWatch::~LoopWatch() {
+  LoopProgress::MarkOnThisThread(nullptr);
+  QObject::disconnect(waits_);
+}
+
+std::unique_ptr<ServiceNotifier::LoopWatch> ServiceNotifier::WatchThisLoop() {
   if (!pinger_.joinable()) return nullptr;
-  auto beats = std::make_unique<QTimer>();
-  QObject::connect(beats.get(), &QTimer::timeout,
-                   [heartbeat = progress_.Watch(LoopProgress::Clock::now())] {
-                     heartbeat->Beat(LoopProgress::Clock::now());
-                   });
-  beats->start(1000);
-  return beats;
+  return std::make_unique<LoopWatch>(progress_.Watch());
 }
 
 void ServiceNotifier::Ready() {

@@ -2,11 +2,12 @@
 // once the driver started, the status line whenever it changes, watchdog pings, and
 // stopping. The pings come from a thread of their own, so that a collection waiting on a
 // database within its time limits never starves them; they stop once a watched event loop
-// has not come round for longer than its database waits may take, so that systemd restarts
-// a host that truly hangs. Outside systemd (no NOTIFY_SOCKET) every call does nothing.
+// has been inside one event for longer than its database waits may take, so that systemd
+// restarts a host that truly hangs. A loop that waits for its next event is never stuck
+// and is not woken to prove it. Outside systemd (no NOTIFY_SOCKET) every call does nothing.
 #pragma once
 
-#include <QTimer>
+#include <QMetaObject>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -34,9 +35,23 @@ class ServiceNotifier {
   ServiceNotifier(const ServiceNotifier&) = delete;
   ServiceNotifier& operator=(const ServiceNotifier&) = delete;
 
-  // Watches the event loop of the calling thread while the timer returned lives: it beats
-  // that loop's heartbeat every second. Null when there is no watchdog to serve.
-  std::unique_ptr<QTimer> WatchThisLoop();
+  // The watch of one thread's event loop, through its dispatcher's aboutToBlock and the
+  // application's LoopProgress::InEvent. Ended on that thread, outside any event.
+  class LoopWatch {
+   public:
+    explicit LoopWatch(std::shared_ptr<LoopProgress::Loop> loop);
+    ~LoopWatch();
+    LoopWatch(const LoopWatch&) = delete;
+    LoopWatch& operator=(const LoopWatch&) = delete;
+
+   private:
+    std::shared_ptr<LoopProgress::Loop> loop_;
+    QMetaObject::Connection waits_;
+  };
+
+  // Watches the event loop of the calling thread while the object returned lives. Null
+  // when there is no watchdog to serve.
+  std::unique_ptr<LoopWatch> WatchThisLoop();
   void Ready();
   // Sends `line` when it differs from the last one sent.
   void Status(const std::string& line);

@@ -14,7 +14,7 @@ std::unique_ptr<QCoreApplication> MakeWindowsApplication() {
                         "cannot show windows: no display (DISPLAY is not set); run it in a "
                         "desktop session or over ssh -X");
   }
-  return std::make_unique<QApplication>(qtArgumentCount, qtArguments);
+  return std::make_unique<WatchedApplication<QApplication>>(qtArgumentCount, qtArguments);
 }
 
 }  // namespace dam

@@ -7,7 +7,7 @@
 
 namespace dam {
 
-// A QApplication. Fails with apps::Failure (exit 1) when no display is named.
+// A watched QApplication (see WatchedApplication). Fails with apps::Failure (exit 1) when no display is named.
 std::unique_ptr<QCoreApplication> MakeWindowsApplication();
 
 }  // namespace dam
