@@ -39,6 +39,8 @@ struct SubgroupsOptions {
   std::string spc;
   std::optional<int64_t> last;  // 20, or 0 when following
   bool json = false, ndjson = false, follow = false, csv = false;
+  // Following: wait for a database that is not there yet or does not answer.
+  bool wait = false;
 };
 
 struct ChartOptions {

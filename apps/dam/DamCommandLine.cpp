@@ -186,12 +186,14 @@ const std::vector<Command>& Commands() {
          return ConfigShowCommand({First(p), p.Has("raw"), p.Has("json"), p.Has("show-secrets")});
        }},
       {{"dam subgroups",
-        "[--spc CONNECTION] [--last N] [--json | --ndjson | --csv] [--follow]",
+        "[--spc CONNECTION] [--last N] [--json | --ndjson | --csv] [--follow [--wait]]",
         "Prints the subgroups last saved in the SPC database, oldest first. --json prints one "
         "document, --ndjson one object per line (both with \"schema\": 1); --follow --ndjson "
-        "then prints each subgroup as it is saved, until Ctrl-C or SIGTERM. --csv prints one "
-        "row per subgroup: its time and descriptors, then one column per characteristic "
-        "sample, GROUP/TEST#k. Exit status 4 when there is no such database.",
+        "then prints each subgroup as it is saved, until Ctrl-C or SIGTERM, and with --wait "
+        "first waits for a database that is not there yet or does not answer, as tail -F "
+        "waits for a file. --csv prints one row per subgroup: its time and descriptors, then "
+        "one column per characteristic sample, GROUP/TEST#k. Exit status 4 when there is no "
+        "such database.",
         {},
         0,
         0,
@@ -200,18 +202,23 @@ const std::vector<Command>& Commands() {
          {"json", "", "print one JSON document"},
          {"ndjson", "", "print one JSON object per line"},
          {"csv", "", "print CSV (RFC 4180), one row per subgroup"},
-         {"follow", "", "go on printing new subgroups as they are saved (needs --ndjson)"}},
+         {"follow", "", "go on printing new subgroups as they are saved (needs --ndjson)"},
+         {"wait", "", "with --follow: wait for the database to be there and to answer"}},
         "dam subgroups --follow --ndjson | jq ."},
        [](const ParsedArguments& p) {
          SubgroupsOptions options{p.Value("spc"),  p.Count("last", 0, 1'000'000),
                                   p.Has("json"),   p.Has("ndjson"),
-                                  p.Has("follow"), p.Has("csv")};
+                                  p.Has("follow"), p.Has("csv"),
+                                  p.Has("wait")};
          if (options.json + options.ndjson + options.csv > 1) {
            throw apps::UsageError(
                apps::UsageLine("dam subgroups", "--json, --ndjson and --csv exclude each other"));
          }
          if (options.follow && !options.ndjson) {
            throw apps::UsageError(apps::UsageLine("dam subgroups", "--follow needs --ndjson"));
+         }
+         if (options.wait && !options.follow) {
+           throw apps::UsageError(apps::UsageLine("dam subgroups", "--wait needs --follow"));
          }
          return SubgroupsCommand(options);
        }},
@@ -262,7 +269,7 @@ const std::vector<Command>& Commands() {
 
 const CommandSpec kProgram{
     "dam",
-    "[--help] [--version] [--verbose] COMMAND [OPTIONS]",
+    "[-h|--help] [--version] [--verbose] COMMAND [OPTIONS]",
     "The standalone host of data acquisition drivers: registers driver modules, runs a driver "
     "on a configuration file, checks and shows configurations, and shows saved subgroups.",
     {{"COMMAND", "one of the commands below; dam COMMAND --help or dam help COMMAND for its help"}},

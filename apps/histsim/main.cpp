@@ -37,7 +37,8 @@ const apps::CommandSpec kProgram{
      {"period", "DURATION", "time between two steps (default 1s)"},
      {"seed", "N", "seed of the values, for repeatable runs (default 1)"},
      {"for", "DURATION", "stop after this long"},
-     {"steps", "N", "stop after N steps"}},
+     {"steps", "N", "stop after N steps"},
+     {"version", "", "print the version and exit"}},
     "histsim historian.db --period 0.5 --for 10m"};
 
 const char kFooter[] =
@@ -88,6 +89,10 @@ int Main(const std::vector<std::string>& arguments) {
     verbose = parsed.Verbose();
     if (parsed.Help()) {
       std::cout << apps::HelpText(kProgram, kFooter);
+      return apps::kExitOk;
+    }
+    if (parsed.Has("version")) {
+      std::cout << "histsim " << DAM_VERSION << "\n";
       return apps::kExitOk;
     }
     return Simulate(parsed);

@@ -16,6 +16,8 @@ QString Q(const std::string& text) {
 }
 
 const OptionSpec kHelp{"help", "", "show this help and exit"};
+// The one short option, -h for --help, as most programs take it.
+const char kHelpShort[] = "h";
 const OptionSpec kVerbose{"verbose", "", "errors with their numbers, SQLSTATEs and sources"};
 
 std::vector<OptionSpec> AllOptions(const CommandSpec& spec) {
@@ -75,9 +77,11 @@ std::string HelpText(const CommandSpec& spec, const std::string& footer) {
   const std::vector<OptionSpec> options = AllOptions(spec);
   size_t width = 0;
   for (const ArgumentSpec& argument : spec.arguments) width = std::max(width, argument.name.size());
-  for (const OptionSpec& option : options) {
-    width = std::max(width, option.name.size() + 3 + option.valueName.size());
-  }
+  const auto named = [](const OptionSpec& option) {
+    return (option.name == kHelp.name ? std::string("-") + kHelpShort + ", " : "") + "--" +
+           option.name + (option.valueName.empty() ? "" : " " + option.valueName);
+  };
+  for (const OptionSpec& option : options) width = std::max(width, named(option).size());
   auto row = [&](const std::string& left, const std::string& right) {
     return "  " + left + std::string(width + 2 - left.size(), ' ') + Wrapped(right, width + 4) +
            "\n";
@@ -91,8 +95,7 @@ std::string HelpText(const CommandSpec& spec, const std::string& footer) {
   text += "\nOptions:\n";
   bool takesDuration = false;
   for (const OptionSpec& option : options) {
-    text += row("--" + option.name + (option.valueName.empty() ? "" : " " + option.valueName),
-                option.description);
+    text += row(named(option), option.description);
     takesDuration = takesDuration || option.valueName == "DURATION";
   }
   text += "  (--option=value and --option value are the same)\n";
@@ -109,9 +112,12 @@ std::string HelpText(const CommandSpec& spec, const std::string& footer) {
 ParsedArguments::ParsedArguments(const CommandSpec& spec, const std::vector<std::string>& args)
     : spec_(spec) {
   parser_.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
+  bool takesVersion = false;
   for (const OptionSpec& option : AllOptions(spec)) {
-    parser_.addOption(QCommandLineOption(QStringList{Q(option.name)}, Q(option.description),
-                                         Q(option.valueName)));
+    QStringList names{Q(option.name)};
+    if (option.name == kHelp.name) names.prepend(kHelpShort);
+    parser_.addOption(QCommandLineOption(names, Q(option.description), Q(option.valueName)));
+    takesVersion = takesVersion || option.name == "version";
   }
   QStringList list{Q(spec.invocation)};
   for (const std::string& arg : args) list << Q(arg);
@@ -124,7 +130,7 @@ ParsedArguments::ParsedArguments(const CommandSpec& spec, const std::vector<std:
     throw UsageError(UsageLine(spec.invocation, Lowered(parser_.errorText().toStdString())));
   }
   for (const QString& arg : parser_.positionalArguments()) positional_.push_back(arg.toStdString());
-  if (Help()) return;
+  if (Help() || (takesVersion && Has("version"))) return;
   if (positional_.size() > spec.maxArguments) {
     throw UsageError(
         UsageLine(spec.invocation, "unexpected argument '" + positional_[spec.maxArguments] + "'"));

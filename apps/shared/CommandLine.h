@@ -37,7 +37,7 @@ struct CommandSpec {
   std::vector<ArgumentSpec> arguments;
   size_t minArguments = 0;
   size_t maxArguments = 0;
-  std::vector<OptionSpec> options;  // --help and --verbose come with every command
+  std::vector<OptionSpec> options;  // -h/--help and --verbose come with every command
   std::string example;
 };
 
@@ -52,7 +52,8 @@ std::string UsageLine(const std::string& invocation, const std::string& problem)
 class ParsedArguments {
  public:
   // `spec` outlives the object. Throws UsageError for an unknown option, a missing or unexpected
-  // value, or too few or too many positional arguments (not checked when --help is given).
+  // value, or too few or too many positional arguments (not checked with --help, nor with
+  // --version where the spec declares it).
   ParsedArguments(const CommandSpec& spec, const std::vector<std::string>& args);
 
   bool Help() const { return Has("help"); }

@@ -60,6 +60,7 @@ TEST_F(CommandLine, MistakesNameTheArgumentOnOneLineAndExitTwo) {
       {"dam config show", "missing CONFIG", "dam config show"},
       {"dam subgroups --last x", "--last 'x'", "dam subgroups"},
       {"dam subgroups --follow", "--follow needs --ndjson", "dam subgroups"},
+      {"dam subgroups --ndjson --wait", "--wait needs --follow", "dam subgroups"},
       {"dam subgroups --json --ndjson", "--json, --ndjson and --csv exclude each other",
        "dam subgroups"},
       {"dam subgroups --csv --json", "--json, --ndjson and --csv exclude each other",
@@ -104,8 +105,11 @@ TEST_F(CommandLine, HelpAndVersionGoToStdoutAndExitZero) {
   };
   std::vector<Case> cases = {
       {"dam --help",
-       {"Usage: dam [--help]", "check CONFIG...", "DAM_REGISTRY_FILE", "Exit status:"}},
-      {"dam help", {"Usage: dam [--help]"}},
+       {"Usage: dam [-h|--help]", "-h, --help", "check CONFIG...", "DAM_REGISTRY_FILE",
+        "Exit status:"}},
+      {"dam help", {"Usage: dam [-h|--help]"}},
+      {"dam -h", {"Usage: dam [-h|--help]"}},
+      {"dam run -h", {"Usage: dam run CONFIG"}},
       {"dam run --help",
        {"Usage: dam run CONFIG", "--force", "DURATION is", "DAM_SPC_CONNECTION",
         "Example:\n  dam run"}},
@@ -116,6 +120,8 @@ TEST_F(CommandLine, HelpAndVersionGoToStdoutAndExitZero) {
       {"dam config --help", {"Usage: dam config show"}},
       {"dam --version", {"dam 6.", "oxaGEPDAD6.Version1 6.", "(registered: "}},
       {"histsim --help", {"Usage: histsim HISTORIAN", "--measurements N", "DURATION is"}},
+      {"histsim -h", {"Usage: histsim HISTORIAN", "--version"}},
+      {"histsim --version", {"histsim 6."}},
   };
   for (const std::string command :
        {"check", "config show", "subgroups", "chart", "spool", "register", "unregister", "drivers",

@@ -193,7 +193,8 @@ TEST_F(EndToEnd, SubgroupsInJsonCarryTheirIdConfigurationAndTimeWithOffsetAndMil
 }
 
 // Commands that read never create the database they were pointed at: they name it. A
-// dam.ini that holds a password is owner-only or warned about, and no password is shown.
+// dam.ini that holds a password is readable by no other user or warned about, and no
+// password is shown.
 TEST_F(EndToEnd, TheSpcDatabaseIsTheFlagElseTheEnvironmentElseDamIniElseTheDataFolder) {
   const std::string flag = work_.File("flag.db"), environment = work_.File("environment.db"),
                     setting = work_.File("setting.db"), fallback = work_.File("data/spc.db");
@@ -227,6 +228,8 @@ TEST_F(EndToEnd, TheSpcDatabaseIsTheFlagElseTheEnvironmentElseDamIniElseTheDataF
        false},
       {{"subgroups"}, "", password, 0644, "there is no SPC database at " + setting + "\n", true},
       {{"subgroups"}, "", password, 0600, "there is no SPC database at " + setting + "\n", false},
+      // Its group is the reader's own, as /etc/dam/dam.ini (root, group dam) is the service's.
+      {{"subgroups"}, "", password, 0640, "there is no SPC database at " + setting + "\n", false},
       {{"subgroups"}, "", "", 0, "there is no SPC database at " + fallback + "\n", false},
       {{"spool"}, "", "", 0, "there is no spool at " + work_.File("data/spool.db"), false},
   };

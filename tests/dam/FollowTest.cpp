@@ -6,6 +6,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QThread>
+#include <filesystem>
 
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcNewSubgroupReader.h"
@@ -124,6 +125,67 @@ TEST_P(Follow, EverySubgroupSavedWhileFollowingIsPrintedOnceInOrder) {
   EXPECT_EQ(follower->exitStatus(), QProcess::NormalExit);
   EXPECT_EQ(follower->exitCode(), 0) << follower->readAllStandardError().toStdString();
   // What each line holds besides its identifier: EndToEnd's --ndjson, written alike.
+  std::vector<int32_t> printed;
+  for (const std::string& line : Lines(*follower, output)) {
+    printed.push_back(
+        QJsonDocument::fromJson(QByteArray::fromStdString(line)).object()["id"].toInt());
+  }
+  EXPECT_EQ(printed, expected);
+}
+
+// As tail -F waits for a file, --wait waits for an SPC database that is not there yet (an
+// SQLite file not made yet, a server not started yet) and says so once, and when it comes;
+// a stop while it waits ends with 0. Then every subgroup saved is printed.
+TEST_P(Follow, WithWaitADatabaseNotThereYetIsWaitedFor) {
+  std::unique_ptr<spcdbtest::TestDatabase> server;
+  std::string connection, said;
+  if (GetParam() == Backend::SQLite) {
+    connection = "Driver=SQLite3;Database=" + work_.File("later.db");
+    said = "there is no SPC database at " + work_.File("later.db") + " yet, waiting for it\n";
+  } else {
+    server = spcdbtest::MakeStoppableDatabase(GetParam());
+    if (!server || !server->TakeAway()) GTEST_SKIP() << "no PostgreSQL server to stop here";
+    connection = server->ConnectionString();
+    said = "the SPC database does not answer, asking again: ";
+  }
+  const QStringList args{"subgroups", "--follow", "--wait",
+                         "--ndjson",  "--spc",    QString::fromStdString(connection)};
+  std::string err;
+  const auto says = [&](QProcess& follower, const std::string& text) {
+    EXPECT_TRUE(WaitFor(
+        [&] {
+          follower.waitForReadyRead(100);
+          err += follower.readAllStandardError().toStdString();
+          return err.find(text) != std::string::npos;
+        },
+        20))
+        << err;
+  };
+  auto stopped = Start(DAM_PROGRAM, args, QProcess::SeparateChannels);
+  says(*stopped, said);
+  Terminate(*stopped);
+  EXPECT_EQ(stopped->exitCode(), 0);
+  EXPECT_FALSE(std::filesystem::exists(work_.File("later.db")));
+
+  err.clear();
+  auto follower = Start(DAM_PROGRAM, args, QProcess::SeparateChannels);
+  says(*follower, said);
+  std::shared_ptr<platform::SpcSession> writer;
+  std::vector<int32_t> expected;
+  if (server) {
+    server->GiveBack();
+    says(*follower, "the SPC database answers, following it\n");
+    writer = SpcWriter(connection, "Line 1");
+  } else {
+    writer = SpcWriter(connection, "Line 1");
+    expected.push_back(Save(writer, 0));  // before the follower sees the file, or after
+    says(*follower, "the SPC database answers, following it\n");
+  }
+  expected.push_back(Save(writer, 1));
+  std::string output;
+  WaitFor([&] { return Lines(*follower, output).size() >= expected.size(); }, 20);
+  Terminate(*follower);
+  EXPECT_EQ(follower->exitCode(), 0) << follower->readAllStandardError().toStdString();
   std::vector<int32_t> printed;
   for (const std::string& line : Lines(*follower, output)) {
     printed.push_back(

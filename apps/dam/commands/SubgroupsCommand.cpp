@@ -2,6 +2,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <iostream>
+#include <memory>
 #include <optional>
 
 #include "apps/dam/Commands.h"
@@ -51,9 +52,22 @@ int SubgroupsCommand(const SubgroupsOptions& options) {
   if (options.follow) stop.emplace();
   platform::PlatformComponents components;
   WarnIfSettingsShowPasswords(components);
-  const auto host = OpenSpcForReading(components, options.spc);
+  std::unique_ptr<DamHost> host;
+  bool appearing = false;
+  if (options.wait) {
+    const std::string connection = SpcConnection(components, options.spc);
+    // What a database seen appearing holds was all saved while this waited.
+    appearing = !MissingSpcFile(connection).empty();
+    host = WaitForSpc(components, connection, std::cerr, *stop);
+    if (!host) return 0;
+  } else {
+    host = OpenSpcForReading(components, options.spc);
+  }
   auto& session = dynamic_cast<platform::SpcSession&>(*host->Session());
-  if (options.follow) return WriteSubgroupsAsSaved(session, count, std::cout, std::cerr, *stop);
+  if (options.follow) {
+    return WriteSubgroupsAsSaved(session, appearing ? kEverySubgroup : count, std::cout,
+                                 std::cerr, *stop);
+  }
   const auto subgroups = apps::Doing(apps::kExitUnreachable, "cannot read the SPC database",
                                      [&] { return platform::ReadSubgroups(session, count); });
   if (options.ndjson) {

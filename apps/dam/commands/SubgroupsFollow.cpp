@@ -1,7 +1,9 @@
 #include "apps/dam/commands/SubgroupsFollow.h"
 
+#include "apps/dam/host/MissingSpcFile.h"
 #include "apps/dam/output/JsonOutput.h"
 #include "apps/dam/output/SubgroupJson.h"
+#include "apps/shared/Failures.h"
 #include "platform/odbc/ConnectionSecrets.h"
 #include "platform/odbc/OdbcCancel.h"
 #include "platform/spcdb/SpcNewSubgroupReader.h"
@@ -42,8 +44,10 @@ int WriteSubgroupsAsSaved(platform::SpcSession& session, int32_t last, std::ostr
                           std::chrono::milliseconds interval) {
   const std::vector<platform::SpcSubgroupData> newest = platform::ReadSubgroups(session, last);
   if (!Write(out, newest)) return 1;
-  platform::SpcNewSubgroupReader saved(
-      session, newest.empty() ? platform::LastSubgroupId(session) : newest.back().id);
+  const int32_t after = last == kEverySubgroup ? 0
+                        : newest.empty()       ? platform::LastSubgroupId(session)
+                                               : newest.back().id;
+  platform::SpcNewSubgroupReader saved(session, after);
   bool away = false;
   while (!stop.WaitFor(interval)) {
     try {
@@ -62,6 +66,35 @@ int WriteSubgroupsAsSaved(platform::SpcSession& session, int32_t last, std::ostr
     }
   }
   return 0;
+}
+
+std::unique_ptr<DamHost> WaitForSpc(host::Components& components, const std::string& connection,
+                                    std::ostream& errors, FollowStop& stop,
+                                    std::chrono::milliseconds interval) {
+  for (bool said = false;; said = true) {
+    std::string waiting;
+    if (const std::string file = MissingSpcFile(connection); !file.empty()) {
+      waiting = "there is no SPC database at " + file + " yet, waiting for it";
+    } else {
+      try {
+        auto host = std::make_unique<DamHost>(components, connection);
+        // A session opens while its database is away (the spool would take the saves):
+        // one question tells whether it answers.
+        platform::LastSubgroupId(dynamic_cast<platform::SpcSession&>(*host->Session()));
+        if (said) errors << "dam subgroups: the SPC database answers, following it" << std::endl;
+        return host;
+      } catch (const runtime::Error& error) {
+        if (!platform::IsUnavailable(error)) {
+          std::throw_with_nested(
+              apps::Failure(apps::kExitUnreachable, "cannot open the SPC database"));
+        }
+        waiting = "the SPC database does not answer, asking again: " +
+                  platform::MaskConnectionSecrets(error.NumberAndDescription());
+      }
+    }
+    if (!said) errors << "dam subgroups: " << waiting << std::endl;
+    if (stop.WaitFor(interval)) return nullptr;
+  }
 }
 
 }  // namespace dam

@@ -5,10 +5,14 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <ostream>
+#include <string>
 
+#include "apps/dam/host/DamHost.h"
 #include "apps/dam/host/StopSignals.h"
+#include "host/Components.h"
 #include "platform/spcdb/SpcSession.h"
 
 namespace dam {
@@ -29,6 +33,9 @@ class FollowStop {
   StopSignals signals_;
 };
 
+// `last` for following every subgroup the database holds, from its first.
+inline constexpr int32_t kEverySubgroup = -1;
+
 // Writes the last `last` subgroups, then each one saved after them, looking every
 // `interval`; each line is flushed as written. A database that does not answer is said
 // once on `errors` and asked again at the next look. Gives the exit status: 0 when
@@ -36,5 +43,13 @@ class FollowStop {
 int WriteSubgroupsAsSaved(platform::SpcSession& session, int32_t last, std::ostream& out,
                           std::ostream& errors, FollowStop& stop,
                           std::chrono::milliseconds interval = std::chrono::milliseconds(500));
+
+// The host's session on the SPC database at `connection`, once it is there and answers:
+// an SQLite file that does not exist yet, or a database that does not answer, is said once
+// on `errors` and looked for again every `interval`, as tail -F waits for a file, and so is
+// its coming. Nullptr when a stop comes first; other failures as OpenSpcForReading.
+std::unique_ptr<DamHost> WaitForSpc(
+    host::Components& components, const std::string& connection, std::ostream& errors,
+    FollowStop& stop, std::chrono::milliseconds interval = std::chrono::milliseconds(500));
 
 }  // namespace dam

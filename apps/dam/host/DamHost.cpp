@@ -1,7 +1,11 @@
 #include "apps/dam/host/DamHost.h"
 
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 
@@ -14,6 +18,20 @@ namespace {
 std::string SettingsPath(host::Components& components) {
   host::HostFileSystem& files = components.FileSystem();
   return files.JoinPath(files.SettingsFolder(), "dam.ini");
+}
+
+// The user's own group, as Debian makes one for each user (and for the service's user dam):
+// named as the user, the user's primary group, with no other member.
+bool UsersOwnGroup(gid_t gid) {
+  const passwd* user = getpwuid(geteuid());
+  const group* found = getgrgid(gid);
+  if (!user || !found || user->pw_gid != gid || std::string(found->gr_name) != user->pw_name) {
+    return false;
+  }
+  for (char** member = found->gr_mem; *member; ++member) {
+    if (std::string(*member) != user->pw_name) return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -42,11 +60,12 @@ std::string SpcConnection(host::Components& components, const std::string& flag)
 }
 
 void WarnIfSettingsShowPasswords(host::Components& components) {
-  namespace fs = std::filesystem;
   const std::string path = SettingsPath(components);
-  std::error_code error;
-  const fs::perms mode = fs::status(path, error).permissions();
-  if (error || (mode & (fs::perms::group_read | fs::perms::others_read)) == fs::perms::none) return;
+  struct stat file {};
+  if (stat(path.c_str(), &file) != 0) return;
+  // The service reads /etc/dam/dam.ini as root's file of its own group dam, mode 0640.
+  const bool groupReads = (file.st_mode & S_IRGRP) && !UsersOwnGroup(file.st_gid);
+  if (!groupReads && !(file.st_mode & S_IROTH)) return;
   std::ifstream in(path, std::ios::binary);
   for (std::string line; std::getline(in, line);) {
     if (line.ends_with('\r')) line.pop_back();

@@ -37,7 +37,8 @@ class DamHost : public host::DriverParent,
 std::string SpcConnection(host::Components& components, const std::string& flag);
 
 // Warns on stderr when dam.ini gives a connection string a password and people other than
-// its owner may read the file. Commands that read dam.ini call it once as they start.
+// its owner may read the file: others, or a group that is not the reader's own private
+// group. Commands that read dam.ini call it once as they start.
 void WarnIfSettingsShowPasswords(host::Components& components);
 
 }  // namespace dam
