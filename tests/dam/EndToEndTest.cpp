@@ -148,7 +148,7 @@ TEST_F(EndToEnd, TwoRunsOutliveALateHistorianThenEachSavesAndCountsItsOwnSubgrou
 
 TEST_F(EndToEnd, SubgroupsInJsonCarryTheirIdConfigurationAndTimeWithOffsetAndMilliseconds) {
   // The tests run in Europe/Berlin: +01:00 in winter, +02:00 in summer.
-  damtest::SaveSubgroup(damtest::SpcWriter(Spc(), "Line 3"),
+  damtest::SaveSubgroup(damtest::SpcWriter(Spc(), "Line 3\x1b[2J"),
                         runtime::MakeDate({2026, 11, 23, 9, 15, 2}), 501.25);
   damtest::SaveSubgroup(damtest::SpcWriter(Spc(), ""),
                         *runtime::ParseDate("2026-07-01 12:00:00.250"), 502.5);
@@ -157,7 +157,7 @@ TEST_F(EndToEnd, SubgroupsInJsonCarryTheirIdConfigurationAndTimeWithOffsetAndMil
     QJsonValue configuration;
     const char* time;
     double value;
-  } expected[] = {{1, "Line 3", "2026-11-23T09:15:02.000+01:00", 501.25},
+  } expected[] = {{1, "Line 3\x1b[2J", "2026-11-23T09:15:02.000+01:00", 501.25},
                   {2, QJsonValue::Null, "2026-07-01T12:00:00.250+02:00", 502.5}};
 
   const auto [code, text] = Dam({"subgroups", "--json"});
@@ -171,6 +171,9 @@ TEST_F(EndToEnd, SubgroupsInJsonCarryTheirIdConfigurationAndTimeWithOffsetAndMil
   EXPECT_TRUE(csv[0].ends_with(",serial,Fill/Weight#1\r")) << csv[0];
   EXPECT_TRUE(csv[1].starts_with("1," + std::string(expected[0].time) + ",")) << csv[1];
   EXPECT_TRUE(csv[2].ends_with(",Products,P-7,,,,,,,,S1,502.5\r")) << csv[2];
+  const std::string table = Dam({"subgroups"}).second;
+  EXPECT_NE(table.find("by Line 3\\x1B[2J\n"), std::string::npos) << table;
+  EXPECT_EQ(table.find('\x1b'), std::string::npos) << "shown escaped: " << table;
   auto ndjson = Start(DAM_PROGRAM, {"subgroups", "--ndjson"}, QProcess::SeparateChannels);
   ASSERT_TRUE(ndjson->waitForFinished());
   const std::vector<std::string> lines = Lines(ndjson->readAllStandardOutput().toStdString());
