@@ -100,7 +100,7 @@ const std::vector<Command>& Commands() {
          {"for", "DURATION", "stop after this long"},
          {"subgroups", "N", "stop after saving N subgroups"},
          kDriver,
-         {"activity", "", "show the driver's activity window (needs a display)"},
+         {"activity", "", "show the driver's activity window (needs a display and dam-gui)"},
          {"force", "", "run a configuration even when dam check finds errors in it"},
          {"ndjson", "", "print status changes and collection errors as JSON lines"}},
         "dam run line3.cfg --for 8h --subgroups 1000"},
@@ -245,7 +245,7 @@ const std::vector<Command>& Commands() {
          {"to", "TIME", "the subgroups up to this time"},
          {"rules", "1,2,3,4", "the Nelson rules to judge (1 to 8; default 1,2,3,4)"},
          {"json", "", "print one JSON document"},
-         {"out", "FILE", "also draw the chart into FILE (.png or .svg)"}},
+         {"out", "FILE", "also draw the chart into FILE (.png or .svg; needs dam-gui)"}},
         "dam chart --test Fill/Weight --last 50 --out weight.png"},
        [](const ParsedArguments& p) {
          return ChartCommand({p.Value("test"), p.Value("spc"), p.Count("last", 1, 1'000'000),
