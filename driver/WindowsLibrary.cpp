@@ -6,6 +6,7 @@
 
 #include "driver/ModuleFile.h"
 #include "runtime/Error.h"
+#include "runtime/TrustedFile.h"
 
 namespace driver {
 namespace {
@@ -14,6 +15,12 @@ ui::Windows& Load() {
   const std::string file =
       (std::filesystem::path(ModuleFilePath()).parent_path() / "windows/oxaGEPDAD6-windows.so")
           .string();
+  // Its code runs as this user, as the module's does: no other user may be able to replace it.
+  const std::string why = runtime::WhyOthersCouldChange(file);
+  if (!why.empty()) {
+    throw runtime::Error(runtime::kPathFileAccessError,
+                         "Refusing to load the driver's windows " + file + ": " + why);
+  }
   // Never unloaded: Qt keeps pointers into the code that made its widgets.
   void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
   if (library == nullptr) {

@@ -15,7 +15,8 @@ namespace driver {
 using WindowsSource = std::function<ui::Windows&()>;
 
 // The windows of the library beside the module, loaded on the first call and kept loaded.
-// Raises error 429 when the library is not installed or is no windows library.
+// Raises error 429 when the library is not installed or is no windows library, and error 75
+// when another user could have replaced it (runtime/TrustedFile.h).
 ui::Windows& LoadWindowsLibrary();
 
 // The function the windows library exports, of type WindowsExport.

@@ -15,12 +15,12 @@
 #include "platform/spcdb/SpcRecord.h"
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSubgroup.h"
-#include "platform/utility/OwnerOnlyFile.h"
 #include "platform/utility/ProfileFile.h"
 #include "platform/utility/QtHostTimer.h"
 #include "runtime/Clock.h"
 #include "runtime/Error.h"
 #include "runtime/Text.h"
+#include "runtime/TrustedFile.h"
 
 namespace platform {
 namespace {
@@ -69,7 +69,7 @@ OdbcPolicy PlatformComponents::ReadOdbcPolicy() {
 // otherwise the safe default holds and the service keeps running.
 bool PlatformComponents::SecuritySettingsTrusted(const std::string& key) {
   const std::string path = SettingsPath();
-  const std::string why = WhyOthersCouldChange(path);
+  const std::string why = runtime::WhyOthersCouldChange(path);
   if (why.empty()) return true;
   if (!warnedUntrustedSettings_.exchange(true)) {
     std::cerr << "dam: warning: ignoring [Security] " << key << " in " << path << ": " << why
