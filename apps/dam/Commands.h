@@ -85,10 +85,6 @@ int CheckCommand(const CheckOptions& options);
 int ConfigShowCommand(const ConfigShowOptions& options);
 int SubgroupsCommand(const SubgroupsOptions& options);
 int ChartCommand(const ChartOptions& options);
-int GuiCommand(const GuiOptions& options);
-int SelectTagCommand(const SelectTagOptions& options);
 int SpoolCommand(const SpoolOptions& options);
-// Opens the configuration dialog on one file and writes it back on OK (0); Cancel is 1.
-int SetupCommand(const SetupOptions& options);
 
 }  // namespace dam

@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include "apps/dam/Commands.h"
+#include "apps/dam/WindowsSide.h"
 #include "apps/shared/CommandLine.h"
 #include "apps/shared/Failures.h"
 #include "host/DriverRegistry.h"
@@ -34,6 +35,7 @@ const char kFooter[] =
     "    4  a database (SPC database or historian) cannot be reached\n"
     "    5  the configuration is inactive (ACTIVE=0)\n"
     "    6  a file given cannot be read: missing, no permission, no regular file, over 16 MB\n"
+    "    7  the command shows windows or draws a picture, and the package dam-gui is missing\n"
     "  129  run: stopped by SIGHUP, the driver first\n"
     "  141  run: stopped because its output was closed, the driver first\n";
 
@@ -98,7 +100,7 @@ const std::vector<Command>& Commands() {
          {"for", "DURATION", "stop after this long"},
          {"subgroups", "N", "stop after saving N subgroups"},
          kDriver,
-         {"activity", "", "show the driver's activity window (needs a display)"},
+         {"activity", "", "show the driver's activity window (needs a display and dam-gui)"},
          {"force", "", "run a configuration even when dam check finds errors in it"},
          {"ndjson", "", "print status changes and collection errors as JSON lines"}},
         "dam run line3.cfg --for 8h --subgroups 1000"},
@@ -112,6 +114,7 @@ const std::vector<Command>& Commands() {
          options.activity = p.Has("activity");
          options.force = p.Has("force");
          options.ndjson = p.Has("ndjson");
+         if (options.activity) RequireWindows("--activity");
          return RunCommand(options);
        }},
       {{"dam check",
@@ -142,8 +145,8 @@ const std::vector<Command>& Commands() {
         {kSpc, kDriver},
         "dam gui line3.cfg line4.cfg"},
        [](const ParsedArguments& p) {
-         return GuiCommand(
-             {p.Positional(), p.Value("spc"), p.Value("driver", kDefaultDriverClass)});
+         return RequireWindows("the main window")
+             .Gui({p.Positional(), p.Value("spc"), p.Value("driver", kDefaultDriverClass)});
        }},
       {{"dam setup",
         "CONFIG [--spc CONNECTION] [--driver CLASS]",
@@ -156,7 +159,8 @@ const std::vector<Command>& Commands() {
         {kSpc, kDriver},
         "dam setup line3.cfg"},
        [](const ParsedArguments& p) {
-         return SetupCommand({First(p), p.Value("spc"), p.Value("driver", kDefaultDriverClass)});
+         return RequireWindows("the configuration dialog")
+             .Setup({First(p), p.Value("spc"), p.Value("driver", kDefaultDriverClass)});
        }},
       {{"dam select-tag",
         "CONFIG [--value TEXT]",
@@ -168,7 +172,7 @@ const std::vector<Command>& Commands() {
         {{"value", "TEXT", "the expression to start from"}},
         "dam select-tag line3.cfg --value '%TAG(Value, LINE1.TEMP)'"},
        [](const ParsedArguments& p) {
-         return SelectTagCommand({First(p), p.Value("value")});
+         return RequireWindows("the tag browser").SelectTag({First(p), p.Value("value")});
        }},
       {{"dam config show",
         "[--raw] [--json] [--show-secrets] CONFIG",
@@ -241,7 +245,7 @@ const std::vector<Command>& Commands() {
          {"to", "TIME", "the subgroups up to this time"},
          {"rules", "1,2,3,4", "the Nelson rules to judge (1 to 8; default 1,2,3,4)"},
          {"json", "", "print one JSON document"},
-         {"out", "FILE", "also draw the chart into FILE (.png or .svg)"}},
+         {"out", "FILE", "also draw the chart into FILE (.png or .svg; needs dam-gui)"}},
         "dam chart --test Fill/Weight --last 50 --out weight.png"},
        [](const ParsedArguments& p) {
          return ChartCommand({p.Value("test"), p.Value("spc"), p.Count("last", 1, 1'000'000),
@@ -339,7 +343,8 @@ int Help(std::vector<std::string> topic) {
 
 }  // namespace
 
-int Main(const std::vector<std::string>& args) {
+int Main(const std::vector<std::string>& args, WindowsSide* windows) {
+  SetProgramWindows(args, windows);
   const auto command = std::find_if(args.begin(), args.end(),
                                     [](const std::string& arg) { return !arg.starts_with('-'); });
   std::string invocation = "dam";

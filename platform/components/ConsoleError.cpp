@@ -1,9 +1,9 @@
 #include "platform/components/ConsoleError.h"
 
-#include <QApplication>
-#include <QMessageBox>
 #include <iostream>
 #include <mutex>
+
+#include "platform/components/HostWindows.h"
 
 namespace platform {
 namespace {
@@ -18,10 +18,6 @@ ShownError LastShownError() {
   return shown;
 }
 
-bool WindowsAreUp() {
-  return qobject_cast<QApplication*>(QCoreApplication::instance()) != nullptr;
-}
-
 void ConsoleError::Show(const std::string& module, const std::string& source,
                         const std::string& description, int32_t number,
                         const std::string& location) {
@@ -33,9 +29,7 @@ void ConsoleError::Show(const std::string& module, const std::string& source,
     ++shown.count;
     shown.text = description;
   }
-  if (WindowsAreUp()) {
-    QMessageBox::critical(nullptr, QString::fromStdString(module), QString::fromStdString(text));
-  }
+  if (HostWindows* windows = InstalledHostWindows()) windows->ShowError(module, text);
 }
 
 }  // namespace platform

@@ -23,7 +23,4 @@ struct ShownError {
 };
 ShownError LastShownError();
 
-// True when the host runs with windows (a QApplication exists).
-bool WindowsAreUp();
-
 }  // namespace platform

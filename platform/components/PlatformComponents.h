@@ -1,6 +1,6 @@
 // host::Components on this platform: ODBC data access, the SPC database over ODBC, Qt
-// timers, the utility services and the console error display. The selection dialogs and
-// the data link dialog need windows and are not available headless.
+// timers, the utility services and the console error display. The dialogs, message boxes
+// and error boxes are the host's windows where the program installed them (HostWindows.h).
 //
 // Every connection made here, the SPC database's included, follows the host settings in
 // dam.ini (settings folder), read when the connection or session is created:

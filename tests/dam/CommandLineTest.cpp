@@ -258,6 +258,35 @@ TEST_F(CommandLine, FailuresArePlainSentencesWithTheirNumbersOnlyWhenVerbose) {
     EXPECT_NE(outcome.err.find(": cannot show windows: no display"), std::string::npos)
         << outcome.err;
   }
+
+  // A dam without dam-gui beside it, as installed without the package: one sentence each,
+  // exit 7, before anything is read.
+  const std::string alone = work_.File("bin/dam");
+  std::filesystem::create_directories(work_.File("bin"));
+  std::filesystem::copy_file(DAM_PROGRAM, alone);
+  const struct {
+    std::string line, said;
+  } needsWindows[] = {
+      {"gui", "dam gui: the main window needs the package dam-gui: apt install dam-gui\n"},
+      {"setup CFG",
+       "dam setup: the configuration dialog needs the package dam-gui: apt install "
+       "dam-gui\n"},
+      {"select-tag CFG",
+       "dam select-tag: the tag browser needs the package dam-gui: apt install "
+       "dam-gui\n"},
+      {"run CFG --activity",
+       "dam run: --activity needs the package dam-gui: apt install dam-gui\n"},
+      {"chart --test F/W --out w.png --spc Driver=Nope",
+       "dam chart: --out needs the package dam-gui: apt install dam-gui\n"},
+  };
+  for (const auto& c : needsWindows) {
+    SCOPED_TRACE(c.line);
+    auto process = Start(alone.c_str(), QString::fromStdString(Expand(c.line, config)).split(' '),
+                         QProcess::SeparateChannels);
+    ASSERT_TRUE(process->waitForFinished(60'000));
+    EXPECT_EQ(process->exitCode(), 7);
+    EXPECT_EQ(process->readAllStandardError().toStdString(), c.said);
+  }
 }
 
 // A configuration file is a regular file of at most 16 MB: anything else, and a missing file,

@@ -2,7 +2,7 @@
 #include <unistd.h>
 
 #include <QAbstractEventDispatcher>
-#include <QApplication>
+#include <QCoreApplication>
 #include <QSocketNotifier>
 #include <QTimer>
 #include <algorithm>
@@ -13,6 +13,7 @@
 #include <iostream>
 
 #include "apps/dam/Commands.h"
+#include "apps/dam/WindowsSide.h"
 #include "apps/dam/commands/CheckFindings.h"
 #include "apps/dam/host/ConfigFile.h"
 #include "apps/dam/host/DamHost.h"
@@ -24,7 +25,6 @@
 #include "apps/dam/host/ServiceNotifier.h"
 #include "apps/dam/host/StopSignals.h"
 #include "apps/dam/output/RunEvents.h"
-#include "apps/dam/windows/WindowsApplication.h"
 #include "apps/shared/Failures.h"
 #include "apps/shared/TerminalText.h"
 #include "common/TypeTables.h"
@@ -84,8 +84,8 @@ int RunCommand(const RunOptions& runOptions) {
       [] { platform::CancelRunningStatements(); });
   // Windows need a display; a run without them works without one.
   const std::unique_ptr<QCoreApplication> application =
-      options->activity ? MakeWindowsApplication() : MakeHeadlessApplication();
-  if (options->activity) QApplication::setQuitOnLastWindowClosed(false);
+      options->activity ? RequireWindows("--activity").MakeActivityApplication()
+                        : MakeHeadlessApplication();
   DriverHandle handle;
   platform::PlatformComponents& components = handle.Components();
   WarnIfSettingsShowPasswords(components);
