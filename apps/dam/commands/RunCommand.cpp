@@ -11,6 +11,7 @@
 #include <exception>
 #include <functional>
 #include <iostream>
+#include <optional>
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/commands/CheckFindings.h"
@@ -20,6 +21,9 @@
 #include "apps/dam/host/HeadlessApplication.h"
 #include "apps/dam/host/JournalLines.h"
 #include "apps/dam/host/LoopProgress.h"
+#include "apps/dam/host/MetricsBoard.h"
+#include "apps/dam/host/MetricsServer.h"
+#include "apps/dam/host/RunMetrics.h"
 #include "apps/dam/host/RunStatus.h"
 #include "apps/dam/host/ServiceNotifier.h"
 #include "apps/dam/host/StopSignals.h"
@@ -126,7 +130,18 @@ int RunCommand(const RunOptions& runOptions) {
                      ")")
        << std::endl;
 
-  handle.Create(options->spc, handle.NameFor(options->config));
+  // A metrics address that cannot be served stops the run before the driver starts.
+  MetricsBoard board;
+  std::optional<MetricsServer> metricsServer;
+  if (const std::string listen = HostSetting(components, "Metrics", "Listen"); !listen.empty()) {
+    const uint16_t port =
+        metricsServer.emplace(board).Listen(listen, SettingName(components, "Metrics", "Listen"));
+    said << "metrics: http://" << listen.substr(0, listen.rfind(':') + 1) << port
+         << "/metrics and /healthz" << std::endl;
+  }
+
+  const std::string name = handle.NameFor(options->config);
+  handle.Create(options->spc, name);
   handle.Load(text);
   host::IDriver& driver = handle.Driver();
   if (!driver.StartDriver()) throw apps::Failure(apps::kExitFailure, "the driver could not start");
@@ -138,6 +153,7 @@ int RunCommand(const RunOptions& runOptions) {
   service.Ready();
 
   RunStatus status(components, components.Saves(), configuration);
+  RunMetrics metrics(configuration);
   const bool terminal = isatty(STDOUT_FILENO);
   std::optional<RunEvents> events;
   if (options->ndjson) events.emplace(std::cout);
@@ -167,6 +183,9 @@ int RunCommand(const RunOptions& runOptions) {
                       status.NewErrors());
       }
       const std::string error = status.LastError();
+      board.Publish(name, metrics.Take(RunStatus::StateName(driver.State()), status,
+                                       handle.Collections(), spooled));
+      board.PublishSpool(spooled);
       if (spooled == 0) {
         whileSpooled.stop();
       } else if (!whileSpooled.isActive()) {
