@@ -23,18 +23,21 @@
 #include "apps/dam/host/LoopProgress.h"
 #include "apps/dam/host/MetricsBoard.h"
 #include "apps/dam/host/MetricsServer.h"
+#include "apps/dam/host/OutOfControlCheck.h"
 #include "apps/dam/host/RunMetrics.h"
 #include "apps/dam/host/RunStatus.h"
 #include "apps/dam/host/ServiceNotifier.h"
 #include "apps/dam/host/StopSignals.h"
 #include "apps/dam/output/RunEvents.h"
 #include "apps/dam/windows/WindowsApplication.h"
+#include "apps/shared/CommandLine.h"
 #include "apps/shared/Failures.h"
 #include "apps/shared/TerminalText.h"
 #include "common/TypeTables.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/ConnectionSecrets.h"
 #include "platform/odbc/OdbcCancel.h"
+#include "platform/spcdb/SpcRunRules.h"
 #include "runtime/Error.h"
 
 namespace dam {
@@ -69,6 +72,39 @@ std::unique_ptr<QSocketNotifier> WatchForClosing(int fd, const std::function<voi
     look();
   });
   return notifier;
+}
+
+// The rules saved subgroups are checked by: --rules, else [Run] Rules; neither: no check.
+std::optional<platform::SpcRules> CheckedRules(host::Components& components,
+                                               const RunOptions& options) {
+  if (!options.rules.empty()) {
+    const std::optional<platform::SpcRules> rules = platform::ParseRules(options.rules);
+    if (!rules) {
+      throw apps::UsageError(apps::UsageLine(
+          "dam run", "--rules '" + options.rules + "' is not a list of rules 1 to 8 (1,2,3,4)"));
+    }
+    return rules;
+  }
+  const std::string setting = HostSetting(components, "Run", "Rules");
+  if (setting.empty()) return std::nullopt;
+  const std::optional<platform::SpcRules> rules = platform::ParseRules(setting);
+  if (!rules) {
+    throw apps::Failure(apps::kExitFailure, SettingName(components, "Run", "Rules") + " '" +
+                                                setting +
+                                                "' is not a list of rules 1 to 8 (1,2,3,4)");
+  }
+  return rules;
+}
+
+std::string OutOfControlLine(const OutOfControl& found) {
+  std::string broken;
+  if (found.rules) broken = "rules " + platform::RulesText(found.rules);
+  if (found.spreadRules) {
+    broken += (broken.empty() ? "" : "; ") + std::string("spread chart rule ") +
+              platform::RulesText(found.spreadRules);
+  }
+  return apps::Printable("out of control: " + found.configuration + " " + found.test + " at " +
+                         runtime::FormatGeneralDate(found.time) + " breaks " + broken);
 }
 
 }  // namespace
@@ -140,6 +176,7 @@ int RunCommand(const RunOptions& runOptions) {
          << "/metrics and /healthz" << std::endl;
   }
 
+  const std::optional<platform::SpcRules> rules = CheckedRules(components, *options);
   const std::string name = handle.NameFor(options->config);
   handle.Create(options->spc, name);
   handle.Load(text);
@@ -162,6 +199,37 @@ int RunCommand(const RunOptions& runOptions) {
   bool outputClosed = false;
   const auto started = std::chrono::steady_clock::now();
 
+  // The check reports from its own thread; what it found is shown on this one. Gone before
+  // what it shows on, so a report still queued at the end is dropped.
+  QObject checked;
+  std::optional<OutOfControlCheck> outOfControl;
+  int64_t checkedAt = 0;
+  if (rules) {
+    const auto onThisThread = [&checked](std::function<void()> show) {
+      QMetaObject::invokeMethod(&checked, std::move(show), Qt::QueuedConnection);
+    };
+    outOfControl.emplace(
+        SpcConnection(components, options->spc), components.ReadOdbcPolicy(), name, *rules,
+        [&, onThisThread](const OutOfControl& found) {
+          onThisThread([&, found] {
+            if (events) {
+              events->OutOfControl(found);
+            } else {
+              std::cout << (terminal ? "\r\033[K" : "") << OutOfControlLine(found) << std::endl;
+              shown.clear();
+            }
+          });
+        },
+        [&, onThisThread](const runtime::Error& error) {
+          onThisThread([&, error] {
+            const std::string reason =
+                platform::MaskConnectionSecrets(error.NumberAndDescription());
+            std::cerr << "dam run: the out-of-control check failed: " << reason << std::endl;
+            if (events) events->Error("the out-of-control check failed: " + reason);
+          });
+        });
+  }
+
   // The line changes with what the event loop handles (a collection, a save, an error), so
   // it is looked at whenever the loop has handled its events, and an idle host sleeps. The
   // spool's forwarder drains the spool on a thread of its own: while the spool holds
@@ -176,6 +244,8 @@ int RunCommand(const RunOptions& runOptions) {
     std::string line;
     try {
       saved = status.SavedSubgroups();
+      if (outOfControl && saved != checkedAt) outOfControl->Saved();
+      checkedAt = saved;
       const int64_t spooled = components.Spool().Depth();
       const int64_t lost = components.Spool().Lost();
       if (events) {
@@ -245,6 +315,7 @@ int RunCommand(const RunOptions& runOptions) {
   if (options->runFor) end.start(std::min(*options->runFor, kLongestTimer));
   application->exec();
   QObject::disconnect(looking);
+  outOfControl.reset();
 
   service.Stopping();
   driver.StopDriver();
