@@ -5,6 +5,8 @@
 #include <iostream>
 #include <mutex>
 
+#include "platform/components/LineFields.h"
+
 namespace platform {
 namespace {
 
@@ -27,7 +29,10 @@ void ConsoleError::Show(const std::string& module, const std::string& source,
                         const std::string& location) {
   const std::string text = "Error " + std::to_string(number) + ": " + description +
                            "\nSource: " + source + "\nLocation: " + location;
-  std::cerr << module << ": " << text << std::endl;
+  {
+    const LineNote note({.errorNumber = number, .priority = kLineError});
+    std::cerr << module << ": " << text << std::endl;
+  }
   {
     std::lock_guard lock(shownMutex);
     ++shown.count;

@@ -34,6 +34,7 @@
 #include "apps/shared/Failures.h"
 #include "apps/shared/TerminalText.h"
 #include "common/TypeTables.h"
+#include "platform/components/LineFields.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/ConnectionSecrets.h"
 #include "platform/odbc/OdbcCancel.h"
@@ -96,6 +97,12 @@ std::optional<platform::SpcRules> CheckedRules(host::Components& components,
   return rules;
 }
 
+// A milestone of the run: a notice to the journal.
+void Notice(std::ostream& out, const std::string& line) {
+  const platform::LineNote note({.priority = platform::kLineNotice});
+  out << line << std::endl;
+}
+
 std::string OutOfControlLine(const OutOfControl& found) {
   std::string broken;
   if (found.rules) broken = "rules " + platform::RulesText(found.rules);
@@ -111,8 +118,8 @@ std::string OutOfControlLine(const OutOfControl& found) {
 
 int RunCommand(const RunOptions& runOptions) {
   const RunOptions* options = &runOptions;
-  PrefixJournalLines(std::cerr, STDERR_FILENO, "<3>");
-  if (!options->ndjson) PrefixJournalLines(std::cout, STDOUT_FILENO, "<6>");
+  SendLinesToJournal(std::cerr, STDERR_FILENO, platform::kLineError);
+  if (!options->ndjson) SendLinesToJournal(std::cout, STDOUT_FILENO, platform::kLineInfo);
   // Made before anything starts a thread. A collection blocked in a database call is
   // cancelled, so that the loop gets to stop the driver.
   StopSignals stop(
@@ -157,14 +164,16 @@ int RunCommand(const RunOptions& runOptions) {
   }
   // With --ndjson, standard output holds the events alone.
   std::ostream& said = options->ndjson ? std::cerr : std::cout;
-  said << "historian: " << common::GetDataLinkStatus(configuration.DataLinkState())
-       << (configuration.DataLinkError().empty()
-               ? ""
-               : " (" +
-                     apps::Printable(
-                         platform::MaskConnectionSecrets(configuration.DataLinkError())) +
-                     ")")
-       << std::endl;
+  // Every line of this run is about this configuration.
+  const std::string name = handle.NameFor(options->config);
+  const platform::LineNote thisRun({.configuration = name});
+  Notice(said, "historian: " + common::GetDataLinkStatus(configuration.DataLinkState()) +
+                   (configuration.DataLinkError().empty()
+                        ? ""
+                        : " (" +
+                              apps::Printable(
+                                  platform::MaskConnectionSecrets(configuration.DataLinkError())) +
+                              ")"));
 
   // A metrics address that cannot be served stops the run before the driver starts.
   MetricsBoard board;
@@ -172,12 +181,11 @@ int RunCommand(const RunOptions& runOptions) {
   if (const std::string listen = HostSetting(components, "Metrics", "Listen"); !listen.empty()) {
     const uint16_t port =
         metricsServer.emplace(board).Listen(listen, SettingName(components, "Metrics", "Listen"));
-    said << "metrics: http://" << listen.substr(0, listen.rfind(':') + 1) << port
-         << "/metrics and /healthz" << std::endl;
+    Notice(said, "metrics: http://" + listen.substr(0, listen.rfind(':') + 1) +
+                     std::to_string(port) + "/metrics and /healthz");
   }
 
   const std::optional<platform::SpcRules> rules = CheckedRules(components, *options);
-  const std::string name = handle.NameFor(options->config);
   handle.Create(options->spc, name);
   handle.Load(text);
   host::IDriver& driver = handle.Driver();
@@ -215,6 +223,8 @@ int RunCommand(const RunOptions& runOptions) {
             if (events) {
               events->OutOfControl(found);
             } else {
+              const platform::LineNote note(
+                  {.collectionTime = found.time, .priority = platform::kLineWarning});
               std::cout << (terminal ? "\r\033[K" : "") << OutOfControlLine(found) << std::endl;
               shown.clear();
             }
@@ -224,6 +234,8 @@ int RunCommand(const RunOptions& runOptions) {
           onThisThread([&, error] {
             const std::string reason =
                 platform::MaskConnectionSecrets(error.NumberAndDescription());
+            const platform::LineNote note(
+                {.errorNumber = error.Number(), .sqlState = error.SqlState()});
             std::cerr << "dam run: the out-of-control check failed: " << reason << std::endl;
             if (events) events->Error("the out-of-control check failed: " + reason);
           });
@@ -267,8 +279,11 @@ int RunCommand(const RunOptions& runOptions) {
           (lost > 0 ? " | lost " + std::to_string(lost) : "") + " | next " +
           status.NextCollection() + " | last error " + (error.empty() ? "none" : error));
     } catch (...) {
-      const std::string reason = runtime::ToError(std::current_exception()).NumberAndDescription();
+      const runtime::Error error = runtime::ToError(std::current_exception());
+      const std::string reason = error.NumberAndDescription();
       if (reason != failure) {
+        const platform::LineNote note(
+            {.errorNumber = error.Number(), .sqlState = error.SqlState()});
         std::cerr << "dam run: status unavailable: " << reason << std::endl;
         if (events) events->Error("status unavailable: " + reason);
       }
@@ -276,6 +291,7 @@ int RunCommand(const RunOptions& runOptions) {
       line = "status unavailable: " + reason;
     }
     if (!events && line != shown) {
+      const platform::LineNote note({.collectionTime = handle.Collections().last});
       if (terminal) {
         std::cout << "\r\033[K" << line << std::flush;
       } else {
@@ -326,7 +342,7 @@ int RunCommand(const RunOptions& runOptions) {
                   components.Spool().Lost(), {});
   }
   if (terminal && !events) std::cout << '\n';
-  said << "stopped after " << status.SavedSubgroups() << " subgroup(s)" << std::endl;
+  Notice(said, "stopped after " + std::to_string(status.SavedSubgroups()) + " subgroup(s)");
   return outputClosed ? apps::kExitOutputClosed : stop.ExitStatus();
 }
 
