@@ -1,8 +1,7 @@
 // dam run as a systemd service: the notifications the service manager waits for, through a
 // real notification socket, watchdog pings that go on while a collection waits on a database
 // and stop when a loop is stuck, the journal entries with their fields (or priority
-// prefixes without journald), and the signals
-// that stop the run or change nothing.
+// prefixes without journald), and the signals that stop the run or change nothing.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
