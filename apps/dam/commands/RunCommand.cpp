@@ -207,38 +207,25 @@ int RunCommand(const RunOptions& runOptions) {
   bool outputClosed = false;
   const auto started = std::chrono::steady_clock::now();
 
-  // The check reports from its own thread; what it found is shown on this one. Gone before
-  // what it shows on, so a report still queued at the end is dropped.
-  QObject checked;
+  // Made after what it shows on: gone first, with what it has not told yet.
   std::optional<OutOfControlCheck> outOfControl;
   int64_t checkedAt = 0;
   if (rules) {
-    const auto onThisThread = [&checked](std::function<void()> show) {
-      QMetaObject::invokeMethod(&checked, std::move(show), Qt::QueuedConnection);
-    };
     outOfControl.emplace(
         SpcConnection(components, options->spc), components.ReadOdbcPolicy(), name, *rules,
-        [&, onThisThread](const OutOfControl& found) {
-          onThisThread([&, found] {
-            if (events) {
-              events->OutOfControl(found);
-            } else {
-              const platform::LineNote note(
-                  {.collectionTime = found.time, .priority = platform::kLineWarning});
-              std::cout << (terminal ? "\r\033[K" : "") << OutOfControlLine(found) << std::endl;
-              shown.clear();
-            }
-          });
+        [&](const OutOfControl& found) {
+          if (events) return events->OutOfControl(found);
+          const platform::LineNote note(
+              {.collectionTime = found.time, .priority = platform::kLineWarning});
+          std::cout << (terminal ? "\r\033[K" : "") << OutOfControlLine(found) << std::endl;
+          shown.clear();
         },
-        [&, onThisThread](const runtime::Error& error) {
-          onThisThread([&, error] {
-            const std::string reason =
-                platform::MaskConnectionSecrets(error.NumberAndDescription());
-            const platform::LineNote note(
-                {.errorNumber = error.Number(), .sqlState = error.SqlState()});
-            std::cerr << "dam run: the out-of-control check failed: " << reason << std::endl;
-            if (events) events->Error("the out-of-control check failed: " + reason);
-          });
+        [&](const runtime::Error& error) {
+          const std::string reason = platform::MaskConnectionSecrets(error.NumberAndDescription());
+          const platform::LineNote note(
+              {.errorNumber = error.Number(), .sqlState = error.SqlState()});
+          std::cerr << "dam run: the out-of-control check failed: " << reason << std::endl;
+          if (events) events->Error("the out-of-control check failed: " + reason);
         });
   }
 

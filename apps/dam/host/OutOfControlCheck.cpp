@@ -76,12 +76,18 @@ void OutOfControlCheck::Saved() {
   wake_.notify_all();
 }
 
+void OutOfControlCheck::Tell(std::function<void()> tell) {
+  QMetaObject::invokeMethod(&owner_, std::move(tell), Qt::QueuedConnection);
+}
+
 void OutOfControlCheck::Run() {
   platform::SpcSession session;
   session.Settings().SetConnection(spc_);
   session.Settings().SetOdbcPolicy(policy_);
   std::unique_ptr<platform::SpcNewSubgroupReader> reader;
-  const auto fail = [&] { failed_(runtime::ToError(std::current_exception())); };
+  const auto fail = [&] {
+    Tell([this, error = runtime::ToError(std::current_exception())] { failed_(error); });
+  };
   // Where the database stands: what is saved from here on is checked.
   const auto start = [&] {
     try {
@@ -121,7 +127,7 @@ void OutOfControlCheck::Run() {
       try {
         for (const OutOfControl& found :
              Check(session, subgroup, configuration_, rules_, window_)) {
-          report_(found);
+          Tell([this, found] { report_(found); });
         }
       } catch (...) {
         fail();

@@ -3,9 +3,11 @@
 // configuration saved with it (dam chart's window) is computed, and the subgroup's point
 // is judged by the chosen run rules. The check runs on a thread of its own with its own
 // session on the SPC database, so a slow database or a long window never holds the
-// collection up; the driver's thread only says that something was saved.
+// collection up; the driver's thread only says that something was saved, and hears what
+// was found on its own event loop.
 #pragma once
 
+#include <QObject>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -33,7 +35,7 @@ struct OutOfControl {
 
 class OutOfControlCheck {
  public:
-  // Both are called on the check's thread.
+  // Both are called on the thread that made the check, from its Qt event loop.
   using Report = std::function<void(const OutOfControl&)>;
   using Failed = std::function<void(const runtime::Error&)>;
 
@@ -43,7 +45,7 @@ class OutOfControlCheck {
   // starts from where it stands at the next save.
   OutOfControlCheck(std::string spc, platform::OdbcPolicy policy, std::string configuration,
                     platform::SpcRules rules, Report report, Failed failed, int32_t window = 25);
-  // Ends the check after the subgroup it is at.
+  // Ends the check after the subgroup it is at; what it found and has not told is dropped.
   ~OutOfControlCheck();
   OutOfControlCheck(const OutOfControlCheck&) = delete;
   OutOfControlCheck& operator=(const OutOfControlCheck&) = delete;
@@ -53,6 +55,8 @@ class OutOfControlCheck {
 
  private:
   void Run();
+  // Runs `tell` on the thread that made the check.
+  void Tell(std::function<void()> tell);
 
   const std::string spc_;
   const platform::OdbcPolicy policy_;
@@ -61,6 +65,8 @@ class OutOfControlCheck {
   const int32_t window_;
   const Report report_;
   const Failed failed_;
+  // Lives on the thread that made the check: what is told is queued to it.
+  QObject owner_;
   std::mutex mutex_;
   std::condition_variable wake_;
   bool started_ = false;
