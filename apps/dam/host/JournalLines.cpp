@@ -31,8 +31,7 @@ int Priority(const std::string& message, const platform::LineFields& fields, int
   return message.find(": warning: ") != std::string::npos ? platform::kLineWarning : priority;
 }
 
-}  // namespace
-
+// `message` with `fields` as the journal's "FIELD=value" items.
 std::vector<std::string> JournalEntry(const std::string& message,
                                       const platform::LineFields& fields, int priority) {
   std::vector<std::string> entry = {
@@ -48,6 +47,8 @@ std::vector<std::string> JournalEntry(const std::string& message,
   }
   return entry;
 }
+
+}  // namespace
 
 JournalBuffer::JournalBuffer(std::streambuf* fallback, int priority, JournalSend send)
     : fallback_(fallback), priority_(priority), send_(send) {}

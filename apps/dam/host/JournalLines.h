@@ -28,14 +28,10 @@ bool IsJournalStream(int fd);
 // Sends one journal entry of `count` "FIELD=value" items: 0, or a negative errno.
 using JournalSend = int (*)(const struct iovec* fields, int count);
 
-// The journal entry of `message` with `fields`, as "FIELD=value" items; `priority` when the
-// fields give none. A line that ends its message with a program's "NAME: warning: " text is
-// a warning.
-std::vector<std::string> JournalEntry(const std::string& message,
-                                      const platform::LineFields& fields, int priority);
-
 // A stream buffer that sends every complete line to the journal, with the fields of the
 // thread that ends the line; a line the journal refuses goes to `fallback` as "<N>text".
+// A line whose fields give no priority and that holds a program's "NAME: warning: " text
+// is a warning.
 class JournalBuffer : public std::streambuf {
  public:
   // `priority`: of a line whose fields give none. Without `send`, every line goes to
