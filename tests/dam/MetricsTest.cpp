@@ -182,19 +182,21 @@ TEST(MetricsServer, AClientScrapesTheBoardAndItsHealthFollowsTheDrivers) {
 
 using MetricsRun = damtest::DamProcesses;
 
-// A run with [Metrics] Listen serves what it collects; one whose address cannot be served
-// does not start.
+// A run with [Metrics] Listen serves what it collects; one whose address cannot be served,
+// or whose [Run] Rules are no rules, does not start.
 TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
   EnsureApplication();
   QTcpServer taken;
   ASSERT_TRUE(taken.listen(QHostAddress::LocalHost));
-  for (const std::string& listen :
-       {std::string("9464"), "127.0.0.1:" + std::to_string(taken.serverPort())}) {
-    WriteFile("settings/dam.ini", "[Metrics]\nListen=" + listen + "\n");
+  const std::pair<std::string, std::string> badSettings[] = {
+      {"[Metrics]\nListen=9464\n", "[Metrics] Listen"},
+      {"[Metrics]\nListen=127.0.0.1:" + std::to_string(taken.serverPort()), "[Metrics] Listen"},
+      {"[Run]\nRules=1,9\n", "[Run] Rules"}};
+  for (const auto& [settings, name] : badSettings) {
+    WriteFile("settings/dam.ini", settings);
     const auto [code, output] = Dam({"run", Configuration(), "--for", "5"});
     EXPECT_EQ(code, 1) << output;
-    EXPECT_NE(output.find("[Metrics] Listen in " + work_.File("settings/dam.ini")),
-              std::string::npos)
+    EXPECT_NE(output.find(name + " in " + work_.File("settings/dam.ini")), std::string::npos)
         << output;
     EXPECT_EQ(output.find("stopped after"), std::string::npos) << "the driver never started";
   }

@@ -136,6 +136,7 @@ int RunCommand(const RunOptions& runOptions) {
   DriverHandle handle;
   platform::PlatformComponents& components = handle.Components();
   WarnIfSettingsShowPasswords(components);
+  const std::optional<platform::SpcRules> rules = CheckedRules(components, *options);
 
   const std::string text = ReadConfigurationFile(options->config, false);
   handle.OpenModule(options->driverClass);
@@ -185,7 +186,6 @@ int RunCommand(const RunOptions& runOptions) {
                      std::to_string(port) + "/metrics and /healthz");
   }
 
-  const std::optional<platform::SpcRules> rules = CheckedRules(components, *options);
   handle.Create(options->spc, name);
   handle.Load(text);
   host::IDriver& driver = handle.Driver();
