@@ -33,10 +33,10 @@ struct Answer {
   std::string type, body;
 };
 
-Answer Get(uint16_t port, const char* path) {
+Answer Get(uint16_t port, const char* path, const char* method = "GET") {
   QNetworkAccessManager client;
-  QNetworkReply* reply =
-      client.get(QNetworkRequest(QUrl(QString("http://127.0.0.1:%1%2").arg(port).arg(path))));
+  QNetworkReply* reply = client.sendCustomRequest(
+      QNetworkRequest(QUrl(QString("http://127.0.0.1:%1%2").arg(port).arg(path))), method);
   QEventLoop loop;
   QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
   if (!reply->isFinished()) loop.exec();
@@ -98,6 +98,8 @@ TEST(MetricsServer, AClientScrapesTheBoardAndItsHealthFollowsTheDrivers) {
   Answer health = Get(port, "/healthz");
   EXPECT_EQ(health.status, 503);
   EXPECT_EQ(health.body, "no driver is running\n");
+  EXPECT_EQ(Get(port, "/metrics", "DELETE").status, 404);
+  EXPECT_EQ(Get(port, "/", "GET").status, 404);
 
   dam::ConfigurationMetrics line3{
       .state = "running",

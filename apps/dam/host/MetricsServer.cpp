@@ -1,6 +1,7 @@
 #include "apps/dam/host/MetricsServer.h"
 
 #include <QHostAddress>
+#include <QHttpServerRequest>
 #include <QHttpServerResponse>
 #include <QTcpServer>
 #include <charconv>
@@ -43,11 +44,11 @@ std::optional<Endpoint> ParseEndpoint(const std::string& text) {
 }  // namespace
 
 MetricsServer::MetricsServer(const MetricsBoard& board) : board_(board) {
-  server_.route("/metrics", [this] {
+  server_.route("/metrics", QHttpServerRequest::Method::Get, [this] {
     return QHttpServerResponse("text/plain; version=0.0.4; charset=utf-8",
                                QByteArray::fromStdString(board_.Render()));
   });
-  server_.route("/healthz", [this] {
+  server_.route("/healthz", QHttpServerRequest::Method::Get, [this] {
     const Health health = board_.Check(runtime::Now());
     return QHttpServerResponse(
         "text/plain; charset=utf-8", QByteArray::fromStdString(health.reasons),

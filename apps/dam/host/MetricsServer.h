@@ -1,6 +1,6 @@
 // The HTTP face of a MetricsBoard for monitoring systems: GET /metrics gives the board in
 // Prometheus text format, GET /healthz "ok" with 200 while the board is healthy, else 503
-// with the reasons. It serves on the thread that made it, which runs a Qt event loop, and
+// with the reasons; anything else is 404. It serves on the thread that made it, which runs a Qt event loop, and
 // only on the address it is given.
 #pragma once
 
