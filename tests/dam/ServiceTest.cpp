@@ -12,6 +12,8 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QTimer>
 #include <algorithm>
 #include <atomic>
@@ -370,6 +372,57 @@ TEST_F(ServiceRun, UnderSystemdItNotifiesAndMarksLinesForTheJournalElseItIsPlain
           << line;
     }
   }
+}
+
+// A real journald, in a mount namespace of its own so that no other program's lines reach
+// it or its files outlive the test: every line of the run is one entry, none falls back to
+// the stream, with its priority and fields. Needs root (unshare) and systemd-journald.
+TEST_F(ServiceRun, AJournaldTakesEachLineAsOneEntryWithItsPriorityAndFields) {
+  const char* const journald = "/lib/systemd/systemd-journald";
+  if (geteuid() != 0 || access(journald, X_OK) != 0 || std::system("unshare -m true") != 0) {
+    GTEST_SKIP() << "needs root, unshare and " << journald;
+  }
+  StartHistorian();
+  WriteFile("settings/dam.ini",
+            "[Database]\nConnection=Driver=SQLite3;Database=" + work_.File("spc.db") + ";PWD=x\n");
+  chmod(work_.File("settings/dam.ini").c_str(), 0644);
+  const QString stream = WriteFile("stream", "");
+  const char* const script = R"(
+    for folder in /run/systemd /run/log /var/log/journal; do
+      mkdir -p $folder && mount -t tmpfs tmpfs $folder
+    done
+    "$1" & journald=$!
+    timeout 10 sh -c 'until [ -S /run/systemd/journal/socket ]; do sleep 0.05; done'
+    JOURNAL_STREAM=$(stat -c %d:%i "$2") "$3" run "$4" --for 3 >>"$2" 2>&1
+    echo "exit $?" >&2
+    journalctl --no-pager -o json SYSLOG_IDENTIFIER=dam
+    kill $journald)";
+  const auto [code, output] = Run("unshare", {"-m", "sh", "-c", script, "journal", journald, stream,
+                                              DAM_PROGRAM, Configuration()});
+  ASSERT_EQ(code, 0) << output;
+  EXPECT_NE(output.find("exit 0"), std::string::npos) << output;
+  EXPECT_EQ(Read(stream.toStdString()), "") << "every line went to the journal";
+  std::vector<QJsonObject> entries;
+  for (const std::string& line : Lines(output)) {
+    if (line.starts_with("{")) {
+      entries.push_back(QJsonDocument::fromJson(QByteArray::fromStdString(line)).object());
+    }
+  }
+  const auto entry = [&](const std::string& start) -> QJsonObject {
+    for (const QJsonObject& e : entries) {
+      if (e["MESSAGE"].toString().startsWith(QString::fromStdString(start))) return e;
+    }
+    ADD_FAILURE() << "no entry " << start << " in\n" << output;
+    return {};
+  };
+  EXPECT_EQ(entry("dam: warning: ")["PRIORITY"], "4");
+  EXPECT_EQ(entry("historian: Connection Ready")["PRIORITY"], "5");
+  const QJsonObject saved = entry("running | saved 1 |");
+  EXPECT_EQ(saved["PRIORITY"], "6");
+  EXPECT_TRUE(saved["DAM_COLLECTION_TIME"].toString().startsWith("20")) << output;
+  const QJsonObject stopped = entry("stopped after ");
+  EXPECT_EQ(stopped["PRIORITY"], "5");
+  EXPECT_EQ(stopped["DAM_CONFIGURATION"], "Line 1");
 }
 
 // A save that waits on a locked SPC database until QueryTimeout (3 s) before the subgroup
