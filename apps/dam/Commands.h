@@ -23,6 +23,8 @@ struct RunOptions {
   bool force = false;
   // Status changes and collection errors as JSON lines instead of the status line.
   bool ndjson = false;
+  // Run rules each saved subgroup is checked by ("1,2,3,4"); "[Run] Rules" when empty.
+  std::string rules;
 };
 
 struct CheckOptions {

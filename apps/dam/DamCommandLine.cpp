@@ -87,12 +87,15 @@ const std::vector<Command>& Commands() {
        [](const ParsedArguments&) { return DriversCommand(); }},
       {{"dam run",
         "CONFIG [--spc CONNECTION] [--for DURATION] [--subgroups N] [--driver CLASS] "
-        "[--activity] [--force] [--ndjson]",
+        "[--activity] [--force] [--ndjson] [--rules 1,2,3,4]",
         "Runs the driver on the configuration file CONFIG: collects from the historian on the "
         "configuration's schedule and saves subgroups into the SPC database until Ctrl-C, "
         "SIGTERM, SIGHUP, a closed output, --for or --subgroups ends it; each stops the driver "
         "first. SIGUSR1 and SIGUSR2 are ignored. The configuration is checked first (see dam "
-        "check); one with errors is not run unless --force is given.",
+        "check); one with errors is not run unless --force is given. With --rules (or [Run] "
+        "Rules in dam.ini), each saved subgroup's characteristics are judged on the chart of "
+        "their latest 25 subgroups (see dam chart), and every point that breaks a rule is "
+        "reported as out of control.",
         {{"CONFIG", "a configuration text file"}},
         1,
         1,
@@ -102,7 +105,8 @@ const std::vector<Command>& Commands() {
          kDriver,
          {"activity", "", "show the driver's activity window (needs a display and dam-gui)"},
          {"force", "", "run a configuration even when dam check finds errors in it"},
-         {"ndjson", "", "print status changes and collection errors as JSON lines"}},
+         {"ndjson", "", "print status changes and collection errors as JSON lines"},
+         {"rules", "1,2,3,4", "report saved subgroups that break these Nelson rules (1 to 8)"}},
         "dam run line3.cfg --for 8h --subgroups 1000"},
        [](const ParsedArguments& p) {
          RunOptions options;
@@ -115,6 +119,7 @@ const std::vector<Command>& Commands() {
          options.force = p.Has("force");
          options.ndjson = p.Has("ndjson");
          if (options.activity) RequireWindows("--activity");
+         options.rules = p.Value("rules");
          return RunCommand(options);
        }},
       {{"dam check",

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "platform/components/HostWindows.h"
+#include "platform/components/LineFields.h"
 
 namespace platform {
 namespace {
@@ -23,7 +24,10 @@ void ConsoleError::Show(const std::string& module, const std::string& source,
                         const std::string& location) {
   const std::string text = "Error " + std::to_string(number) + ": " + description +
                            "\nSource: " + source + "\nLocation: " + location;
-  std::cerr << module << ": " << text << std::endl;
+  {
+    const LineNote note({.errorNumber = number, .priority = kLineError});
+    std::cerr << module << ": " << text << std::endl;
+  }
   {
     std::lock_guard lock(shownMutex);
     ++shown.count;

@@ -11,6 +11,7 @@
 #include <exception>
 #include <functional>
 #include <iostream>
+#include <optional>
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/WindowsSide.h"
@@ -21,16 +22,23 @@
 #include "apps/dam/host/HeadlessApplication.h"
 #include "apps/dam/host/JournalLines.h"
 #include "apps/dam/host/LoopProgress.h"
+#include "apps/dam/host/MetricsBoard.h"
+#include "apps/dam/host/MetricsServer.h"
+#include "apps/dam/host/OutOfControlCheck.h"
+#include "apps/dam/host/RunMetrics.h"
 #include "apps/dam/host/RunStatus.h"
 #include "apps/dam/host/ServiceNotifier.h"
 #include "apps/dam/host/StopSignals.h"
 #include "apps/dam/output/RunEvents.h"
+#include "apps/shared/CommandLine.h"
 #include "apps/shared/Failures.h"
 #include "apps/shared/TerminalText.h"
 #include "common/TypeTables.h"
+#include "platform/components/LineFields.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/ConnectionSecrets.h"
 #include "platform/odbc/OdbcCancel.h"
+#include "platform/spcdb/SpcRunRules.h"
 #include "runtime/Error.h"
 
 namespace dam {
@@ -67,12 +75,51 @@ std::unique_ptr<QSocketNotifier> WatchForClosing(int fd, const std::function<voi
   return notifier;
 }
 
+// The rules saved subgroups are checked by: --rules, else [Run] Rules; neither: no check.
+std::optional<platform::SpcRules> CheckedRules(host::Components& components,
+                                               const RunOptions& options) {
+  if (!options.rules.empty()) {
+    const std::optional<platform::SpcRules> rules = platform::ParseRules(options.rules);
+    if (!rules) {
+      throw apps::UsageError(apps::UsageLine(
+          "dam run", "--rules '" + options.rules + "' is not a list of rules 1 to 8 (1,2,3,4)"));
+    }
+    return rules;
+  }
+  const std::string setting = HostSetting(components, "Run", "Rules");
+  if (setting.empty()) return std::nullopt;
+  const std::optional<platform::SpcRules> rules = platform::ParseRules(setting);
+  if (!rules) {
+    throw apps::Failure(apps::kExitFailure, SettingName(components, "Run", "Rules") + " '" +
+                                                setting +
+                                                "' is not a list of rules 1 to 8 (1,2,3,4)");
+  }
+  return rules;
+}
+
+// A milestone of the run: a notice to the journal.
+void Notice(std::ostream& out, const std::string& line) {
+  const platform::LineNote note({.priority = platform::kLineNotice});
+  out << line << std::endl;
+}
+
+std::string OutOfControlLine(const OutOfControl& found) {
+  std::string broken;
+  if (found.rules) broken = "rules " + platform::RulesText(found.rules);
+  if (found.spreadRules) {
+    broken += (broken.empty() ? "" : "; ") + std::string("spread chart rule ") +
+              platform::RulesText(found.spreadRules);
+  }
+  return apps::Printable("out of control: " + found.configuration + " " + found.test + " at " +
+                         runtime::FormatGeneralDate(found.time) + " breaks " + broken);
+}
+
 }  // namespace
 
 int RunCommand(const RunOptions& runOptions) {
   const RunOptions* options = &runOptions;
-  PrefixJournalLines(std::cerr, STDERR_FILENO, "<3>");
-  if (!options->ndjson) PrefixJournalLines(std::cout, STDOUT_FILENO, "<6>");
+  SendLinesToJournal(std::cerr, STDERR_FILENO, platform::kLineError);
+  if (!options->ndjson) SendLinesToJournal(std::cout, STDOUT_FILENO, platform::kLineInfo);
   // Made before anything starts a thread. A collection blocked in a database call is
   // cancelled, so that the loop gets to stop the driver.
   StopSignals stop(
@@ -89,6 +136,7 @@ int RunCommand(const RunOptions& runOptions) {
   DriverHandle handle;
   platform::PlatformComponents& components = handle.Components();
   WarnIfSettingsShowPasswords(components);
+  const std::optional<platform::SpcRules> rules = CheckedRules(components, *options);
 
   const std::string text = ReadConfigurationFile(options->config, false);
   handle.OpenModule(options->driverClass);
@@ -117,16 +165,28 @@ int RunCommand(const RunOptions& runOptions) {
   }
   // With --ndjson, standard output holds the events alone.
   std::ostream& said = options->ndjson ? std::cerr : std::cout;
-  said << "historian: " << common::GetDataLinkStatus(configuration.DataLinkState())
-       << (configuration.DataLinkError().empty()
-               ? ""
-               : " (" +
-                     apps::Printable(
-                         platform::MaskConnectionSecrets(configuration.DataLinkError())) +
-                     ")")
-       << std::endl;
+  // Every line of this run is about this configuration.
+  const std::string name = handle.NameFor(options->config);
+  const platform::LineNote thisRun({.configuration = name});
+  Notice(said, "historian: " + common::GetDataLinkStatus(configuration.DataLinkState()) +
+                   (configuration.DataLinkError().empty()
+                        ? ""
+                        : " (" +
+                              apps::Printable(
+                                  platform::MaskConnectionSecrets(configuration.DataLinkError())) +
+                              ")"));
 
-  handle.Create(options->spc, handle.NameFor(options->config));
+  // A metrics address that cannot be served stops the run before the driver starts.
+  MetricsBoard board;
+  std::optional<MetricsServer> metricsServer;
+  if (const std::string listen = HostSetting(components, "Metrics", "Listen"); !listen.empty()) {
+    const uint16_t port =
+        metricsServer.emplace(board).Listen(listen, SettingName(components, "Metrics", "Listen"));
+    Notice(said, "metrics: http://" + listen.substr(0, listen.rfind(':') + 1) +
+                     std::to_string(port) + "/metrics and /healthz");
+  }
+
+  handle.Create(options->spc, name);
   handle.Load(text);
   host::IDriver& driver = handle.Driver();
   if (!driver.StartDriver()) throw apps::Failure(apps::kExitFailure, "the driver could not start");
@@ -138,6 +198,7 @@ int RunCommand(const RunOptions& runOptions) {
   service.Ready();
 
   RunStatus status(components, components.Saves(), configuration);
+  RunMetrics metrics(configuration);
   const bool terminal = isatty(STDOUT_FILENO);
   std::optional<RunEvents> events;
   if (options->ndjson) events.emplace(std::cout);
@@ -145,6 +206,28 @@ int RunCommand(const RunOptions& runOptions) {
   std::string failure;
   bool outputClosed = false;
   const auto started = std::chrono::steady_clock::now();
+
+  // Made after what it shows on: gone first, with what it has not told yet.
+  std::optional<OutOfControlCheck> outOfControl;
+  int64_t checkedAt = 0;
+  if (rules) {
+    outOfControl.emplace(
+        SpcConnection(components, options->spc), components.ReadOdbcPolicy(), name, *rules,
+        [&](const OutOfControl& found) {
+          if (events) return events->OutOfControl(found);
+          const platform::LineNote note(
+              {.collectionTime = found.time, .priority = platform::kLineWarning});
+          std::cout << (terminal ? "\r\033[K" : "") << OutOfControlLine(found) << std::endl;
+          shown.clear();
+        },
+        [&](const runtime::Error& error) {
+          const std::string reason = platform::MaskConnectionSecrets(error.NumberAndDescription());
+          const platform::LineNote note(
+              {.errorNumber = error.Number(), .sqlState = error.SqlState()});
+          std::cerr << "dam run: the out-of-control check failed: " << reason << std::endl;
+          if (events) events->Error("the out-of-control check failed: " + reason);
+        });
+  }
 
   // The line changes with what the event loop handles (a collection, a save, an error), so
   // it is looked at whenever the loop has handled its events, and an idle host sleeps. The
@@ -160,6 +243,8 @@ int RunCommand(const RunOptions& runOptions) {
     std::string line;
     try {
       saved = status.SavedSubgroups();
+      if (outOfControl && saved != checkedAt) outOfControl->Saved();
+      checkedAt = saved;
       const int64_t spooled = components.Spool().Depth();
       const int64_t lost = components.Spool().Lost();
       if (events) {
@@ -167,6 +252,9 @@ int RunCommand(const RunOptions& runOptions) {
                       status.NewErrors());
       }
       const std::string error = status.LastError();
+      board.Publish(name, metrics.Take(RunStatus::StateName(driver.State()), status,
+                                       handle.Collections(), spooled));
+      board.PublishSpool(spooled);
       if (spooled == 0) {
         whileSpooled.stop();
       } else if (!whileSpooled.isActive()) {
@@ -178,8 +266,11 @@ int RunCommand(const RunOptions& runOptions) {
           (lost > 0 ? " | lost " + std::to_string(lost) : "") + " | next " +
           status.NextCollection() + " | last error " + (error.empty() ? "none" : error));
     } catch (...) {
-      const std::string reason = runtime::ToError(std::current_exception()).NumberAndDescription();
+      const runtime::Error error = runtime::ToError(std::current_exception());
+      const std::string reason = error.NumberAndDescription();
       if (reason != failure) {
+        const platform::LineNote note(
+            {.errorNumber = error.Number(), .sqlState = error.SqlState()});
         std::cerr << "dam run: status unavailable: " << reason << std::endl;
         if (events) events->Error("status unavailable: " + reason);
       }
@@ -187,6 +278,7 @@ int RunCommand(const RunOptions& runOptions) {
       line = "status unavailable: " + reason;
     }
     if (!events && line != shown) {
+      const platform::LineNote note({.collectionTime = handle.Collections().last});
       if (terminal) {
         std::cout << "\r\033[K" << line << std::flush;
       } else {
@@ -226,6 +318,7 @@ int RunCommand(const RunOptions& runOptions) {
   if (options->runFor) end.start(std::min(*options->runFor, kLongestTimer));
   application->exec();
   QObject::disconnect(looking);
+  outOfControl.reset();
 
   service.Stopping();
   driver.StopDriver();
@@ -236,7 +329,7 @@ int RunCommand(const RunOptions& runOptions) {
                   components.Spool().Lost(), {});
   }
   if (terminal && !events) std::cout << '\n';
-  said << "stopped after " << status.SavedSubgroups() << " subgroup(s)" << std::endl;
+  Notice(said, "stopped after " + std::to_string(status.SavedSubgroups()) + " subgroup(s)");
   return outputClosed ? apps::kExitOutputClosed : stop.ExitStatus();
 }
 

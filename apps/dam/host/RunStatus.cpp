@@ -79,6 +79,7 @@ std::vector<std::string> RunStatus::ReadNewLogLines() {
     const auto fields = runtime::Split(line, "\t");
     if (fields.size() >= 4 && fields[0] == configuration_.ConfigurationName()) {
       errors.push_back(platform::MaskConnectionSecrets(fields[2] + ": " + fields[3]));
+      ++errorCounts_[platform::MaskConnectionSecrets(fields[2])];
     }
   }
   return errors;

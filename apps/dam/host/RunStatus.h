@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,6 +34,8 @@ class RunStatus {
   std::string LastError();
   // The errors since the last call of this or LastError, oldest first, in LastError's form.
   std::vector<std::string> NewErrors();
+  // This configuration's collection log lines read so far by NewErrors, by description.
+  const std::map<std::string, int64_t>& ErrorCounts() const { return errorCounts_; }
 
   // "stopped", "running", ... for the codes of host/DriverState.h; "state N" for another.
   static std::string StateName(int32_t state);
@@ -48,6 +51,7 @@ class RunStatus {
   std::string logPath_;
   uintmax_t logOffset_ = 0;
   std::string lastError_;
+  std::map<std::string, int64_t> errorCounts_;
   uint64_t shownErrors_ = 0;
 };
 

@@ -1,5 +1,6 @@
 #include "apps/dam/output/RunEvents.h"
 
+#include <QJsonArray>
 #include <QJsonObject>
 
 #include "apps/dam/output/JsonOutput.h"
@@ -33,6 +34,22 @@ void RunEvents::Write(const std::string& state, int32_t saved, int64_t spooled, 
 void RunEvents::Error(const std::string& message) {
   QJsonObject event = Event("error");
   event.insert("message", QString::fromStdString(message));
+  out_ << JsonLine(event) << std::flush;
+}
+
+void RunEvents::OutOfControl(const dam::OutOfControl& found) {
+  QJsonObject event = Event("out-of-control");
+  const auto numbers = [](platform::SpcRules rules) {
+    QJsonArray list;
+    for (const int rule : platform::RuleNumbers(rules)) list.append(rule);
+    return list;
+  };
+  event.insert("configuration", QString::fromStdString(found.configuration));
+  event.insert("test", QString::fromStdString(found.test));
+  // The time of the subgroup that broke the rule, not of the check.
+  event.insert("time", QString::fromStdString(IsoTime(found.time)));
+  event.insert("rules", numbers(found.rules));
+  event.insert("spread_rules", numbers(found.spreadRules));
   out_ << JsonLine(event) << std::flush;
 }
 

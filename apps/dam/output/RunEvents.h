@@ -2,6 +2,8 @@
 // that follow a run. Each carries "schema" (kJsonSchema), "event" and "time" (IsoTime):
 //   {"event":"status","state":"running","saved":3,"spooled":0,"lost":0,...}  when one changed
 //   {"event":"error","message":"Unable to Access Database: ...",...}  for each error
+//   {"event":"out-of-control","configuration":"Line 3","test":"Fill/Weight","rules":[1],
+//    "spread_rules":[],...}  for each rule break; its "time" is the subgroup's
 #pragma once
 
 #include <cstdint>
@@ -9,6 +11,8 @@
 #include <ostream>
 #include <string>
 #include <vector>
+
+#include "apps/dam/host/OutOfControlCheck.h"
 
 namespace dam {
 
@@ -22,6 +26,7 @@ class RunEvents {
   void Write(const std::string& state, int32_t saved, int64_t spooled, int64_t lost,
              const std::vector<std::string>& errors);
   void Error(const std::string& message);
+  void OutOfControl(const dam::OutOfControl& found);
 
  private:
   struct Status {
