@@ -3,19 +3,18 @@
 #include <QApplication>
 #include <QMessageBox>
 #include <iostream>
-#include <mutex>
 
 namespace platform {
-namespace {
 
-std::mutex shownMutex;
-ShownError shown;
+ShownError ShownErrors::Last() const {
+  std::lock_guard lock(mutex_);
+  return last_;
+}
 
-}  // namespace
-
-ShownError LastShownError() {
-  std::lock_guard lock(shownMutex);
-  return shown;
+void ShownErrors::Add(const std::string& text) {
+  std::lock_guard lock(mutex_);
+  ++last_.count;
+  last_.text = text;
 }
 
 bool WindowsAreUp() {
@@ -28,11 +27,7 @@ void ConsoleError::Show(const std::string& module, const std::string& source,
   const std::string text = "Error " + std::to_string(number) + ": " + description +
                            "\nSource: " + source + "\nLocation: " + location;
   std::cerr << module << ": " << text << std::endl;
-  {
-    std::lock_guard lock(shownMutex);
-    ++shown.count;
-    shown.text = description;
-  }
+  shown_->Add(description);
   if (WindowsAreUp()) {
     QMessageBox::critical(nullptr, QString::fromStdString(module), QString::fromStdString(text));
   }

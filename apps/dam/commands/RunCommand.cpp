@@ -1,52 +1,42 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <QAbstractEventDispatcher>
 #include <QApplication>
 #include <QSocketNotifier>
 #include <QTimer>
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <climits>
 #include <exception>
 #include <functional>
+#include <future>
 #include <iostream>
+#include <memory>
+#include <optional>
+#include <set>
 
 #include "apps/dam/Commands.h"
-#include "apps/dam/commands/CheckFindings.h"
 #include "apps/dam/host/ConfigFile.h"
+#include "apps/dam/host/ConfigurationPaths.h"
 #include "apps/dam/host/DamHost.h"
-#include "apps/dam/host/DriverHandle.h"
 #include "apps/dam/host/HeadlessApplication.h"
 #include "apps/dam/host/JournalLines.h"
 #include "apps/dam/host/LoopProgress.h"
-#include "apps/dam/host/RunStatus.h"
+#include "apps/dam/host/RunningConfiguration.h"
 #include "apps/dam/host/ServiceNotifier.h"
 #include "apps/dam/host/StopSignals.h"
 #include "apps/dam/output/RunEvents.h"
+#include "apps/dam/output/StatusLines.h"
 #include "apps/dam/windows/WindowsApplication.h"
 #include "apps/shared/Failures.h"
 #include "apps/shared/TerminalText.h"
-#include "common/TypeTables.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/ConnectionSecrets.h"
 #include "platform/odbc/OdbcCancel.h"
-#include "runtime/Error.h"
 
 namespace dam {
 namespace {
-
-// Prints what the check finds on stderr; true when it found errors.
-bool HasErrors(DriverHandle& handle, const RunOptions& options, const std::string& text) {
-  bool errors = false;
-  for (const auto& finding : handle.Check(text)) {
-    std::cerr << apps::Printable(
-                     platform::MaskConnectionSecrets(FormatFinding(options.config, finding)))
-              << '\n';
-    errors = errors || finding.error;
-  }
-  return errors;
-}
 
 // Looks when the reader of a pipe or socket at `fd` goes, without waiting for the next
 // line: the writer's end then polls as an error, which a read notifier reports. A terminal
@@ -67,177 +57,326 @@ std::unique_ptr<QSocketNotifier> WatchForClosing(int fd, const std::function<voi
   return notifier;
 }
 
+// The configurations of one `dam run`, each with what the run last showed of it. Lives on
+// the run's thread: the drivers report to it through queued calls.
+class Run {
+ public:
+  Run(const RunOptions& options, ServiceNotifier& service, StopSignals& stop)
+      : options_(options),
+        service_(service),
+        stop_(stop),
+        said_(options.ndjson ? std::cerr : std::cout),
+        terminal_(isatty(STDOUT_FILENO) != 0) {}
+
+  // Starts every configuration the paths name. A run of one configuration fails as that
+  // configuration does; a run of several starts those that can, reports the others, and
+  // fails only when none can run, as the first one did.
+  void Start() {
+    const std::vector<std::string> files = ConfigurationFiles(options_.configs);
+    several_ = files.size() > 1;
+    if (!several_) {
+      const std::string text = ReadConfigurationFile(files[0], false);
+      if (std::exception_ptr failure = Begin({{files[0], text}})) std::rethrow_exception(failure);
+      return;
+    }
+    std::vector<std::pair<std::string, std::string>> texts;
+    std::exception_ptr first;
+    for (const std::string& file : files) {
+      try {
+        texts.emplace_back(file, ReadConfigurationFile(file, false));
+      } catch (...) {
+        Skipped(file, std::current_exception(), "; it does not run");
+        if (!first) first = std::current_exception();
+      }
+    }
+    const std::exception_ptr failure = Begin(texts);
+    if (running_.empty()) std::rethrow_exception(first ? first : failure);
+  }
+
+  // Rereads the paths: a configuration whose file went is stopped, a new one started, one
+  // whose text changed is handed the new text; the others run on untouched. What cannot
+  // be read leaves what runs as it was.
+  void Reload() {
+    service_.Reloading();
+    said_ << "reloading " << Paths() << std::endl;
+    std::vector<std::string> files;
+    try {
+      files = ConfigurationFiles(options_.configs);
+    } catch (...) {
+      Skipped(Paths(), std::current_exception(), "; every configuration runs on as it was");
+      service_.Ready();
+      return;
+    }
+    several_ = several_ || files.size() > 1;
+    const std::set<std::string> wanted(files.begin(), files.end());
+    std::erase_if(running_, [&](const std::unique_ptr<Shown>& shown) {
+      if (wanted.contains(shown->configuration->File())) return false;
+      Say(*shown, "removed: stopped after " + std::to_string(shown->configuration->Look().saved) +
+                      " subgroup(s)");
+      return true;
+    });
+    std::vector<std::pair<std::string, std::string>> added;
+    for (const std::string& file : files) {
+      Shown* shown = Find(file);
+      std::string text;
+      try {
+        text = ReadConfigurationFile(file, false);
+      } catch (...) {
+        Skipped(file, std::current_exception(),
+                shown ? "; it runs on as it was" : "; it does not run");
+        continue;
+      }
+      if (!shown) {
+        added.emplace_back(file, text);
+        continue;
+      }
+      if (shown->configuration->Text() == text) continue;
+      const RunningConfiguration::Outcome outcome = shown->configuration->Reload(text).get();
+      Report(*shown->configuration, outcome);
+      if (outcome.failure) Skipped(file, outcome.failure, "");
+      if (!outcome.renamed) continue;
+      Say(*shown, "renamed: stopped, to start again");
+      std::erase_if(running_, [&](const auto& one) { return one.get() == shown; });
+      added.emplace_back(file, text);
+    }
+    Begin(added);
+    // The run shows its configurations in the order of the paths.
+    std::sort(running_.begin(), running_.end(), [&](const auto& a, const auto& b) {
+      return std::find(files.begin(), files.end(), a->configuration->File()) <
+             std::find(files.begin(), files.end(), b->configuration->File());
+    });
+    if (running_.empty()) said_ << "no configuration runs" << std::endl;
+    service_.Ready();
+    Look();
+  }
+
+  // Asks for a look at the drivers from the run's thread, once however often it is asked
+  // before it gets there; safe from any thread.
+  void LookSoon() {
+    if (lookPending_.exchange(true)) return;
+    QMetaObject::invokeMethod(
+        &context_, [this] { Look(); }, Qt::QueuedConnection);
+  }
+
+  // Shows what changed, and ends the run once every configuration saved what it was to.
+  void Look() {
+    lookPending_ = false;
+    // A look that blocks (an output nobody reads) is a stuck loop to the watchdog.
+    const LoopProgress::InEvent inEvent;
+    const bool several = several_ || running_.size() > 1;
+    bool allSaved = options_.subgroups > 0;
+    std::vector<RunningConfiguration::Status> statuses;
+    for (const std::unique_ptr<Shown>& shown : running_) {
+      RunningConfiguration& configuration = *shown->configuration;
+      const RunningConfiguration::Status status = configuration.Look();
+      const std::vector<std::string> errors = configuration.TakeErrors();
+      if (!errors.empty()) lastError_ = configuration.Name() + ": " + errors.back();
+      if (status.unavailable != shown->unavailable && !status.unavailable.empty()) {
+        std::cerr << "dam run: " << (several ? configuration.Name() + ": " : "")
+                  << "status unavailable: " << status.unavailable << std::endl;
+        if (shown->events) shown->events->Error("status unavailable: " + status.unavailable);
+      }
+      shown->unavailable = status.unavailable;
+      if (shown->events && status.unavailable.empty()) {
+        shown->events->Write(status.state, status.saved, status.spooled, status.lost, status.next,
+                             errors);
+      }
+      const std::string line = StatusLine(status);
+      if (!options_.ndjson && !terminal_ && line != shown->line) {
+        std::cout << (several ? configuration.Name() + ": " : "") << line << std::endl;
+      }
+      shown->line = line;
+      statuses.push_back(status);
+      allSaved = allSaved && status.saved >= options_.subgroups;
+    }
+    const std::string summary =
+        several || running_.empty() ? SummaryLine(statuses, lastError_) : running_[0]->line;
+    if (!options_.ndjson && terminal_ && summary != shownSummary_) {
+      std::cout << "\r\033[K" << summary << std::flush;
+    }
+    shownSummary_ = summary;
+    service_.Status(summary);
+    if (!outputClosed_ && OutputClosed(STDOUT_FILENO)) {
+      outputClosed_ = true;
+      std::cerr << "dam run: the output was closed; stopping" << std::endl;
+    }
+    if (stop_.Requested() || outputClosed_ || allSaved) QCoreApplication::quit();
+  }
+
+  // Stops every driver, all at once, and says what they saved.
+  int Finish() {
+    std::vector<std::future<void>> stopping;
+    for (const std::unique_ptr<Shown>& shown : running_) {
+      stopping.push_back(shown->configuration->Stop());
+    }
+    for (std::future<void>& stopped : stopping) stopped.wait();
+    stop_.Stopped();
+    int64_t saved = 0;
+    for (const std::unique_ptr<Shown>& shown : running_) {
+      const RunningConfiguration::Status status = shown->configuration->Look();
+      if (shown->events) {
+        shown->events->Write("stopped", status.saved, status.spooled, status.lost, "", {});
+      }
+      if (several_) Say(*shown, "stopped after " + std::to_string(status.saved) + " subgroup(s)");
+      saved += status.saved;
+    }
+    if (terminal_ && !options_.ndjson) std::cout << '\n';
+    said_ << "stopped after " << saved << " subgroup(s)" << std::endl;
+    running_.clear();
+    return outputClosed_ ? apps::kExitOutputClosed : apps::kExitOk;
+  }
+
+ private:
+  struct Shown {
+    std::unique_ptr<RunningConfiguration> configuration;
+    std::optional<RunEvents> events;
+    std::string line;
+    std::string unavailable;
+  };
+
+  std::string Paths() const {
+    std::string paths;
+    for (const std::string& path : options_.configs) paths += (paths.empty() ? "" : " ") + path;
+    return paths;
+  }
+
+  Shown* Find(const std::string& file) {
+    for (const std::unique_ptr<Shown>& shown : running_) {
+      if (shown->configuration->File() == file) return shown.get();
+    }
+    return nullptr;
+  }
+
+  // Starts each (file, text) on a thread of its own, all at once, and waits until each runs
+  // or failed: what each says is shown in turn, and the failures of several. Gives the
+  // last failure.
+  std::exception_ptr Begin(const std::vector<std::pair<std::string, std::string>>& texts) {
+    std::vector<std::unique_ptr<RunningConfiguration>> starting;
+    std::vector<std::future<RunningConfiguration::Outcome>> outcomes;
+    for (const auto& [file, text] : texts) {
+      starting.push_back(std::make_unique<RunningConfiguration>(
+          file,
+          RunningConfiguration::Settings{options_.spc, options_.driverClass, options_.force,
+                                         options_.activity},
+          service_, [this] { LookSoon(); }));
+      outcomes.push_back(starting.back()->Start(text));
+    }
+    std::exception_ptr failure;
+    for (size_t i = 0; i < starting.size(); ++i) {
+      const RunningConfiguration::Outcome outcome = outcomes[i].get();
+      Report(*starting[i], outcome);
+      if (outcome.failure) {
+        failure = outcome.failure;
+        if (several_) Skipped(starting[i]->File(), failure, "; it does not run");
+      } else {
+        Started(std::move(starting[i]));
+      }
+    }
+    return failure;
+  }
+
+  void Started(std::unique_ptr<RunningConfiguration> configuration) {
+    auto shown = std::make_unique<Shown>();
+    if (options_.ndjson) shown->events.emplace(std::cout, configuration->Name());
+    shown->configuration = std::move(configuration);
+    running_.push_back(std::move(shown));
+  }
+
+  // The check's findings and the historian's status; a failure is the caller's to show.
+  void Report(const RunningConfiguration& configuration,
+              const RunningConfiguration::Outcome& outcome) {
+    for (const std::string& finding : outcome.findings) std::cerr << finding << '\n';
+    if (!outcome.historian.empty()) {
+      said_ << (several_ ? configuration.Name() + ": " : "") << "historian: " << outcome.historian
+            << std::endl;
+    }
+  }
+
+  void Say(const Shown& shown, const std::string& what) {
+    said_ << shown.configuration->Name() << ": " << what << std::endl;
+  }
+
+  // A configuration of several that does not run, or does not change, and why: `so` says
+  // what follows from it.
+  void Skipped(const std::string& file, std::exception_ptr failure, const std::string& so) {
+    const std::string why = platform::MaskConnectionSecrets(apps::FailureText(failure, false));
+    std::cerr << "dam run: " << file << ": " << apps::Printable(why) << so << std::endl;
+  }
+
+  const RunOptions& options_;
+  ServiceNotifier& service_;
+  StopSignals& stop_;
+  std::ostream& said_;
+  const bool terminal_;
+  QObject context_;
+  std::atomic<bool> lookPending_ = false;
+  std::vector<std::unique_ptr<Shown>> running_;
+  std::string shownSummary_;
+  std::string lastError_;
+  bool outputClosed_ = false;
+  // Named more than one configuration: every line names its configuration.
+  bool several_ = false;
+};
+
 }  // namespace
 
-int RunCommand(const RunOptions& runOptions) {
-  const RunOptions* options = &runOptions;
+int RunCommand(const RunOptions& options) {
   PrefixJournalLines(std::cerr, STDERR_FILENO, "<3>");
-  if (!options->ndjson) PrefixJournalLines(std::cout, STDOUT_FILENO, "<6>");
+  if (!options.ndjson) PrefixJournalLines(std::cout, STDOUT_FILENO, "<6>");
   // Made before anything starts a thread. A collection blocked in a database call is
-  // cancelled, so that the loop gets to stop the driver.
+  // cancelled, so that the loop gets to stop the drivers; SIGHUP rereads the
+  // configurations once the run has started them.
+  std::atomic<Run*> reloading = nullptr;
   StopSignals stop(
       [] {
         if (QCoreApplication* application = QCoreApplication::instance()) {
           QMetaObject::invokeMethod(application, &QCoreApplication::quit, Qt::QueuedConnection);
         }
       },
-      [] { platform::CancelRunningStatements(); });
+      [] { platform::CancelRunningStatements(); }, std::chrono::milliseconds(500),
+      [&reloading] {
+        if (Run* run = reloading.load()) {
+          QMetaObject::invokeMethod(
+              QCoreApplication::instance(), [run] { run->Reload(); }, Qt::QueuedConnection);
+        }
+      });
   // Windows need a display; a run without them works without one.
   const std::unique_ptr<QCoreApplication> application =
-      options->activity ? MakeWindowsApplication() : MakeHeadlessApplication();
-  if (options->activity) QApplication::setQuitOnLastWindowClosed(false);
-  DriverHandle handle;
-  platform::PlatformComponents& components = handle.Components();
-  WarnIfSettingsShowPasswords(components);
-
-  const std::string text = ReadConfigurationFile(options->config, false);
-  handle.OpenModule(options->driverClass);
-  // Read before the check: the data link test of this reading is the one the check and the
-  // driver take. A text the reader stops in is shown by the check first.
-  std::exception_ptr unreadable;
-  try {
-    handle.Read(text);
-  } catch (...) {
-    unreadable = std::current_exception();
-  }
-  if (HasErrors(handle, *options, text) && !options->force) {
-    throw apps::Failure(apps::kExitInvalidConfiguration,
-                        "the configuration " + options->config +
-                            " has errors (above); fix them, or run it as it reads with --force");
-  }
-  apps::Doing(apps::kExitInvalidConfiguration,
-              "the configuration " + options->config + " cannot be loaded", [&] {
-                if (unreadable) std::rethrow_exception(unreadable);
-              });
-  const config::Configuration1& configuration = handle.Reading();
-  if (!configuration.Active()) {
-    throw apps::Failure(apps::kExitInactiveConfiguration,
-                        "the configuration " + options->config +
-                            " is inactive (ACTIVE=0): there is nothing to collect");
-  }
-  // With --ndjson, standard output holds the events alone.
-  std::ostream& said = options->ndjson ? std::cerr : std::cout;
-  said << "historian: " << common::GetDataLinkStatus(configuration.DataLinkState())
-       << (configuration.DataLinkError().empty()
-               ? ""
-               : " (" +
-                     apps::Printable(
-                         platform::MaskConnectionSecrets(configuration.DataLinkError())) +
-                     ")")
-       << std::endl;
-
-  handle.Create(options->spc, handle.NameFor(options->config));
-  handle.Load(text);
-  host::IDriver& driver = handle.Driver();
-  if (!driver.StartDriver()) throw apps::Failure(apps::kExitFailure, "the driver could not start");
-  if (options->activity && !driver.ShowActivity()) {
-    throw apps::Failure(apps::kExitFailure, "the activity window could not be shown");
-  }
-  ServiceNotifier service(AllowedStall(components.ReadOdbcPolicy()));
+      options.activity ? MakeWindowsApplication() : MakeHeadlessApplication();
+  if (options.activity) QApplication::setQuitOnLastWindowClosed(false);
+  platform::PlatformComponents settings;
+  WarnIfSettingsShowPasswords(settings);
+  ServiceNotifier service(AllowedStall(settings.ReadOdbcPolicy()));
   const std::unique_ptr<ServiceNotifier::LoopWatch> watch = service.WatchThisLoop();
+
+  Run run(options, service, stop);
+  run.Start();
   service.Ready();
-
-  RunStatus status(components, components.Saves(), configuration);
-  const bool terminal = isatty(STDOUT_FILENO);
-  std::optional<RunEvents> events;
-  if (options->ndjson) events.emplace(std::cout);
-  std::string shown;
-  std::string failure;
-  bool outputClosed = false;
-  const auto started = std::chrono::steady_clock::now();
-
-  // The line changes with what the event loop handles (a collection, a save, an error), so
-  // it is looked at whenever the loop has handled its events, and an idle host sleeps. The
-  // spool's forwarder drains the spool on a thread of its own: while the spool holds
-  // subgroups the line is looked at once a second as well.
-  QTimer whileSpooled;
-  const auto look = [&] {
-    // A look that blocks (an output nobody reads) is a stuck loop to the watchdog.
-    const LoopProgress::InEvent inEvent;
-    // Nothing may escape into the event loop: a status that cannot be read is shown, and
-    // the driver goes on collecting.
-    int32_t saved = 0;
-    std::string line;
-    try {
-      saved = status.SavedSubgroups();
-      const int64_t spooled = components.Spool().Depth();
-      const int64_t lost = components.Spool().Lost();
-      if (events) {
-        events->Write(RunStatus::StateName(driver.State()), saved, spooled, lost,
-                      status.NewErrors());
-      }
-      const std::string error = status.LastError();
-      if (spooled == 0) {
-        whileSpooled.stop();
-      } else if (!whileSpooled.isActive()) {
-        whileSpooled.start(1000);
-      }
-      line = apps::Printable(
-          RunStatus::StateName(driver.State()) + " | saved " + std::to_string(saved) +
-          (spooled > 0 ? " | spooled " + std::to_string(spooled) : "") +
-          (lost > 0 ? " | lost " + std::to_string(lost) : "") + " | next " +
-          status.NextCollection() + " | last error " + (error.empty() ? "none" : error));
-    } catch (...) {
-      const std::string reason = runtime::ToError(std::current_exception()).NumberAndDescription();
-      if (reason != failure) {
-        std::cerr << "dam run: status unavailable: " << reason << std::endl;
-        if (events) events->Error("status unavailable: " + reason);
-      }
-      failure = reason;
-      line = "status unavailable: " + reason;
-    }
-    if (!events && line != shown) {
-      if (terminal) {
-        std::cout << "\r\033[K" << line << std::flush;
-      } else {
-        std::cout << line << std::endl;
-      }
-    }
-    shown = line;
-    service.Status(line);
-    if (!outputClosed && OutputClosed(STDOUT_FILENO)) {
-      outputClosed = true;
-      std::cerr << "dam run: the output was closed; stopping" << std::endl;
-    }
-    if (stop.Requested() || outputClosed ||
-        (options->subgroups > 0 && saved >= options->subgroups)) {
-      QCoreApplication::quit();
-    }
-  };
-  QObject::connect(&whileSpooled, &QTimer::timeout, look);
-  const QMetaObject::Connection looking = QObject::connect(
-      QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, look);
-  const std::unique_ptr<QSocketNotifier> closing = WatchForClosing(STDOUT_FILENO, look);
+  reloading = &run;
+  const std::unique_ptr<QSocketNotifier> closing =
+      WatchForClosing(STDOUT_FILENO, [&run] { run.Look(); });
   // A run given a time ends on it; a QTimer counts up to 24 days at a time.
   constexpr std::chrono::milliseconds kLongestTimer(INT_MAX);
+  const auto started = std::chrono::steady_clock::now();
   QTimer end;
   end.setSingleShot(true);
   end.setTimerType(Qt::PreciseTimer);
   QObject::connect(&end, &QTimer::timeout, [&] {
     const std::chrono::milliseconds left =
-        *options->runFor - std::chrono::duration_cast<std::chrono::milliseconds>(
-                               std::chrono::steady_clock::now() - started);
+        *options.runFor - std::chrono::duration_cast<std::chrono::milliseconds>(
+                              std::chrono::steady_clock::now() - started);
     if (left > std::chrono::milliseconds::zero()) {
       end.start(std::min(left, kLongestTimer));
     } else {
       QCoreApplication::quit();
     }
   });
-  if (options->runFor) end.start(std::min(*options->runFor, kLongestTimer));
+  if (options.runFor) end.start(std::min(*options.runFor, kLongestTimer));
+  run.LookSoon();
   application->exec();
-  QObject::disconnect(looking);
-
+  reloading = nullptr;
   service.Stopping();
-  driver.StopDriver();
-  handle.Unload();
-  stop.Stopped();
-  if (events) {
-    events->Write("stopped", status.SavedSubgroups(), components.Spool().Depth(),
-                  components.Spool().Lost(), {});
-  }
-  if (terminal && !events) std::cout << '\n';
-  said << "stopped after " << status.SavedSubgroups() << " subgroup(s)" << std::endl;
-  return outputClosed ? apps::kExitOutputClosed : stop.ExitStatus();
+  return run.Finish();
 }
 
 }  // namespace dam

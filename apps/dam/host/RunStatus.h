@@ -10,17 +10,15 @@
 #include <vector>
 
 #include "config/Configuration1.h"
-#include "host/Components.h"
-#include "platform/spcdb/SpcSaveCount.h"
+#include "platform/components/PlatformComponents.h"
 
 namespace dam {
 
 class RunStatus {
  public:
-  // `configuration` is the host's own reading of the driver's configuration text.
-  // `saves` counts what the sessions of `components` save.
-  RunStatus(host::Components& components, const platform::SpcSaveCount& saves,
-            const config::Configuration1& configuration);
+  // `configuration` is the host's own reading of the driver's configuration text; what
+  // `components` saved and showed is the driver's.
+  RunStatus(platform::PlatformComponents& components, const config::Configuration1& configuration);
 
   // Subgroups this host saved since this object was made.
   int32_t SavedSubgroups() const;
@@ -41,8 +39,7 @@ class RunStatus {
   // This configuration's log lines written since the last call.
   std::vector<std::string> ReadNewLogLines();
 
-  host::Components& components_;
-  const platform::SpcSaveCount& saves_;
+  platform::PlatformComponents& components_;
   const config::Configuration1& configuration_;
   int64_t firstCount_ = 0;
   std::string logPath_;

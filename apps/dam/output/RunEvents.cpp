@@ -1,23 +1,19 @@
 #include "apps/dam/output/RunEvents.h"
 
-#include <QJsonObject>
-
 #include "apps/dam/output/JsonOutput.h"
 #include "runtime/Clock.h"
 
 namespace dam {
-namespace {
 
-QJsonObject Event(const char* kind) {
+QJsonObject RunEvents::Event(const char* kind) const {
   return QJsonObject{{"schema", kJsonSchema},
                      {"event", kind},
-                     {"time", QString::fromStdString(IsoTime(runtime::Now()))}};
+                     {"time", QString::fromStdString(IsoTime(runtime::Now()))},
+                     {"configuration", QString::fromStdString(configuration_)}};
 }
 
-}  // namespace
-
 void RunEvents::Write(const std::string& state, int32_t saved, int64_t spooled, int64_t lost,
-                      const std::vector<std::string>& errors) {
+                      const std::string& next, const std::vector<std::string>& errors) {
   for (const std::string& error : errors) Error(error);
   const Status status{state, saved, spooled, lost};
   if (status == last_) return;
@@ -27,6 +23,7 @@ void RunEvents::Write(const std::string& state, int32_t saved, int64_t spooled, 
   event.insert("saved", saved);
   event.insert("spooled", static_cast<qint64>(spooled));
   event.insert("lost", static_cast<qint64>(lost));
+  event.insert("next", QString::fromStdString(next));
   out_ << JsonLine(event) << std::flush;
 }
 
