@@ -256,7 +256,7 @@ TEST(JournalLines, OnlyTheStreamJournalStreamNamesIsTheJournals) {
 using ServiceRun = damtest::DamProcesses;
 
 // The run systemd starts: its stdout and stderr are one stream, the journal's, a
-// notification socket waits, and the watchdog is on. A run whose output goes to a file is
+// notification socket waits, the watchdog is on, and a reload is told as one. A run whose output goes to a file is
 // left plain.
 TEST_F(ServiceRun, UnderSystemdItNotifiesAndMarksLinesForTheJournalElseItIsPlain) {
   // A password others may read gives a warning on stderr.
@@ -283,7 +283,13 @@ TEST_F(ServiceRun, UnderSystemdItNotifiesAndMarksLinesForTheJournalElseItIsPlain
     run.setProcessChannelMode(QProcess::MergedChannels);
     run.setStandardOutputFile(out);
     run.start(DAM_PROGRAM, {"run", config, "--for", "2"});
-    for (int wait = 0; wait < 600 && !run.waitForFinished(100); ++wait) manager.Received();
+    // systemctl reload: the manager hears of the reload and of its end.
+    bool reloaded = false;
+    for (int wait = 0; wait < 600 && !run.waitForFinished(100); ++wait) {
+      if (Count(manager.Received(), "READY=1") == 1 && !reloaded) {
+        reloaded = kill(static_cast<pid_t>(run.processId()), SIGHUP) == 0;
+      }
+    }
     ASSERT_EQ(run.state(), QProcess::NotRunning);
     const std::string output = Read(out.toStdString());
     EXPECT_EQ(run.exitCode(), 0) << output;
@@ -292,6 +298,11 @@ TEST_F(ServiceRun, UnderSystemdItNotifiesAndMarksLinesForTheJournalElseItIsPlain
     ASSERT_FALSE(messages.empty());
     EXPECT_EQ(messages.front(), "READY=1");
     EXPECT_EQ(messages.back(), "STOPPING=1");
+    const auto reloading = std::find_if(messages.begin(), messages.end(), [](const auto& m) {
+      return m.starts_with("RELOADING=1\nMONOTONIC_USEC=");
+    });
+    ASSERT_NE(reloading, messages.end());
+    EXPECT_NE(std::find(reloading, messages.end(), "READY=1"), messages.end());
     const long pings = Count(messages, "WATCHDOG=1");
     EXPECT_TRUE(journal ? pings >= 3 : pings == 0) << pings << ": every 200 ms for 2 s, or none";
     EXPECT_TRUE(std::any_of(messages.begin(), messages.end(), [](const std::string& m) {
