@@ -11,10 +11,9 @@ ShownError ShownErrors::Last() const {
   return last_;
 }
 
-void ShownErrors::Add(const std::string& text) {
+void ShownErrors::Add(const std::string& text, int32_t number, const std::string& source) {
   std::lock_guard lock(mutex_);
-  ++last_.count;
-  last_.text = text;
+  last_ = {last_.count + 1, text, number, source};
 }
 
 bool WindowsAreUp() {
@@ -27,7 +26,7 @@ void ConsoleError::Show(const std::string& module, const std::string& source,
   const std::string text = "Error " + std::to_string(number) + ": " + description +
                            "\nSource: " + source + "\nLocation: " + location;
   std::cerr << module << ": " << text << std::endl;
-  shown_->Add(description);
+  shown_->Add(description, number, source);
   if (WindowsAreUp()) {
     QMessageBox::critical(nullptr, QString::fromStdString(module), QString::fromStdString(text));
   }

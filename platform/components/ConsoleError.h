@@ -16,6 +16,8 @@ namespace platform {
 struct ShownError {
   uint64_t count = 0;
   std::string text;
+  int32_t number = 0;
+  std::string source;
 };
 
 // The errors shown through the displays of one set of components: each driver a host runs
@@ -23,7 +25,7 @@ struct ShownError {
 class ShownErrors {
  public:
   ShownError Last() const;
-  void Add(const std::string& text);
+  void Add(const std::string& text, int32_t number, const std::string& source);
 
  private:
   mutable std::mutex mutex_;

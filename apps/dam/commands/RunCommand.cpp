@@ -17,6 +17,7 @@
 #include <set>
 
 #include "apps/dam/Commands.h"
+#include "apps/dam/commands/CheckFindings.h"
 #include "apps/dam/host/ConfigFile.h"
 #include "apps/dam/host/ConfigurationPaths.h"
 #include "apps/dam/host/DamHost.h"
@@ -34,6 +35,7 @@
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/ConnectionSecrets.h"
 #include "platform/odbc/OdbcCancel.h"
+#include "runtime/Error.h"
 
 namespace dam {
 namespace {
@@ -57,6 +59,35 @@ std::unique_ptr<QSocketNotifier> WatchForClosing(int fd, const std::function<voi
   return notifier;
 }
 
+std::string Masked(const std::string& text) {
+  return platform::MaskConnectionSecrets(text);
+}
+
+host::CheckFinding Masked(host::CheckFinding finding) {
+  finding.text = Masked(finding.text);
+  return finding;
+}
+
+// What a failure says, with the number and source of the error that caused it; a failure
+// of dam's own has number 0.
+RunError Failed(std::exception_ptr failure) {
+  RunError said{Masked(apps::FailureText(failure, false)), 0, "dam run"};
+  std::exception_ptr cause = failure;
+  try {
+    std::rethrow_exception(failure);
+  } catch (const apps::Failure& e) {
+    const auto* nested = dynamic_cast<const std::nested_exception*>(&e);
+    cause = nested ? nested->nested_ptr() : nullptr;
+  } catch (...) {
+  }
+  if (cause) {
+    const runtime::Error error = runtime::ToError(cause);
+    said.number = error.Number();
+    said.source = Masked(error.Source());
+  }
+  return said;
+}
+
 // The configurations of one `dam run`, each with what the run last showed of it. Lives on
 // the run's thread: the drivers report to it through queued calls.
 class Run {
@@ -65,7 +96,7 @@ class Run {
       : options_(options),
         service_(service),
         stop_(stop),
-        said_(options.ndjson ? std::cerr : std::cout),
+        runEvents_(std::cout, ""),
         terminal_(isatty(STDOUT_FILENO) != 0) {}
 
   // Starts every configuration the paths name. A run of one configuration fails as that
@@ -98,7 +129,7 @@ class Run {
   // be read leaves what runs as it was.
   void Reload() {
     service_.Reloading();
-    said_ << "reloading " << Paths() << std::endl;
+    Say(nullptr, "reload", "reloading " + Paths());
     std::vector<std::string> files;
     try {
       files = ConfigurationFiles(options_.configs);
@@ -111,8 +142,9 @@ class Run {
     const std::set<std::string> wanted(files.begin(), files.end());
     std::erase_if(running_, [&](const std::unique_ptr<Shown>& shown) {
       if (wanted.contains(shown->configuration->File())) return false;
-      Say(*shown, "removed: stopped after " + std::to_string(shown->configuration->Look().saved) +
-                      " subgroup(s)");
+      Say(shown.get(), "removed",
+          "removed: stopped after " + std::to_string(shown->configuration->Look().saved) +
+              " subgroup(s)");
       return true;
     });
     std::vector<std::pair<std::string, std::string>> added;
@@ -135,7 +167,7 @@ class Run {
       Report(*shown->configuration, outcome);
       if (outcome.failure) Skipped(file, outcome.failure, "");
       if (!outcome.renamed) continue;
-      Say(*shown, "renamed: stopped, to start again");
+      Say(shown, "renamed", "renamed: stopped, to start again");
       std::erase_if(running_, [&](const auto& one) { return one.get() == shown; });
       added.emplace_back(file, text);
     }
@@ -145,7 +177,7 @@ class Run {
       return std::find(files.begin(), files.end(), a->configuration->File()) <
              std::find(files.begin(), files.end(), b->configuration->File());
     });
-    if (running_.empty()) said_ << "no configuration runs" << std::endl;
+    if (running_.empty()) Say(nullptr, "message", "no configuration runs");
     service_.Ready();
     Look();
   }
@@ -169,12 +201,15 @@ class Run {
     for (const std::unique_ptr<Shown>& shown : running_) {
       RunningConfiguration& configuration = *shown->configuration;
       const RunningConfiguration::Status status = configuration.Look();
-      const std::vector<std::string> errors = configuration.TakeErrors();
-      if (!errors.empty()) lastError_ = configuration.Name() + ": " + errors.back();
+      const std::vector<RunError> errors = configuration.TakeErrors();
+      if (!errors.empty()) lastError_ = configuration.Name() + ": " + errors.back().message;
       if (status.unavailable != shown->unavailable && !status.unavailable.empty()) {
-        std::cerr << "dam run: " << (several ? configuration.Name() + ": " : "")
-                  << "status unavailable: " << status.unavailable << std::endl;
-        if (shown->events) shown->events->Error("status unavailable: " + status.unavailable);
+        if (shown->events) {
+          shown->events->Error({"status unavailable: " + status.unavailable, 0, "dam run"});
+        } else {
+          std::cerr << "dam run: " << (several ? configuration.Name() + ": " : "")
+                    << "status unavailable: " << status.unavailable << std::endl;
+        }
       }
       shown->unavailable = status.unavailable;
       if (shown->events && status.unavailable.empty()) {
@@ -217,11 +252,20 @@ class Run {
       if (shown->events) {
         shown->events->Write("stopped", status.saved, status.spooled, status.lost, "", {});
       }
-      if (several_) Say(*shown, "stopped after " + std::to_string(status.saved) + " subgroup(s)");
+      if (several_ && !options_.ndjson) {
+        Say(shown.get(), "stopped",
+            "stopped after " + std::to_string(status.saved) + " subgroup(s)");
+      }
       saved += status.saved;
     }
     if (terminal_ && !options_.ndjson) std::cout << '\n';
-    said_ << "stopped after " << saved << " subgroup(s)" << std::endl;
+    if (options_.ndjson) {
+      runEvents_.Stopped(saved);
+      // An output that was closed takes no event: stderr, as --ndjson has it, says it then.
+      if (!std::cout) std::cerr << "stopped after " << saved << " subgroup(s)" << std::endl;
+    } else {
+      std::cout << "stopped after " << saved << " subgroup(s)" << std::endl;
+    }
     running_.clear();
     return outputClosed_ ? apps::kExitOutputClosed : apps::kExitOk;
   }
@@ -238,6 +282,12 @@ class Run {
     std::string paths;
     for (const std::string& path : options_.configs) paths += (paths.empty() ? "" : " ") + path;
     return paths;
+  }
+
+  // The name of the configuration `file` holds, once it ran; else the file.
+  std::string Named(const std::string& file) {
+    const Shown* shown = Find(file);
+    return shown ? shown->configuration->Name() : file;
   }
 
   Shown* Find(const std::string& file) {
@@ -285,28 +335,49 @@ class Run {
   // The check's findings and the historian's status; a failure is the caller's to show.
   void Report(const RunningConfiguration& configuration,
               const RunningConfiguration::Outcome& outcome) {
-    for (const std::string& finding : outcome.findings) std::cerr << finding << '\n';
-    if (!outcome.historian.empty()) {
-      said_ << (several_ ? configuration.Name() + ": " : "") << "historian: " << outcome.historian
-            << std::endl;
+    RunEvents events(std::cout, configuration.Name());
+    for (const host::CheckFinding& finding : outcome.findings) {
+      if (options_.ndjson) {
+        events.Finding(configuration.File(), Masked(finding));
+      } else {
+        std::cerr << apps::Printable(Masked(FormatFinding(configuration.File(), finding))) << '\n';
+      }
+    }
+    if (outcome.historian.empty()) return;
+    if (options_.ndjson) {
+      events.Historian(outcome.historian);
+    } else {
+      std::cout << (several_ ? configuration.Name() + ": " : "")
+                << "historian: " << outcome.historian << std::endl;
     }
   }
 
-  void Say(const Shown& shown, const std::string& what) {
-    said_ << shown.configuration->Name() << ": " << what << std::endl;
+  // News of `shown`, or of the whole run for null: an event of `kind`, or a line.
+  void Say(const Shown* shown, const char* kind, const std::string& what) {
+    const std::string name = shown ? shown->configuration->Name() : "";
+    if (options_.ndjson) {
+      RunEvents(std::cout, name).Note(kind, what);
+    } else {
+      std::cout << (shown ? name + ": " : "") << what << std::endl;
+    }
   }
 
   // A configuration of several that does not run, or does not change, and why: `so` says
   // what follows from it.
   void Skipped(const std::string& file, std::exception_ptr failure, const std::string& so) {
-    const std::string why = platform::MaskConnectionSecrets(apps::FailureText(failure, false));
-    std::cerr << "dam run: " << file << ": " << apps::Printable(why) << so << std::endl;
+    RunError error = Failed(failure);
+    if (options_.ndjson) {
+      error.message = file + ": " + error.message + so;
+      RunEvents(std::cout, Named(file)).Error(error);
+    } else {
+      std::cerr << "dam run: " << file << ": " << apps::Printable(error.message) << so << std::endl;
+    }
   }
 
   const RunOptions& options_;
   ServiceNotifier& service_;
   StopSignals& stop_;
-  std::ostream& said_;
+  RunEvents runEvents_;
   const bool terminal_;
   QObject context_;
   std::atomic<bool> lookPending_ = false;
@@ -318,11 +389,7 @@ class Run {
   bool several_ = false;
 };
 
-}  // namespace
-
-int RunCommand(const RunOptions& options) {
-  PrefixJournalLines(std::cerr, STDERR_FILENO, "<3>");
-  if (!options.ndjson) PrefixJournalLines(std::cout, STDOUT_FILENO, "<6>");
+int Running(const RunOptions& options) {
   // Made before anything starts a thread. A collection blocked in a database call is
   // cancelled, so that the loop gets to stop the drivers; SIGHUP rereads the
   // configurations once the run has started them.
@@ -377,6 +444,36 @@ int RunCommand(const RunOptions& options) {
   reloading = nullptr;
   service.Stopping();
   return run.Finish();
+}
+
+}  // namespace
+
+int RunCommand(const RunOptions& options) {
+  PrefixJournalLines(std::cerr, STDERR_FILENO, "<3>");
+  if (!options.ndjson) {
+    PrefixJournalLines(std::cout, STDOUT_FILENO, "<6>");
+    return Running(options);
+  }
+  // Every line goes to stdout as an event, a failure too: stderr takes only what stdout
+  // cannot.
+  MessageEvents messages(std::cout, std::cerr.rdbuf());
+  const struct Restore {
+    std::streambuf* buffer;
+    ~Restore() { std::cerr.rdbuf(buffer); }
+  } restore{std::cerr.rdbuf(&messages)};
+  try {
+    return Running(options);
+  } catch (...) {
+    const std::exception_ptr failure = std::current_exception();
+    RunEvents(std::cout, "").Error(Failed(failure));
+    try {
+      std::rethrow_exception(failure);
+    } catch (const apps::Failure& e) {
+      return e.Code();
+    } catch (...) {
+      return apps::kExitFailure;
+    }
+  }
 }
 
 }  // namespace dam

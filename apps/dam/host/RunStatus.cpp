@@ -52,20 +52,20 @@ std::string RunStatus::LastError() {
   return lastError_;
 }
 
-std::vector<std::string> RunStatus::NewErrors() {
-  std::vector<std::string> errors = ReadNewLogLines();
+std::vector<RunError> RunStatus::NewErrors() {
+  std::vector<RunError> errors = ReadNewLogLines();
   // What the log could not take went to the host's error display instead.
   const platform::ShownError shown = components_.Shown().Last();
   if (shown.count != shownErrors_) {
     shownErrors_ = shown.count;
-    errors.push_back(platform::MaskConnectionSecrets(shown.text));
+    errors.push_back({platform::MaskConnectionSecrets(shown.text), shown.number, shown.source});
   }
-  if (!errors.empty()) lastError_ = errors.back();
+  if (!errors.empty()) lastError_ = errors.back().message;
   return errors;
 }
 
-std::vector<std::string> RunStatus::ReadNewLogLines() {
-  std::vector<std::string> errors;
+std::vector<RunError> RunStatus::ReadNewLogLines() {
+  std::vector<RunError> errors;
   if (FileSize(logPath_) <= logOffset_) return errors;
   std::ifstream log(logPath_, std::ios::binary);
   log.seekg(static_cast<std::streamoff>(logOffset_));
@@ -76,7 +76,8 @@ std::vector<std::string> RunStatus::ReadNewLogLines() {
     line.pop_back();
     const auto fields = runtime::Split(line, "\t");
     if (fields.size() >= 4 && fields[0] == configuration_.ConfigurationName()) {
-      errors.push_back(platform::MaskConnectionSecrets(fields[2] + ": " + fields[3]));
+      errors.push_back(
+          {platform::MaskConnectionSecrets(fields[2] + ": " + fields[3]), 0, "collection log"});
     }
   }
   return errors;

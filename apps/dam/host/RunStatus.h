@@ -14,6 +14,14 @@
 
 namespace dam {
 
+// An error as a run reports it: "description: detail" of a collection log line (which keeps
+// no error number: 0, source "collection log"), or what the host's error display showed.
+struct RunError {
+  std::string message;
+  int32_t number = 0;
+  std::string source;
+};
+
 class RunStatus {
  public:
   // `configuration` is the host's own reading of the driver's configuration text; what
@@ -30,14 +38,14 @@ class RunStatus {
   // "" when there was none.
   std::string LastError();
   // The errors since the last call of this or LastError, oldest first, in LastError's form.
-  std::vector<std::string> NewErrors();
+  std::vector<RunError> NewErrors();
 
   // "stopped", "running", ... for the codes of host/DriverState.h; "state N" for another.
   static std::string StateName(int32_t state);
 
  private:
   // This configuration's log lines written since the last call.
-  std::vector<std::string> ReadNewLogLines();
+  std::vector<RunError> ReadNewLogLines();
 
   platform::PlatformComponents& components_;
   const config::Configuration1& configuration_;

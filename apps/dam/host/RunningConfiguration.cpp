@@ -1,9 +1,9 @@
 #include "apps/dam/host/RunningConfiguration.h"
 
 #include <QAbstractEventDispatcher>
+#include <algorithm>
 #include <utility>
 
-#include "apps/dam/commands/CheckFindings.h"
 #include "apps/shared/Failures.h"
 #include "apps/shared/TerminalText.h"
 #include "common/TypeTables.h"
@@ -12,6 +12,11 @@
 
 namespace dam {
 namespace {
+
+bool HasErrors(const std::vector<host::CheckFinding>& findings) {
+  return std::any_of(findings.begin(), findings.end(),
+                     [](const host::CheckFinding& finding) { return finding.error; });
+}
 
 std::string HistorianStatus(const config::Configuration1& configuration) {
   const std::string& error = configuration.DataLinkError();
@@ -70,20 +75,9 @@ RunningConfiguration::Status RunningConfiguration::Look() const {
   return last_;
 }
 
-std::vector<std::string> RunningConfiguration::TakeErrors() {
+std::vector<RunError> RunningConfiguration::TakeErrors() {
   std::lock_guard lock(mutex_);
   return std::exchange(errors_, {});
-}
-
-std::vector<std::string> RunningConfiguration::Findings(const std::string& text, bool& errors) {
-  std::vector<std::string> lines;
-  errors = false;
-  for (const host::CheckFinding& finding : handle_->Check(text)) {
-    lines.push_back(
-        apps::Printable(platform::MaskConnectionSecrets(FormatFinding(file_, finding))));
-    errors = errors || finding.error;
-  }
-  return lines;
 }
 
 RunningConfiguration::Outcome RunningConfiguration::Begin(const std::string& text) {
@@ -100,9 +94,8 @@ RunningConfiguration::Outcome RunningConfiguration::Begin(const std::string& tex
       unreadable = std::current_exception();
     }
     name_ = handle_->NameFor(file_);
-    bool errors = false;
-    outcome.findings = Findings(text, errors);
-    if (errors && !settings_.force) {
+    outcome.findings = handle_->Check(text);
+    if (HasErrors(outcome.findings) && !settings_.force) {
       throw apps::Failure(apps::kExitInvalidConfiguration,
                           "the configuration " + file_ +
                               " has errors (above); fix them, or run it as it reads with --force");
@@ -150,9 +143,8 @@ RunningConfiguration::Outcome RunningConfiguration::Begin(const std::string& tex
 RunningConfiguration::Outcome RunningConfiguration::Replace(const std::string& text) {
   Outcome outcome;
   try {
-    bool errors = false;
-    outcome.findings = Findings(text, errors);
-    if (errors && !settings_.force) {
+    outcome.findings = handle_->Check(text);
+    if (HasErrors(outcome.findings) && !settings_.force) {
       throw apps::Failure(
           apps::kExitInvalidConfiguration,
           "the configuration " + file_ + " has errors (above); it runs on as it was");
@@ -198,7 +190,7 @@ void RunningConfiguration::Refresh() {
   // A look that blocks is a stuck loop to the watchdog.
   const LoopProgress::InEvent inEvent;
   Status now;
-  std::vector<std::string> errors;
+  std::vector<RunError> errors;
   // Nothing may escape into the event loop: a status that cannot be read is shown, and the
   // driver goes on collecting.
   try {
@@ -220,7 +212,7 @@ void RunningConfiguration::Refresh() {
   bool changed = !errors.empty();
   {
     std::lock_guard lock(mutex_);
-    now.lastError = errors.empty() ? last_.lastError : errors.back();
+    now.lastError = errors.empty() ? last_.lastError : errors.back().message;
     if (!now.unavailable.empty()) {
       now.saved = last_.saved;
       now.state = last_.state;

@@ -39,10 +39,10 @@ class RunningConfiguration {
   };
 
   // What a start or a reload has to say, shown by the run in this order: the check's
-  // findings ("file:line: error: text"), the historian's status ("" when it was not
+  // findings, the historian's status ("" when it was not
   // reached), and the failure that keeps the text from running (null when it runs).
   struct Outcome {
-    std::vector<std::string> findings;
+    std::vector<host::CheckFinding> findings;
     std::string historian;
     std::exception_ptr failure;
     // The text names another configuration (NAME): it is to be started anew.
@@ -88,7 +88,7 @@ class RunningConfiguration {
 
   Status Look() const;
   // The errors since the last call, oldest first.
-  std::vector<std::string> TakeErrors();
+  std::vector<RunError> TakeErrors();
 
  private:
   template <class Result>
@@ -98,7 +98,6 @@ class RunningConfiguration {
   void Halt();
   // Takes the status on the driver's thread after each round of its event loop.
   void Refresh();
-  std::vector<std::string> Findings(const std::string& text, bool& errors);
 
   const std::string file_;
   const Settings settings_;
@@ -118,7 +117,7 @@ class RunningConfiguration {
 
   mutable std::mutex mutex_;
   Status last_;
-  std::vector<std::string> errors_;
+  std::vector<RunError> errors_;
 };
 
 }  // namespace dam
