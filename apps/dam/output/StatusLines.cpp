@@ -37,7 +37,9 @@ std::string SummaryLine(const std::vector<RunningConfiguration::Status>& statuse
       ++counted->second;
     }
     saved += status.saved;
-    spooled += status.spooled;
+    // The configurations keep their subgroups in the one spool file of the data folder, and
+    // each counts all it holds.
+    spooled = std::max(spooled, status.spooled);
     lost += status.lost;
   }
   std::string line = std::to_string(statuses.size()) + " configurations:";

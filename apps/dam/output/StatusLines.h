@@ -14,7 +14,8 @@ namespace dam {
 std::string StatusLine(const RunningConfiguration::Status& status);
 
 // "3 configurations: 2 running, 1 stopped | saved 45 | spooled 2 | last error line2: ...":
-// the states counted in the order first seen, the counts summed, and `lastError` (the
+// the states counted in the order first seen, the counts summed (the spool, which they
+// share, counted once), and `lastError` (the
 // newest error of any configuration, with its name), "none" when there was none.
 std::string SummaryLine(const std::vector<RunningConfiguration::Status>& statuses,
                         const std::string& lastError);
