@@ -10,6 +10,7 @@
 #include <map>
 #include <regex>
 #include <set>
+#include <tuple>
 
 #include "platform/odbc/OdbcConnection.h"
 #include "tests/dam/DamProcesses.h"
@@ -128,6 +129,20 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
   for (const char* name : {"Line A", "Line B", "Line C"}) {
     EXPECT_GE(saved.count(name) ? saved.at(name).size() : 0, 1u) << name;
   }
+  // dam check takes the same paths; a run none of whose configurations can run fails as the
+  // first one does.
+  auto [exitCode, said] = Dam({"check", a, QString::fromStdString(work_.File("plant.d"))});
+  EXPECT_EQ(exitCode, 3) << said;
+  EXPECT_NE(said.find("plant.d/bad.cfg:3: error: SUBGROUPUNIT 9"), std::string::npos) << said;
+  const QString off = WriteFile("off.cfg", "NAME=Off\nACTIVE=0\n");
+  std::tie(exitCode, said) =
+      Dam({"run", QString::fromStdString(work_.File("plant.d/bad.cfg")), off});
+  EXPECT_EQ(exitCode, 3) << said;
+  EXPECT_NE(said.find("off.cfg: the configuration " + off.toStdString() +
+                      " is inactive (ACTIVE=0): there is nothing to collect; it does not run"),
+            std::string::npos)
+      << said;
+
   // A collection that starts a grid point late logs so, with its line's name.
   const std::string log = Log();
   for (const std::string& line : Lines(log)) {

@@ -299,7 +299,7 @@ class Run {
 
   // Starts each (file, text) on a thread of its own, all at once, and waits until each runs
   // or failed: what each says is shown in turn, and the failures of several. Gives the
-  // last failure.
+  // first failure.
   std::exception_ptr Begin(const std::vector<std::pair<std::string, std::string>>& texts) {
     std::vector<std::unique_ptr<RunningConfiguration>> starting;
     std::vector<std::future<RunningConfiguration::Outcome>> outcomes;
@@ -316,8 +316,8 @@ class Run {
       const RunningConfiguration::Outcome outcome = outcomes[i].get();
       Report(*starting[i], outcome);
       if (outcome.failure) {
-        failure = outcome.failure;
-        if (several_) Skipped(starting[i]->File(), failure, "; it does not run");
+        if (!failure) failure = outcome.failure;
+        if (several_) Skipped(starting[i]->File(), outcome.failure, "; it does not run");
       } else {
         Started(std::move(starting[i]));
       }
