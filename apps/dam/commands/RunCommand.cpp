@@ -246,6 +246,8 @@ class Run {
     }
     for (std::future<void>& stopped : stopping) stopped.wait();
     stop_.Stopped();
+    // The status line on a terminal ends here.
+    if (terminal_ && !options_.ndjson) std::cout << '\n';
     int64_t saved = 0;
     for (const std::unique_ptr<Shown>& shown : running_) {
       const RunningConfiguration::Status status = shown->configuration->Look();
@@ -258,7 +260,6 @@ class Run {
       }
       saved += status.saved;
     }
-    if (terminal_ && !options_.ndjson) std::cout << '\n';
     if (options_.ndjson) {
       runEvents_.Stopped(saved);
       // An output that was closed takes no event: stderr, as --ndjson has it, says it then.
@@ -358,7 +359,9 @@ class Run {
     if (options_.ndjson) {
       RunEvents(std::cout, name).Note(kind, what);
     } else {
-      std::cout << (shown ? name + ": " : "") << what << std::endl;
+      // A line of its own, where a terminal shows the summary line.
+      std::cout << (terminal_ ? "\r\033[K" : "") << (shown ? name + ": " : "") << what << std::endl;
+      shownSummary_.clear();
     }
   }
 
