@@ -12,6 +12,7 @@
 #include <functional>
 #include <future>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -99,29 +100,29 @@ class Run {
         runEvents_(std::cout, ""),
         terminal_(isatty(STDOUT_FILENO) != 0) {}
 
-  // Starts every configuration the paths name. A run of one configuration fails as that
-  // configuration does; a run of several starts those that can, reports the others, and
-  // fails only when none can run, as the first one did.
+  // Starts every configuration the paths name. A run of one configuration waits for it and
+  // fails as it does. A run of several goes on while its configurations start, each on its
+  // own thread, so that one whose historian does not answer holds up no other; it reports
+  // those that cannot run, and ends, failing as the first one did, only when none can.
   void Start() {
     const std::vector<std::string> files = ConfigurationFiles(options_.configs);
+    order_ = files;
     several_ = files.size() > 1;
     if (!several_) {
-      const std::string text = ReadConfigurationFile(files[0], false);
-      if (std::exception_ptr failure = Begin({{files[0], text}})) std::rethrow_exception(failure);
+      Begin({{files[0], ReadConfigurationFile(files[0], false)}});
+      if (std::exception_ptr failure = Collect(true)) std::rethrow_exception(failure);
       return;
     }
     std::vector<std::pair<std::string, std::string>> texts;
-    std::exception_ptr first;
     for (const std::string& file : files) {
       try {
         texts.emplace_back(file, ReadConfigurationFile(file, false));
       } catch (...) {
         Skipped(file, std::current_exception(), "; it does not run");
-        if (!first) first = std::current_exception();
+        failures_.emplace(file, std::current_exception());
       }
     }
-    const std::exception_ptr failure = Begin(texts);
-    if (running_.empty()) std::rethrow_exception(first ? first : failure);
+    Begin(texts);
   }
 
   // Rereads the paths: a configuration whose file went is stopped, a new one started, one
@@ -139,6 +140,7 @@ class Run {
       return;
     }
     several_ = several_ || files.size() > 1;
+    order_ = files;
     const std::set<std::string> wanted(files.begin(), files.end());
     std::erase_if(running_, [&](const std::unique_ptr<Shown>& shown) {
       if (wanted.contains(shown->configuration->File())) return false;
@@ -158,10 +160,12 @@ class Run {
                 shown ? "; it runs on as it was" : "; it does not run");
         continue;
       }
-      if (!shown) {
+      // One still starting is taken as it was begun.
+      if (!shown && !StillStarting(file)) {
         added.emplace_back(file, text);
         continue;
       }
+      if (!shown) continue;
       if (shown->configuration->Text() == text) continue;
       const RunningConfiguration::Outcome outcome = shown->configuration->Reload(text).get();
       Report(*shown->configuration, outcome);
@@ -172,12 +176,8 @@ class Run {
       added.emplace_back(file, text);
     }
     Begin(added);
-    // The run shows its configurations in the order of the paths.
-    std::sort(running_.begin(), running_.end(), [&](const auto& a, const auto& b) {
-      return std::find(files.begin(), files.end(), a->configuration->File()) <
-             std::find(files.begin(), files.end(), b->configuration->File());
-    });
-    if (running_.empty()) Say(nullptr, "message", "no configuration runs");
+    InOrder();
+    if (running_.empty() && starting_.empty()) Say(nullptr, "message", "no configuration runs");
     service_.Ready();
     Look();
   }
@@ -195,8 +195,20 @@ class Run {
     lookPending_ = false;
     // A look that blocks (an output nobody reads) is a stuck loop to the watchdog.
     const LoopProgress::InEvent inEvent;
+    Collect(false);
+    if (!started_ && starting_.empty()) {
+      started_ = true;
+      if (running_.empty()) {
+        // The first in the order of the paths.
+        for (const std::string& file : order_) {
+          if (failures_.contains(file) && !noneRuns_) noneRuns_ = failures_.at(file);
+        }
+        QCoreApplication::quit();
+        return;
+      }
+    }
     const bool several = several_ || running_.size() > 1;
-    bool allSaved = options_.subgroups > 0;
+    bool allSaved = options_.subgroups > 0 && starting_.empty();
     std::vector<RunningConfiguration::Status> statuses;
     for (const std::unique_ptr<Shown>& shown : running_) {
       RunningConfiguration& configuration = *shown->configuration;
@@ -238,14 +250,22 @@ class Run {
     if (stop_.Requested() || outputClosed_ || allSaved) QCoreApplication::quit();
   }
 
-  // Stops every driver, all at once, and says what they saved.
+  // Stops every driver, all at once, and says what they saved. A start still waiting on its
+  // historian is cancelled.
   int Finish() {
+    for (Starting& start : starting_) {
+      while (start.outcome.wait_for(std::chrono::milliseconds(500)) != std::future_status::ready) {
+        platform::CancelRunningStatements();
+      }
+    }
+    Collect(true);
     std::vector<std::future<void>> stopping;
     for (const std::unique_ptr<Shown>& shown : running_) {
       stopping.push_back(shown->configuration->Stop());
     }
     for (std::future<void>& stopped : stopping) stopped.wait();
     stop_.Stopped();
+    if (noneRuns_) std::rethrow_exception(noneRuns_);
     // The status line on a terminal ends here.
     if (terminal_ && !options_.ndjson) std::cout << '\n';
     int64_t saved = 0;
@@ -272,6 +292,11 @@ class Run {
   }
 
  private:
+  struct Starting {
+    std::unique_ptr<RunningConfiguration> configuration;
+    std::future<RunningConfiguration::Outcome> outcome;
+  };
+
   struct Shown {
     std::unique_ptr<RunningConfiguration> configuration;
     std::optional<RunEvents> events;
@@ -298,32 +323,55 @@ class Run {
     return nullptr;
   }
 
-  // Starts each (file, text) on a thread of its own, all at once, and waits until each runs
-  // or failed: what each says is shown in turn, and the failures of several. Gives the
-  // first failure.
-  std::exception_ptr Begin(const std::vector<std::pair<std::string, std::string>>& texts) {
-    std::vector<std::unique_ptr<RunningConfiguration>> starting;
-    std::vector<std::future<RunningConfiguration::Outcome>> outcomes;
+  // Starts each (file, text) on a thread of its own, all at once.
+  void Begin(const std::vector<std::pair<std::string, std::string>>& texts) {
     for (const auto& [file, text] : texts) {
-      starting.push_back(std::make_unique<RunningConfiguration>(
+      auto configuration = std::make_unique<RunningConfiguration>(
           file,
           RunningConfiguration::Settings{options_.spc, options_.driverClass, options_.force,
                                          options_.activity},
-          service_, [this] { LookSoon(); }));
-      outcomes.push_back(starting.back()->Start(text));
+          service_, [this] { LookSoon(); });
+      std::future<RunningConfiguration::Outcome> outcome = configuration->Start(text);
+      starting_.push_back({std::move(configuration), std::move(outcome)});
     }
+  }
+
+  // Takes the starts that are done, or with `wait` all of them: what each says is shown,
+  // and the failures of several. Gives the first failure among them.
+  std::exception_ptr Collect(bool wait) {
     std::exception_ptr failure;
-    for (size_t i = 0; i < starting.size(); ++i) {
-      const RunningConfiguration::Outcome outcome = outcomes[i].get();
-      Report(*starting[i], outcome);
+    for (auto start = starting_.begin(); start != starting_.end();) {
+      if (!wait && start->outcome.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+        ++start;
+        continue;
+      }
+      const RunningConfiguration::Outcome outcome = start->outcome.get();
+      Report(*start->configuration, outcome);
       if (outcome.failure) {
         if (!failure) failure = outcome.failure;
-        if (several_) Skipped(starting[i]->File(), outcome.failure, "; it does not run");
-      } else {
-        Started(std::move(starting[i]));
+        if (!started_) failures_.emplace(start->configuration->File(), outcome.failure);
+        if (several_) Skipped(start->configuration->File(), outcome.failure, "; it does not run");
+      } else if (std::find(order_.begin(), order_.end(), start->configuration->File()) !=
+                 order_.end()) {
+        Started(std::move(start->configuration));
       }
+      start = starting_.erase(start);
     }
+    InOrder();
     return failure;
+  }
+
+  bool StillStarting(const std::string& file) const {
+    return std::any_of(starting_.begin(), starting_.end(),
+                       [&](const Starting& start) { return start.configuration->File() == file; });
+  }
+
+  // The configurations in the order of the paths.
+  void InOrder() {
+    std::stable_sort(running_.begin(), running_.end(), [&](const auto& a, const auto& b) {
+      return std::find(order_.begin(), order_.end(), a->configuration->File()) <
+             std::find(order_.begin(), order_.end(), b->configuration->File());
+    });
   }
 
   void Started(std::unique_ptr<RunningConfiguration> configuration) {
@@ -390,6 +438,14 @@ class Run {
   bool outputClosed_ = false;
   // Named more than one configuration: every line names its configuration.
   bool several_ = false;
+  // The configuration files, in the order the paths give them.
+  std::vector<std::string> order_;
+  std::vector<Starting> starting_;
+  // Why each configuration of the first start could not run, and, once each has started or
+  // failed, the first one's failure when none runs.
+  std::map<std::string, std::exception_ptr> failures_;
+  std::exception_ptr noneRuns_;
+  bool started_ = false;
 };
 
 int Running(const RunOptions& options) {

@@ -49,11 +49,18 @@ template <class Result>
 std::future<Result> RunningConfiguration::OnDriverThread(std::function<Result()> step) {
   auto task = std::make_shared<std::packaged_task<Result()>>(std::move(step));
   std::future<Result> done = task->get_future();
+  // Each step is news to the run once its future is ready: a start that failed, too.
   if (context_->thread() == QThread::currentThread()) {
     (*task)();
+    changed_();
   } else {
     QMetaObject::invokeMethod(
-        context_.get(), [task] { (*task)(); }, Qt::QueuedConnection);
+        context_.get(),
+        [this, task] {
+          (*task)();
+          changed_();
+        },
+        Qt::QueuedConnection);
   }
   return done;
 }
