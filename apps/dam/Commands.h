@@ -13,7 +13,8 @@ namespace dam {
 inline constexpr char kDefaultDriverClass[] = "oxaGEPDAD6.Version1";
 
 struct RunOptions {
-  std::string config;
+  // Configuration files, and folders of them.
+  std::vector<std::string> configs;
   std::string spc;
   std::string driverClass = kDefaultDriverClass;
   std::optional<std::chrono::milliseconds> runFor;

@@ -1,22 +1,20 @@
 #include "platform/components/ConsoleError.h"
 
 #include <iostream>
-#include <mutex>
 
 #include "platform/components/HostWindows.h"
 #include "platform/components/LineFields.h"
 
 namespace platform {
-namespace {
 
-std::mutex shownMutex;
-ShownError shown;
+ShownError ShownErrors::Last() const {
+  std::lock_guard lock(mutex_);
+  return last_;
+}
 
-}  // namespace
-
-ShownError LastShownError() {
-  std::lock_guard lock(shownMutex);
-  return shown;
+void ShownErrors::Add(const std::string& text, int32_t number, const std::string& source) {
+  std::lock_guard lock(mutex_);
+  last_ = {last_.count + 1, text, number, source};
 }
 
 void ConsoleError::Show(const std::string& module, const std::string& source,
@@ -28,11 +26,7 @@ void ConsoleError::Show(const std::string& module, const std::string& source,
     const LineNote note({.errorNumber = number, .priority = kLineError});
     std::cerr << module << ": " << text << std::endl;
   }
-  {
-    std::lock_guard lock(shownMutex);
-    ++shown.count;
-    shown.text = description;
-  }
+  shown_->Add(description, number, source);
   if (HostWindows* windows = InstalledHostWindows()) windows->ShowError(module, text);
 }
 

@@ -89,7 +89,7 @@ std::unique_ptr<host::HostTimer> PlatformComponents::CreateTimer() {
 }
 
 std::unique_ptr<host::HostError> PlatformComponents::CreateError() {
-  return std::make_unique<ConsoleError>();
+  return std::make_unique<ConsoleError>(shownErrors_);
 }
 
 std::unique_ptr<host::SettingsFile> PlatformComponents::OpenSettingsFile(const std::string& path) {

@@ -56,6 +56,11 @@ void MetricsBoard::Publish(const std::string& configuration, const Configuration
   configurations_[configuration] = metrics;
 }
 
+void MetricsBoard::Remove(const std::string& configuration) {
+  std::lock_guard lock(mutex_);
+  configurations_.erase(configuration);
+}
+
 void MetricsBoard::PublishSpool(int64_t depth) {
   std::lock_guard lock(mutex_);
   spooled_ = depth;

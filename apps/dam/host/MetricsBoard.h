@@ -37,6 +37,8 @@ struct Health {
 class MetricsBoard {
  public:
   void Publish(const std::string& configuration, const ConfigurationMetrics& metrics);
+  // A configuration that no longer runs in this process.
+  void Remove(const std::string& configuration);
   // Subgroups waiting in the spool; the spool is the process's, not a configuration's.
   void PublishSpool(int64_t depth);
 
