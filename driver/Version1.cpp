@@ -1,6 +1,7 @@
 #include "driver/Version1.h"
 
 #include "common/ErrorDisplay.h"
+#include "driver/ModuleFile.h"
 #include "driver/ObjectCount.h"
 #include "driver/VersionInfo.h"
 #include "host/SessionNumber.h"
@@ -8,7 +9,8 @@
 #include "runtime/Variant.h"
 
 namespace driver {
-Version1::Version1(host::Components& components) : components_(components) {
+Version1::Version1(host::Components& components, WindowsSource windows)
+    : components_(components), windows_(std::move(windows)) {
   ObjectCount::Created();
 }
 
@@ -38,7 +40,7 @@ host::Bool16 Version1::Initialize(std::shared_ptr<host::DriverParent> parent,
 
 // Without an error handler of its own: a failure reaches the host.
 void Version1::ShowAbout() {
-  ui::ShowAboutBox(kProductName, kProductVersion);
+  windows_().ShowAboutBox(kProductName, kProductVersion, ModuleFilePath());
 }
 
 host::Bool16 Version1::ShowSetup(host::Bool16 modal) {
@@ -54,7 +56,7 @@ host::Bool16 Version1::ShowSetup(host::Bool16 modal) {
     }
     ChangeState(host::kDriverConfiguring);
     // Held here as well: an Unload while the dialog is shown modally releases only moSetup.
-    const auto setup = std::make_shared<ui::SetupWindow>(components_);
+    const std::shared_ptr<ui::SetupWindow> setup = windows_().CreateSetupWindow(components_);
     setupUpdate_ = setup->SetupUpdate().Subscribe(
         [this](config::Configuration1& edited, bool&) { moSetup_SetupUpdate(edited); });
     setupAborted_ = setup->SetupAborted().Subscribe([this] { moSetup_SetupAborted(); });
@@ -77,7 +79,7 @@ host::Bool16 Version1::ShowActivity() {
     // The engine is handed over only here: a window opened before the first start never
     // gets one.
     if (!activityWindow_) {
-      auto window = std::make_unique<ui::ActivityWindow>(components_);
+      auto window = windows_().CreateActivityWindow(components_);
       window->SetConfiguration(configuration_);
       window->SetEngine(moEngine_.get());
       activityWindow_ = std::move(window);

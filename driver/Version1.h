@@ -7,6 +7,7 @@
 #include <string>
 
 #include "config/Configuration1.h"
+#include "driver/WindowsLibrary.h"
 #include "engine/Engine1.h"
 #include "host/Components.h"
 #include "host/DriverState.h"
@@ -17,7 +18,8 @@ namespace driver {
 
 class Version1 : public host::IDriver, public std::enable_shared_from_this<Version1> {
  public:
-  explicit Version1(host::Components& components);
+  // `windows` is asked for the windows when the first one is shown.
+  Version1(host::Components& components, WindowsSource windows);
   ~Version1() override;
 
   std::shared_ptr<host::DriverParent> Parent() override { return parent_; }
@@ -56,6 +58,7 @@ class Version1 : public host::IDriver, public std::enable_shared_from_this<Versi
   engine::Engine1& Engine() const;
 
   host::Components& components_;
+  WindowsSource windows_;
   std::shared_ptr<host::DriverParent> parent_;
   std::shared_ptr<host::HostNotify> hostNotify_;
   std::shared_ptr<config::Configuration1> configuration_;

@@ -1,6 +1,8 @@
-// What the driver object needs of the windows, free of Qt so that the driver stays so:
-// its activity window, its configuration dialog and its about box. Both need a session with windows
-// (a QApplication); without one they raise error 5 saying so.
+// What the driver object needs of its windows, free of Qt so that the driver stays so: its
+// activity window, its configuration dialog and its about box. They live in a library of
+// their own beside the module (driver/WindowsLibrary.h), so that a host without windows
+// runs the driver without Qt Widgets or a display's libraries. Every window needs a session
+// with windows (a QApplication); without one it raises error 5 saying so.
 #pragma once
 
 #include <memory>
@@ -13,63 +15,49 @@
 
 namespace ui {
 
-class frmActivity;
-class frmConfigure;
-
-// Owns one activity window.
+// One activity window.
 class ActivityWindow {
  public:
-  // `components` outlives the window.
-  explicit ActivityWindow(host::Components& components);
-  ~ActivityWindow();
-  ActivityWindow(const ActivityWindow&) = delete;
-  ActivityWindow& operator=(const ActivityWindow&) = delete;
-
-  void SetConfiguration(std::shared_ptr<config::Configuration1> configuration);
+  virtual ~ActivityWindow() = default;
+  virtual void SetConfiguration(std::shared_ptr<config::Configuration1> configuration) = 0;
   // `engine` outlives this object, or is nullptr.
-  void SetEngine(engine::Engine1* engine);
+  virtual void SetEngine(engine::Engine1* engine) = 0;
   // Modeless, without an owner.
-  void Show();
-  bool IsLoaded() const;
-  void Unload();
-
- private:
-  std::unique_ptr<frmActivity> form_;
+  virtual void Show() = 0;
+  virtual bool IsLoaded() const = 0;
+  virtual void Unload() = 0;
 };
 
-// Owns one configuration dialog, which edits a configuration of its own.
+// One configuration dialog, which edits a configuration of its own.
 class SetupWindow {
  public:
-  // `components` outlives the window.
-  explicit SetupWindow(host::Components& components);
-  ~SetupWindow();
-  SetupWindow(const SetupWindow&) = delete;
-  SetupWindow& operator=(const SetupWindow&) = delete;
-
-  config::Configuration1& Configuration() const;
+  virtual ~SetupWindow() = default;
+  virtual config::Configuration1& Configuration() const = 0;
   // Raised by OK with the edited configuration; a handler that sets the flag keeps the
   // dialog open.
-  runtime::Event<config::Configuration1&, bool&>& SetupUpdate();
+  virtual runtime::Event<config::Configuration1&, bool&>& SetupUpdate() = 0;
   // Raised by Cancel, Escape and the close box.
-  runtime::Event<>& SetupAborted();
+  virtual runtime::Event<>& SetupAborted() = 0;
   // Returns when the dialog closes: true when it closed by OK.
-  bool ShowModal();
+  virtual bool ShowModal() = 0;
   // Without an owner.
-  void ShowModeless();
-  void BringToFront();
-  bool IsLoaded() const;
+  virtual void ShowModeless() = 0;
+  virtual void BringToFront() = 0;
+  virtual bool IsLoaded() const = 0;
   // Closes it as the close box does: the dialog may refuse.
-  void Unload();
-
- private:
-  std::unique_ptr<frmConfigure> form_;
+  virtual void Unload() = 0;
 };
 
-// The about box with the product name, its version and the module's file, owned by the
-// host's main window when it has one; returns when the user closes it.
-void ShowAboutBox(const std::string& productName, const std::string& version);
-
-// The file the code of this library was loaded from: the driver module in a host.
-std::string ModuleFilePath();
+class Windows {
+ public:
+  virtual ~Windows() = default;
+  // `components` outlives the window.
+  virtual std::unique_ptr<ActivityWindow> CreateActivityWindow(host::Components& components) = 0;
+  virtual std::unique_ptr<SetupWindow> CreateSetupWindow(host::Components& components) = 0;
+  // The about box with the product name, its version and the module's file, owned by the
+  // host's main window when it has one; returns when the user closes it.
+  virtual void ShowAboutBox(const std::string& productName, const std::string& version,
+                            const std::string& moduleFile) = 0;
+};
 
 }  // namespace ui

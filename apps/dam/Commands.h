@@ -13,7 +13,8 @@ namespace dam {
 inline constexpr char kDefaultDriverClass[] = "oxaGEPDAD6.Version1";
 
 struct RunOptions {
-  std::string config;
+  // Configuration files, and folders of them.
+  std::vector<std::string> configs;
   std::string spc;
   std::string driverClass = kDefaultDriverClass;
   std::optional<std::chrono::milliseconds> runFor;
@@ -23,6 +24,8 @@ struct RunOptions {
   bool force = false;
   // Status changes and collection errors as JSON lines instead of the status line.
   bool ndjson = false;
+  // Run rules each saved subgroup is checked by ("1,2,3,4"); "[Run] Rules" when empty.
+  std::string rules;
 };
 
 struct CheckOptions {
@@ -85,10 +88,6 @@ int CheckCommand(const CheckOptions& options);
 int ConfigShowCommand(const ConfigShowOptions& options);
 int SubgroupsCommand(const SubgroupsOptions& options);
 int ChartCommand(const ChartOptions& options);
-int GuiCommand(const GuiOptions& options);
-int SelectTagCommand(const SelectTagOptions& options);
 int SpoolCommand(const SpoolOptions& options);
-// Opens the configuration dialog on one file and writes it back on OK (0); Cancel is 1.
-int SetupCommand(const SetupOptions& options);
 
 }  // namespace dam

@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include "apps/dam/Commands.h"
+#include "apps/dam/WindowsSide.h"
 #include "apps/shared/CommandLine.h"
 #include "apps/shared/Failures.h"
 #include "host/DriverRegistry.h"
@@ -34,7 +35,7 @@ const char kFooter[] =
     "    4  a database (SPC database or historian) cannot be reached\n"
     "    5  the configuration is inactive (ACTIVE=0)\n"
     "    6  a file given cannot be read: missing, no permission, no regular file, over 16 MB\n"
-    "  129  run: stopped by SIGHUP, the driver first\n"
+    "    7  the command shows windows or draws a picture, and the package dam-gui is missing\n"
     "  141  run: stopped because its output was closed, the driver first\n";
 
 const apps::OptionSpec kSpc{"spc", "CONNECTION",
@@ -84,27 +85,36 @@ const std::vector<Command>& Commands() {
         "dam drivers"},
        [](const ParsedArguments&) { return DriversCommand(); }},
       {{"dam run",
-        "CONFIG [--spc CONNECTION] [--for DURATION] [--subgroups N] [--driver CLASS] "
-        "[--activity] [--force] [--ndjson]",
-        "Runs the driver on the configuration file CONFIG: collects from the historian on the "
-        "configuration's schedule and saves subgroups into the SPC database until Ctrl-C, "
-        "SIGTERM, SIGHUP, a closed output, --for or --subgroups ends it; each stops the driver "
-        "first. SIGUSR1 and SIGUSR2 are ignored. The configuration is checked first (see dam "
-        "check); one with errors is not run unless --force is given.",
-        {{"CONFIG", "a configuration text file"}},
+        "PATH... [--spc CONNECTION] [--for DURATION] [--subgroups N] [--driver CLASS] "
+        "[--activity] [--force] [--ndjson] [--rules 1,2,3,4]",
+        "Runs the driver on each configuration file PATH names, one driver instance each: "
+        "collects from the historian on each configuration's schedule and saves subgroups into "
+        "the SPC database until Ctrl-C, SIGTERM, a closed output, --for or --subgroups ends it; "
+        "each stops the drivers first. SIGHUP rereads the paths: a configuration whose file went "
+        "stops, a new one starts, a changed one is loaded again, the others run on untouched. "
+        "SIGUSR1 and SIGUSR2 are ignored. Each configuration is checked first (see dam check); "
+        "one with errors is not run unless --force is given. Of several, one that cannot run is "
+        "reported and the others run; the run fails only when none can. With --rules (or [Run] "
+        "Rules in dam.ini), each saved subgroup's characteristics are judged on the chart of "
+        "their latest 25 subgroups (see dam chart), and every point that breaks a rule is "
+        "reported as out of control.",
+        {{"PATH...",
+          "configuration text files, or folders standing for every *.cfg in them; a path that "
+          "names nothing stands for PATH.cfg, else the folder PATH.d"}},
         1,
-        1,
+        1'000'000,
         {kSpc,
          {"for", "DURATION", "stop after this long"},
-         {"subgroups", "N", "stop after saving N subgroups"},
+         {"subgroups", "N", "stop once each configuration saved N subgroups"},
          kDriver,
-         {"activity", "", "show the driver's activity window (needs a display)"},
+         {"activity", "", "show the drivers' activity windows (needs a display and dam-gui)"},
          {"force", "", "run a configuration even when dam check finds errors in it"},
-         {"ndjson", "", "print status changes and collection errors as JSON lines"}},
-        "dam run line3.cfg --for 8h --subgroups 1000"},
+         {"ndjson", "", "print everything as JSON lines on stdout"},
+         {"rules", "1,2,3,4", "report saved subgroups that break these Nelson rules (1 to 8)"}},
+        "dam run line3.cfg line4.cfg /etc/dam/plant.d --for 8h --subgroups 1000"},
        [](const ParsedArguments& p) {
          RunOptions options;
-         options.config = First(p);
+         options.configs = p.Positional();
          options.spc = p.Value("spc");
          options.driverClass = p.Value("driver", kDefaultDriverClass);
          options.runFor = p.Duration("for");
@@ -112,10 +122,12 @@ const std::vector<Command>& Commands() {
          options.activity = p.Has("activity");
          options.force = p.Has("force");
          options.ndjson = p.Has("ndjson");
+         if (options.activity) RequireWindows("--activity");
+         options.rules = p.Value("rules");
          return RunCommand(options);
        }},
       {{"dam check",
-        "CONFIG... [--driver CLASS]",
+        "PATH... [--driver CLASS]",
         "Reads each configuration file as the driver does and reports what it would ignore or "
         "misread, one line each: FILE:LINE: error|warning: text. Errors: values that are no "
         "numbers where numbers are read, unit codes outside 0-3, descriptor types outside 1-9, "
@@ -124,7 +136,9 @@ const std::vector<Command>& Commands() {
         "keys, a historian that cannot be reached now, tags the historian does not have. Exit "
         "status 0 when clean, 1 with warnings only, 3 with errors, 6 when a file cannot be "
         "read.",
-        {{"CONFIG...", "one or more configuration text files"}},
+        {{"PATH...",
+          "configuration text files, or folders standing for every *.cfg in them (as dam run "
+          "takes them)"}},
         1,
         1'000'000,
         {kDriver},
@@ -142,8 +156,8 @@ const std::vector<Command>& Commands() {
         {kSpc, kDriver},
         "dam gui line3.cfg line4.cfg"},
        [](const ParsedArguments& p) {
-         return GuiCommand(
-             {p.Positional(), p.Value("spc"), p.Value("driver", kDefaultDriverClass)});
+         return RequireWindows("the main window")
+             .Gui({p.Positional(), p.Value("spc"), p.Value("driver", kDefaultDriverClass)});
        }},
       {{"dam setup",
         "CONFIG [--spc CONNECTION] [--driver CLASS]",
@@ -156,7 +170,8 @@ const std::vector<Command>& Commands() {
         {kSpc, kDriver},
         "dam setup line3.cfg"},
        [](const ParsedArguments& p) {
-         return SetupCommand({First(p), p.Value("spc"), p.Value("driver", kDefaultDriverClass)});
+         return RequireWindows("the configuration dialog")
+             .Setup({First(p), p.Value("spc"), p.Value("driver", kDefaultDriverClass)});
        }},
       {{"dam select-tag",
         "CONFIG [--value TEXT]",
@@ -168,7 +183,7 @@ const std::vector<Command>& Commands() {
         {{"value", "TEXT", "the expression to start from"}},
         "dam select-tag line3.cfg --value '%TAG(Value, LINE1.TEMP)'"},
        [](const ParsedArguments& p) {
-         return SelectTagCommand({First(p), p.Value("value")});
+         return RequireWindows("the tag browser").SelectTag({First(p), p.Value("value")});
        }},
       {{"dam config show",
         "[--raw] [--json] [--show-secrets] CONFIG",
@@ -241,7 +256,7 @@ const std::vector<Command>& Commands() {
          {"to", "TIME", "the subgroups up to this time"},
          {"rules", "1,2,3,4", "the Nelson rules to judge (1 to 8; default 1,2,3,4)"},
          {"json", "", "print one JSON document"},
-         {"out", "FILE", "also draw the chart into FILE (.png or .svg)"}},
+         {"out", "FILE", "also draw the chart into FILE (.png or .svg; needs dam-gui)"}},
         "dam chart --test Fill/Weight --last 50 --out weight.png"},
        [](const ParsedArguments& p) {
          return ChartCommand({p.Value("test"), p.Value("spc"), p.Count("last", 1, 1'000'000),
@@ -339,7 +354,8 @@ int Help(std::vector<std::string> topic) {
 
 }  // namespace
 
-int Main(const std::vector<std::string>& args) {
+int Main(const std::vector<std::string>& args, WindowsSide* windows) {
+  SetProgramWindows(args, windows);
   const auto command = std::find_if(args.begin(), args.end(),
                                     [](const std::string& arg) { return !arg.starts_with('-'); });
   std::string invocation = "dam";

@@ -7,7 +7,10 @@
 
 namespace dam {
 
-// Runs dam with the arguments after the program name and returns its exit status.
-int Main(const std::vector<std::string>& args);
+class WindowsSide;
+
+// Runs dam with the arguments after the program name and returns its exit status. `windows`
+// are the program's (dam-gui), or nullptr (dam: see WindowsSide.h).
+int Main(const std::vector<std::string>& args, WindowsSide* windows);
 
 }  // namespace dam

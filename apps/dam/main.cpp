@@ -4,7 +4,7 @@
 #include "platform/odbc/OdbcPool.h"
 
 int main(int argc, char** argv) {
-  const int status = dam::Main(std::vector<std::string>(argv + 1, argv + argc));
+  const int status = dam::Main(std::vector<std::string>(argv + 1, argv + argc), nullptr);
   // While every library is still whole: a driver called from a static destructor may crash.
   platform::OdbcPool::Instance().Close();
   return status;

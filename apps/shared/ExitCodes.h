@@ -16,10 +16,11 @@ enum ExitCode : int {
   // A file named on the command line is not there, cannot be read, is no regular file or is
   // larger than a configuration can be.
   kExitNoFile = 6,
-  // A run stopped by SIGHUP, or because its output was closed: 128 plus the signal, as a
-  // shell reports a program the signal ended, and a failure to service managers, so that
-  // they start it again.
-  kExitHangUp = 129,
+  // The command shows windows or draws pictures, and the package that does (dam-gui) is not
+  // installed.
+  kExitNoWindows = 7,
+  // A run stopped because its output was closed: 128 plus SIGPIPE, as a shell reports a
+  // program the signal ended, and a failure to service managers, so that they start it again.
   kExitOutputClosed = 141,
 };
 

@@ -1,15 +1,14 @@
 // The module's exports: the four of a component server, and the check of configuration
 // texts by this module's own reader. The class factory creates Version1; registration writes
 // the module's own path into the host's driver registry.
-#include <dlfcn.h>
-
 #include <cstring>
-#include <filesystem>
 #include <iostream>
 
 #include "config/ConfigurationCheck.h"
+#include "driver/ModuleFile.h"
 #include "driver/ObjectCount.h"
 #include "driver/Version1.h"
+#include "driver/WindowsLibrary.h"
 #include "host/ClassFactory.h"
 #include "host/DriverRegistry.h"
 
@@ -20,21 +19,9 @@ constexpr char kClassName[] = "oxaGEPDAD6.Version1";
 class Version1Factory : public host::ClassFactory {
  public:
   std::shared_ptr<host::IDriver> CreateInstance(host::Components& components) override {
-    return std::make_shared<driver::Version1>(components);
+    return std::make_shared<driver::Version1>(components, driver::LoadWindowsLibrary);
   }
 };
-
-// Canonical, so that the registry names the file itself whatever path, link or working
-// folder it was loaded through.
-std::string ModulePath() {
-  Dl_info info{};
-  if (dladdr(reinterpret_cast<void*>(&ModulePath), &info) == 0 || info.dli_fname == nullptr) {
-    return "";
-  }
-  std::error_code error;
-  std::filesystem::path path = std::filesystem::canonical(info.dli_fname, error);
-  return error ? info.dli_fname : path.string();
-}
 
 // Registration reports failures as a non-zero result, with the reason on stderr.
 int Registering(const char* action, auto&& body) {
@@ -57,7 +44,9 @@ host::ClassFactory* DllGetClassObject(const char* className) {
 }
 
 int DllRegisterServer() {
-  return Registering("registration", [] { host::RegisterDriver({kClassName, ModulePath()}); });
+  return Registering("registration", [] {
+    host::RegisterDriver({kClassName, driver::ModuleFilePath()});
+  });
 }
 
 int DllUnregisterServer() {

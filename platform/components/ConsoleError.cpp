@@ -1,25 +1,20 @@
 #include "platform/components/ConsoleError.h"
 
-#include <QApplication>
-#include <QMessageBox>
 #include <iostream>
-#include <mutex>
+
+#include "platform/components/HostWindows.h"
+#include "platform/components/LineFields.h"
 
 namespace platform {
-namespace {
 
-std::mutex shownMutex;
-ShownError shown;
-
-}  // namespace
-
-ShownError LastShownError() {
-  std::lock_guard lock(shownMutex);
-  return shown;
+ShownError ShownErrors::Last() const {
+  std::lock_guard lock(mutex_);
+  return last_;
 }
 
-bool WindowsAreUp() {
-  return qobject_cast<QApplication*>(QCoreApplication::instance()) != nullptr;
+void ShownErrors::Add(const std::string& text, int32_t number, const std::string& source) {
+  std::lock_guard lock(mutex_);
+  last_ = {last_.count + 1, text, number, source};
 }
 
 void ConsoleError::Show(const std::string& module, const std::string& source,
@@ -27,15 +22,12 @@ void ConsoleError::Show(const std::string& module, const std::string& source,
                         const std::string& location) {
   const std::string text = "Error " + std::to_string(number) + ": " + description +
                            "\nSource: " + source + "\nLocation: " + location;
-  std::cerr << module << ": " << text << std::endl;
   {
-    std::lock_guard lock(shownMutex);
-    ++shown.count;
-    shown.text = description;
+    const LineNote note({.errorNumber = number, .priority = kLineError});
+    std::cerr << module << ": " << text << std::endl;
   }
-  if (WindowsAreUp()) {
-    QMessageBox::critical(nullptr, QString::fromStdString(module), QString::fromStdString(text));
-  }
+  shown_->Add(description, number, source);
+  if (HostWindows* windows = InstalledHostWindows()) windows->ShowError(module, text);
 }
 
 }  // namespace platform

@@ -2,8 +2,7 @@
 
 #include <unistd.h>
 
-#include <QApplication>
-#include <QMessageBox>
+#include <QCoreApplication>
 #include <algorithm>
 #include <charconv>
 #include <climits>
@@ -11,18 +10,17 @@
 
 #include "common/Module.h"
 #include "platform/components/ConsoleError.h"
-#include "platform/components/OdbcDataLinkDialog.h"
-#include "platform/components/SpcSelectionDialog.h"
+#include "platform/components/HostWindows.h"
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcRecord.h"
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSubgroup.h"
-#include "platform/utility/OwnerOnlyFile.h"
 #include "platform/utility/ProfileFile.h"
 #include "platform/utility/QtHostTimer.h"
 #include "runtime/Clock.h"
 #include "runtime/Error.h"
 #include "runtime/Text.h"
+#include "runtime/TrustedFile.h"
 
 namespace platform {
 namespace {
@@ -71,7 +69,7 @@ OdbcPolicy PlatformComponents::ReadOdbcPolicy() {
 // otherwise the safe default holds and the service keeps running.
 bool PlatformComponents::SecuritySettingsTrusted(const std::string& key) {
   const std::string path = SettingsPath();
-  const std::string why = WhyOthersCouldChange(path);
+  const std::string why = runtime::WhyOthersCouldChange(path);
   if (why.empty()) return true;
   if (!warnedUntrustedSettings_.exchange(true)) {
     std::cerr << "dam: warning: ignoring [Security] " << key << " in " << path << ": " << why
@@ -91,7 +89,7 @@ std::unique_ptr<host::HostTimer> PlatformComponents::CreateTimer() {
 }
 
 std::unique_ptr<host::HostError> PlatformComponents::CreateError() {
-  return std::make_unique<ConsoleError>();
+  return std::make_unique<ConsoleError>(shownErrors_);
 }
 
 std::unique_ptr<host::SettingsFile> PlatformComponents::OpenSettingsFile(const std::string& path) {
@@ -161,30 +159,29 @@ std::unique_ptr<host::HostSubgroup> PlatformComponents::CreateSubgroup() {
 
 std::unique_ptr<host::SelectionDialog> PlatformComponents::CreateSelectionDialog(
     host::SelectionKind kind) {
-  if (!WindowsAreUp()) {
+  HostWindows* windows = InstalledHostWindows();
+  if (windows == nullptr) {
     throw runtime::Error(runtime::kCannotCreateObject,
                          "The selection dialogs of the SPC database need windows");
   }
-  return std::make_unique<SpcSelectionDialog>(kind, QApplication::activeWindow());
+  return windows->CreateSelectionDialog(kind);
 }
 
 std::unique_ptr<host::DataLinkDialog> PlatformComponents::CreateDataLinkDialog() {
-  if (!WindowsAreUp())
+  HostWindows* windows = InstalledHostWindows();
+  if (windows == nullptr)
     throw runtime::Error(runtime::kCannotCreateObject, "The data link dialog needs windows");
-  return std::make_unique<OdbcDataLinkDialog>(QApplication::activeWindow());
+  return windows->CreateDataLinkDialog();
 }
 
 void PlatformComponents::MessageBox(const std::string& text) {
   std::cerr << text << std::endl;
-  if (!WindowsAreUp()) return;
-  // A plain box: no icon, the one default button, the application's name as its title.
-  QMessageBox box(QMessageBox::NoIcon, QString(), QString::fromStdString(text), QMessageBox::Ok);
-  box.exec();
+  if (HostWindows* windows = InstalledHostWindows()) windows->MessageBox(text);
 }
 
 void PlatformComponents::Beep() {
-  if (WindowsAreUp()) {
-    QApplication::beep();
+  if (HostWindows* windows = InstalledHostWindows()) {
+    windows->Beep();
   } else {
     std::cerr << '\a' << std::flush;
   }

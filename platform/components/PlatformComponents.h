@@ -1,6 +1,6 @@
 // host::Components on this platform: ODBC data access, the SPC database over ODBC, Qt
-// timers, the utility services and the console error display. The selection dialogs and
-// the data link dialog need windows and are not available headless.
+// timers, the utility services and the console error display. The dialogs, message boxes
+// and error boxes are the host's windows where the program installed them (HostWindows.h).
 //
 // Every connection made here, the SPC database's included, follows the host settings in
 // dam.ini (settings folder), read when the connection or session is created:
@@ -21,6 +21,7 @@
 #include <utility>
 
 #include "host/Components.h"
+#include "platform/components/ConsoleError.h"
 #include "platform/components/SpoolForwarder.h"
 #include "platform/odbc/OdbcPolicy.h"
 #include "platform/spcdb/SpcSaveCount.h"
@@ -62,6 +63,8 @@ class PlatformComponents : public host::Components {
   // The subgroups saved by the sessions made here: this host's own, however many other
   // hosts write to the same database.
   const SpcSaveCount& Saves() const { return *saves_; }
+  // The errors shown through the error displays made here.
+  const ShownErrors& Shown() const { return *shownErrors_; }
 
   // The spool that every session made here keeps subgroups in while the SPC database is
   // away: spool.db in the data folder, bounded by "[Spool] MaxBytes" in dam.ini (default
@@ -85,6 +88,7 @@ class PlatformComponents : public host::Components {
   platform::FileSystem fileSystem_;
   std::string configurationName_;
   std::shared_ptr<SpcSaveCount> saves_ = std::make_shared<SpcSaveCount>();
+  std::shared_ptr<ShownErrors> shownErrors_ = std::make_shared<ShownErrors>();
   std::shared_ptr<SpcSpool> spool_;
   std::unique_ptr<SpoolForwarder> forwarder_;
 

@@ -18,6 +18,7 @@ constexpr char kLatest[] =
     " AND r.subgroup_id IN (SELECT DISTINCT l.subgroup_id FROM readings l"
     " JOIN subgroups ls ON ls.id = l.subgroup_id WHERE l.test_id = ?";
 constexpr char kLatestOfConfiguration[] = " AND ls.configuration_name = ?";
+constexpr char kLatestUpTo[] = " AND l.subgroup_id <= ?";
 constexpr char kLatestEnd[] = " ORDER BY l.subgroup_id DESC LIMIT ?)";
 constexpr char kFrom[] = " AND s.subgroup_time >= ?";
 constexpr char kTo[] = " AND s.subgroup_time <= ?";
@@ -54,9 +55,11 @@ std::vector<SpcChartSubgroup> ReadChartWindow(SpcSession& session, int32_t testI
       parameters.emplace_back(*bound);
     }
   } else {
-    sql += std::string(kLatest) + (configuration ? kLatestOfConfiguration : "") + kLatestEnd;
+    sql += std::string(kLatest) + (configuration ? kLatestOfConfiguration : "") +
+           (window.upTo ? kLatestUpTo : "") + kLatestEnd;
     parameters.emplace_back(testId);
     if (configuration) parameters.emplace_back(window.configuration);
+    if (window.upTo) parameters.emplace_back(*window.upTo);
     parameters.emplace_back(window.last);
   }
   if (configuration) {

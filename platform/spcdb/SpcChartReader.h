@@ -25,8 +25,10 @@ std::optional<SpcChartTest> FindChartTest(SpcSession& session, const std::string
                                           const std::string& name);
 
 struct SpcChartWindow {
-  // The latest subgroups that hold the test...
+  // The latest subgroups that hold the test, up to the subgroup `upTo` when given (the
+  // window a subgroup was judged in as it arrived)...
   int32_t last = 25;
+  std::optional<int32_t> upTo{};
   // ... or, when either is given, those whose subgroup time is from `from` and up to `to`.
   std::optional<runtime::Date> from{}, to{};
   // Only the subgroups this configuration saved; "" for all.

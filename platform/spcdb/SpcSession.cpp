@@ -30,6 +30,17 @@ void SpcSession::KeepIn(std::shared_ptr<SpcSpool> spool) {
   spool_ = std::move(spool);
 }
 
+void SpcSession::Reach() {
+  Use([](SpcLink&) {});
+}
+
+SpcWritten SpcSession::Forward(const SpcSubgroupData& subgroup, const std::string& key) {
+  SpcWritten written;
+  const bool strict = settings_.StrictTests();
+  Transact([&](SpcLink& link) { written = WriteSubgroup(link, subgroup, strict, key); });
+  return written;
+}
+
 void SpcSession::Use(const std::function<void(SpcLink&)>& work) {
   for (bool retry = link_ != nullptr;; retry = false) {
     SpcLink& link = Link();

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "host/DatabaseSession.h"
+#include "platform/spcdb/SpcForwardTarget.h"
 #include "platform/spcdb/SpcLink.h"
 #include "platform/spcdb/SpcSaveCount.h"
 #include "platform/spcdb/SpcSettings.h"
@@ -20,7 +21,7 @@
 
 namespace platform {
 
-class SpcSession : public host::DatabaseSession {
+class SpcSession : public host::DatabaseSession, public SpcForwardTarget {
  public:
   SpcSession() = default;
   SpcSession(const SpcSession&) = delete;
@@ -59,6 +60,10 @@ class SpcSession : public host::DatabaseSession {
   // throws; the error is raised again. Repeated on a new connection like Use, but never
   // once the commit was sent: its outcome is then unknown.
   void Transact(const std::function<void(SpcLink&)>& body);
+
+  // What a spool forwards goes through Use and Transact, with this session's StrictTests.
+  void Reach() override;
+  SpcWritten Forward(const SpcSubgroupData& subgroup, const std::string& key) override;
 
  private:
   SpcLink& Link();

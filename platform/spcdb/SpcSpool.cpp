@@ -8,9 +8,7 @@
 #include <sstream>
 
 #include "platform/odbc/ConnectionSecrets.h"
-#include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcUnavailable.h"
-#include "platform/spcdb/SpcWriter.h"
 #include "runtime/Clock.h"
 #include "runtime/Date.h"
 
@@ -161,7 +159,7 @@ bool SpcSpool::Holding() {
   return waiting_ > 0;
 }
 
-void SpcSpool::ForwardSoon(SpcSession& session) {
+void SpcSpool::ForwardSoon(SpcForwardTarget& target) {
   std::function<void()> wake;
   {
     std::lock_guard lock(mutex_);
@@ -170,7 +168,7 @@ void SpcSpool::ForwardSoon(SpcSession& session) {
   if (wake) {
     wake();
   } else {
-    Forward(session, false);
+    Forward(target, false);
   }
 }
 
@@ -181,7 +179,7 @@ void SpcSpool::WakeWith(std::function<void()> wake) {
 
 // The spool's lock is held only around its own file and state, never while the database is
 // waited for: a save may keep its subgroup behind the ones being forwarded meanwhile.
-int64_t SpcSpool::Forward(SpcSession& session, bool now) {
+int64_t SpcSpool::Forward(SpcForwardTarget& target, bool now) {
   std::lock_guard forwarding(forwarding_);
   int64_t count = 0;
   try {
@@ -192,8 +190,7 @@ int64_t SpcSpool::Forward(SpcSession& session, bool now) {
       // Asked for by a person, who may have fixed what the database refused.
       if (now) File().ClearRefusals();
     }
-    if (!Reachable(session)) return 0;
-    const bool strict = session.Settings().StrictTests();
+    if (!Reachable(target)) return 0;
     for (;;) {
       std::optional<SpooledSubgroup> next;
       {
@@ -202,10 +199,7 @@ int64_t SpcSpool::Forward(SpcSession& session, bool now) {
       }
       if (!next) break;
       SpcWritten written;
-      const auto write = [&] {
-        session.Transact(
-            [&](SpcLink& link) { written = WriteSubgroup(link, next->data, strict, next->key); });
-      };
+      const auto write = [&] { written = target.Forward(next->data, next->key); };
       try {
         try {
           write();
@@ -294,9 +288,9 @@ int64_t SpcSpool::RemoveBefore(runtime::Date time) {
   return removed;
 }
 
-bool SpcSpool::Reachable(SpcSession& session) {
+bool SpcSpool::Reachable(SpcForwardTarget& target) {
   try {
-    session.Use([](SpcLink&) {});
+    target.Reach();
     return true;
   } catch (...) {
     const runtime::Error error = runtime::ToError(std::current_exception());

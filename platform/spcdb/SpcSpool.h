@@ -22,14 +22,13 @@
 #include <string>
 #include <vector>
 
+#include "platform/spcdb/SpcForwardTarget.h"
 #include "platform/spcdb/SpcSpoolFile.h"
 #include "platform/spcdb/SpcSubgroupData.h"
 #include "runtime/Clock.h"
 #include "runtime/Error.h"
 
 namespace platform {
-
-class SpcSession;
 
 // A spool full ([Spool] MaxBytes) while the SPC database is away: the subgroup is not saved.
 inline constexpr int32_t kSpcSpoolFull = -2147220989;
@@ -71,17 +70,17 @@ class SpcSpool {
   // True while subgroups wait to be forwarded: a new one must queue behind them.
   bool Holding();
 
-  // Forwards what the spool holds through `session`, oldest first, until it is empty or
+  // Forwards what the spool holds to `target`, oldest first, until it is empty or
   // the database fails to take one. Unless `now`, it does nothing before the back-off after
   // the last failure has passed (1 s doubling to 60 s). A subgroup the database refuses
   // for itself is set aside in the spool and logged; `now` tries those again too. Gives
   // how many this call wrote into the database (one found there already, written by a
   // forward that was cut short or by another process forwarding the same spool, is taken
   // out of the spool but not counted). Never fails: what goes wrong is logged.
-  int64_t Forward(SpcSession& session, bool now);
+  int64_t Forward(SpcForwardTarget& target, bool now);
   // After a save kept its subgroup: wakes the forwarder given to WakeWith, which forwards
-  // on its own thread; forwards here through `session` without one.
-  void ForwardSoon(SpcSession& session);
+  // on its own thread; forwards here to `target` without one.
+  void ForwardSoon(SpcForwardTarget& target);
   // `wake` must return at once and may be called from any thread.
   void WakeWith(std::function<void()> wake);
 
@@ -100,9 +99,9 @@ class SpcSpool {
   // since it was opened is copied to the path (or beside it, when another file is there)
   // and left: what it holds stays kept.
   SpcSpoolFile& File();
-  // Whether `session` connects; puts the next attempt off and logs a failure that is not
+  // Whether `target` connects; puts the next attempt off and logs a failure that is not
   // the database's absence when not.
-  bool Reachable(SpcSession& session);
+  bool Reachable(SpcForwardTarget& target);
   void Refresh();
   // Puts the next attempt off by the back-off, which doubles.
   void Failed();

@@ -115,6 +115,7 @@ TEST_F(ConfigurationCheck, FindsEachMistakeOnItsLine) {
       {{"DESCRIPTOR=1e10\tParts\tA"}, {{4, "error", "descriptor type '1e10' is too large"}}},
       // Too large exactly where the reader says so.
       {{"SYNCTIME=2147483647.5"}, {{4, "error", "SYNCTIME '2147483647.5' is too large"}}},
+      {{"SYNCTIME=4294967296"}, {{4, "error", "SYNCTIME '4294967296' is too large"}}},
       {{"CONDITION=1\tx\t1e400"}, {{4, "error", "condition evaluation '1e400' is too large"}}},
   };
   for (const auto& [cases, loads] : {std::pair(&loaded, true), std::pair(&stopping, false)}) {

@@ -54,9 +54,8 @@ TEST_F(CommandLine, MistakesNameTheArgumentOnOneLineAndExitTwo) {
       {"dam run CFG --subgroups -3", "--subgroups '-3' is not a whole number", "dam run"},
       {"dam run CFG --subgroups=2.5", "--subgroups '2.5'", "dam run"},
       {"dam run CFG --activity=yes", "unexpected value after '--activity'", "dam run"},
-      {"dam run", "missing CONFIG", "dam run"},
-      {"dam run CFG CFG", "unexpected argument 'CFG'", "dam run"},
-      {"dam check", "missing CONFIG...", "dam check"},
+      {"dam run", "missing PATH...", "dam run"},
+      {"dam check", "missing PATH...", "dam check"},
       {"dam config show", "missing CONFIG", "dam config show"},
       {"dam subgroups --last x", "--last 'x'", "dam subgroups"},
       {"dam subgroups --follow", "--follow needs --ndjson", "dam subgroups"},
@@ -105,16 +104,16 @@ TEST_F(CommandLine, HelpAndVersionGoToStdoutAndExitZero) {
   };
   std::vector<Case> cases = {
       {"dam --help",
-       {"Usage: dam [-h|--help]", "-h, --help", "check CONFIG...", "DAM_REGISTRY_FILE",
+       {"Usage: dam [-h|--help]", "-h, --help", "check PATH...", "DAM_REGISTRY_FILE",
         "Exit status:"}},
       {"dam help", {"Usage: dam [-h|--help]"}},
       {"dam -h", {"Usage: dam [-h|--help]"}},
-      {"dam run -h", {"Usage: dam run CONFIG"}},
+      {"dam run -h", {"Usage: dam run PATH..."}},
       {"dam run --help",
-       {"Usage: dam run CONFIG", "--force", "DURATION is", "DAM_SPC_CONNECTION",
+       {"Usage: dam run PATH...", "--force", "DURATION is", "DAM_SPC_CONNECTION",
         "Example:\n  dam run"}},
-      {"dam run --for=5x --help", {"Usage: dam run CONFIG"}},
-      {"dam help run", {"Usage: dam run CONFIG"}},
+      {"dam run --for=5x --help", {"Usage: dam run PATH..."}},
+      {"dam help run", {"Usage: dam run PATH..."}},
       {"dam help config show", {"Usage: dam config show"}},
       {"dam help config", {"Usage: dam config show"}},
       {"dam config --help", {"Usage: dam config show"}},
@@ -258,6 +257,35 @@ TEST_F(CommandLine, FailuresArePlainSentencesWithTheirNumbersOnlyWhenVerbose) {
     EXPECT_NE(outcome.err.find(": cannot show windows: no display"), std::string::npos)
         << outcome.err;
   }
+
+  // A dam without dam-gui beside it, as installed without the package: one sentence each,
+  // exit 7, before anything is read.
+  const std::string alone = work_.File("bin/dam");
+  std::filesystem::create_directories(work_.File("bin"));
+  std::filesystem::copy_file(DAM_PROGRAM, alone);
+  const struct {
+    std::string line, said;
+  } needsWindows[] = {
+      {"gui", "dam gui: the main window needs the package dam-gui: apt install dam-gui\n"},
+      {"setup CFG",
+       "dam setup: the configuration dialog needs the package dam-gui: apt install "
+       "dam-gui\n"},
+      {"select-tag CFG",
+       "dam select-tag: the tag browser needs the package dam-gui: apt install "
+       "dam-gui\n"},
+      {"run CFG --activity",
+       "dam run: --activity needs the package dam-gui: apt install dam-gui\n"},
+      {"chart --test F/W --out w.png --spc Driver=Nope",
+       "dam chart: --out needs the package dam-gui: apt install dam-gui\n"},
+  };
+  for (const auto& c : needsWindows) {
+    SCOPED_TRACE(c.line);
+    auto process = Start(alone.c_str(), QString::fromStdString(Expand(c.line, config)).split(' '),
+                         QProcess::SeparateChannels);
+    ASSERT_TRUE(process->waitForFinished(60'000));
+    EXPECT_EQ(process->exitCode(), 7);
+    EXPECT_EQ(process->readAllStandardError().toStdString(), c.said);
+  }
 }
 
 // A configuration file is a regular file of at most 16 MB: anything else, and a missing file,
@@ -281,8 +309,12 @@ TEST_F(CommandLine, UnreadableFilesExitSixInactiveOnesFiveAndControlCharactersSh
     for (const std::string command : {"check", "config show", "run"}) {
       SCOPED_TRACE(command + " " + file.file);
       const Outcome outcome = Exec("dam " + command + " " + file.file);
+      // run and check take a folder for the configurations in it.
+      const std::string said = file.file == work_.File("folder") && command != "config show"
+                                   ? "no configuration (*.cfg) in " + file.file
+                                   : file.said;
       EXPECT_EQ(outcome.exitCode, 6);
-      EXPECT_NE((outcome.out + outcome.err).find(file.said), std::string::npos)
+      EXPECT_NE((outcome.out + outcome.err).find(said), std::string::npos)
           << outcome.out << outcome.err;
     }
   }

@@ -130,18 +130,21 @@ struct Host {
   std::shared_ptr<host::DatabaseSession> session;
 };
 
-TEST(PlatformComponents, TwoHostsOnOneDatabaseCountOnlyTheSubgroupsTheirSessionsSaved) {
+TEST(PlatformComponents, TwoHostsOnOneDatabaseCountOnlyTheSubgroupsAndErrorsTheirOwn) {
   testsupport::TempFolder folder;
   setenv("DAM_LOG_DIR", folder.Subfolder("log").c_str(), 1);
   const std::string connection = testsupport::SqliteLink(folder.File("spc.db"));
   Host first(connection), second(connection);
   first.Save();
   config::Configuration1 configuration(first.components);
-  dam::RunStatus status(first.components, first.components.Saves(), configuration);
+  dam::RunStatus status(first.components, configuration);
   for (Host* host : {&first, &second, &second, &first, &second, &second}) host->Save();
   EXPECT_EQ(first.components.Saves().Count(), 3);
   EXPECT_EQ(second.components.Saves().Count(), 4);
   EXPECT_EQ(status.SavedSubgroups(), 2) << "since the status was made, this host's own";
+  first.components.CreateError()->Show("m", "s", "first's fault", 5, "l");
+  second.components.CreateError()->Show("m", "s", "second's fault", 5, "l");
+  EXPECT_EQ(status.LastError(), "first's fault");
   unsetenv("DAM_LOG_DIR");
 }
 

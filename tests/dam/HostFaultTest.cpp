@@ -209,7 +209,7 @@ TEST_F(HostSafety, SecuritySettingsCountOnlyInADamIniNoOtherUserCanWrite) {
   chmod(settings.c_str(), 0755);
 }
 
-TEST_F(HostSafety, AModuleOtherUsersCouldReplaceIsNeitherRegisteredNorLoaded) {
+TEST_F(HostSafety, AModuleOrItsWindowsOtherUsersCouldReplaceAreNotLoaded) {
   const std::string folder = work_.Subfolder("modules");
   const std::string module = folder + "/oxaGEPDAD6.so";
   std::filesystem::copy_file(DAM_MODULE_PATH, module);
@@ -240,6 +240,29 @@ TEST_F(HostSafety, AModuleOtherUsersCouldReplaceIsNeitherRegisteredNorLoaded) {
       EXPECT_NE(output.find(c.named), std::string::npos) << output;
     }
   }
+
+  // The windows beside a trusted module, loaded by the first window.
+  ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
+  ASSERT_EQ(chmod(module.c_str(), 0755), 0);
+  ASSERT_EQ(chown(module.c_str(), geteuid(), -1), 0);
+  ASSERT_EQ(Dam({"register", QString::fromStdString(module)}).first, 0);
+  const std::string windows = work_.Subfolder("modules/windows") + "/oxaGEPDAD6-windows.so";
+  std::filesystem::copy_file(DAM_WINDOWS_LIBRARY, windows);
+  ASSERT_EQ(chmod(windows.c_str(), 0666), 0);
+  environment_.insert("QT_QPA_PLATFORM", "offscreen");
+  // The error is shown in a box too, which nobody closes here: read up to its last line.
+  const auto run = Start(DAM_PROGRAM, {"run", config, "--for", "60", "--activity"});
+  std::string output;
+  while (output.find("Location: Version1.IDriver_ShowActivity") == std::string::npos &&
+         run->waitForReadyRead(30'000)) {
+    output += run->readAll().toStdString();
+  }
+  run->kill();
+  run->waitForFinished();
+  EXPECT_NE(output.find("Error 75: Refusing to load the driver's windows " + windows + ": " +
+                        windows + " is writable by its group or by others (mode 0666)"),
+            std::string::npos)
+      << output;
 }
 
 }  // namespace

@@ -32,7 +32,8 @@ class Version1Test : public ::testing::Test {
   testsupport::FakeComponents components;
   std::shared_ptr<FakeParent> parent = std::make_shared<FakeParent>();
   std::shared_ptr<FakeSession> driverSession = std::make_shared<FakeSession>();
-  std::shared_ptr<driver::Version1> version1 = std::make_shared<driver::Version1>(components);
+  std::shared_ptr<driver::Version1> version1 =
+      std::make_shared<driver::Version1>(components, driver::LoadWindowsLibrary);
 };
 
 TEST_F(Version1Test, InitializeOpensASessionOnTheHostsDatabaseOrShowsWhyNot) {
@@ -48,13 +49,15 @@ TEST_F(Version1Test, InitializeOpensASessionOnTheHostsDatabaseOrShowsWhyNot) {
       throw runtime::Error(runtime::kCannotCreateObject);
     }
   } noSessions(components);
-  EXPECT_EQ(driver::Version1(noSessions).Initialize(parent, "x"), host::kFalse);
+  EXPECT_EQ(driver::Version1(noSessions, driver::LoadWindowsLibrary).Initialize(parent, "x"),
+            host::kFalse);
   ASSERT_EQ(components.shownErrors.size(), 1u);
   EXPECT_EQ(Shown(), "Version1.IDriver_Initialize 429");
   EXPECT_EQ(components.shownErrors[0].module, "oxaGEPDAD6");
 
   parent->hostSession = nullptr;
-  EXPECT_EQ(driver::Version1(components).Initialize(parent, "x"), host::kFalse);
+  EXPECT_EQ(driver::Version1(components, driver::LoadWindowsLibrary).Initialize(parent, "x"),
+            host::kFalse);
   EXPECT_EQ(Shown(), "Version1.IDriver_Initialize 91");
   for (const auto& shown : components.shownErrors) {
     EXPECT_FALSE(shown.source.empty()) << shown.location << " " << shown.number;
@@ -94,13 +97,17 @@ TEST_F(Version1Test, StateChangesFollowTheEngineAndAreNotifiedOnce) {
   EXPECT_EQ(parent->states, (std::vector<int32_t>{3, 0, 5}));
 }
 
-// This program has no QApplication, as a headless host has none.
-TEST_F(Version1Test, WindowsWithoutADisplaySessionAreShownErrors) {
+// The windows library is looked for beside this program, which has none: a host without the
+// package dam-gui.
+TEST_F(Version1Test, WindowsWithoutTheirLibraryAreShownErrors) {
   EXPECT_EQ(version1->ShowActivity(), host::kFalse);
-  EXPECT_EQ(Shown(), "Version1.IDriver_ShowActivity 5");
+  EXPECT_EQ(Shown(), "Version1.IDriver_ShowActivity 429");
+  EXPECT_NE(components.shownErrors.back().description.find("windows/oxaGEPDAD6-windows.so"),
+            std::string::npos)
+      << components.shownErrors.back().description;
   // The about box has no error handler: its failure reaches the host.
   const size_t shown = components.shownErrors.size();
-  EXPECT_EQ(ErrorOf([&] { version1->ShowAbout(); }), runtime::kInvalidProcedureCall);
+  EXPECT_EQ(ErrorOf([&] { version1->ShowAbout(); }), runtime::kCannotCreateObject);
   EXPECT_EQ(components.shownErrors.size(), shown);
   host::Bool16 cancel = host::kFalse;
   version1->QueryUnload(cancel, 0);

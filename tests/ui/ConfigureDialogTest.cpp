@@ -143,6 +143,7 @@ TEST_F(ConfigureDialogTest, OKWritesTheSamplingValuesAndAHandlerMayKeepTheDialog
   // Unit codes outside the list show no unit and are kept unless the user picks one.
   auto form = Open("NAME=Line 1\r\nSUBGROUPUNIT=7\r\nRETRYUNIT=9\r\nDATALINK=" + historian);
   EXPECT_EQ(Control<QComboBox>(*form, "cboSubgroupUnit").currentText(), "");
+  EXPECT_EQ(Control<QComboBox>(*form, "cboRetryUnit").currentText(), "");
   // Dates and times typed as shown, separators and all.
   uitest::Press(*form, "B>txtName 2>dtDate");
   Type("2024-02-29");

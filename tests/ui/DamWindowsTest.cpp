@@ -13,10 +13,10 @@
 #include <iterator>
 #include <regex>
 
-#include "apps/dam/Commands.h"
 #include "apps/dam/host/DriverModule.h"
 #include "apps/dam/windows/ChartWindow.h"
 #include "apps/dam/windows/MainWindow.h"
+#include "apps/dam/windows/WindowsCommands.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/spcdb/SpcSubgroup.h"
 #include "tests/support/Historian.h"

@@ -13,6 +13,7 @@
 #include "tests/support/RecordingSubgroup.h"
 #include "tests/support/TestClock.h"
 #include "tests/ui/DialogDriving.h"
+#include "ui/QtWindows.h"
 
 namespace {
 
@@ -69,7 +70,8 @@ class DriverWindowsTest : public ::testing::Test {
   std::vector<std::string> hostCalls;
   testsupport::ManualTimer* timer = nullptr;
   std::shared_ptr<FakeParent> parent = std::make_shared<FakeParent>();
-  std::shared_ptr<driver::Version1> version1 = std::make_shared<driver::Version1>(components);
+  std::shared_ptr<driver::Version1> version1 =
+      std::make_shared<driver::Version1>(components, ui::QtWindows);
 };
 
 TEST_F(DriverWindowsTest, AWindowOpenedBeforeTheFirstStartNeverGetsTheEngine) {

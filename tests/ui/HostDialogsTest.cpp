@@ -4,8 +4,8 @@
 #include <QLabel>
 #include <QTableWidget>
 
-#include "platform/components/OdbcDataLinkDialog.h"
-#include "platform/components/SpcSelectionDialog.h"
+#include "platform/windows/OdbcDataLinkDialog.h"
+#include "platform/windows/SpcSelectionDialog.h"
 #include "runtime/Variant.h"
 #include "tests/support/TempFolder.h"
 #include "tests/ui/DialogDriving.h"

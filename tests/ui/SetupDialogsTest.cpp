@@ -4,8 +4,8 @@
 // controls move between them, Alt+digit picks a tab and gives its first control the focus,
 // and on a list tab the letters press the buttons.
 #include "common/SpcNames.h"
-#include "platform/components/OdbcDataLinkDialog.h"
-#include "platform/components/SpcSelectionDialog.h"
+#include "platform/windows/OdbcDataLinkDialog.h"
+#include "platform/windows/SpcSelectionDialog.h"
 #include "tests/support/FakeComponents.h"
 #include "tests/ui/DialogDriving.h"
 #include "tests/ui/SpcNames.h"

@@ -3,11 +3,11 @@
 #include <optional>
 
 #include "apps/dam/Commands.h"
+#include "apps/dam/WindowsSide.h"
 #include "apps/dam/host/MissingSpcFile.h"
 #include "apps/dam/output/ChartJson.h"
 #include "apps/shared/CommandLine.h"
 #include "apps/shared/Failures.h"
-#include "platform/chartpicture/SpcChartPicture.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/spcdb/SpcChartReader.h"
 
@@ -108,6 +108,7 @@ int ChartCommand(const ChartOptions& options) {
       !out.endsWith(".svg", Qt::CaseInsensitive)) {
     throw Usage("--out '" + options.out + "' is neither a .png nor an .svg file");
   }
+  WindowsSide* const pictures = out.isEmpty() ? nullptr : &RequireWindows("--out");
 
   platform::PlatformComponents components;
   WarnIfSettingsShowPasswords(components);
@@ -126,7 +127,7 @@ int ChartCommand(const ChartOptions& options) {
   const std::string name = test.group + "/" + test.name;
   if (!options.out.empty()) {
     apps::Doing(apps::kExitFailure, "cannot draw the chart",
-                [&] { platform::WriteSpcChartPicture(chart, name, options.out); });
+                [&] { pictures->WriteChartPicture(chart, name, options.out); });
   }
   if (options.json) {
     std::cout << QJsonDocument(ChartJson(name, chart, *rules))

@@ -3,6 +3,7 @@
 #include "apps/dam/Commands.h"
 #include "apps/dam/commands/CheckFindings.h"
 #include "apps/dam/host/ConfigFile.h"
+#include "apps/dam/host/ConfigurationPaths.h"
 #include "apps/dam/host/DriverHandle.h"
 #include "apps/shared/ExitCodes.h"
 #include "apps/shared/Failures.h"
@@ -16,7 +17,7 @@ int CheckCommand(const CheckOptions& options) {
   DriverHandle handle;
   handle.OpenModule(options.driverClass);
   bool unreadable = false, errors = false, warnings = false;
-  for (const std::string& file : options.configs) {
+  for (const std::string& file : ConfigurationFiles(options.configs)) {
     std::vector<host::CheckFinding> findings;
     try {
       findings = handle.Check(ReadConfigurationFile(file, false));

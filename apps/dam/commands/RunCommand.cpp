@@ -1,52 +1,38 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <QAbstractEventDispatcher>
-#include <QApplication>
 #include <QSocketNotifier>
 #include <QTimer>
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <climits>
 #include <exception>
 #include <functional>
 #include <iostream>
+#include <memory>
+#include <optional>
 
 #include "apps/dam/Commands.h"
-#include "apps/dam/commands/CheckFindings.h"
-#include "apps/dam/host/ConfigFile.h"
+#include "apps/dam/WindowsSide.h"
+#include "apps/dam/commands/RunConfigurations.h"
 #include "apps/dam/host/DamHost.h"
-#include "apps/dam/host/DriverHandle.h"
 #include "apps/dam/host/HeadlessApplication.h"
 #include "apps/dam/host/JournalLines.h"
-#include "apps/dam/host/LoopProgress.h"
-#include "apps/dam/host/RunStatus.h"
+#include "apps/dam/host/MetricsBoard.h"
+#include "apps/dam/host/MetricsServer.h"
 #include "apps/dam/host/ServiceNotifier.h"
 #include "apps/dam/host/StopSignals.h"
 #include "apps/dam/output/RunEvents.h"
-#include "apps/dam/windows/WindowsApplication.h"
+#include "apps/shared/CommandLine.h"
 #include "apps/shared/Failures.h"
-#include "apps/shared/TerminalText.h"
-#include "common/TypeTables.h"
+#include "platform/components/LineFields.h"
 #include "platform/components/PlatformComponents.h"
-#include "platform/odbc/ConnectionSecrets.h"
 #include "platform/odbc/OdbcCancel.h"
-#include "runtime/Error.h"
+#include "platform/spcdb/SpcRunRules.h"
 
 namespace dam {
 namespace {
-
-// Prints what the check finds on stderr; true when it found errors.
-bool HasErrors(DriverHandle& handle, const RunOptions& options, const std::string& text) {
-  bool errors = false;
-  for (const auto& finding : handle.Check(text)) {
-    std::cerr << apps::Printable(
-                     platform::MaskConnectionSecrets(FormatFinding(options.config, finding)))
-              << '\n';
-    errors = errors || finding.error;
-  }
-  return errors;
-}
 
 // Looks when the reader of a pipe or socket at `fd` goes, without waiting for the next
 // line: the writer's end then polls as an error, which a read notifier reports. A terminal
@@ -67,177 +53,128 @@ std::unique_ptr<QSocketNotifier> WatchForClosing(int fd, const std::function<voi
   return notifier;
 }
 
-}  // namespace
+// The rules saved subgroups are checked by: --rules, else [Run] Rules; neither: no check.
+std::optional<platform::SpcRules> CheckedRules(host::Components& components,
+                                               const RunOptions& options) {
+  if (!options.rules.empty()) {
+    const std::optional<platform::SpcRules> rules = platform::ParseRules(options.rules);
+    if (!rules) {
+      throw apps::UsageError(apps::UsageLine(
+          "dam run", "--rules '" + options.rules + "' is not a list of rules 1 to 8 (1,2,3,4)"));
+    }
+    return rules;
+  }
+  const std::string setting = HostSetting(components, "Run", "Rules");
+  if (setting.empty()) return std::nullopt;
+  const std::optional<platform::SpcRules> rules = platform::ParseRules(setting);
+  if (!rules) {
+    throw apps::Failure(apps::kExitFailure, SettingName(components, "Run", "Rules") + " '" +
+                                                setting +
+                                                "' is not a list of rules 1 to 8 (1,2,3,4)");
+  }
+  return rules;
+}
 
-int RunCommand(const RunOptions& runOptions) {
-  const RunOptions* options = &runOptions;
-  PrefixJournalLines(std::cerr, STDERR_FILENO, "<3>");
-  if (!options->ndjson) PrefixJournalLines(std::cout, STDOUT_FILENO, "<6>");
+int Running(const RunOptions& options) {
   // Made before anything starts a thread. A collection blocked in a database call is
-  // cancelled, so that the loop gets to stop the driver.
+  // cancelled, so that the loop gets to stop the drivers; SIGHUP rereads the
+  // configurations once the run has started them.
+  std::atomic<RunConfigurations*> reloading = nullptr;
   StopSignals stop(
       [] {
         if (QCoreApplication* application = QCoreApplication::instance()) {
           QMetaObject::invokeMethod(application, &QCoreApplication::quit, Qt::QueuedConnection);
         }
       },
-      [] { platform::CancelRunningStatements(); });
+      [] { platform::CancelRunningStatements(); }, std::chrono::milliseconds(500),
+      [&reloading] {
+        if (RunConfigurations* run = reloading.load()) {
+          QMetaObject::invokeMethod(
+              QCoreApplication::instance(), [run] { run->Reload(); }, Qt::QueuedConnection);
+        }
+      });
   // Windows need a display; a run without them works without one.
   const std::unique_ptr<QCoreApplication> application =
-      options->activity ? MakeWindowsApplication() : MakeHeadlessApplication();
-  if (options->activity) QApplication::setQuitOnLastWindowClosed(false);
-  DriverHandle handle;
-  platform::PlatformComponents& components = handle.Components();
-  WarnIfSettingsShowPasswords(components);
-
-  const std::string text = ReadConfigurationFile(options->config, false);
-  handle.OpenModule(options->driverClass);
-  // Read before the check: the data link test of this reading is the one the check and the
-  // driver take. A text the reader stops in is shown by the check first.
-  std::exception_ptr unreadable;
-  try {
-    handle.Read(text);
-  } catch (...) {
-    unreadable = std::current_exception();
+      options.activity ? RequireWindows("--activity").MakeActivityApplication()
+                       : MakeHeadlessApplication();
+  platform::PlatformComponents settings;
+  WarnIfSettingsShowPasswords(settings);
+  RunObservers observers{.rules = CheckedRules(settings, options),
+                         .spc = SpcConnection(settings, options.spc),
+                         .policy = settings.ReadOdbcPolicy()};
+  // A metrics address that cannot be served stops the run before any driver starts.
+  MetricsBoard board;
+  std::optional<MetricsServer> metricsServer;
+  if (const std::string listen = HostSetting(settings, "Metrics", "Listen"); !listen.empty()) {
+    const uint16_t port =
+        metricsServer.emplace(board).Listen(listen, SettingName(settings, "Metrics", "Listen"));
+    observers.board = &board;
+    const platform::LineNote note({.priority = platform::kLineNotice});
+    (options.ndjson ? std::cerr : std::cout)
+        << "metrics: http://" << listen.substr(0, listen.rfind(':') + 1) << port
+        << "/metrics and /healthz" << std::endl;
   }
-  if (HasErrors(handle, *options, text) && !options->force) {
-    throw apps::Failure(apps::kExitInvalidConfiguration,
-                        "the configuration " + options->config +
-                            " has errors (above); fix them, or run it as it reads with --force");
-  }
-  apps::Doing(apps::kExitInvalidConfiguration,
-              "the configuration " + options->config + " cannot be loaded", [&] {
-                if (unreadable) std::rethrow_exception(unreadable);
-              });
-  const config::Configuration1& configuration = handle.Reading();
-  if (!configuration.Active()) {
-    throw apps::Failure(apps::kExitInactiveConfiguration,
-                        "the configuration " + options->config +
-                            " is inactive (ACTIVE=0): there is nothing to collect");
-  }
-  // With --ndjson, standard output holds the events alone.
-  std::ostream& said = options->ndjson ? std::cerr : std::cout;
-  said << "historian: " << common::GetDataLinkStatus(configuration.DataLinkState())
-       << (configuration.DataLinkError().empty()
-               ? ""
-               : " (" +
-                     apps::Printable(
-                         platform::MaskConnectionSecrets(configuration.DataLinkError())) +
-                     ")")
-       << std::endl;
-
-  handle.Create(options->spc, handle.NameFor(options->config));
-  handle.Load(text);
-  host::IDriver& driver = handle.Driver();
-  if (!driver.StartDriver()) throw apps::Failure(apps::kExitFailure, "the driver could not start");
-  if (options->activity && !driver.ShowActivity()) {
-    throw apps::Failure(apps::kExitFailure, "the activity window could not be shown");
-  }
-  ServiceNotifier service(AllowedStall(components.ReadOdbcPolicy()));
+  ServiceNotifier service(AllowedStall(settings.ReadOdbcPolicy()));
   const std::unique_ptr<ServiceNotifier::LoopWatch> watch = service.WatchThisLoop();
+
+  RunConfigurations run(options, observers, service, stop);
+  run.Start();
   service.Ready();
-
-  RunStatus status(components, components.Saves(), configuration);
-  const bool terminal = isatty(STDOUT_FILENO);
-  std::optional<RunEvents> events;
-  if (options->ndjson) events.emplace(std::cout);
-  std::string shown;
-  std::string failure;
-  bool outputClosed = false;
-  const auto started = std::chrono::steady_clock::now();
-
-  // The line changes with what the event loop handles (a collection, a save, an error), so
-  // it is looked at whenever the loop has handled its events, and an idle host sleeps. The
-  // spool's forwarder drains the spool on a thread of its own: while the spool holds
-  // subgroups the line is looked at once a second as well.
-  QTimer whileSpooled;
-  const auto look = [&] {
-    // A look that blocks (an output nobody reads) is a stuck loop to the watchdog.
-    const LoopProgress::InEvent inEvent;
-    // Nothing may escape into the event loop: a status that cannot be read is shown, and
-    // the driver goes on collecting.
-    int32_t saved = 0;
-    std::string line;
-    try {
-      saved = status.SavedSubgroups();
-      const int64_t spooled = components.Spool().Depth();
-      const int64_t lost = components.Spool().Lost();
-      if (events) {
-        events->Write(RunStatus::StateName(driver.State()), saved, spooled, lost,
-                      status.NewErrors());
-      }
-      const std::string error = status.LastError();
-      if (spooled == 0) {
-        whileSpooled.stop();
-      } else if (!whileSpooled.isActive()) {
-        whileSpooled.start(1000);
-      }
-      line = apps::Printable(
-          RunStatus::StateName(driver.State()) + " | saved " + std::to_string(saved) +
-          (spooled > 0 ? " | spooled " + std::to_string(spooled) : "") +
-          (lost > 0 ? " | lost " + std::to_string(lost) : "") + " | next " +
-          status.NextCollection() + " | last error " + (error.empty() ? "none" : error));
-    } catch (...) {
-      const std::string reason = runtime::ToError(std::current_exception()).NumberAndDescription();
-      if (reason != failure) {
-        std::cerr << "dam run: status unavailable: " << reason << std::endl;
-        if (events) events->Error("status unavailable: " + reason);
-      }
-      failure = reason;
-      line = "status unavailable: " + reason;
-    }
-    if (!events && line != shown) {
-      if (terminal) {
-        std::cout << "\r\033[K" << line << std::flush;
-      } else {
-        std::cout << line << std::endl;
-      }
-    }
-    shown = line;
-    service.Status(line);
-    if (!outputClosed && OutputClosed(STDOUT_FILENO)) {
-      outputClosed = true;
-      std::cerr << "dam run: the output was closed; stopping" << std::endl;
-    }
-    if (stop.Requested() || outputClosed ||
-        (options->subgroups > 0 && saved >= options->subgroups)) {
-      QCoreApplication::quit();
-    }
-  };
-  QObject::connect(&whileSpooled, &QTimer::timeout, look);
-  const QMetaObject::Connection looking = QObject::connect(
-      QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::aboutToBlock, look);
-  const std::unique_ptr<QSocketNotifier> closing = WatchForClosing(STDOUT_FILENO, look);
+  reloading = &run;
+  const std::unique_ptr<QSocketNotifier> closing =
+      WatchForClosing(STDOUT_FILENO, [&run] { run.Look(); });
   // A run given a time ends on it; a QTimer counts up to 24 days at a time.
   constexpr std::chrono::milliseconds kLongestTimer(INT_MAX);
+  const auto started = std::chrono::steady_clock::now();
   QTimer end;
   end.setSingleShot(true);
   end.setTimerType(Qt::PreciseTimer);
   QObject::connect(&end, &QTimer::timeout, [&] {
     const std::chrono::milliseconds left =
-        *options->runFor - std::chrono::duration_cast<std::chrono::milliseconds>(
-                               std::chrono::steady_clock::now() - started);
+        *options.runFor - std::chrono::duration_cast<std::chrono::milliseconds>(
+                              std::chrono::steady_clock::now() - started);
     if (left > std::chrono::milliseconds::zero()) {
       end.start(std::min(left, kLongestTimer));
     } else {
       QCoreApplication::quit();
     }
   });
-  if (options->runFor) end.start(std::min(*options->runFor, kLongestTimer));
+  if (options.runFor) end.start(std::min(*options.runFor, kLongestTimer));
+  run.LookSoon();
   application->exec();
-  QObject::disconnect(looking);
-
+  reloading = nullptr;
   service.Stopping();
-  driver.StopDriver();
-  handle.Unload();
-  stop.Stopped();
-  if (events) {
-    events->Write("stopped", status.SavedSubgroups(), components.Spool().Depth(),
-                  components.Spool().Lost(), {});
+  return run.Finish();
+}
+
+}  // namespace
+
+int RunCommand(const RunOptions& options) {
+  SendLinesToJournal(std::cerr, STDERR_FILENO, platform::kLineError);
+  if (!options.ndjson) {
+    SendLinesToJournal(std::cout, STDOUT_FILENO, platform::kLineInfo);
+    return Running(options);
   }
-  if (terminal && !events) std::cout << '\n';
-  said << "stopped after " << status.SavedSubgroups() << " subgroup(s)" << std::endl;
-  return outputClosed ? apps::kExitOutputClosed : stop.ExitStatus();
+  // Every line goes to stdout as an event, a failure too: stderr takes only what stdout
+  // cannot.
+  MessageEvents messages(std::cout, std::cerr.rdbuf());
+  const struct Restore {
+    std::streambuf* buffer;
+    ~Restore() { std::cerr.rdbuf(buffer); }
+  } restore{std::cerr.rdbuf(&messages)};
+  try {
+    return Running(options);
+  } catch (...) {
+    const std::exception_ptr failure = std::current_exception();
+    RunEvents(std::cout, "").Error(FailureError(failure));
+    try {
+      std::rethrow_exception(failure);
+    } catch (const apps::Failure& e) {
+      return e.Code();
+    } catch (...) {
+      return apps::kExitFailure;
+    }
+  }
 }
 
 }  // namespace dam

@@ -4,6 +4,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <sstream>
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/commands/SubgroupsFollow.h"
@@ -13,6 +14,7 @@
 #include "apps/dam/output/SubgroupCsv.h"
 #include "apps/dam/output/SubgroupJson.h"
 #include "apps/shared/Failures.h"
+#include "apps/shared/TerminalText.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/spcdb/SpcReader.h"
 #include "runtime/Conversions.h"
@@ -24,20 +26,24 @@ std::string Named(const std::optional<platform::SpcName>& name) {
   return name ? name->group + "/" + name->name : "-";
 }
 
+// Names, lots and defects come from the historian: shown escaped, as the terminal would
+// otherwise act on control characters in them.
 void PrintTable(const std::vector<platform::SpcSubgroupData>& subgroups) {
   for (const auto& s : subgroups) {
-    std::cout << runtime::FormatGeneralDate(s.time) << "  size " << s.size << "  part "
-              << Named(s.part) << "  process " << Named(s.process) << "  job " << Named(s.job)
-              << "  shift " << Named(s.shift) << "  lot " << s.lot.value_or("-");
-    for (const auto& d : s.descriptors) std::cout << "  " << d.group << "=" << d.name;
-    if (s.configuration) std::cout << "  by " << *s.configuration;
-    std::cout << '\n';
+    std::ostringstream line;
+    line << runtime::FormatGeneralDate(s.time) << "  size " << s.size << "  part " << Named(s.part)
+         << "  process " << Named(s.process) << "  job " << Named(s.job) << "  shift "
+         << Named(s.shift) << "  lot " << s.lot.value_or("-");
+    for (const auto& d : s.descriptors) line << "  " << d.group << "=" << d.name;
+    if (s.configuration) line << "  by " << *s.configuration;
+    std::cout << apps::Printable(line.str()) << '\n';
     for (const auto& r : s.readings) {
-      std::cout << "    " << r.testGroup << " / " << r.test << "  #" << r.sample << "  "
-                << runtime::NumberToText(r.value);
-      if (!r.serialNumber.empty()) std::cout << "  serial " << r.serialNumber;
-      if (!r.defect.empty()) std::cout << "  defect " << r.defect;
-      std::cout << '\n';
+      std::ostringstream reading;
+      reading << "    " << r.testGroup << " / " << r.test << "  #" << r.sample << "  "
+              << runtime::NumberToText(r.value);
+      if (!r.serialNumber.empty()) reading << "  serial " << r.serialNumber;
+      if (!r.defect.empty()) reading << "  defect " << r.defect;
+      std::cout << apps::Printable(reading.str()) << '\n';
     }
   }
   if (subgroups.empty()) std::cout << "no subgroups saved\n";
@@ -65,8 +71,8 @@ int SubgroupsCommand(const SubgroupsOptions& options) {
   }
   auto& session = dynamic_cast<platform::SpcSession&>(*host->Session());
   if (options.follow) {
-    return WriteSubgroupsAsSaved(session, appearing ? kEverySubgroup : count, std::cout,
-                                 std::cerr, *stop);
+    return WriteSubgroupsAsSaved(session, appearing ? kEverySubgroup : count, std::cout, std::cerr,
+                                 *stop);
   }
   const auto subgroups = apps::Doing(apps::kExitUnreachable, "cannot read the SPC database",
                                      [&] { return platform::ReadSubgroups(session, count); });

@@ -47,13 +47,22 @@ void DamHost::StateChanged(host::IDriver& driver) {
   if (onStateChanged) onStateChanged(driver.State());
 }
 
+std::string HostSetting(host::Components& components, const std::string& section,
+                        const std::string& key) {
+  return components.OpenSettingsFile(SettingsPath(components))->ReadString(section, key, "");
+}
+
+std::string SettingName(host::Components& components, const std::string& section,
+                        const std::string& key) {
+  return "[" + section + "] " + key + " in " + SettingsPath(components);
+}
+
 std::string SpcConnection(host::Components& components, const std::string& flag) {
   if (!flag.empty()) return flag;
   if (const char* environment = std::getenv("DAM_SPC_CONNECTION"); environment && *environment) {
     return environment;
   }
-  const std::string setting = components.OpenSettingsFile(SettingsPath(components))
-                                  ->ReadString("Database", "Connection", "");
+  const std::string setting = HostSetting(components, "Database", "Connection");
   if (!setting.empty()) return setting;
   host::HostFileSystem& files = components.FileSystem();
   return "Driver=SQLite3;Database=" + files.JoinPath(files.DataFolder(), "spc.db");

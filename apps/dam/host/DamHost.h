@@ -30,6 +30,13 @@ class DamHost : public host::DriverParent,
   std::shared_ptr<host::DatabaseSession> session_;
 };
 
+// The host setting `key` of `section` in dam.ini (settings folder); "" when not set.
+std::string HostSetting(host::Components& components, const std::string& section,
+                        const std::string& key);
+// "[Section] Key in /path/dam.ini", for messages about a setting.
+std::string SettingName(host::Components& components, const std::string& section,
+                        const std::string& key);
+
 // The SPC database's connection string: `flag` when given, else the environment variable
 // DAM_SPC_CONNECTION (keeps a password off command lines), else the host setting
 // ("[Database] Connection=" in dam.ini in the settings folder), else an SQLite file in

@@ -13,10 +13,15 @@
 namespace dam {
 
 // The platform's components, handing the data link test of the reading on to the module's
-// check and the driver's Load while the handle starts.
+// check and the driver's Load while the handle starts, with timers that time collections.
 class DriverHandle::StartComponents : public host::ComponentsWrapper {
  public:
-  using ComponentsWrapper::ComponentsWrapper;
+  StartComponents(host::Components& target, CollectionTimes& times)
+      : ComponentsWrapper(target), times_(times) {}
+
+  std::unique_ptr<host::HostTimer> CreateTimer() override {
+    return std::make_unique<CollectionTimer>(Target().CreateTimer(), times_);
+  }
 
   std::optional<host::DataLinkTest> SharedDataLinkTest(const std::string& link) override {
     if (shared_ && shared_->first == link) return shared_->second;
@@ -28,11 +33,13 @@ class DriverHandle::StartComponents : public host::ComponentsWrapper {
   void StopSharing() { shared_.reset(); }
 
  private:
+  CollectionTimes& times_;
   std::optional<std::pair<std::string, host::DataLinkTest>> shared_;
 };
 
 DriverHandle::DriverHandle()
-    : components_(std::make_unique<StartComponents>(platform_)), reading_(*components_) {}
+    : components_(std::make_unique<StartComponents>(platform_, collections_)),
+      reading_(*components_) {}
 
 DriverHandle::~DriverHandle() {
   Unload();

@@ -25,6 +25,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/dam/host/CollectionTimer.h"
 #include "apps/dam/host/DamHost.h"
 #include "apps/dam/host/DriverModule.h"
 #include "config/Configuration1.h"
@@ -67,6 +68,8 @@ class DriverHandle {
   // The driver, from Create to Unload.
   host::IDriver& Driver() { return *driver_; }
   DamHost& Host() { return *host_; }
+  // When the driver collected last and plans to collect next, as its timer saw it.
+  const CollectionTimes& Collections() const { return collections_; }
   // The driver's configuration text, decoded; an apps::Failure when the driver gives none.
   std::string Text();
   // Asks the driver to close its windows before it is unloaded; false when one refused,
@@ -80,6 +83,7 @@ class DriverHandle {
   class StartComponents;
 
   platform::PlatformComponents platform_;
+  CollectionTimes collections_;
   std::unique_ptr<StartComponents> components_;
   config::Configuration1 reading_;
   std::string driverClass_;

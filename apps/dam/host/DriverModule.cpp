@@ -4,15 +4,15 @@
 
 #include "apps/dam/host/InstalledModules.h"
 #include "host/DriverRegistry.h"
-#include "platform/utility/OwnerOnlyFile.h"
 #include "runtime/Error.h"
+#include "runtime/TrustedFile.h"
 
 namespace dam {
 namespace {
 
 // Loading a module runs its code as this user: no other user may be able to replace it.
 void RefuseReplaceableModule(const std::string& path) {
-  const std::string why = platform::WhyOthersCouldChange(path);
+  const std::string why = runtime::WhyOthersCouldChange(path);
   if (!why.empty()) {
     throw runtime::Error(runtime::kPathFileAccessError,
                          "Refusing to load the driver module " + path + ": " + why +

@@ -1,4 +1,7 @@
-// A driver module loaded into the host: the shared library and its exports.
+// A driver module loaded into the host: the shared library and its exports. Each driver a
+// host runs side by side loads the module through an object of its own: the loader counts
+// the loads, so unloading one leaves the module in place for the others, and a module whose
+// objects are still alive (DllCanUnloadNow, counted across threads) is never unloaded.
 #pragma once
 
 #include <memory>

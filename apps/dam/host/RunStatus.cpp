@@ -5,7 +5,6 @@
 
 #include "common/Module.h"
 #include "host/DriverState.h"
-#include "platform/components/ConsoleError.h"
 #include "platform/odbc/ConnectionSecrets.h"
 #include "runtime/Clock.h"
 #include "runtime/Error.h"
@@ -22,20 +21,19 @@ uintmax_t FileSize(const std::string& path) {
 
 }  // namespace
 
-RunStatus::RunStatus(host::Components& components, const platform::SpcSaveCount& saves,
+RunStatus::RunStatus(platform::PlatformComponents& components,
                      const config::Configuration1& configuration)
     : components_(components),
-      saves_(saves),
       configuration_(configuration),
-      firstCount_(saves.Count()) {
+      firstCount_(components.Saves().Count()) {
   host::HostFileSystem& files = components.FileSystem();
   logPath_ = files.JoinPath(files.LogFolder(), std::string(common::kModuleName) + ".LOG");
   logOffset_ = FileSize(logPath_);
-  shownErrors_ = platform::LastShownError().count;
+  shownErrors_ = components.Shown().Last().count;
 }
 
 int32_t RunStatus::SavedSubgroups() const {
-  return static_cast<int32_t>(saves_.Count() - firstCount_);
+  return static_cast<int32_t>(components_.Saves().Count() - firstCount_);
 }
 
 std::string RunStatus::NextCollection() const {
@@ -54,20 +52,20 @@ std::string RunStatus::LastError() {
   return lastError_;
 }
 
-std::vector<std::string> RunStatus::NewErrors() {
-  std::vector<std::string> errors = ReadNewLogLines();
+std::vector<RunError> RunStatus::NewErrors() {
+  std::vector<RunError> errors = ReadNewLogLines();
   // What the log could not take went to the host's error display instead.
-  const platform::ShownError shown = platform::LastShownError();
+  const platform::ShownError shown = components_.Shown().Last();
   if (shown.count != shownErrors_) {
     shownErrors_ = shown.count;
-    errors.push_back(platform::MaskConnectionSecrets(shown.text));
+    errors.push_back({platform::MaskConnectionSecrets(shown.text), shown.number, shown.source});
   }
-  if (!errors.empty()) lastError_ = errors.back();
+  if (!errors.empty()) lastError_ = errors.back().message;
   return errors;
 }
 
-std::vector<std::string> RunStatus::ReadNewLogLines() {
-  std::vector<std::string> errors;
+std::vector<RunError> RunStatus::ReadNewLogLines() {
+  std::vector<RunError> errors;
   if (FileSize(logPath_) <= logOffset_) return errors;
   std::ifstream log(logPath_, std::ios::binary);
   log.seekg(static_cast<std::streamoff>(logOffset_));
@@ -78,7 +76,9 @@ std::vector<std::string> RunStatus::ReadNewLogLines() {
     line.pop_back();
     const auto fields = runtime::Split(line, "\t");
     if (fields.size() >= 4 && fields[0] == configuration_.ConfigurationName()) {
-      errors.push_back(platform::MaskConnectionSecrets(fields[2] + ": " + fields[3]));
+      errors.push_back(
+          {platform::MaskConnectionSecrets(fields[2] + ": " + fields[3]), 0, "collection log"});
+      ++errorCounts_[platform::MaskConnectionSecrets(fields[2])];
     }
   }
   return errors;

@@ -5,22 +5,29 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "config/Configuration1.h"
-#include "host/Components.h"
-#include "platform/spcdb/SpcSaveCount.h"
+#include "platform/components/PlatformComponents.h"
 
 namespace dam {
 
+// An error as a run reports it: "description: detail" of a collection log line (which keeps
+// no error number: 0, source "collection log"), or what the host's error display showed.
+struct RunError {
+  std::string message;
+  int32_t number = 0;
+  std::string source;
+};
+
 class RunStatus {
  public:
-  // `configuration` is the host's own reading of the driver's configuration text.
-  // `saves` counts what the sessions of `components` save.
-  RunStatus(host::Components& components, const platform::SpcSaveCount& saves,
-            const config::Configuration1& configuration);
+  // `configuration` is the host's own reading of the driver's configuration text; what
+  // `components` saved and showed is the driver's.
+  RunStatus(platform::PlatformComponents& components, const config::Configuration1& configuration);
 
   // Subgroups this host saved since this object was made.
   int32_t SavedSubgroups() const;
@@ -32,22 +39,24 @@ class RunStatus {
   // "" when there was none.
   std::string LastError();
   // The errors since the last call of this or LastError, oldest first, in LastError's form.
-  std::vector<std::string> NewErrors();
+  std::vector<RunError> NewErrors();
+  // This configuration's collection log lines read so far by NewErrors, by description.
+  const std::map<std::string, int64_t>& ErrorCounts() const { return errorCounts_; }
 
   // "stopped", "running", ... for the codes of host/DriverState.h; "state N" for another.
   static std::string StateName(int32_t state);
 
  private:
   // This configuration's log lines written since the last call.
-  std::vector<std::string> ReadNewLogLines();
+  std::vector<RunError> ReadNewLogLines();
 
-  host::Components& components_;
-  const platform::SpcSaveCount& saves_;
+  platform::PlatformComponents& components_;
   const config::Configuration1& configuration_;
   int64_t firstCount_ = 0;
   std::string logPath_;
   uintmax_t logOffset_ = 0;
   std::string lastError_;
+  std::map<std::string, int64_t> errorCounts_;
   uint64_t shownErrors_ = 0;
 };
 

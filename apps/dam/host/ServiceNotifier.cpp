@@ -55,6 +55,14 @@ void ServiceNotifier::Ready() {
   Notify("READY=1");
 }
 
+void ServiceNotifier::Reloading() {
+  // The manager matches the reload to its request by the time it was sent.
+  Notify("RELOADING=1\nMONOTONIC_USEC=" +
+         std::to_string(std::chrono::duration_cast<std::chrono::microseconds>(
+                            std::chrono::steady_clock::now().time_since_epoch())
+                            .count()));
+}
+
 void ServiceNotifier::Status(const std::string& line) {
   if (line == status_) return;
   status_ = line;

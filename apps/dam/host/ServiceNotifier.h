@@ -1,5 +1,5 @@
 // Tells the service manager how a `dam run` started by systemd is doing (sd_notify): ready
-// once the driver started, the status line whenever it changes, watchdog pings, and
+// once the drivers started, reloading, the status line whenever it changes, watchdog pings, and
 // stopping. The pings come from a thread of their own, so that a collection waiting on a
 // database within its time limits never starves them; they stop once a watched event loop
 // has been inside one event for longer than its database waits may take, so that systemd
@@ -53,6 +53,8 @@ class ServiceNotifier {
   // when there is no watchdog to serve.
   std::unique_ptr<LoopWatch> WatchThisLoop();
   void Ready();
+  // The host rereads its configurations; Ready once it has.
+  void Reloading();
   // Sends `line` when it differs from the last one sent.
   void Status(const std::string& line);
   // Ends the pings and says so.

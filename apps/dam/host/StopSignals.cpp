@@ -3,8 +3,6 @@
 #include <poll.h>
 #include <pthread.h>
 
-#include "apps/shared/ExitCodes.h"
-
 namespace dam {
 namespace {
 
@@ -18,8 +16,11 @@ void Ignore(int signal, struct sigaction& previous) {
 }  // namespace
 
 StopSignals::StopSignals(std::function<void()> quit, std::function<void()> unblock,
-                         std::chrono::milliseconds grace)
-    : quit_(std::move(quit)), unblock_(std::move(unblock)), grace_(grace) {
+                         std::chrono::milliseconds grace, std::function<void()> reload)
+    : quit_(std::move(quit)),
+      unblock_(std::move(unblock)),
+      grace_(grace),
+      reload_(std::move(reload)) {
   sigemptyset(&signals_);
   for (const int stopping : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals_, stopping);
   pthread_sigmask(SIG_BLOCK, &signals_, &previousMask_);
@@ -44,10 +45,6 @@ StopSignals::~StopSignals() {
   pthread_sigmask(SIG_SETMASK, &previousMask_, nullptr);
 }
 
-int StopSignals::ExitStatus() const {
-  return signal_ == SIGHUP ? apps::kExitHangUp : apps::kExitOk;
-}
-
 void StopSignals::Stopped() {
   {
     std::lock_guard lock(mutex_);
@@ -59,11 +56,15 @@ void StopSignals::Stopped() {
 void StopSignals::Watch() {
   // Sleeps until a signal comes, without waking in between; the destructor sends one.
   int signal = 0;
-  while (sigwait(&signals_, &signal) != 0) {
-  }
-  {
-    std::lock_guard lock(mutex_);
-    if (ending_) return;
+  for (;;) {
+    while (sigwait(&signals_, &signal) != 0) {
+    }
+    {
+      std::lock_guard lock(mutex_);
+      if (ending_) return;
+    }
+    if (signal != SIGHUP || !reload_) break;
+    reload_();
   }
   signal_ = signal;
   quit_();

@@ -1,9 +1,8 @@
 // The signals of a host that runs until it is told to stop, all handled here. SIGINT and
-// SIGTERM stop it; SIGHUP stops it too, with an exit status a service manager restarts on
-// (until SIGHUP reloads the configurations). SIGPIPE, SIGUSR1 and SIGUSR2 are ignored: an
-// output that was closed is seen by OutputClosed and stops the host after the driver.
-// A thread of its own takes the stopping signals, so a signal that arrives while the event
-// loop waits inside a database call still stops the host in time: it asks the loop to quit
+// SIGTERM stop it; SIGHUP reloads a host that can, and otherwise stops it too. SIGPIPE, SIGUSR1 and
+// SIGUSR2 are ignored: an output that was closed is seen by OutputClosed and stops the host after
+// the driver. A thread of its own takes the stopping signals, so a signal that arrives while the
+// event loop waits inside a database call still stops the host in time: it asks the loop to quit
 // and, while the loop does not get there, keeps cancelling whatever blocks it.
 #pragma once
 
@@ -23,18 +22,17 @@ class StopSignals {
   // Blocks SIGINT, SIGTERM and SIGHUP in the calling thread and in every thread started
   // after it, so make this before anything starts threads; ignores the others above. On a
   // stopping signal, `quit` runs once and then `unblock` every `grace` until Stopped() is
-  // called; both run on the signal thread and must be safe there.
+  // called; both run on the signal thread and must be safe there. With `reload`, SIGHUP
+  // runs it there instead, as often as it comes.
   StopSignals(std::function<void()> quit, std::function<void()> unblock,
-              std::chrono::milliseconds grace = std::chrono::milliseconds(500));
+              std::chrono::milliseconds grace = std::chrono::milliseconds(500),
+              std::function<void()> reload = {});
   // Ends the signal thread and restores the signal mask and the ignored signals' handling.
   ~StopSignals();
   StopSignals(const StopSignals&) = delete;
   StopSignals& operator=(const StopSignals&) = delete;
 
   bool Requested() const { return signal_ != 0; }
-  // The exit status the signal asks for: 0 for SIGINT and SIGTERM or without a signal,
-  // apps::kExitHangUp for SIGHUP.
-  int ExitStatus() const;
   // The host has left its loop: nothing needs unblocking any more.
   void Stopped();
 
@@ -44,6 +42,7 @@ class StopSignals {
   std::function<void()> quit_;
   std::function<void()> unblock_;
   std::chrono::milliseconds grace_;
+  std::function<void()> reload_;
   sigset_t signals_;
   sigset_t previousMask_;
   struct sigaction previousPipe_ {

@@ -5,21 +5,32 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 namespace dam {
 namespace {
 
 constexpr int64_t kMillisecondsPerDay = 86'400'000;
 
-}  // namespace
-
-std::string IsoTime(runtime::Date time) {
+// The local wall-clock date and time `time` stands for, to the millisecond.
+std::pair<QDate, QTime> LocalTime(runtime::Date time) {
   const auto milliseconds = static_cast<int64_t>(std::llround(time.serial * kMillisecondsPerDay));
   const int64_t days =
       (milliseconds - (milliseconds < 0 ? kMillisecondsPerDay - 1 : 0)) / kMillisecondsPerDay;
-  const QDate date = QDate(1899, 12, 30).addDays(days);
-  const QTime clock =
-      QTime::fromMSecsSinceStartOfDay(static_cast<int>(milliseconds - days * kMillisecondsPerDay));
+  return {
+      QDate(1899, 12, 30).addDays(days),
+      QTime::fromMSecsSinceStartOfDay(static_cast<int>(milliseconds - days * kMillisecondsPerDay))};
+}
+
+}  // namespace
+
+double UnixSeconds(runtime::Date time) {
+  const auto [date, clock] = LocalTime(time);
+  return static_cast<double>(QDateTime(date, clock).toMSecsSinceEpoch()) / 1000.0;
+}
+
+std::string IsoTime(runtime::Date time) {
+  const auto [date, clock] = LocalTime(time);
   // The wall clock is written as kept; the zone rules only give its offset.
   const int offset = QDateTime(date, clock).offsetFromUtc() / 60;
   char zone[24];

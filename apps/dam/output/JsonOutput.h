@@ -14,6 +14,8 @@ inline constexpr int kJsonSchema = 1;
 
 // ISO 8601 local time with its UTC offset, to the millisecond: "2026-11-23T09:15:02.000+01:00".
 std::string IsoTime(runtime::Date time);
+// Seconds since 1970-01-01 00:00 UTC, to the millisecond, as Prometheus keeps times.
+double UnixSeconds(runtime::Date time);
 
 // `object` compact, on one line ending in a newline.
 std::string JsonLine(const QJsonObject& object);

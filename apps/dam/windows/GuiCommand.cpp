@@ -1,6 +1,6 @@
-#include "apps/dam/Commands.h"
 #include "apps/dam/windows/MainWindow.h"
 #include "apps/dam/windows/WindowsApplication.h"
+#include "apps/dam/windows/WindowsCommands.h"
 
 namespace dam {
 

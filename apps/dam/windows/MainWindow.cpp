@@ -86,8 +86,7 @@ void MainWindow::AddConfiguration(const std::string& path, const std::string& sp
     handle.Load(text);
     row->loaded = true;
     row->state = handle.Driver().State();
-    row->status = std::make_unique<RunStatus>(handle.Components(), handle.Components().Saves(),
-                                              handle.Reading());
+    row->status = std::make_unique<RunStatus>(handle.Components(), handle.Reading());
   } catch (...) {
     row->error = Reason(std::current_exception());
   }

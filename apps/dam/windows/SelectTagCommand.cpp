@@ -1,9 +1,9 @@
 #include <iostream>
 
-#include "apps/dam/Commands.h"
 #include "apps/dam/host/ConfigFile.h"
 #include "apps/dam/host/DriverHandle.h"
 #include "apps/dam/windows/WindowsApplication.h"
+#include "apps/dam/windows/WindowsCommands.h"
 #include "ui/SelectTag.h"
 
 namespace dam {

@@ -2,11 +2,11 @@
 #include <iostream>
 #include <memory>
 
-#include "apps/dam/Commands.h"
 #include "apps/dam/host/ConfigFile.h"
 #include "apps/dam/host/DamHost.h"
 #include "apps/dam/host/DriverHandle.h"
 #include "apps/dam/windows/WindowsApplication.h"
+#include "apps/dam/windows/WindowsCommands.h"
 
 namespace dam {
 

@@ -7,7 +7,8 @@
 
 namespace dam {
 
-// A watched QApplication (see WatchedApplication). Fails with apps::Failure (exit 1) when no display is named.
+// A watched QApplication (see WatchedApplication), with the host's windows installed for its
+// life (HostWindows.h). Fails with apps::Failure (exit 1) when no display is named.
 std::unique_ptr<QCoreApplication> MakeWindowsApplication();
 
 }  // namespace dam

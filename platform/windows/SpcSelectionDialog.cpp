@@ -1,4 +1,4 @@
-#include "platform/components/SpcSelectionDialog.h"
+#include "platform/windows/SpcSelectionDialog.h"
 
 #include <QDialogButtonBox>
 #include <QFormLayout>

@@ -1,11 +1,11 @@
-// Files whose content decides what this process runs or allows (a driver module, the host
-// settings) count only when no other user could have written or replaced them: the rule
-// sshd's StrictModes applies to key files.
+// Files whose content decides what this process runs or allows (a driver module, its windows,
+// the host settings) count only when no other user could have written or replaced them: the
+// rule sshd's StrictModes applies to key files.
 #pragma once
 
 #include <string>
 
-namespace platform {
+namespace runtime {
 
 // Why another user could change or replace the file at `path`, or empty when none could:
 // the file and every folder above it, both as `path` names them and as it resolves through
@@ -14,4 +14,4 @@ namespace platform {
 // cannot replace its entries then. A path that does not exist gives empty.
 std::string WhyOthersCouldChange(const std::string& path);
 
-}  // namespace platform
+}  // namespace runtime

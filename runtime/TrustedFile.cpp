@@ -1,4 +1,4 @@
-#include "platform/utility/OwnerOnlyFile.h"
+#include "runtime/TrustedFile.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <system_error>
 
-namespace platform {
+namespace runtime {
 namespace {
 
 std::string Mode(mode_t mode) {
@@ -51,4 +51,4 @@ std::string WhyOthersCouldChange(const std::string& path) {
   return {};
 }
 
-}  // namespace platform
+}  // namespace runtime

@@ -1,4 +1,4 @@
-#include "platform/components/OdbcDataLinkDialog.h"
+#include "platform/windows/OdbcDataLinkDialog.h"
 
 #include <sql.h>
 #include <sqlext.h>

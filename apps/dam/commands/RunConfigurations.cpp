@@ -1,0 +1,406 @@
+#include "apps/dam/commands/RunConfigurations.h"
+
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <algorithm>
+#include <chrono>
+#include <iostream>
+#include <set>
+
+#include "apps/dam/commands/CheckFindings.h"
+#include "apps/dam/host/ConfigFile.h"
+#include "apps/dam/host/ConfigurationPaths.h"
+#include "apps/dam/host/LoopProgress.h"
+#include "apps/dam/output/StatusLines.h"
+#include "apps/shared/Failures.h"
+#include "apps/shared/TerminalText.h"
+#include "platform/components/LineFields.h"
+#include "platform/odbc/ConnectionSecrets.h"
+#include "platform/odbc/OdbcCancel.h"
+#include "runtime/Date.h"
+#include "runtime/Error.h"
+
+namespace dam {
+namespace {
+
+std::string Masked(const std::string& text) {
+  return platform::MaskConnectionSecrets(text);
+}
+
+host::CheckFinding Masked(host::CheckFinding finding) {
+  finding.text = Masked(finding.text);
+  return finding;
+}
+
+}  // namespace
+
+RunError FailureError(std::exception_ptr failure) {
+  RunError said{Masked(apps::FailureText(failure, false)), 0, "dam run"};
+  std::exception_ptr cause = failure;
+  try {
+    std::rethrow_exception(failure);
+  } catch (const apps::Failure& e) {
+    const auto* nested = dynamic_cast<const std::nested_exception*>(&e);
+    cause = nested ? nested->nested_ptr() : nullptr;
+  } catch (...) {
+  }
+  if (cause) {
+    const runtime::Error error = runtime::ToError(cause);
+    said.number = error.Number();
+    said.source = Masked(error.Source());
+  }
+  return said;
+}
+
+RunConfigurations::RunConfigurations(const RunOptions& options, const RunObservers& observers,
+                                     ServiceNotifier& service, StopSignals& stop)
+    : options_(options),
+      observers_(observers),
+      service_(service),
+      stop_(stop),
+      runEvents_(std::cout, ""),
+      terminal_(isatty(STDOUT_FILENO) != 0) {}
+
+void RunConfigurations::Start() {
+  const std::vector<std::string> files = ConfigurationFiles(options_.configs);
+  order_ = files;
+  several_ = files.size() > 1;
+  if (!several_) {
+    Begin({{files[0], ReadConfigurationFile(files[0], false)}});
+    if (std::exception_ptr failure = Collect(true)) std::rethrow_exception(failure);
+    return;
+  }
+  std::vector<std::pair<std::string, std::string>> texts;
+  for (const std::string& file : files) {
+    try {
+      texts.emplace_back(file, ReadConfigurationFile(file, false));
+    } catch (...) {
+      Skipped(file, std::current_exception(), "; it does not run");
+      failures_.emplace(file, std::current_exception());
+    }
+  }
+  Begin(texts);
+}
+
+void RunConfigurations::Reload() {
+  service_.Reloading();
+  Say(nullptr, "reload", "reloading " + Paths());
+  std::vector<std::string> files;
+  try {
+    files = ConfigurationFiles(options_.configs);
+  } catch (...) {
+    Skipped(Paths(), std::current_exception(), "; every configuration runs on as it was");
+    service_.Ready();
+    return;
+  }
+  several_ = several_ || files.size() > 1;
+  order_ = files;
+  const std::set<std::string> wanted(files.begin(), files.end());
+  std::erase_if(running_, [&](const std::unique_ptr<Shown>& shown) {
+    if (wanted.contains(shown->configuration->File())) return false;
+    Say(shown.get(), "removed",
+        "removed: stopped after " + std::to_string(shown->configuration->Look().saved) +
+            " subgroup(s)");
+    if (observers_.board) observers_.board->Remove(shown->configuration->Name());
+    return true;
+  });
+  std::vector<std::pair<std::string, std::string>> added;
+  for (const std::string& file : files) {
+    Shown* shown = Find(file);
+    std::string text;
+    try {
+      text = ReadConfigurationFile(file, false);
+    } catch (...) {
+      Skipped(file, std::current_exception(),
+              shown ? "; it runs on as it was" : "; it does not run");
+      continue;
+    }
+    // One still starting is taken as it was begun.
+    if (!shown && !StillStarting(file)) {
+      added.emplace_back(file, text);
+      continue;
+    }
+    if (!shown) continue;
+    if (shown->configuration->Text() == text) continue;
+    const RunningConfiguration::Outcome outcome = shown->configuration->Reload(text).get();
+    Report(*shown->configuration, outcome);
+    if (outcome.failure) Skipped(file, outcome.failure, "");
+    if (!outcome.renamed) continue;
+    Say(shown, "renamed", "renamed: stopped, to start again");
+    if (observers_.board) observers_.board->Remove(shown->configuration->Name());
+    std::erase_if(running_, [&](const auto& one) { return one.get() == shown; });
+    added.emplace_back(file, text);
+  }
+  Begin(added);
+  InOrder();
+  if (running_.empty() && starting_.empty()) Say(nullptr, "message", "no configuration runs");
+  service_.Ready();
+  Look();
+}
+
+void RunConfigurations::LookSoon() {
+  if (lookPending_.exchange(true)) return;
+  QMetaObject::invokeMethod(
+      &context_, [this] { Look(); }, Qt::QueuedConnection);
+}
+
+void RunConfigurations::Look() {
+  lookPending_ = false;
+  // A look that blocks (an output nobody reads) is a stuck loop to the watchdog.
+  const LoopProgress::InEvent inEvent;
+  Collect(false);
+  if (!started_ && starting_.empty()) {
+    started_ = true;
+    if (running_.empty()) {
+      // The first in the order of the paths.
+      for (const std::string& file : order_) {
+        if (failures_.contains(file) && !noneRuns_) noneRuns_ = failures_.at(file);
+      }
+      QCoreApplication::quit();
+      return;
+    }
+  }
+  const bool several = several_ || running_.size() > 1;
+  bool allSaved = options_.subgroups > 0 && starting_.empty();
+  std::vector<RunningConfiguration::Status> statuses;
+  for (const std::unique_ptr<Shown>& shown : running_) {
+    RunningConfiguration& configuration = *shown->configuration;
+    const RunningConfiguration::Status status = configuration.Look();
+    const std::vector<RunError> errors = configuration.TakeErrors();
+    if (!errors.empty()) lastError_ = configuration.Name() + ": " + errors.back().message;
+    if (status.unavailable != shown->unavailable && !status.unavailable.empty()) {
+      if (shown->events) {
+        shown->events->Error({"status unavailable: " + status.unavailable, 0, "dam run"});
+      } else {
+        std::cerr << "dam run: " << (several ? configuration.Name() + ": " : "")
+                  << "status unavailable: " << status.unavailable << std::endl;
+      }
+    }
+    shown->unavailable = status.unavailable;
+    if (shown->events && status.unavailable.empty()) {
+      shown->events->Write(status.state, status.saved, status.spooled, status.lost, status.next,
+                           errors);
+    }
+    const std::string line = StatusLine(status);
+    if (!options_.ndjson && !terminal_ && line != shown->line) {
+      std::cout << (several ? configuration.Name() + ": " : "") << line << std::endl;
+    }
+    shown->line = line;
+    if (shown->outOfControl && status.saved != shown->checkedAt) shown->outOfControl->Saved();
+    shown->checkedAt = status.saved;
+    statuses.push_back(status);
+    allSaved = allSaved && status.saved >= options_.subgroups;
+  }
+  const std::string summary =
+      several || running_.empty() ? SummaryLine(statuses, lastError_) : running_[0]->line;
+  if (!options_.ndjson && terminal_ && summary != shownSummary_) {
+    std::cout << "\r\033[K" << summary << std::flush;
+  }
+  shownSummary_ = summary;
+  service_.Status(summary);
+  if (!outputClosed_ && OutputClosed(STDOUT_FILENO)) {
+    outputClosed_ = true;
+    std::cerr << "dam run: the output was closed; stopping" << std::endl;
+  }
+  if (stop_.Requested() || outputClosed_ || allSaved) QCoreApplication::quit();
+}
+
+int RunConfigurations::Finish() {
+  for (Starting& start : starting_) {
+    while (start.outcome.wait_for(std::chrono::milliseconds(500)) != std::future_status::ready) {
+      platform::CancelRunningStatements();
+    }
+  }
+  Collect(true);
+  std::vector<std::future<void>> stopping;
+  for (const std::unique_ptr<Shown>& shown : running_) {
+    // Gone first, with what it has not told yet.
+    shown->outOfControl.reset();
+    stopping.push_back(shown->configuration->Stop());
+  }
+  for (std::future<void>& stopped : stopping) stopped.wait();
+  stop_.Stopped();
+  if (noneRuns_) std::rethrow_exception(noneRuns_);
+  // The status line on a terminal ends here.
+  if (terminal_ && !options_.ndjson) std::cout << '\n';
+  int64_t saved = 0;
+  for (const std::unique_ptr<Shown>& shown : running_) {
+    const RunningConfiguration::Status status = shown->configuration->Look();
+    if (shown->events) {
+      shown->events->Write("stopped", status.saved, status.spooled, status.lost, "", {});
+    }
+    if (several_ && !options_.ndjson) {
+      Say(shown.get(), "stopped", "stopped after " + std::to_string(status.saved) + " subgroup(s)");
+    }
+    saved += status.saved;
+  }
+  // A milestone of the run: a notice to the journal.
+  const platform::LineNote notice({.priority = platform::kLineNotice});
+  if (options_.ndjson) {
+    runEvents_.Stopped(saved);
+    // An output that was closed takes no event: stderr, as --ndjson has it, says it then.
+    if (!std::cout) std::cerr << "stopped after " << saved << " subgroup(s)" << std::endl;
+  } else {
+    std::cout << "stopped after " << saved << " subgroup(s)" << std::endl;
+  }
+  running_.clear();
+  return outputClosed_ ? apps::kExitOutputClosed : apps::kExitOk;
+}
+
+std::string RunConfigurations::Paths() const {
+  std::string paths;
+  for (const std::string& path : options_.configs) paths += (paths.empty() ? "" : " ") + path;
+  return paths;
+}
+
+std::string RunConfigurations::Named(const std::string& file) {
+  const Shown* shown = Find(file);
+  return shown ? shown->configuration->Name() : file;
+}
+
+RunConfigurations::Shown* RunConfigurations::Find(const std::string& file) {
+  for (const std::unique_ptr<Shown>& shown : running_) {
+    if (shown->configuration->File() == file) return shown.get();
+  }
+  return nullptr;
+}
+
+void RunConfigurations::Begin(const std::vector<std::pair<std::string, std::string>>& texts) {
+  for (const auto& [file, text] : texts) {
+    auto configuration = std::make_unique<RunningConfiguration>(
+        file,
+        RunningConfiguration::Settings{options_.spc, options_.driverClass, options_.force,
+                                       options_.activity, observers_.board},
+        service_, [this] { LookSoon(); });
+    std::future<RunningConfiguration::Outcome> outcome = configuration->Start(text);
+    starting_.push_back({std::move(configuration), std::move(outcome)});
+  }
+}
+
+std::exception_ptr RunConfigurations::Collect(bool wait) {
+  std::exception_ptr failure;
+  for (auto start = starting_.begin(); start != starting_.end();) {
+    if (!wait && start->outcome.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+      ++start;
+      continue;
+    }
+    const RunningConfiguration::Outcome outcome = start->outcome.get();
+    Report(*start->configuration, outcome);
+    if (outcome.failure) {
+      if (!failure) failure = outcome.failure;
+      if (!started_) failures_.emplace(start->configuration->File(), outcome.failure);
+      if (several_) Skipped(start->configuration->File(), outcome.failure, "; it does not run");
+    } else if (std::find(order_.begin(), order_.end(), start->configuration->File()) !=
+               order_.end()) {
+      Started(std::move(start->configuration));
+    }
+    start = starting_.erase(start);
+  }
+  InOrder();
+  return failure;
+}
+
+bool RunConfigurations::StillStarting(const std::string& file) const {
+  return std::any_of(starting_.begin(), starting_.end(),
+                     [&](const Starting& start) { return start.configuration->File() == file; });
+}
+
+void RunConfigurations::InOrder() {
+  std::stable_sort(running_.begin(), running_.end(), [&](const auto& a, const auto& b) {
+    return std::find(order_.begin(), order_.end(), a->configuration->File()) <
+           std::find(order_.begin(), order_.end(), b->configuration->File());
+  });
+}
+
+void RunConfigurations::Started(std::unique_ptr<RunningConfiguration> configuration) {
+  auto shown = std::make_unique<Shown>();
+  if (options_.ndjson) shown->events.emplace(std::cout, configuration->Name());
+  if (observers_.rules) {
+    Shown* told = shown.get();
+    shown->outOfControl = std::make_unique<OutOfControlCheck>(
+        observers_.spc, observers_.policy, configuration->Name(), *observers_.rules,
+        [this, told](const OutOfControl& found) { OutOfControlFound(*told, found); },
+        [this, told](const runtime::Error& error) {
+          const platform::LineNote note({.configuration = told->configuration->Name(),
+                                         .errorNumber = error.Number(),
+                                         .sqlState = error.SqlState()});
+          const std::string reason = Masked(error.NumberAndDescription());
+          if (told->events) {
+            told->events->Error(
+                {"the out-of-control check failed: " + reason, error.Number(), "dam run"});
+          } else {
+            std::cerr << "dam run: " << (several_ ? told->configuration->Name() + ": " : "")
+                      << "the out-of-control check failed: " << reason << std::endl;
+          }
+        });
+  }
+  shown->configuration = std::move(configuration);
+  running_.push_back(std::move(shown));
+}
+
+void RunConfigurations::Report(const RunningConfiguration& configuration,
+                               const RunningConfiguration::Outcome& outcome) {
+  RunEvents events(std::cout, configuration.Name());
+  for (const host::CheckFinding& finding : outcome.findings) {
+    if (options_.ndjson) {
+      events.Finding(configuration.File(), Masked(finding));
+    } else {
+      std::cerr << apps::Printable(Masked(FormatFinding(configuration.File(), finding))) << '\n';
+    }
+  }
+  if (outcome.historian.empty()) return;
+  // A milestone of the run: a notice to the journal.
+  const platform::LineNote notice(
+      {.configuration = configuration.Name(), .priority = platform::kLineNotice});
+  if (options_.ndjson) {
+    events.Historian(outcome.historian);
+  } else {
+    std::cout << (several_ ? configuration.Name() + ": " : "") << "historian: " << outcome.historian
+              << std::endl;
+  }
+}
+
+void RunConfigurations::Say(const Shown* shown, const char* kind, const std::string& what) {
+  const std::string name = shown ? shown->configuration->Name() : "";
+  if (options_.ndjson) {
+    RunEvents(std::cout, name).Note(kind, what);
+  } else {
+    // A line of its own, where a terminal shows the summary line.
+    std::cout << (terminal_ ? "\r\033[K" : "") << (shown ? name + ": " : "") << what << std::endl;
+    shownSummary_.clear();
+  }
+}
+
+void RunConfigurations::Skipped(const std::string& file, std::exception_ptr failure,
+                                const std::string& so) {
+  RunError error = FailureError(failure);
+  if (options_.ndjson) {
+    error.message = file + ": " + error.message + so;
+    RunEvents(std::cout, Named(file)).Error(error);
+  } else {
+    std::cerr << "dam run: " << file << ": " << apps::Printable(error.message) << so << std::endl;
+  }
+}
+
+void RunConfigurations::OutOfControlFound(Shown& shown, const OutOfControl& found) {
+  if (shown.events) return shown.events->OutOfControl(found);
+  std::string broken;
+  if (found.rules) broken = "rules " + platform::RulesText(found.rules);
+  if (found.spreadRules) {
+    broken += (broken.empty() ? "" : "; ") + std::string("spread chart rule ") +
+              platform::RulesText(found.spreadRules);
+  }
+  const platform::LineNote note({.configuration = found.configuration,
+                                 .collectionTime = found.time,
+                                 .priority = platform::kLineWarning});
+  // A line of its own, where a terminal shows the summary line.
+  std::cout << (terminal_ ? "\r\033[K" : "")
+            << apps::Printable("out of control: " + found.configuration + " " + found.test +
+                               " at " + runtime::FormatGeneralDate(found.time) + " breaks " +
+                               broken)
+            << std::endl;
+  shownSummary_.clear();
+}
+
+}  // namespace dam

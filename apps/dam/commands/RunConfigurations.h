@@ -1,0 +1,146 @@
+// The configurations of one `dam run`, each a RunningConfiguration with what the run last
+// showed of it: it starts them, shows their status lines or events, reloads them on SIGHUP
+// and stops them. Lives on the run's thread; the drivers report to it through queued calls.
+#pragma once
+
+#include <QObject>
+#include <atomic>
+#include <exception>
+#include <future>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "apps/dam/Commands.h"
+#include "apps/dam/host/MetricsBoard.h"
+#include "apps/dam/host/OutOfControlCheck.h"
+#include "apps/dam/host/RunStatus.h"
+#include "apps/dam/host/RunningConfiguration.h"
+#include "apps/dam/host/ServiceNotifier.h"
+#include "apps/dam/host/StopSignals.h"
+#include "apps/dam/output/RunEvents.h"
+#include "platform/odbc/OdbcPolicy.h"
+#include "platform/spcdb/SpcRunRules.h"
+
+namespace dam {
+
+// What a failure says, with the number and source of the error that caused it; a failure
+// of dam's own has number 0.
+RunError FailureError(std::exception_ptr failure);
+
+// What watches every configuration of a run besides its status: the out-of-control check of
+// what each saves (by `rules` on the SPC database at `spc`), and the metrics board.
+struct RunObservers {
+  std::optional<platform::SpcRules> rules;
+  std::string spc;
+  platform::OdbcPolicy policy;
+  // Null without a metrics server.
+  MetricsBoard* board = nullptr;
+};
+
+class RunConfigurations {
+ public:
+  RunConfigurations(const RunOptions& options, const RunObservers& observers,
+                    ServiceNotifier& service, StopSignals& stop);
+
+  // Starts every configuration the paths name. A run of one configuration waits for it and
+  // fails as it does. A run of several goes on while its configurations start, each on its
+  // own thread, so that one whose historian does not answer holds up no other; it reports
+  // those that cannot run, and ends, failing as the first one did, only when none can.
+  void Start();
+
+  // Rereads the paths: a configuration whose file went is stopped, a new one started, one
+  // whose text changed is handed the new text; the others run on untouched. What cannot
+  // be read leaves what runs as it was.
+  void Reload();
+
+  // Asks for a look at the drivers from the run's thread, once however often it is asked
+  // before it gets there; safe from any thread.
+  void LookSoon();
+
+  // Shows what changed, and ends the run once every configuration saved what it was to.
+  void Look();
+
+  // Stops every driver, all at once, and says what they saved. A start still waiting on its
+  // historian is cancelled.
+  int Finish();
+
+ private:
+  struct Starting {
+    std::unique_ptr<RunningConfiguration> configuration;
+    std::future<RunningConfiguration::Outcome> outcome;
+  };
+
+  struct Shown {
+    std::unique_ptr<RunningConfiguration> configuration;
+    std::optional<RunEvents> events;
+    std::string line;
+    std::string unavailable;
+    // With rules: told of each count of saved subgroups the driver reaches.
+    std::unique_ptr<OutOfControlCheck> outOfControl;
+    int32_t checkedAt = 0;
+  };
+
+  std::string Paths() const;
+
+  // The name of the configuration `file` holds, once it ran; else the file.
+  std::string Named(const std::string& file);
+
+  Shown* Find(const std::string& file);
+
+  // Starts each (file, text) on a thread of its own, all at once.
+  void Begin(const std::vector<std::pair<std::string, std::string>>& texts);
+
+  // Takes the starts that are done, or with `wait` all of them: what each says is shown,
+  // and the failures of several. Gives the first failure among them.
+  std::exception_ptr Collect(bool wait);
+
+  bool StillStarting(const std::string& file) const;
+
+  // The configurations in the order of the paths.
+  void InOrder();
+
+  void Started(std::unique_ptr<RunningConfiguration> configuration);
+
+  // The check's findings and the historian's status; a failure is the caller's to show.
+  void Report(const RunningConfiguration& configuration,
+              const RunningConfiguration::Outcome& outcome);
+
+  // News of `shown`, or of the whole run for null: an event of `kind`, or a line.
+  void Say(const Shown* shown, const char* kind, const std::string& what);
+
+  // A configuration of several that does not run, or does not change, and why: `so` says
+  // what follows from it.
+  void Skipped(const std::string& file, std::exception_ptr failure, const std::string& so);
+
+  // A rule break found in what `shown` saved: a line, or an event.
+  void OutOfControlFound(Shown& shown, const OutOfControl& found);
+
+  const RunOptions& options_;
+  const RunObservers& observers_;
+  ServiceNotifier& service_;
+  StopSignals& stop_;
+  RunEvents runEvents_;
+  const bool terminal_;
+  QObject context_;
+  std::atomic<bool> lookPending_ = false;
+  std::vector<std::unique_ptr<Shown>> running_;
+  std::string shownSummary_;
+  std::string lastError_;
+  bool outputClosed_ = false;
+  // Named more than one configuration: every line names its configuration.
+  bool several_ = false;
+  // The configuration files, in the order the paths give them.
+  std::vector<std::string> order_;
+  std::vector<Starting> starting_;
+  // Why each configuration of the first start could not run, and, once each has started or
+  // failed, the first one's failure when none runs.
+  std::map<std::string, std::exception_ptr> failures_;
+  std::exception_ptr noneRuns_;
+  bool started_ = false;
+};
+
+}  // namespace dam

@@ -1,0 +1,29 @@
+#include "apps/dam/host/CollectionTimer.h"
+
+#include "runtime/Clock.h"
+
+namespace dam {
+
+CollectionTimer::CollectionTimer(std::unique_ptr<host::HostTimer> timer, CollectionTimes& times)
+    : timer_(std::move(timer)),
+      times_(times),
+      ticks_(timer_->OnTimer.Subscribe([this] { Tick(); })) {}
+
+void CollectionTimer::ArmFor(runtime::Date due) {
+  armedInTick_ = true;
+  times_.next = due;
+  timer_->ArmFor(due);
+}
+
+void CollectionTimer::Tick() {
+  const runtime::Date started = runtime::Now();
+  const std::chrono::nanoseconds start = runtime::Monotonic();
+  armedInTick_ = false;
+  OnTimer.Raise();
+  if (!armedInTick_) return;
+  times_.last = started;
+  times_.took = runtime::Monotonic() - start;
+  ++times_.collections;
+}
+
+}  // namespace dam

@@ -1,0 +1,80 @@
+#include "apps/dam/host/MetricsServer.h"
+
+#include <QHostAddress>
+#include <QHttpServerRequest>
+#include <QHttpServerResponse>
+#include <QTcpServer>
+#include <charconv>
+#include <memory>
+#include <optional>
+
+#include "apps/shared/Failures.h"
+#include "runtime/Clock.h"
+
+namespace dam {
+namespace {
+
+struct Endpoint {
+  QHostAddress address;
+  uint16_t port;
+};
+
+// HOST:PORT, an IPv6 host in brackets. Names are not looked up: the address is the one
+// to bind, so that the metrics are never served on an interface nobody chose.
+std::optional<Endpoint> ParseEndpoint(const std::string& text) {
+  const size_t colon = text.rfind(':');
+  if (colon == std::string::npos) return std::nullopt;
+  std::string host = text.substr(0, colon);
+  if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
+    host = host.substr(1, host.size() - 2);
+  } else if (host.find(':') != std::string::npos) {
+    return std::nullopt;
+  }
+  QHostAddress address;
+  if (!address.setAddress(QString::fromStdString(host))) return std::nullopt;
+  const std::string port = text.substr(colon + 1);
+  unsigned value = 0;
+  const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), value);
+  if (port.empty() || error != std::errc() || end != port.data() + port.size() || value > 65535) {
+    return std::nullopt;
+  }
+  return Endpoint{address, static_cast<uint16_t>(value)};
+}
+
+}  // namespace
+
+MetricsServer::MetricsServer(const MetricsBoard& board) : board_(board) {
+  server_.route("/metrics", QHttpServerRequest::Method::Get, [this] {
+    return QHttpServerResponse("text/plain; version=0.0.4; charset=utf-8",
+                               QByteArray::fromStdString(board_.Render()));
+  });
+  server_.route("/healthz", QHttpServerRequest::Method::Get, [this] {
+    const Health health = board_.Check(runtime::Now());
+    return QHttpServerResponse(
+        "text/plain; charset=utf-8", QByteArray::fromStdString(health.reasons),
+        health.healthy ? QHttpServerResponse::StatusCode::Ok
+                       : QHttpServerResponse::StatusCode::ServiceUnavailable);
+  });
+}
+
+uint16_t MetricsServer::Listen(const std::string& address, const std::string& setting) {
+  const std::optional<Endpoint> endpoint = ParseEndpoint(address);
+  if (!endpoint) {
+    throw apps::Failure(apps::kExitFailure, setting + " '" + address +
+                                                "' is not an address and port "
+                                                "(127.0.0.1:9464, [::1]:9464)");
+  }
+  // A socket of our own, for the reason a listen fails.
+  auto socket = std::make_unique<QTcpServer>();
+  if (!socket->listen(endpoint->address, endpoint->port)) {
+    throw apps::Failure(apps::kExitFailure, "cannot serve the metrics on " + address + " (" +
+                                                setting +
+                                                "): " + socket->errorString().toStdString());
+  }
+  const uint16_t port = socket->serverPort();
+  socket->setParent(&server_);
+  server_.bind(socket.release());
+  return port;
+}
+
+}  // namespace dam

@@ -1,0 +1,131 @@
+// One configuration of `dam run`: its driver instance (a DriverHandle) and the status the run
+// shows of it. Unless the run shows windows, which need the GUI thread, the driver lives on a
+// thread of its own with its own event loop, so that a database that does not answer holds
+// up this configuration alone; its handle, its timers and its status are made, used and
+// destroyed on that thread, and the driver's code stays single-threaded. Observers of a
+// run attach here, one per configuration.
+//
+// Members are called from the run's thread; each step runs on the driver's thread and its
+// future is ready when the step is done there.
+#pragma once
+
+#include <QObject>
+#include <QThread>
+#include <QTimer>
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <future>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "apps/dam/host/DriverHandle.h"
+#include "apps/dam/host/MetricsBoard.h"
+#include "apps/dam/host/RunMetrics.h"
+#include "apps/dam/host/RunStatus.h"
+#include "apps/dam/host/ServiceNotifier.h"
+#include "platform/components/LineFields.h"
+
+namespace dam {
+
+class RunningConfiguration {
+ public:
+  struct Settings {
+    std::string spc;
+    std::string driverClass;
+    // Runs a configuration the check finds errors in, as the driver's reading takes it.
+    bool force = false;
+    // Shows the driver's activity window: the driver stays on the calling thread.
+    bool activity = false;
+    // Where the driver's metrics are published, if anywhere.
+    MetricsBoard* board = nullptr;
+  };
+
+  // What a start or a reload has to say, shown by the run in this order: the check's
+  // findings, the historian's status ("" when it was not
+  // reached), and the failure that keeps the text from running (null when it runs).
+  struct Outcome {
+    std::vector<host::CheckFinding> findings;
+    std::string historian;
+    std::exception_ptr failure;
+    // The text names another configuration (NAME): it is to be started anew.
+    bool renamed = false;
+  };
+
+  // How the driver is doing, as of its thread's last round.
+  struct Status {
+    std::string state = "starting";
+    int32_t saved = 0;
+    int64_t spooled = 0;
+    int64_t lost = 0;
+    std::string next;
+    // "description: detail" of the newest error, "" while there was none.
+    std::string lastError;
+    // Why the status could not be read, "" when it could.
+    std::string unavailable;
+    friend bool operator==(const Status&, const Status&) = default;
+  };
+
+  // `changed` is called on the driver's thread whenever its status may have changed.
+  RunningConfiguration(std::string file, Settings settings, ServiceNotifier& service,
+                       std::function<void()> changed);
+  // Stops the driver if it runs, and ends its thread.
+  ~RunningConfiguration();
+  RunningConfiguration(const RunningConfiguration&) = delete;
+  RunningConfiguration& operator=(const RunningConfiguration&) = delete;
+
+  const std::string& File() const { return file_; }
+  // The configuration's NAME, else the file's stem; known once Start is done.
+  const std::string& Name() const { return name_; }
+  // The text the driver was last handed.
+  const std::string& Text() const { return text_; }
+
+  // Reads, checks and starts `text`: OpenModule, Read, Check, Create, Load, StartDriver.
+  // On a failure the driver is gone again.
+  std::future<Outcome> Start(std::string text);
+  // Hands the running driver `text` as the host does: StopDriver, Load, StartDriver. A text
+  // that does not read or check, or names another configuration, leaves the driver as it was.
+  std::future<Outcome> Reload(std::string text);
+  // Stops and unloads the driver.
+  std::future<void> Stop();
+
+  Status Look() const;
+  // The errors since the last call, oldest first.
+  std::vector<RunError> TakeErrors();
+
+ private:
+  template <class Result>
+  std::future<Result> OnDriverThread(std::function<Result()> step);
+  Outcome Begin(const std::string& text);
+  Outcome Replace(const std::string& text);
+  void Halt();
+  // Takes the status on the driver's thread after each round of its event loop.
+  void Refresh();
+
+  const std::string file_;
+  const Settings settings_;
+  ServiceNotifier& service_;
+  const std::function<void()> changed_;
+  std::string name_;
+  std::string text_;
+
+  QThread thread_;
+  std::unique_ptr<QObject> context_ = std::make_unique<QObject>();
+  // On the driver's thread.
+  std::unique_ptr<DriverHandle> handle_;
+  std::unique_ptr<RunStatus> status_;
+  std::unique_ptr<RunMetrics> metrics_;
+  // On a thread of its own, every line the driver's thread writes names its configuration.
+  std::unique_ptr<platform::LineNote> note_;
+  std::unique_ptr<ServiceNotifier::LoopWatch> watch_;
+  std::unique_ptr<QTimer> whileSpooled_;
+  QMetaObject::Connection looking_;
+
+  mutable std::mutex mutex_;
+  Status last_;
+  std::vector<RunError> errors_;
+};
+
+}  // namespace dam

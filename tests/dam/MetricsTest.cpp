@@ -1,0 +1,247 @@
+// What dam run tells a monitoring system: the collections its drivers' timers see, the
+// board of per-configuration snapshots, and the HTTP server a real client scrapes.
+#include <gtest/gtest.h>
+
+#include <QEventLoop>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QTcpServer>
+#include <string>
+#include <vector>
+
+#include "apps/dam/host/CollectionTimer.h"
+#include "apps/dam/host/HeadlessApplication.h"
+#include "apps/dam/host/MetricsBoard.h"
+#include "apps/dam/host/MetricsServer.h"
+#include "apps/dam/output/JsonOutput.h"
+#include "apps/shared/Failures.h"
+#include "runtime/Date.h"
+#include "tests/dam/DamProcesses.h"
+#include "tests/support/ManualTimer.h"
+#include "tests/support/TestClock.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+runtime::Date At(const char* text) {
+  return *runtime::ParseDate(text);
+}
+
+struct Answer {
+  int status;
+  std::string type, body;
+};
+
+Answer Get(uint16_t port, const char* path, const char* method = "GET") {
+  QNetworkAccessManager client;
+  QNetworkReply* reply = client.sendCustomRequest(
+      QNetworkRequest(QUrl(QString("http://127.0.0.1:%1%2").arg(port).arg(path))), method);
+  QEventLoop loop;
+  QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+  if (!reply->isFinished()) loop.exec();
+  Answer answer{reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(),
+                reply->header(QNetworkRequest::ContentTypeHeader).toString().toStdString(),
+                reply->readAll().toStdString()};
+  reply->deleteLater();
+  return answer;
+}
+
+void EnsureApplication() {
+  if (QCoreApplication::instance() == nullptr) dam::MakeHeadlessApplication().release();
+}
+
+bool Holds(const std::string& text, const std::string& line) {
+  return ("\n" + text).find("\n" + line + "\n") != std::string::npos;
+}
+
+// A tick in which the engine plans its next collection is a collection, timed from the
+// tick's start to its end; a tick that plans nothing is not.
+TEST(CollectionTimer, ATickThatPlansTheNextCollectionIsACollection) {
+  testsupport::TestClock clock(At("2026-11-23 08:00:00"));
+  dam::CollectionTimes times;
+  auto manual = std::make_unique<testsupport::ManualTimer>();
+  testsupport::ManualTimer& inner = *manual;
+  dam::CollectionTimer timer(std::move(manual), times);
+  timer.StartTimer(100);
+  timer.ArmFor(At("2026-11-23 08:00:05"));
+  EXPECT_EQ(inner.armedFor, At("2026-11-23 08:00:05")) << "forwarded";
+  EXPECT_EQ(times.next, At("2026-11-23 08:00:05"));
+
+  bool collects = false;
+  const runtime::Subscription engine = timer.OnTimer.Subscribe([&] {
+    if (!collects) return;
+    clock.Set(At("2026-11-23 08:00:07.25"));
+    timer.ArmFor(At("2026-11-23 08:00:10"));
+  });
+  inner.Tick();
+  EXPECT_EQ(times.collections, 0);
+  EXPECT_FALSE(times.last);
+
+  clock.Set(At("2026-11-23 08:00:06"));
+  collects = true;
+  inner.Tick();
+  EXPECT_EQ(times.collections, 1);
+  EXPECT_EQ(times.last, At("2026-11-23 08:00:06"));
+  EXPECT_EQ(times.took, 1250ms);
+  EXPECT_EQ(times.next, At("2026-11-23 08:00:10"));
+}
+
+TEST(MetricsServer, AClientScrapesTheBoardAndItsHealthFollowsTheDrivers) {
+  EnsureApplication();
+  testsupport::TestClock clock(At("2026-11-23 08:00:00"));
+  dam::MetricsBoard board;
+  dam::MetricsServer server(board);
+  const uint16_t port = server.Listen("127.0.0.1:0", "[Metrics] Listen");
+  ASSERT_NE(port, 0);
+
+  Answer health = Get(port, "/healthz");
+  EXPECT_EQ(health.status, 503);
+  EXPECT_EQ(health.body, "no driver is running\n");
+  EXPECT_EQ(Get(port, "/metrics", "DELETE").status, 404);
+  EXPECT_EQ(Get(port, "/", "GET").status, 404);
+
+  dam::ConfigurationMetrics line3{
+      .state = "running",
+      .saved = 4,
+      .errors = {{"Unable to Access Database", 2}, {"A \"quoted\" \\ one", 1}},
+      .lastCollection = At("2026-11-23 07:59:55"),
+      .nextCollection = At("2026-11-23 08:00:05"),
+      .lastCollectionSeconds = 0.25,
+      .historianReachable = true,
+      .spcReachable = false,
+      .retrySeconds = 10};
+  board.Publish("Line 3", line3);
+  dam::ConfigurationMetrics oven;
+  oven.state = "running";
+  oven.spcReachable = true;
+  board.Publish("Oven", oven);
+  board.PublishSpool(7);
+  const Answer metrics = Get(port, "/metrics");
+  EXPECT_EQ(metrics.status, 200);
+  EXPECT_EQ(metrics.type, "text/plain; version=0.0.4; charset=utf-8");
+  const double last = dam::UnixSeconds(At("2026-11-23 07:59:55"));
+  EXPECT_EQ(last, 1795417195) << "Europe/Berlin is UTC+1 in November";
+  for (const std::string line : {
+           "# TYPE dam_subgroups_saved_total counter",
+           "dam_subgroups_saved_total{configuration=\"Line 3\"} 4",
+           "dam_subgroups_saved_total{configuration=\"Oven\"} 0",
+           "dam_collection_errors_total{configuration=\"Line 3\",description=\"A \\\"quoted\\\" "
+           "\\\\ one\"} 1",
+           "dam_collection_errors_total{configuration=\"Line 3\",description=\"Unable to Access "
+           "Database\"} 2",
+           "dam_last_collection_timestamp_seconds{configuration=\"Line 3\"} 1795417195",
+           "dam_last_collection_duration_seconds{configuration=\"Line 3\"} 0.25",
+           "dam_next_collection_timestamp_seconds{configuration=\"Line 3\"} 1795417205",
+           "dam_historian_reachable{configuration=\"Line 3\"} 1",
+           "dam_historian_reachable{configuration=\"Oven\"} 0",
+           "dam_spc_database_reachable{configuration=\"Line 3\"} 0",
+           "dam_driver_running{configuration=\"Oven\"} 1",
+           "dam_spool_subgroups 7",
+       }) {
+    EXPECT_TRUE(Holds(metrics.body, line)) << line << " in\n" << metrics.body;
+  }
+  EXPECT_EQ(metrics.body.find("dam_last_collection_timestamp_seconds{configuration=\"Oven\"}"),
+            std::string::npos)
+      << "a driver that never collected has no last collection";
+
+  // Late by up to a retry period is healthy; later, or a driver that stopped, is not.
+  const struct {
+    const char* now;
+    const char* state;
+    int status;
+    std::string body;
+  } cases[] = {
+      {"2026-11-23 08:00:15", "running", 200, "ok\n"},
+      {"2026-11-23 08:00:16", "running", 503,
+       "Line 3: the collection planned for 2026-11-23 08:00:05 is overdue\n"},
+      {"2026-11-23 08:00:00", "stopped", 503, "Line 3: the driver is stopped\n"},
+  };
+  for (const auto& c : cases) {
+    clock.Set(At(c.now));
+    line3.state = c.state;
+    board.Publish("Line 3", line3);
+    health = Get(port, "/healthz");
+    EXPECT_EQ(health.status, c.status) << c.now;
+    EXPECT_EQ(health.body, c.body) << c.now;
+  }
+
+  // Bad addresses and an address in use are refused, naming the setting.
+  dam::MetricsServer other(board);
+  for (const std::string& address : std::vector<std::string>{
+           "localhost:9464", "127.0.0.1", "127.0.0.1:", "127.0.0.1:65536", "::1:9464",
+           "192.0.2.1:9464", "127.0.0.1:" + std::to_string(port)}) {
+    try {
+      other.Listen(address, "[Metrics] Listen in dam.ini");
+      ADD_FAILURE() << address << " was taken";
+    } catch (const apps::Failure& failure) {
+      EXPECT_EQ(failure.Code(), apps::kExitFailure);
+      EXPECT_NE(std::string(failure.what()).find("[Metrics] Listen in dam.ini"), std::string::npos)
+          << failure.what();
+    }
+  }
+}
+
+using MetricsRun = damtest::DamProcesses;
+
+// A run with [Metrics] Listen serves what it collects; one whose address cannot be served,
+// or whose [Run] Rules are no rules, does not start.
+TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
+  EnsureApplication();
+  QTcpServer taken;
+  ASSERT_TRUE(taken.listen(QHostAddress::LocalHost));
+  const std::pair<std::string, std::string> badSettings[] = {
+      {"[Metrics]\nListen=9464\n", "[Metrics] Listen"},
+      {"[Metrics]\nListen=127.0.0.1:" + std::to_string(taken.serverPort()), "[Metrics] Listen"},
+      {"[Run]\nRules=1,9\n", "[Run] Rules"}};
+  for (const auto& [settings, name] : badSettings) {
+    WriteFile("settings/dam.ini", settings);
+    const auto [code, output] = Dam({"run", Configuration(), "--for", "5"});
+    EXPECT_EQ(code, 1) << output;
+    EXPECT_NE(output.find(name + " in " + work_.File("settings/dam.ini")), std::string::npos)
+        << output;
+    EXPECT_EQ(output.find("stopped after"), std::string::npos) << "the driver never started";
+  }
+
+  StartHistorian();
+  WriteFile("settings/dam.ini", "[Metrics]\nListen=127.0.0.1:0\n");
+  auto run = Start(DAM_PROGRAM, {"run", Configuration(), "--for", "60"});
+  std::string output;
+  const auto said = [&](const std::string& text) {
+    return WaitFor(
+        [&] {
+          run->waitForReadyRead(50);
+          output += run->readAll().toStdString();
+          return output.find(text) != std::string::npos;
+        },
+        30);
+  };
+  ASSERT_TRUE(said("/metrics and /healthz\n")) << output;
+  const size_t at = output.find("metrics: http://127.0.0.1:");
+  ASSERT_NE(at, std::string::npos) << output;
+  const auto port = static_cast<uint16_t>(std::stoi(output.substr(at + 26)));
+  ASSERT_TRUE(said("| saved 2 |")) << output;
+  const Answer metrics = Get(port, "/metrics");
+  const Answer health = Get(port, "/healthz");
+  Terminate(*run);
+  EXPECT_EQ(health.status, 200) << health.body;
+  for (const std::string line :
+       {"dam_driver_running{configuration=\"Line 1\"} 1",
+        "dam_historian_reachable{configuration=\"Line 1\"} 1",
+        "dam_spc_database_reachable{configuration=\"Line 1\"} 1", "dam_spool_subgroups 0"}) {
+    EXPECT_TRUE(Holds(metrics.body, line)) << line << " in\n" << metrics.body;
+  }
+  for (const std::string name :
+       {"dam_subgroups_saved_total{configuration=\"Line 1\"} ",
+        "dam_last_collection_timestamp_seconds{configuration=\"Line 1\"} ",
+        "dam_last_collection_duration_seconds{configuration=\"Line 1\"} ",
+        "dam_next_collection_timestamp_seconds{configuration=\"Line 1\"} "}) {
+    EXPECT_NE(metrics.body.find("\n" + name), std::string::npos) << name << metrics.body;
+  }
+  const std::string saved = "\ndam_subgroups_saved_total{configuration=\"Line 1\"} ";
+  const size_t count = metrics.body.find(saved);
+  ASSERT_NE(count, std::string::npos);
+  EXPECT_GE(std::stoi(metrics.body.substr(count + saved.size())), 2) << metrics.body;
+}
+
+}  // namespace

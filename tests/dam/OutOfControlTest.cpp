@@ -1,0 +1,129 @@
+// Saved subgroups checked against their control limits while dam runs, on a real SQLite SPC
+// database: a point beyond the limits is reported once, an in-control one never, and a
+// database the check cannot read is reported without ending anything.
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <chrono>
+#include <vector>
+
+#include "apps/dam/host/HeadlessApplication.h"
+#include "apps/dam/host/OutOfControlCheck.h"
+#include "runtime/Clock.h"
+#include "tests/dam/DamProcesses.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// What the check reports, on this thread's event loop.
+struct Reports {
+  std::vector<dam::OutOfControl> found;
+  std::vector<std::string> failures;
+
+  Reports() {
+    if (QCoreApplication::instance() == nullptr) dam::MakeHeadlessApplication().release();
+  }
+  static bool WaitFor(const std::function<bool()>& done) {
+    const auto giveUp = std::chrono::steady_clock::now() + 30s;
+    while (!done() && std::chrono::steady_clock::now() < giveUp) {
+      QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
+    }
+    return done();
+  }
+  dam::OutOfControlCheck::Report Report() {
+    return [this](const dam::OutOfControl& f) { found.push_back(f); };
+  }
+  dam::OutOfControlCheck::Failed Failed() {
+    return [this](const runtime::Error& e) { failures.push_back(e.Description()); };
+  }
+};
+
+TEST(OutOfControlCheck, OnlyAPointBeyondTheLimitsIsReportedOnceNamingItsRule) {
+  testsupport::TempFolder folder;
+  const std::string spc = "Driver=SQLite3;Database=" + folder.File("spc.db");
+  const auto line = damtest::SpcWriter(spc, "Line 1");
+  const auto other = damtest::SpcWriter(spc, "Line 2");
+  damtest::SaveSubgroup(line, runtime::Now(), 10.0);
+  Reports reports;
+  dam::OutOfControlCheck check(spc, {}, "Line 1", platform::kDefaultRules, reports.Report(),
+                               reports.Failed());
+  // In control: no rule of 1 to 4 breaks, and the other configuration's outlier is not ours.
+  const double values[] = {10.0, 10.3, 9.8,  10.1, 10.1, 9.9,  10.2, 9.7,
+                           10.0, 10.2, 10.2, 9.9,  10.0, 10.3, 9.8};
+  runtime::Date time = *runtime::ParseDate("2026-11-23 08:00:00");
+  for (const double value : values) {
+    time.serial += 1.0 / 86400;
+    damtest::SaveSubgroup(line, time, value);
+    check.Saved();
+  }
+  damtest::SaveSubgroup(other, time, 99.0);
+  const runtime::Date outlier{time.serial + 1.0 / 86400};
+  damtest::SaveSubgroup(line, outlier, 20.0);
+  check.Saved();
+  ASSERT_TRUE(reports.WaitFor([&] { return !reports.found.empty(); }));
+  ASSERT_EQ(reports.found.size(), 1u);
+  const dam::OutOfControl& found = reports.found.front();
+  EXPECT_EQ(found.configuration, "Line 1");
+  EXPECT_EQ(found.test, "Fill/Weight");
+  EXPECT_EQ(runtime::FormatGeneralDate(found.time), runtime::FormatGeneralDate(outlier));
+  EXPECT_EQ(found.rules, platform::Rule(1));
+  EXPECT_EQ(found.spreadRules, platform::Rule(1)) << "a moving range of 10 is beyond 3.267 MR";
+  EXPECT_TRUE(reports.failures.empty());
+}
+
+TEST(OutOfControlCheck, ADatabaseItCannotReadIsReportedAndTheCheckGoesOn) {
+  testsupport::TempFolder folder;
+  Reports reports;
+  dam::OutOfControlCheck check("Driver=SQLite3;Database=" + folder.File("no/such/spc.db"), {},
+                               "Line 1", platform::kDefaultRules, reports.Report(),
+                               reports.Failed());
+  ASSERT_TRUE(reports.WaitFor([&] { return reports.failures.size() == 1; }));
+  check.Saved();
+  ASSERT_TRUE(reports.WaitFor([&] { return reports.failures.size() == 2; }));
+}
+
+using OutOfControlRun = damtest::DamProcesses;
+
+// Subgroups of about 1000 saved before the run: the historian's weights of about 500 are far
+// below their limits.
+TEST_F(OutOfControlRun, ARunReportsAPointBeyondTheLimitsAsOneEventAndOneLine) {
+  const auto before = damtest::SpcWriter(Spc(), "Line 1");
+  runtime::Date time = *runtime::ParseDate("2026-11-23 08:00:00");
+  for (const double value : {1000.0, 1000.5, 999.5, 1000.2, 999.8, 1000.1, 999.9, 1000.3}) {
+    time.serial += 1.0 / 86400;
+    damtest::SaveSubgroup(before, time, value);
+  }
+  StartHistorian();
+  for (const bool ndjson : {true, false}) {
+    QStringList args = {"run", Configuration(), "--for", "60", "--rules", "1"};
+    if (ndjson) args << "--ndjson";
+    auto run = Start(DAM_PROGRAM, args, QProcess::SeparateChannels);
+    std::string output;
+    const char* expected = ndjson ? "\"event\":\"out-of-control\"" : "out of control: Line 1 ";
+    EXPECT_TRUE(WaitFor(
+        [&] {
+          run->waitForReadyRead(50);
+          output += run->readAllStandardOutput().toStdString();
+          return output.find(expected) != std::string::npos;
+        },
+        30))
+        << output;
+    Terminate(*run);
+    const size_t at = output.find(expected);
+    ASSERT_NE(at, std::string::npos);
+    const size_t start =
+        output.rfind('\n', at) == std::string::npos ? 0 : output.rfind('\n', at) + 1;
+    const std::string line = output.substr(start, output.find('\n', at) - start);
+    for (const std::string& field :
+         ndjson ? std::vector<std::string>{"\"configuration\":\"Line 1\"",
+                                           "\"test\":\"Fill/Weight\"", "\"rules\":[1]"}
+                : std::vector<std::string>{"Fill/Weight at ", " breaks rules 1"}) {
+      EXPECT_NE(line.find(field), std::string::npos) << line;
+    }
+    EXPECT_EQ(run->readAllStandardError().toStdString().find("check failed"), std::string::npos);
+  }
+}
+
+}  // namespace

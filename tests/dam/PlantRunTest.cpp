@@ -1,0 +1,206 @@
+// A plant's lines in one dam run: each configuration its own driver on a thread of its own,
+// all saving into one SPC database, a historian that hangs holding up its own line only, and
+// SIGHUP taking the folder's changes without a gap in the lines that did not change.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <cmath>
+#include <filesystem>
+#include <map>
+#include <regex>
+#include <set>
+#include <tuple>
+
+#include "platform/odbc/OdbcConnection.h"
+#include "tests/dam/DamProcesses.h"
+#include "tests/support/Historian.h"
+
+namespace {
+
+class PlantRun : public damtest::DamProcesses {
+ protected:
+  // A configuration named `name` that collects `items` from `historian` every second.
+  QString Line(const std::string& file, const std::string& name, const std::string& historian,
+               const std::string& items = damtest::kWeight) const {
+    return WriteFile(file, "NAME=" + name +
+                               "\nACTIVE=1\nDATALINK=Driver=SQLite3;Database=" + historian +
+                               ";NoCreat=1\nSYNCTIME=0\nSUBGROUPINTERVAL=1\nSUBGROUPUNIT=0\n"
+                               "RETRYINTERVAL=1\nRETRYUNIT=0\n"
+                               "DESCRIPTOR=1\tProducts\t%TAG(LINE1.PARTNO)\n" +
+                               items);
+  }
+
+  // Reads what `run` wrote so far.
+  void Follow(QProcess& run) {
+    run.waitForReadyRead(100);
+    output_ += run.readAllStandardOutput().toStdString();
+    errors_ += run.readAllStandardError().toStdString();
+  }
+
+  // The newest count `name`'s status line shows; -1 before the first.
+  int SavedBy(const std::string& name) const {
+    const std::regex line(name + ": [a-z]+ \\| saved (\\d+)");
+    int saved = -1;
+    for (std::sregex_iterator at(output_.begin(), output_.end(), line), end; at != end; ++at) {
+      saved = std::stoi((*at)[1]);
+    }
+    return saved;
+  }
+
+  // Waits until `name` saved `count` subgroups.
+  bool Saves(QProcess& run, const std::string& name, int count) {
+    return WaitFor(
+        [&] {
+          Follow(run);
+          return SavedBy(name) >= count;
+        },
+        60);
+  }
+
+  // The subgroups each configuration saved, by name; none is saved twice.
+  static std::map<std::string, std::vector<runtime::Date>> SavedByName(const std::string& spc) {
+    std::map<std::string, std::vector<runtime::Date>> times;
+    for (const platform::SpcSubgroupData& subgroup : Saved(spc)) {
+      times[subgroup.configuration.value_or("")].push_back(subgroup.time);
+    }
+    for (const auto& [name, saved] : times) {
+      std::set<double> distinct;
+      for (const runtime::Date time : saved) distinct.insert(time.serial);
+      EXPECT_EQ(distinct.size(), saved.size()) << name << " saved a collection twice";
+    }
+    return times;
+  }
+
+  std::string output_, errors_;
+};
+
+size_t Count(const std::string& text, const std::string& what) {
+  size_t count = 0;
+  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++count;
+  return count;
+}
+
+// Three lines from a file and a folder: a configuration with errors in the folder is named
+// and left out, the others run. Then line C's historian is locked by another program, with
+// no query timeout, so its collection waits for good: lines A and B go on saving on time,
+// and SIGTERM still stops every driver.
+TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn) {
+  StartHistorian();
+  std::vector<std::string> statements = testsupport::kHistorianTables;
+  for (const char* tag : {"LINE1.PARTNO", "LINE1.WEIGHT"}) {
+    statements.push_back(std::string("INSERT INTO ihRawData VALUES ('") + tag +
+                         "', '2024-05-01 10:00:00', 1, 'CurrentValue')");
+  }
+  const std::string locked = work_.File("locked.db");
+  testsupport::CreateSqliteDatabase(locked, statements);
+  WriteFile("settings/dam.ini", "[Connections]\r\nQueryTimeout=0\r\n");
+  const QString a = Line("a.cfg", "Line A", historian_);
+  work_.Subfolder("plant.d");
+  Line("plant.d/b.cfg", "Line B", historian_);
+  Line("plant.d/c.cfg", "Line C", locked);
+  WriteFile("plant.d/bad.cfg", "NAME=Bad\nACTIVE=1\nSUBGROUPUNIT=9\n");
+  WriteFile("plant.d/notes.txt", "not a configuration");
+
+  auto run = Start(DAM_PROGRAM, {"run", a, QString::fromStdString(work_.File("plant.d"))},
+                   QProcess::SeparateChannels);
+  ASSERT_TRUE(Saves(*run, "Line C", 1)) << output_ << errors_;
+  EXPECT_NE(errors_.find("plant.d/bad.cfg: the configuration " + work_.File("plant.d/bad.cfg") +
+                         " has errors (above)"),
+            std::string::npos)
+      << errors_;
+  platform::OdbcConnection holder;
+  holder.Open(testsupport::SqliteLink(locked), "", "");
+  holder.Execute("BEGIN EXCLUSIVE");
+  Follow(*run);
+  const int lockedAt = SavedBy("Line C");
+  const int aBefore = SavedBy("Line A"), bBefore = SavedBy("Line B");
+  EXPECT_TRUE(Saves(*run, "Line A", aBefore + 4)) << output_;
+  EXPECT_TRUE(Saves(*run, "Line B", bBefore + 4)) << output_;
+  EXPECT_LE(SavedBy("Line C"), lockedAt + 1) << "at most the collection under way got through";
+  Terminate(*run);
+  Follow(*run);
+  EXPECT_EQ(run->exitCode(), 0) << output_ << errors_;
+  EXPECT_NE(output_.find("stopped after"), std::string::npos) << output_;
+  holder.Execute("ROLLBACK");
+
+  const auto saved = SavedByName(Spc());
+  EXPECT_EQ(saved.size(), 3u);
+  for (const char* name : {"Line A", "Line B", "Line C"}) {
+    EXPECT_GE(saved.count(name) ? saved.at(name).size() : 0, 1u) << name;
+  }
+  // dam check takes the same paths; a run none of whose configurations can run fails as the
+  // first one does.
+  auto [exitCode, said] = Dam({"check", a, QString::fromStdString(work_.File("plant.d"))});
+  EXPECT_EQ(exitCode, 3) << said;
+  EXPECT_NE(said.find("plant.d/bad.cfg:3: error: SUBGROUPUNIT 9"), std::string::npos) << said;
+  const QString off = WriteFile("off.cfg", "NAME=Off\nACTIVE=0\n");
+  std::tie(exitCode, said) =
+      Dam({"run", QString::fromStdString(work_.File("plant.d/bad.cfg")), off});
+  EXPECT_EQ(exitCode, 3) << said;
+  EXPECT_NE(said.find("off.cfg: the configuration " + off.toStdString() +
+                      " is inactive (ACTIVE=0): there is nothing to collect; it does not run"),
+            std::string::npos)
+      << said;
+
+  // A collection that starts a grid point late logs so, with its line's name.
+  const std::string log = Log();
+  for (const std::string& line : Lines(log)) {
+    if (line.find("Collection Started Late") != std::string::npos) {
+      EXPECT_EQ(line.rfind("Line C", 0), 0u) << "only the hanging line is late: " << line;
+    }
+  }
+}
+
+// SIGHUP on a running folder: a new file starts, a removed one stops, a changed one collects
+// its new items, one that cannot be read now runs on as it was, and the unchanged one saves
+// every second across the reload.
+TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection) {
+  StartHistorian();
+  const std::string plant = work_.Subfolder("plant.d");
+  Line("plant.d/keep.cfg", "Keep", historian_);
+  Line("plant.d/change.cfg", "Change", historian_);
+  Line("plant.d/remove.cfg", "Remove", historian_);
+  Line("plant.d/unread.cfg", "Unread", historian_);
+  auto run = Start(DAM_PROGRAM, {"run", QString::fromStdString(plant)}, QProcess::SeparateChannels);
+  for (const char* name : {"Keep", "Change", "Remove", "Unread"}) {
+    ASSERT_TRUE(Saves(*run, name, 2)) << name << output_ << errors_;
+  }
+
+  Line("plant.d/add.cfg", "Add", historian_);
+  std::filesystem::remove(plant + "/remove.cfg");
+  Line("plant.d/change.cfg", "Change", historian_,
+       damtest::kWeight + "TEST=Fill\tWidth\t%TAG(LINE1.WIDTH)\t\n");
+  std::filesystem::remove(plant + "/unread.cfg");
+  ASSERT_EQ(mkfifo((plant + "/unread.cfg").c_str(), 0600), 0);
+  Follow(*run);
+  const int keep = SavedBy("Keep"), unread = SavedBy("Unread");
+  kill(run->processId(), SIGHUP);
+  ASSERT_TRUE(Saves(*run, "Add", 2)) << output_ << errors_;
+  EXPECT_TRUE(Saves(*run, "Keep", keep + 3)) << output_;
+  EXPECT_TRUE(Saves(*run, "Unread", unread + 3)) << output_;
+  EXPECT_NE(output_.find("Remove: removed: stopped after"), std::string::npos) << output_;
+  EXPECT_NE(errors_.find("unread.cfg is a FIFO, not a configuration file; it runs on as it was"),
+            std::string::npos)
+      << errors_;
+  Terminate(*run);
+  Follow(*run);
+  EXPECT_EQ(run->exitCode(), 0) << output_ << errors_;
+  EXPECT_EQ(Count(output_, "historian: "), 6u)
+      << "four at the start, the changed and the added one: " << output_;
+
+  const auto saved = SavedByName(Spc());
+  // Keep saved one subgroup a second, the reload's second included.
+  const std::vector<runtime::Date>& kept = saved.at("Keep");
+  ASSERT_GE(kept.size(), 5u);
+  const double seconds = (kept.back().serial - kept.front().serial) * 86400;
+  EXPECT_EQ(static_cast<size_t>(std::lround(seconds)) + 1, kept.size()) << "no collection missed";
+  EXPECT_GE(saved.at("Add").size(), 2u);
+  size_t widths = 0;
+  for (const platform::SpcSubgroupData& subgroup : Saved(Spc())) {
+    if (subgroup.configuration == "Change") widths += subgroup.readings.size() == 2;
+  }
+  EXPECT_GE(widths, 1u) << "the changed line collects its new test";
+}
+
+}  // namespace
