@@ -205,7 +205,11 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
 
   StartHistorian();
   WriteFile("settings/dam.ini", "[Metrics]\nListen=127.0.0.1:0\n");
-  auto run = Start(DAM_PROGRAM, {"run", Configuration(), "--for", "60"});
+  // Two configurations in the run: each has its own series.
+  std::string second = Read(Configuration().toStdString());
+  second.replace(second.find("NAME=Line 1"), 11, "NAME=Line 2");
+  auto run = Start(DAM_PROGRAM,
+                   {"run", Configuration(), WriteFile("line2.cfg", second), "--for", "60"});
   std::string output;
   const auto said = [&](const std::string& text) {
     return WaitFor(
@@ -227,6 +231,7 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
   EXPECT_EQ(health.status, 200) << health.body;
   for (const std::string line :
        {"dam_driver_running{configuration=\"Line 1\"} 1",
+        "dam_driver_running{configuration=\"Line 2\"} 1",
         "dam_historian_reachable{configuration=\"Line 1\"} 1",
         "dam_spc_database_reachable{configuration=\"Line 1\"} 1", "dam_spool_subgroups 0"}) {
     EXPECT_TRUE(Holds(metrics.body, line)) << line << " in\n" << metrics.body;

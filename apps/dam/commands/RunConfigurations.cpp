@@ -184,6 +184,8 @@ void RunConfigurations::Look() {
     }
     const std::string line = StatusLine(status);
     if (!options_.ndjson && !terminal_ && line != shown->line) {
+      const platform::LineNote note(
+          {.configuration = configuration.Name(), .collectionTime = status.lastCollection});
       std::cout << (several ? configuration.Name() + ": " : "") << line << std::endl;
     }
     shown->line = line;
@@ -235,8 +237,10 @@ int RunConfigurations::Finish() {
     }
     saved += status.saved;
   }
-  // A milestone of the run: a notice to the journal.
-  const platform::LineNote notice({.priority = platform::kLineNotice});
+  // A milestone of the run: a notice to the journal, of its configuration when it has one.
+  const platform::LineNote notice(
+      {.configuration = running_.size() == 1 ? running_[0]->configuration->Name() : "",
+       .priority = platform::kLineNotice});
   if (options_.ndjson) {
     runEvents_.Stopped(saved);
     // An output that was closed takes no event: stderr, as --ndjson has it, says it then.

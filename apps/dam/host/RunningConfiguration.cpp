@@ -214,6 +214,7 @@ void RunningConfiguration::Refresh() {
     now.spooled = spool.Depth();
     now.lost = spool.Lost();
     now.next = status_->NextCollection();
+    now.lastCollection = handle_->Collections().last;
     errors = status_->NewErrors();
     if (metrics_) {
       settings_.board->Publish(

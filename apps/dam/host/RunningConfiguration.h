@@ -18,6 +18,7 @@
 #include <future>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,7 @@
 #include "apps/dam/host/RunStatus.h"
 #include "apps/dam/host/ServiceNotifier.h"
 #include "platform/components/LineFields.h"
+#include "runtime/Date.h"
 
 namespace dam {
 
@@ -61,6 +63,8 @@ class RunningConfiguration {
     int64_t spooled = 0;
     int64_t lost = 0;
     std::string next;
+    // When the last collection started, if there was one.
+    std::optional<runtime::Date> lastCollection;
     // "description: detail" of the newest error, "" while there was none.
     std::string lastError;
     // Why the status could not be read, "" when it could.
