@@ -168,6 +168,11 @@ void RunConfigurations::Look() {
     RunningConfiguration& configuration = *shown->configuration;
     const RunningConfiguration::Status status = configuration.Look();
     const std::vector<RunError> errors = configuration.TakeErrors();
+    statuses.push_back(status);
+    allSaved = allSaved && status.saved >= options_.subgroups;
+    // Of hundreds, most did nothing since the last look.
+    if (errors.empty() && shown->status == status) continue;
+    shown->status = status;
     if (!errors.empty()) lastError_ = configuration.Name() + ": " + errors.back().message;
     if (status.unavailable != shown->unavailable && !status.unavailable.empty()) {
       if (shown->events) {
@@ -191,8 +196,6 @@ void RunConfigurations::Look() {
     shown->line = line;
     if (shown->outOfControl && status.saved != shown->checkedAt) shown->outOfControl->Saved();
     shown->checkedAt = status.saved;
-    statuses.push_back(status);
-    allSaved = allSaved && status.saved >= options_.subgroups;
   }
   const std::string summary =
       several || running_.empty() ? SummaryLine(statuses, lastError_) : running_[0]->line;
@@ -284,6 +287,7 @@ void RunConfigurations::Begin(const std::vector<std::pair<std::string, std::stri
 
 std::exception_ptr RunConfigurations::Collect(bool wait) {
   std::exception_ptr failure;
+  bool collected = false;
   for (auto start = starting_.begin(); start != starting_.end();) {
     if (!wait && start->outcome.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
       ++start;
@@ -300,8 +304,9 @@ std::exception_ptr RunConfigurations::Collect(bool wait) {
       Started(std::move(start->configuration));
     }
     start = starting_.erase(start);
+    collected = true;
   }
-  InOrder();
+  if (collected) InOrder();
   return failure;
 }
 
@@ -311,10 +316,15 @@ bool RunConfigurations::StillStarting(const std::string& file) const {
 }
 
 void RunConfigurations::InOrder() {
-  std::stable_sort(running_.begin(), running_.end(), [&](const auto& a, const auto& b) {
-    return std::find(order_.begin(), order_.end(), a->configuration->File()) <
-           std::find(order_.begin(), order_.end(), b->configuration->File());
-  });
+  // Looked up once each: a run of hundreds sorts at every start it collects.
+  std::map<std::string, size_t> position;
+  for (size_t i = 0; i < order_.size(); ++i) position.emplace(order_[i], i);
+  const auto at = [&](const std::unique_ptr<Shown>& shown) {
+    const auto found = position.find(shown->configuration->File());
+    return found == position.end() ? order_.size() : found->second;
+  };
+  std::stable_sort(running_.begin(), running_.end(),
+                   [&](const auto& a, const auto& b) { return at(a) < at(b); });
 }
 
 void RunConfigurations::Started(std::unique_ptr<RunningConfiguration> configuration) {

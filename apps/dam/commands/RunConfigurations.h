@@ -77,6 +77,8 @@ class RunConfigurations {
   struct Shown {
     std::unique_ptr<RunningConfiguration> configuration;
     std::optional<RunEvents> events;
+    // As of the last look that found it changed.
+    std::optional<RunningConfiguration::Status> status;
     std::string line;
     std::string unavailable;
     // With rules: told of each count of saved subgroups the driver reaches.
