@@ -53,7 +53,7 @@ class ParsedArguments {
  public:
   // `spec` outlives the object. Throws UsageError for an unknown option, a missing or unexpected
   // value, or too few or too many positional arguments (not checked with --help, nor with
-  // --version where the spec declares it).
+  // --version where the command declares it).
   ParsedArguments(const CommandSpec& spec, const std::vector<std::string>& args);
 
   bool Help() const { return Has("help"); }
