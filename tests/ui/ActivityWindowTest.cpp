@@ -3,7 +3,7 @@
 
 #include "platform/odbc/OdbcConnection.h"
 #include "tests/engine/EngineFixture.h"
-#include "tests/ui/DialogDriving.h"
+#include "tests/support/DialogDriving.h"
 #include "ui/frmActivity.h"
 
 namespace {

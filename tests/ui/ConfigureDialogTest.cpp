@@ -3,7 +3,7 @@
 
 #include "tests/support/FakeComponents.h"
 #include "tests/support/Historian.h"
-#include "tests/ui/DialogDriving.h"
+#include "tests/support/DialogDriving.h"
 #include "ui/frmConfigure.h"
 
 namespace {

@@ -12,7 +12,7 @@
 #include "tests/support/ManualTimer.h"
 #include "tests/support/RecordingSubgroup.h"
 #include "tests/support/TestClock.h"
-#include "tests/ui/DialogDriving.h"
+#include "tests/support/DialogDriving.h"
 #include "ui/QtWindows.h"
 
 namespace {

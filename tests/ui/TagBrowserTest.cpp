@@ -4,7 +4,7 @@
 #include "platform/odbc/OdbcConnection.h"
 #include "tests/support/FakeComponents.h"
 #include "tests/support/Historian.h"
-#include "tests/ui/DialogDriving.h"
+#include "tests/support/DialogDriving.h"
 #include "ui/SelectTag.h"
 #include "ui/frmTagSetup.h"
 

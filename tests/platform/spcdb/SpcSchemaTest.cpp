@@ -2,7 +2,7 @@
 
 #include "platform/spcdb/SpcSchema.h"
 #include "platform/spcdb/SpcTables.h"
-#include "tests/spcdb/SpcFixture.h"
+#include "tests/platform/spcdb/SpcFixture.h"
 
 namespace spcdbtest {
 namespace {

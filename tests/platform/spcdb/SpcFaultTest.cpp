@@ -9,7 +9,7 @@
 #include <set>
 
 #include "platform/spcdb/SpcUnavailable.h"
-#include "tests/spcdb/SpcFixture.h"
+#include "tests/platform/spcdb/SpcFixture.h"
 #include "tests/support/FileMode.h"
 #include "tests/support/Historian.h"
 #include "tests/support/TempFolder.h"

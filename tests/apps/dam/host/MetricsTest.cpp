@@ -16,7 +16,7 @@
 #include "apps/dam/output/JsonOutput.h"
 #include "apps/shared/Failures.h"
 #include "runtime/Date.h"
-#include "tests/dam/DamProcesses.h"
+#include "tests/apps/dam/DamProcesses.h"
 #include "tests/support/ManualTimer.h"
 #include "tests/support/TestClock.h"
 

@@ -1,4 +1,4 @@
-#include "tests/spcdb/SpcFixture.h"
+#include "tests/platform/spcdb/SpcFixture.h"
 
 namespace spcdbtest {
 

@@ -12,7 +12,7 @@
 #include "platform/spcdb/SpcNewSubgroupReader.h"
 #include "platform/spcdb/SpcReader.h"
 #include "runtime/Date.h"
-#include "tests/dam/DamProcesses.h"
+#include "tests/apps/dam/DamProcesses.h"
 #include "tests/support/TestDatabases.h"
 
 namespace {

@@ -9,7 +9,7 @@
 #include "platform/spcdb/SpcChartConstants.h"
 #include "platform/spcdb/SpcChartReader.h"
 #include "runtime/Conversions.h"
-#include "tests/spcdb/SpcFixture.h"
+#include "tests/platform/spcdb/SpcFixture.h"
 
 namespace spcdbtest {
 namespace {

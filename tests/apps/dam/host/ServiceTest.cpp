@@ -34,7 +34,7 @@
 #include "apps/dam/host/StopSignals.h"
 #include "platform/components/LineFields.h"
 #include "platform/odbc/OdbcConnection.h"
-#include "tests/dam/DamProcesses.h"
+#include "tests/apps/dam/DamProcesses.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tests/dam/DamProcesses.h"
+#include "tests/apps/dam/DamProcesses.h"
 
 #include <QElapsedTimer>
 #include <QThread>

@@ -13,7 +13,7 @@
 #include <tuple>
 
 #include "platform/odbc/OdbcConnection.h"
-#include "tests/dam/DamProcesses.h"
+#include "tests/apps/dam/DamProcesses.h"
 #include "tests/support/Historian.h"
 
 namespace {

@@ -11,7 +11,7 @@
 #include <regex>
 
 #include "platform/odbc/OdbcConnection.h"
-#include "tests/dam/DamProcesses.h"
+#include "tests/apps/dam/DamProcesses.h"
 #include "tests/support/Historian.h"
 
 namespace {

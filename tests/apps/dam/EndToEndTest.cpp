@@ -13,7 +13,7 @@
 #include <regex>
 
 #include "apps/dam/output/JsonOutput.h"
-#include "tests/dam/DamProcesses.h"
+#include "tests/apps/dam/DamProcesses.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <regex>
 
-#include "tests/dam/DamProcesses.h"
+#include "tests/apps/dam/DamProcesses.h"
 
 namespace {
 

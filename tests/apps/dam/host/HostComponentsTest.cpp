@@ -16,7 +16,7 @@
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSubgroup.h"
 #include "runtime/Error.h"
-#include "tests/dam/DamProcesses.h"
+#include "tests/apps/dam/DamProcesses.h"
 #include "tests/support/FakeComponents.h"
 #include "tests/support/FileMode.h"
 #include "tests/support/Historian.h"

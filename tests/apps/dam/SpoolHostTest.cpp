@@ -17,7 +17,7 @@
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSpool.h"
 #include "runtime/Conversions.h"
-#include "tests/dam/DamProcesses.h"
+#include "tests/apps/dam/DamProcesses.h"
 #include "tests/support/TestDatabases.h"
 
 namespace {

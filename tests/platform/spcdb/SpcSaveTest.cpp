@@ -5,7 +5,7 @@
 #include "common/SpcNames.h"
 #include "host/ComponentsWrapper.h"
 #include "runtime/Error.h"
-#include "tests/spcdb/SpcFixture.h"
+#include "tests/platform/spcdb/SpcFixture.h"
 #include "tests/support/FakeComponents.h"
 #include "tests/support/TestClock.h"
 

@@ -11,7 +11,7 @@
 #include "apps/dam/host/HeadlessApplication.h"
 #include "apps/dam/host/OutOfControlCheck.h"
 #include "runtime/Clock.h"
-#include "tests/dam/DamProcesses.h"
+#include "tests/apps/dam/DamProcesses.h"
 
 namespace {
 

@@ -21,7 +21,7 @@
 #include "platform/spcdb/SpcSubgroup.h"
 #include "tests/support/Historian.h"
 #include "tests/support/TempFolder.h"
-#include "tests/ui/DialogDriving.h"
+#include "tests/support/DialogDriving.h"
 
 namespace {
 

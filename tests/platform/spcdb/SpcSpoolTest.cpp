@@ -17,7 +17,7 @@
 
 #include "platform/spcdb/SpcSpool.h"
 #include "platform/spcdb/SpcWriter.h"
-#include "tests/spcdb/SpcFixture.h"
+#include "tests/platform/spcdb/SpcFixture.h"
 #include "tests/support/FileMode.h"
 #include "tests/support/TempFolder.h"
 

@@ -26,7 +26,7 @@ using namespace std::chrono_literals;
 
 QCoreApplication& Application() {
   static int argc = 1;
-  static char name[] = "test_utility";
+  static char name[] = "test_platform_utility";
   static char* argv[] = {name, nullptr};
   static QCoreApplication application(argc, argv);
   return application;

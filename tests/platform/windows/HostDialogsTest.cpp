@@ -8,8 +8,8 @@
 #include "platform/windows/SpcSelectionDialog.h"
 #include "runtime/Variant.h"
 #include "tests/support/TempFolder.h"
-#include "tests/ui/DialogDriving.h"
-#include "tests/ui/SpcNames.h"
+#include "tests/support/DialogDriving.h"
+#include "tests/support/SpcNames.h"
 
 namespace {
 
