@@ -7,6 +7,7 @@
 #include "config/ConfigurationCheck.h"
 #include "runtime/Error.h"
 #include "runtime/Text.h"
+#include "tests/runtime/ErrorOf.h"
 #include "tests/support/FakeComponents.h"
 #include "tests/support/Historian.h"
 
@@ -137,13 +138,7 @@ TEST_F(ConfigurationCheck, FindsEachMistakeOnItsLine) {
       }
       // The check reports; the driver's reading stays as lenient as it was.
       config::Configuration1 configuration(components_);
-      bool read = true;
-      try {
-        configuration.SetData(text);
-      } catch (const runtime::Error&) {
-        read = false;
-      }
-      EXPECT_EQ(read, loads);
+      EXPECT_EQ(ErrorOf([&] { configuration.SetData(text); }) == 0, loads);
     }
   }
 }

@@ -25,7 +25,7 @@ class ConfigurationText : public ::testing::Test {
   Configuration1 configuration{components};
 };
 
-TEST_F(ConfigurationText, ReaderTakesKeysCaseBlindValuesAsWrittenAndBlankAsDefaults) {
+TEST_F(ConfigurationText, ReaderTakesKeysCaseBlindValuesAsWrittenItemsByPositionBlankAsDefaults) {
   configuration.SetData(
       Lines({"name=  Lower case key  ", "NAME =ignored: the key keeps its blank", " ACTIVE=0",
              "DATALINK=Driver=NoSuchDriver;Database=a==b", "Unknown=1", "NOEQUALS",
@@ -46,9 +46,8 @@ TEST_F(ConfigurationText, ReaderTakesKeysCaseBlindValuesAsWrittenAndBlankAsDefau
   EXPECT_EQ(configuration.GetData(), Configuration1(components).GetData());
   EXPECT_EQ(configuration.DataLinkState(), 0);
   EXPECT_EQ(configuration.DataLinkError(), "");
-}
 
-TEST_F(ConfigurationText, ItemsAreReadByPositionAndWrittenAfterTheScalarsByKind) {
+  // Items are read by position and written after the scalars, by kind.
   configuration.SetData(
       Lines({"CONDITION=", "CONDITION=2.5\t%TAG(T)\t6\t10", "TEST=Only group", "TEST=G\tI\tV\tD\tE",
              "DESCRIPTOR=5", "DESCRIPTOR=7\tUser\t%TAG(A)\textra\tfields", "DESCRIPTOR=x\t\tItem",

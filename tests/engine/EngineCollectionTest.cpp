@@ -11,7 +11,6 @@
 #include "runtime/Text.h"
 #include "runtime/Variant.h"
 #include "tests/engine/EngineFixture.h"
-#include "tests/support/Historian.h"
 #include "tests/support/TestDatabases.h"
 
 namespace enginetest {
@@ -213,12 +212,9 @@ TEST_F(HistorianTest, TagNamesAreBoundValuesOnEveryHistorian) {
   for (const auto& [product, link] : historians) {
     for (int padding : {0, 50000}) {
       SCOPED_TRACE(product + " with " + std::to_string(padding) + " more tags");
+      UseHistorian(link);
       platform::OdbcConnection connection;
       connection.Open(link, "", "");
-      for (const char* table : {"ihRawData", "ihTags"})
-        connection.Execute(std::string("DROP TABLE IF EXISTS ") + table);
-      for (const std::string& statement : testsupport::kHistorianTables)
-        connection.Execute(statement);
       Lines templates;
       for (size_t i = 0; i < names.size(); ++i) {
         connection.Execute("INSERT INTO ihTags VALUES (?)",
@@ -237,7 +233,6 @@ TEST_F(HistorianTest, TagNamesAreBoundValuesOnEveryHistorian) {
       for (int i = 1; i <= padding; ++i) padded += "%TAG(P" + std::to_string(i) + ")";
       if (padding > 0) templates.push_back("CONDITION=0\t" + padded + "\t0\t");
       templates.push_back("DESCRIPTOR=7\tNote\tmissing %TAG(" + absent + ")");
-      historian = link;
       Load(templates);
       Start();
       EXPECT_TRUE(Cycle().empty());
@@ -324,11 +319,7 @@ TEST_F(HistorianTest, EveryValueReachesTheSubgroupAsTheHistorianHoldsIt) {
 TEST_F(HistorianTest, ARestartedHistorianCostsNoCollection) {
   const auto server = spcdbtest::MakeStoppableDatabase(spcdbtest::Backend::PostgreSQL);
   if (!server) GTEST_SKIP() << "no PostgreSQL server of its own";
-  historian = server->ConnectionString();
-  platform::OdbcConnection connection;
-  connection.Open(historian, "", "");
-  for (const std::string& statement : testsupport::kHistorianTables) connection.Execute(statement);
-  connection.Close();
+  UseHistorian(server->ConnectionString());
   SetValue("A", "1.5", "2024-05-01 10:00:00");
   Load({"TEST=G\tI\t%TAG(A)\t"});
   configuration->SetSubgroupInterval(1);

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "tests/engine/EngineFixture.h"
-#include "tests/support/Historian.h"
 
 namespace enginetest {
 namespace {

@@ -48,6 +48,15 @@ void EngineTest::SetValue(const std::string& tag, std::optional<std::string> val
       {tag, timeStamp, value ? runtime::Variant(*value) : runtime::Variant(runtime::Null)});
 }
 
+void EngineTest::UseHistorian(const std::string& link) {
+  platform::OdbcConnection connection;
+  connection.Open(link, "", "");
+  for (const char* table : {"ihRawData", "ihTags"})
+    connection.Execute(std::string("DROP TABLE IF EXISTS ") + table);
+  for (const std::string& statement : testsupport::kHistorianTables) connection.Execute(statement);
+  historian = link;
+}
+
 void EngineTest::Load(const Lines& lines) {
   const int32_t sync = runtime::DateToSerialTime(At("2024-01-01 08:00:00"));
   std::string text = "NAME=Line 1\r\nACTIVE=1\r\nDATALINK=" + historian +

@@ -33,6 +33,8 @@ class EngineTest : public ::testing::Test {
   // Replaces the current value of `tag` in the historian; no value writes SQL NULL.
   void SetValue(const std::string& tag, std::optional<std::string> value,
                 const std::string& timeStamp);
+  // Collects from the database at `link` from now on, with empty historian tables.
+  void UseHistorian(const std::string& link);
   // Loads a configuration named "Line 1" on the historian, synchronised at 2024-01-01
   // 08:00, 15-minute subgroups, 1-minute retries, followed by `lines`.
   void Load(const Lines& lines);

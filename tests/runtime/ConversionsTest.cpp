@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <stdexcept>
 
 #include "runtime/Error.h"
@@ -67,13 +68,11 @@ TEST(Conversions, NumberToTextForms) {
 
 namespace {
 
-template <typename Call>
-std::string Result(Call&& call) {
-  try {
-    return call();
-  } catch (const Error& e) {
-    return "E" + std::to_string(e.Number());
-  }
+// What `call` returns, or "E" and the number of the error it raises.
+std::string Result(const std::function<std::string()>& call) {
+  std::string result;
+  const int32_t number = ErrorOf([&] { result = call(); });
+  return number ? "E" + std::to_string(number) : result;
 }
 
 // Text, Long, Double, Date and Boolean of a value, then N if numeric and D if a date.
