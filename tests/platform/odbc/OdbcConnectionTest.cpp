@@ -146,7 +146,7 @@ TEST_P(OdbcConnectionTest, FieldsReadAsTheirColumnsType) {
   EXPECT_TRUE(connection_.Execute("CREATE TABLE other (x INTEGER)")->Eof());
 }
 
-TEST_P(OdbcConnectionTest, RecordsetsAndStatementsOutliveTheirConnection) {
+TEST_P(OdbcConnectionTest, RecordsetsStatementsAndTransactions) {
   auto rows = connection_.Execute("SELECT id FROM samples ORDER BY id");
   auto insert = connection_.Prepare("INSERT INTO samples (id, name) VALUES (?, ?)");
   for (int32_t i = 100; i < 110; ++i) {
@@ -163,6 +163,22 @@ TEST_P(OdbcConnectionTest, RecordsetsAndStatementsOutliveTheirConnection) {
   EXPECT_EQ(ErrorFrom([&] { connection_.Execute("SELECT 1"); }).Number(), 3709);
   connection_.Open(link_, "", "");
   EXPECT_EQ(Count(connection_), 13);
+
+  // Transactions commit or leave nothing.
+  connection_.Execute("DELETE FROM samples WHERE id > 2");
+  connection_.BeginTransaction();
+  connection_.Execute("INSERT INTO samples (id) VALUES (20), (21)");
+  EXPECT_EQ(Count(connection_), 4);
+  connection_.Rollback();
+  EXPECT_EQ(Count(connection_), 2);
+
+  connection_.BeginTransaction();
+  connection_.Execute("INSERT INTO samples (id) VALUES (22)");
+  connection_.Commit();
+  // Back in autocommit: this insert stays although nothing commits it.
+  connection_.Execute("INSERT INTO samples (id) VALUES (23)");
+  connection_.Open(link_, "", "");
+  EXPECT_EQ(Count(connection_), 4);
 }
 
 TEST_P(OdbcConnectionTest, FailuresCarryTheSqlstateAndANonZeroNumber) {
@@ -206,22 +222,6 @@ TEST_P(OdbcConnectionTest, BoundParametersKeepTheirTypes) {
   EXPECT_NEAR(rows->Field("taken").AsDate().serial, when.serial, 1e-9);
   EXPECT_EQ(rows->Field("flag"), Variant(true));
   EXPECT_EQ(rows->Field(longName), Variant(text));
-}
-
-TEST_P(OdbcConnectionTest, TransactionsCommitOrLeaveNothing) {
-  connection_.BeginTransaction();
-  connection_.Execute("INSERT INTO samples (id) VALUES (20), (21)");
-  EXPECT_EQ(Count(connection_), 4);
-  connection_.Rollback();
-  EXPECT_EQ(Count(connection_), 2);
-
-  connection_.BeginTransaction();
-  connection_.Execute("INSERT INTO samples (id) VALUES (22)");
-  connection_.Commit();
-  // Back in autocommit: this insert stays although nothing commits it.
-  connection_.Execute("INSERT INTO samples (id) VALUES (23)");
-  connection_.Open(link_, "", "");
-  EXPECT_EQ(Count(connection_), 4);
 }
 
 TEST_P(OdbcConnectionTest, ClosedConnectionsServeTheNextOpenOfTheSameStringAndPolicy) {
