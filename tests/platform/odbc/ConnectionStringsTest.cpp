@@ -208,11 +208,10 @@ std::vector<std::string> GeneratedStrings(size_t count) {
 // lists are those in `folder`.
 std::vector<std::string> Connect(const testsupport::TempFolder& folder,
                                  const std::vector<std::string>& strings) {
-  std::ofstream(folder.File("strings")) << [&] {
-    std::string all;
-    for (const std::string& text : strings) all += text + "\n";
-    return all;
-  }();
+  {
+    std::ofstream out(folder.File("strings"));
+    for (const std::string& text : strings) out << text << "\n";
+  }
   const std::string command = "ODBCSYSINI='" + folder.Path() + "' HOME='" + folder.Path() +
                               "' '" DAM_ODBC_CONNECT_PROBE "' <'" + folder.File("strings") +
                               "' >'" + folder.File("answers") + "'";

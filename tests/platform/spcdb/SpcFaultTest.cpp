@@ -49,18 +49,9 @@ TEST(SpcUnavailable, ConnectionTimeoutLockAndWriteRefusalsAreTheDatabasesAbsence
       {"23505", "duplicate key value violates unique constraint", false},
       {"22003", "numeric value out of range", false},
       {"28P01", "password authentication failed for user \"dam\"", false},
-      {"08001",
-       "connection to server on socket \"/tmp/.s.PGSQL.5432\" failed: FATAL:  "
-       "password authentication failed for user \"dam\"",
-       false},
-      {"08001",
-       "connection to server at \"spc01\" failed: FATAL:  database \"spcx\" "
-       "does not exist",
-       false},
-      {"08001",
-       "connection to server at \"spc01\" (10.0.0.5), port 5432 failed: "
-       "Connection refused",
-       true},
+      {"08001", "connection to server failed: FATAL:  password authentication failed", false},
+      {"08001", "connection to server failed: FATAL:  database \"spcx\" does not exist", false},
+      {"08001", "connection to server at \"spc01\" failed: Connection refused", true},
       {"42S02", "no such table: subgroups", false},
       {"IM002", "Data source name not found and no default driver specified", false},
       {"", "The test \"Width\" is not in the SPC database", false},
