@@ -203,11 +203,9 @@ TEST_F(ConfigureDialogTest, CancelEscapeAndTheCloseBoxAbortWithoutOK) {
     if (way == 0) uitest::Click(*form, "bnCancel");
     if (way == 1) QTest::keyClick(form.get(), Qt::Key_Escape);
     if (way == 2) form->close();
-    EXPECT_EQ(aborted, 1) << way;
-    EXPECT_EQ(updates, 0) << way;
-    EXPECT_FALSE(form->OKPressed());
-    EXPECT_FALSE(form->IsLoaded());
-    EXPECT_FALSE(form->isVisible());
+    EXPECT_EQ(std::tuple(aborted, updates, form->OKPressed(), form->IsLoaded(), form->isVisible()),
+              std::tuple(1, 0, false, false, false))
+        << way;
   }
 }
 

@@ -169,9 +169,8 @@ TEST_F(DriverWindowsTest, SetupIsRefusedWhileRunningOpensOneDialogOnlyOKChangesA
     QTest::keyClick(&modal, Qt::Key_Return);
   });
   EXPECT_TRUE(version1->ShowSetup(host::kTrue));
-  EXPECT_EQ(version1->Name(), "Line 2");
-  EXPECT_EQ(parent->configurationChanges, 1);
-  EXPECT_EQ(version1->State(), 0);
+  EXPECT_EQ(std::tuple(version1->Name(), parent->configurationChanges, version1->State()),
+            std::tuple("Line 2", 1, 0));
   EXPECT_TRUE(components.shownErrors.empty());
 
   // Unload lets go of the setup dialog, even of one shown modally at the time.

@@ -6,8 +6,8 @@
 #include "common/SpcNames.h"
 #include "platform/windows/OdbcDataLinkDialog.h"
 #include "platform/windows/SpcSelectionDialog.h"
-#include "tests/support/FakeComponents.h"
 #include "tests/support/DialogDriving.h"
+#include "tests/support/FakeComponents.h"
 #include "tests/support/SpcNames.h"
 #include "ui/frmCondition.h"
 #include "ui/frmConfigure.h"
@@ -344,10 +344,9 @@ TEST_F(SetupDialogsTest, ConditionDialogDisablesTheCompareValueForIsNewOnly) {
   EXPECT_TRUE(Enabled(*dialog, "OKButton")) << "an empty compare value is allowed";
   QTest::keyClick(dialog.get(), Qt::Key_Enter);
   EXPECT_TRUE(dialog->OKPressed());
-  EXPECT_EQ(item->Value1(), " Run ");
-  EXPECT_EQ(item->Evaluation(), 1);
-  EXPECT_EQ(item->Value2(), "");
-  EXPECT_EQ(item->DataType(), 2) << "not the dialog's";
+  // The data type is not the dialog's.
+  EXPECT_EQ(std::tuple(item->Value1(), item->Evaluation(), item->Value2(), item->DataType()),
+            std::tuple(" Run ", 1, "", 2));
 
   // IS NEW stores an empty compare value whatever the box held; an evaluation outside the
   // codes selects no row and is kept; Cancel changes nothing.
@@ -370,9 +369,8 @@ TEST_F(SetupDialogsTest, ConditionDialogDisablesTheCompareValueForIsNewOnly) {
     }
     if (test.chosen >= 0) box.setCurrentIndex(test.chosen);
     QTest::keyClick(again.get(), test.accept ? Qt::Key_Return : Qt::Key_Escape);
-    EXPECT_EQ(again->OKPressed(), test.accept);
-    EXPECT_EQ(item->Evaluation(), test.evaluation);
-    EXPECT_EQ(item->Value2(), test.value2);
+    EXPECT_EQ(std::tuple(again->OKPressed(), item->Evaluation(), item->Value2()),
+              std::tuple(test.accept, test.evaluation, test.value2));
   }
 }
 

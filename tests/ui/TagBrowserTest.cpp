@@ -149,10 +149,9 @@ TEST_F(TagBrowserTest, FailuresShowOnePlaceholderRowWithOkDisabled) {
     // Double-clicking the placeholder reaches nothing.
     list.setCurrentItem(list.topLevelItem(0));
     uitest::DoubleClick(list, 0);
-    EXPECT_TRUE(form->isVisible()) << c.row;
-    EXPECT_FALSE(form->OKPressed());
-    EXPECT_EQ(form->Value(), "%TAG(Value, Line1.Temp)");
-    EXPECT_EQ(components.beeps, 0);
+    EXPECT_EQ(std::tuple(form->isVisible(), form->OKPressed(), form->Value(), components.beeps),
+              std::tuple(true, false, "%TAG(Value, Line1.Temp)", 0))
+        << c.row;
   }
 }
 

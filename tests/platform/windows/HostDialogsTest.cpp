@@ -60,9 +60,8 @@ TEST(HostDialogsTest, SelectionStartsOnTheGivenRecordOrGroupAndEnterTakesOnlyARe
         },
         &leftOpen);
     const bool chosen = dialog.Run(*spc, test.id, test.groupId);
-    EXPECT_EQ(current, test.current);
-    EXPECT_EQ(chosen, test.chosen);
-    EXPECT_EQ(leftOpen, test.leftOpen);
+    EXPECT_EQ(std::tuple(current, chosen, leftOpen),
+              std::tuple(test.current, test.chosen, test.leftOpen));
     if (chosen) {
       EXPECT_EQ(dialog.Chosen().Id(), gear.Id());
     }
