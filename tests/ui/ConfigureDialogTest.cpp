@@ -168,12 +168,11 @@ TEST_F(ConfigureDialogTest, OKWritesTheSamplingValuesAndAHandlerMayKeepTheDialog
   EXPECT_TRUE(form->isVisible()) << "kept open";
   EXPECT_FALSE(form->OKPressed());
   const config::Configuration1& saved = *form->Configuration();
-  EXPECT_EQ(saved.SubgroupInterval(), 2) << "the leading number, rounded half to even";
-  EXPECT_EQ(saved.RetryInterval(), 7);
-  EXPECT_EQ(saved.SubgroupUnit(), 7) << "not picked, kept";
-  EXPECT_EQ(saved.RetryUnit(), 3) << "Days, picked by its letter";
-  EXPECT_TRUE(saved.Active()) << "greyed counts as checked";
-  EXPECT_EQ(saved.ConfigurationName(), "  Line 2 ");
+  // Intervals are the leading number, rounded half to even; the subgroup unit was not picked
+  // and is kept, the retry unit is Days, picked by its letter; greyed counts as checked.
+  EXPECT_EQ(std::tuple(saved.SubgroupInterval(), saved.RetryInterval(), saved.SubgroupUnit(),
+                       saved.RetryUnit(), saved.Active(), saved.ConfigurationName()),
+            std::tuple(2, 7, 7, 3, true, "  Line 2 "));
   EXPECT_EQ(runtime::FormatGeneralDate(components.DateMath().SerialToDate(saved.SyncTime())),
             "2024-02-29 06:30:15");
 
