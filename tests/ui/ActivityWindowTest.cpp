@@ -29,14 +29,19 @@ class ActivityWindowTest : public enginetest::EngineTest {
 
   QTreeWidget& List(const char* name) { return uitest::Control<QTreeWidget>(window, name); }
   Lines Rows(const char* name) { return uitest::Rows(List(name)); }
+  // Every list of `form`, in the order of kLists.
+  static std::vector<Lines> AllRows(const QWidget& form) {
+    std::vector<Lines> rows;
+    for (const char* list : kLists)
+      rows.push_back(uitest::Rows(uitest::Control<QTreeWidget>(form, list)));
+    return rows;
+  }
 
   ui::frmActivity window{components};
 };
 
 TEST_F(ActivityWindowTest, ListsFollowTheEngineFromStartThroughCollectionsAndErrors) {
-  for (const char* list : kLists) {
-    EXPECT_EQ(Rows(list), Lines{}) << list << " is empty before the first event";
-  }
+  EXPECT_EQ(AllRows(window), std::vector<Lines>(std::size(kLists))) << "before the first event";
 
   Start();
   EXPECT_EQ(Rows("lvwGeneral"),
@@ -85,11 +90,7 @@ TEST_F(ActivityWindowTest, AWindowGivenARunningEngineShowsItAtOnce) {
     ui::frmActivity late(components);
     late.SetConfiguration(configuration);
     late.SetEngine(&engine);
-    std::vector<Lines> rows;
-    for (const char* list : kLists) {
-      rows.push_back(uitest::Rows(uitest::Control<QTreeWidget>(late, list)));
-    }
-    return rows;
+    return AllRows(late);
   };
   const std::vector<Lines> empty(std::size(kLists));
   EXPECT_EQ(opened(), empty) << "an engine never started";
@@ -98,9 +99,7 @@ TEST_F(ActivityWindowTest, AWindowGivenARunningEngineShowsItAtOnce) {
   generalOnly[0] = Rows("lvwGeneral");
   EXPECT_EQ(opened(), generalOnly) << "no collection yet";
   TickDue();
-  std::vector<Lines> shown;
-  for (const char* list : kLists) shown.push_back(Rows(list));
-  EXPECT_EQ(opened(), shown);
+  EXPECT_EQ(opened(), AllRows(window));
   engine.StopEngine();
   EXPECT_EQ(opened(), empty) << "a stopped engine";
 }

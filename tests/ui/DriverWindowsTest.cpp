@@ -6,13 +6,13 @@
 #include "driver/VersionInfo.h"
 #include "platform/utility/TextCodec.h"
 #include "runtime/Date.h"
+#include "tests/support/DialogDriving.h"
 #include "tests/support/FakeComponents.h"
 #include "tests/support/FakeDriverHost.h"
 #include "tests/support/Historian.h"
 #include "tests/support/ManualTimer.h"
 #include "tests/support/RecordingSubgroup.h"
 #include "tests/support/TestClock.h"
-#include "tests/support/DialogDriving.h"
 #include "ui/QtWindows.h"
 
 namespace {
@@ -152,19 +152,15 @@ TEST_F(DriverWindowsTest, SetupIsRefusedWhileRunningOpensOneDialogOnlyOKChangesA
   uitest::Control<QLineEdit>(dialog, "txtName").setText("Changed");
   RefusingClose refusing;
   dialog.installEventFilter(&refusing);
-  host::Bool16 cancel = host::kFalse;
-  version1->QueryUnload(cancel, 0);
-  EXPECT_EQ(cancel, host::kTrue);
-  EXPECT_EQ(components.beeps, 1);
-  EXPECT_TRUE(dialog.isVisible());
-  EXPECT_EQ(version1->State(), 4);
-  dialog.removeEventFilter(&refusing);
-  cancel = host::kFalse;
-  version1->QueryUnload(cancel, 0);
-  EXPECT_EQ(cancel, host::kFalse);
-  EXPECT_EQ(components.beeps, 1);
-  EXPECT_FALSE(dialog.isVisible());
-  EXPECT_EQ(version1->State(), 0);
+  for (const bool refuse : {true, false}) {
+    if (!refuse) dialog.removeEventFilter(&refusing);
+    host::Bool16 cancel = host::kFalse;
+    version1->QueryUnload(cancel, 0);
+    EXPECT_EQ(cancel, refuse ? host::kTrue : host::kFalse);
+    EXPECT_EQ(components.beeps, 1);
+    EXPECT_EQ(dialog.isVisible(), refuse);
+    EXPECT_EQ(version1->State(), refuse ? 4 : 0);
+  }
   EXPECT_EQ(version1->GetConfiguration(), before);
   EXPECT_EQ(parent->configurationChanges, 0);
 
@@ -173,9 +169,8 @@ TEST_F(DriverWindowsTest, SetupIsRefusedWhileRunningOpensOneDialogOnlyOKChangesA
     QTest::keyClick(&modal, Qt::Key_Return);
   });
   EXPECT_TRUE(version1->ShowSetup(host::kTrue));
-  EXPECT_EQ(version1->Name(), "Line 2");
-  EXPECT_EQ(parent->configurationChanges, 1);
-  EXPECT_EQ(version1->State(), 0);
+  EXPECT_EQ(std::tuple(version1->Name(), parent->configurationChanges, version1->State()),
+            std::tuple("Line 2", 1, 0));
   EXPECT_TRUE(components.shownErrors.empty());
 
   // Unload lets go of the setup dialog, even of one shown modally at the time.

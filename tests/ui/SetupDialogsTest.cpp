@@ -6,8 +6,8 @@
 #include "common/SpcNames.h"
 #include "platform/windows/OdbcDataLinkDialog.h"
 #include "platform/windows/SpcSelectionDialog.h"
-#include "tests/support/FakeComponents.h"
 #include "tests/support/DialogDriving.h"
+#include "tests/support/FakeComponents.h"
 #include "tests/support/SpcNames.h"
 #include "ui/frmCondition.h"
 #include "ui/frmConfigure.h"
@@ -225,16 +225,12 @@ TEST_F(SetupDialogsTest, DescriptorDialogEnablesByTypeAndWritesBackAsTyped) {
     Type(*dialog, "txtItem", test.item);
     EXPECT_EQ(Enabled(*dialog, "OKButton"), test.okEnabled);
     QTest::keyClick(dialog.get(), Qt::Key_Return);
+    if (!test.okEnabled) QTest::keyClick(dialog.get(), Qt::Key_Escape);
     EXPECT_EQ(dialog->OKPressed(), test.okEnabled);
-    if (test.okEnabled) {
-      EXPECT_EQ(item->Item(), test.item.toStdString()) << "blanks kept";
-      if (test.groupEnabled) {
-        EXPECT_EQ(item->Group(), test.group.toStdString());
-      }
-    } else {
-      QTest::keyClick(dialog.get(), Qt::Key_Escape);
-      EXPECT_FALSE(dialog->OKPressed());
-      EXPECT_EQ(item->Item(), "Stored item") << "Cancel leaves the item";
+    // Blanks are kept; Cancel leaves the item.
+    EXPECT_EQ(item->Item(), test.okEnabled ? test.item.toStdString() : "Stored item");
+    if (test.okEnabled && test.groupEnabled) {
+      EXPECT_EQ(item->Group(), test.group.toStdString());
     }
   }
 }
@@ -310,15 +306,11 @@ TEST_F(SetupDialogsTest, CharacteristicDialogNeedsGroupTestAndValueButNotTheDefe
     }
     uitest::Click(*dialog, "OKButton");
     EXPECT_EQ(dialog->OKPressed(), test.ok);
-    if (test.ok) {
-      EXPECT_EQ(item->Group(), test.group.toStdString());
-      EXPECT_EQ(item->Item(), test.test.toStdString());
-      EXPECT_EQ(item->Value(), test.value.toStdString());
-      EXPECT_EQ(item->Defect(), test.defect.toStdString());
-    } else {
-      uitest::Click(*dialog, "CancelButton");
-      EXPECT_EQ(item->Value(), "");
-    }
+    if (!test.ok) uitest::Click(*dialog, "CancelButton");
+    const auto kept = [&](const QString& typed) { return test.ok ? typed.toStdString() : ""; };
+    EXPECT_EQ(
+        (uitest::Lines{item->Group(), item->Item(), item->Value(), item->Defect()}),
+        (uitest::Lines{kept(test.group), kept(test.test), kept(test.value), kept(test.defect)}));
   }
 }
 
@@ -344,10 +336,9 @@ TEST_F(SetupDialogsTest, ConditionDialogDisablesTheCompareValueForIsNewOnly) {
   EXPECT_TRUE(Enabled(*dialog, "OKButton")) << "an empty compare value is allowed";
   QTest::keyClick(dialog.get(), Qt::Key_Enter);
   EXPECT_TRUE(dialog->OKPressed());
-  EXPECT_EQ(item->Value1(), " Run ");
-  EXPECT_EQ(item->Evaluation(), 1);
-  EXPECT_EQ(item->Value2(), "");
-  EXPECT_EQ(item->DataType(), 2) << "not the dialog's";
+  // The data type is not the dialog's.
+  EXPECT_EQ(std::tuple(item->Value1(), item->Evaluation(), item->Value2(), item->DataType()),
+            std::tuple(" Run ", 1, "", 2));
 
   // IS NEW stores an empty compare value whatever the box held; an evaluation outside the
   // codes selects no row and is kept; Cancel changes nothing.
@@ -370,9 +361,8 @@ TEST_F(SetupDialogsTest, ConditionDialogDisablesTheCompareValueForIsNewOnly) {
     }
     if (test.chosen >= 0) box.setCurrentIndex(test.chosen);
     QTest::keyClick(again.get(), test.accept ? Qt::Key_Return : Qt::Key_Escape);
-    EXPECT_EQ(again->OKPressed(), test.accept);
-    EXPECT_EQ(item->Evaluation(), test.evaluation);
-    EXPECT_EQ(item->Value2(), test.value2);
+    EXPECT_EQ(std::tuple(again->OKPressed(), item->Evaluation(), item->Value2()),
+              std::tuple(test.accept, test.evaluation, test.value2));
   }
 }
 

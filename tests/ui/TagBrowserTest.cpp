@@ -2,9 +2,9 @@
 #include <filesystem>
 
 #include "platform/odbc/OdbcConnection.h"
+#include "tests/support/DialogDriving.h"
 #include "tests/support/FakeComponents.h"
 #include "tests/support/Historian.h"
-#include "tests/support/DialogDriving.h"
 #include "ui/SelectTag.h"
 #include "ui/frmTagSetup.h"
 
@@ -53,11 +53,6 @@ class TagBrowserTest : public ::testing::Test {
     QTest::keyClick(box, Qt::Key_Backspace);
     QTest::keyClicks(box, filter);
     QTest::keyClick(box, Qt::Key_Return);
-  }
-  int64_t TagCount() {
-    platform::OdbcConnection connection;
-    connection.Open(historian, "", "");
-    return runtime::ToLong(connection.Execute("SELECT COUNT(*) AS N FROM ihTags")->Field("N"));
   }
   std::string Position(const char* key) {
     return components.OpenSettingsFile(ui::frmTagSetup::PositionFile(components))
@@ -112,7 +107,11 @@ TEST_F(TagBrowserTest, TheFilterIsBoundSoQuotesAreOrdinaryCharacters) {
     EXPECT_EQ(OkEnabled(*form), !c.selected.empty()) << c.filter.toStdString();
     EXPECT_TRUE(form->isVisible()) << "Enter in the filter refreshes, it does not press OK";
   }
-  EXPECT_EQ(TagCount(), int64_t(kTags.size())) << "the historian's table is intact";
+  platform::OdbcConnection connection;
+  connection.Open(historian, "", "");
+  EXPECT_EQ(runtime::ToLong(connection.Execute("SELECT COUNT(*) AS N FROM ihTags")->Field("N")),
+            int64_t(kTags.size()))
+      << "the historian's table is intact";
 
   // The filter's text is selected as it gets the focus; leaving it makes OK the default.
   QLineEdit& box = uitest::Box(*form, "txtFilter");
@@ -150,10 +149,9 @@ TEST_F(TagBrowserTest, FailuresShowOnePlaceholderRowWithOkDisabled) {
     // Double-clicking the placeholder reaches nothing.
     list.setCurrentItem(list.topLevelItem(0));
     uitest::DoubleClick(list, 0);
-    EXPECT_TRUE(form->isVisible()) << c.row;
-    EXPECT_FALSE(form->OKPressed());
-    EXPECT_EQ(form->Value(), "%TAG(Value, Line1.Temp)");
-    EXPECT_EQ(components.beeps, 0);
+    EXPECT_EQ(std::tuple(form->isVisible(), form->OKPressed(), form->Value(), components.beeps),
+              std::tuple(true, false, "%TAG(Value, Line1.Temp)", 0))
+        << c.row;
   }
 }
 

@@ -7,9 +7,9 @@
 #include "platform/windows/OdbcDataLinkDialog.h"
 #include "platform/windows/SpcSelectionDialog.h"
 #include "runtime/Variant.h"
-#include "tests/support/TempFolder.h"
 #include "tests/support/DialogDriving.h"
 #include "tests/support/SpcNames.h"
+#include "tests/support/TempFolder.h"
 
 namespace {
 
@@ -46,8 +46,7 @@ TEST(HostDialogsTest, SelectionStartsOnTheGivenRecordOrGroupAndEnterTakesOnlyARe
       {999, 999, "lvwRecords", Qt::Key_Return, "", false, true},
   };
   for (const auto& test : cases) {
-    SCOPED_TRACE(std::string(test.control) + " " + std::to_string(test.key) + " from " +
-                 std::to_string(test.id) + "/" + std::to_string(test.groupId));
+    SCOPED_TRACE(&test - cases);
     platform::SpcSelectionDialog dialog(host::SelectionKind::Part);
     std::string current = "?";
     bool leftOpen = false;
@@ -61,9 +60,8 @@ TEST(HostDialogsTest, SelectionStartsOnTheGivenRecordOrGroupAndEnterTakesOnlyARe
         },
         &leftOpen);
     const bool chosen = dialog.Run(*spc, test.id, test.groupId);
-    EXPECT_EQ(current, test.current);
-    EXPECT_EQ(chosen, test.chosen);
-    EXPECT_EQ(leftOpen, test.leftOpen);
+    EXPECT_EQ(std::tuple(current, chosen, leftOpen),
+              std::tuple(test.current, test.chosen, test.leftOpen));
     if (chosen) {
       EXPECT_EQ(dialog.Chosen().Id(), gear.Id());
     }
@@ -121,7 +119,7 @@ TEST_F(DataLinkTest, ATypedStringIsTakenOnEnterAndDroppedOnEscapeFromEveryContro
       {postgres, "txtRaw", Qt::Key_Escape, false},
   };
   for (const auto& test : cases) {
-    SCOPED_TRACE(std::string(test.control) + " " + std::to_string(test.key) + " " + test.typed);
+    SCOPED_TRACE(&test - cases);
     link = "Driver=SQLite3;Database=/srv/h.db";
     std::string shown, firstKey;
     const bool confirmed = Edit([&](QDialog& dialog) {

@@ -3,8 +3,6 @@
 // user ends it, and the file on disk afterwards.
 #include <sys/stat.h>
 
-#include <QCheckBox>
-#include <QComboBox>
 #include <QLabel>
 #include <QMessageBox>
 #include <cstdlib>
@@ -19,9 +17,9 @@
 #include "apps/dam/windows/WindowsCommands.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/spcdb/SpcSubgroup.h"
+#include "tests/support/DialogDriving.h"
 #include "tests/support/Historian.h"
 #include "tests/support/TempFolder.h"
-#include "tests/support/DialogDriving.h"
 
 namespace {
 
