@@ -8,7 +8,6 @@
 #include <chrono>
 #include <vector>
 
-#include "apps/dam/host/HeadlessApplication.h"
 #include "apps/dam/host/OutOfControlCheck.h"
 #include "runtime/Clock.h"
 #include "tests/apps/dam/DamProcesses.h"
@@ -22,9 +21,7 @@ struct Reports {
   std::vector<dam::OutOfControl> found;
   std::vector<std::string> failures;
 
-  Reports() {
-    if (QCoreApplication::instance() == nullptr) dam::MakeHeadlessApplication().release();
-  }
+  Reports() { damtest::EnsureApplication(); }
   static bool WaitFor(const std::function<bool()>& done) {
     const auto giveUp = std::chrono::steady_clock::now() + 30s;
     while (!done() && std::chrono::steady_clock::now() < giveUp) {
@@ -102,14 +99,7 @@ TEST_F(OutOfControlRun, ARunReportsAPointBeyondTheLimitsAsOneEventAndOneLine) {
     auto run = Start(DAM_PROGRAM, args, QProcess::SeparateChannels);
     std::string output;
     const char* expected = ndjson ? "\"event\":\"out-of-control\"" : "out of control: Line 1 ";
-    EXPECT_TRUE(WaitFor(
-        [&] {
-          run->waitForReadyRead(50);
-          output += run->readAllStandardOutput().toStdString();
-          return output.find(expected) != std::string::npos;
-        },
-        30))
-        << output;
+    EXPECT_TRUE(Says(*run, output, expected)) << output;
     Terminate(*run);
     const size_t at = output.find(expected);
     ASSERT_NE(at, std::string::npos);
