@@ -1,7 +1,6 @@
 // The command line of the real dam and histsim programs: mistakes name the argument and
 // exit 2, help and versions go to stdout with 0, and the exit statuses tell a bad
 // configuration (3) and an unreachable database (4) from other failures (1).
-#include <gtest/gtest.h>
 
 #include <sys/stat.h>
 

@@ -1,6 +1,5 @@
 // The whole job through the real programs: histsim moves a SQLite historian, dam runs the
 // registered driver on it, and the subgroups land in a SQLite SPC database.
-#include <gtest/gtest.h>
 
 #include <QJsonArray>
 #include <QJsonDocument>

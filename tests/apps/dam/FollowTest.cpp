@@ -1,7 +1,6 @@
 // Following the saved subgroups: each one given once, in identifier order, none skipped,
 // also when a writer commits a lower identifier after a higher one; and the real
 // `dam subgroups --follow --ndjson` against writers saving while it follows.
-#include <gtest/gtest.h>
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -11,7 +10,6 @@
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcNewSubgroupReader.h"
 #include "platform/spcdb/SpcReader.h"
-#include "runtime/Date.h"
 #include "tests/apps/dam/DamProcesses.h"
 #include "tests/support/TestDatabases.h"
 

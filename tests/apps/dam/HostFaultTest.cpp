@@ -2,7 +2,6 @@
 // database is locked, the schedule holds a unit the tables do not know, a connection string
 // names code, a module other users could replace (the SPC database going away:
 // SpoolHostTest). dam must refuse what is unsafe, say what went wrong and stop when told to.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 

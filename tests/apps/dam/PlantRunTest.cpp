@@ -1,7 +1,6 @@
 // A plant's lines in one dam run: each configuration its own driver on a thread of its own,
 // all saving into one SPC database, a historian that hangs holding up its own line only, and
 // SIGHUP taking the folder's changes without a gap in the lines that did not change.
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
 

@@ -3,18 +3,15 @@
 // fault: a PostgreSQL server stopped mid-run, the host killed while forwarding, an SQLite
 // file or a PostgreSQL table another program keeps locked, a spool that cannot be read or
 // cannot keep anything, and a subgroup the database refuses for itself.
-#include <gtest/gtest.h>
 
 #include <QThread>
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <functional>
 #include <regex>
 
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcReader.h"
-#include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSpool.h"
 #include "runtime/Conversions.h"
 #include "tests/apps/dam/DamProcesses.h"

@@ -1,20 +1,16 @@
 // What dam run tells a monitoring system: the collections its drivers' timers see, the
 // board of per-configuration snapshots, and the HTTP server a real client scrapes.
-#include <gtest/gtest.h>
 
 #include <QEventLoop>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QTcpServer>
-#include <string>
-#include <vector>
 
 #include "apps/dam/host/CollectionTimer.h"
 #include "apps/dam/host/MetricsBoard.h"
 #include "apps/dam/host/MetricsServer.h"
 #include "apps/dam/output/JsonOutput.h"
 #include "apps/shared/Failures.h"
-#include "runtime/Date.h"
 #include "tests/apps/dam/DamProcesses.h"
 #include "tests/support/ManualTimer.h"
 #include "tests/support/TestClock.h"

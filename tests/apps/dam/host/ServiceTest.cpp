@@ -3,14 +3,12 @@
 // and stop when a loop is stuck, the journal entries with their fields (or priority
 // prefixes without journald), and the signals that stop the run or change nothing.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <QCoreApplication>
 #include <QEventLoop>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -22,11 +20,9 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <memory>
 #include <optional>
 #include <sstream>
 #include <thread>
-#include <vector>
 
 #include "apps/dam/host/JournalLines.h"
 #include "apps/dam/host/ServiceNotifier.h"
