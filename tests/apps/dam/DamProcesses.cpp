@@ -13,6 +13,7 @@
 #include "platform/spcdb/SpcReader.h"
 #include "platform/spcdb/SpcSubgroup.h"
 #include "runtime/Conversions.h"
+#include "tests/support/Historian.h"
 
 namespace damtest {
 
@@ -54,15 +55,16 @@ QString DamProcesses::WriteFile(const std::string& name, const std::string& text
   return QString::fromStdString(work_.File(name));
 }
 
-QString DamProcesses::Configuration(const std::string& items, int subgroupUnit,
-                                    int retryUnit) const {
+QString DamProcesses::Line(const std::string& file, const std::string& name,
+                           const std::string& historian, const std::string& items, int subgroupUnit,
+                           int retryUnit) const {
   std::ostringstream text;
-  text << "NAME=Line 1\nACTIVE=1\nDATALINK=Driver=SQLite3;Database=" << historian_
+  text << "NAME=" << name << "\nACTIVE=1\nDATALINK=Driver=SQLite3;Database=" << historian
        << ";NoCreat=1\nSYNCTIME=0\nSUBGROUPINTERVAL=1\nSUBGROUPUNIT=" << subgroupUnit
        << "\nRETRYINTERVAL=1\nRETRYUNIT=" << retryUnit
        << "\nDESCRIPTOR=1\tProducts\t%TAG(LINE1.PARTNO)\n"
        << items;
-  return WriteFile("line.cfg", text.str());
+  return WriteFile(file, text.str());
 }
 
 void DamProcesses::StartHistorian() {
@@ -107,6 +109,16 @@ void DamProcesses::ExpectHistorianValues(
   }
 }
 
+bool DamProcesses::Says(QProcess& run, std::string& output, const std::string& text, int seconds) {
+  return WaitFor(
+      [&] {
+        run.waitForReadyRead(50);
+        output += run.readAllStandardOutput().toStdString();
+        return output.find(text) != std::string::npos;
+      },
+      seconds);
+}
+
 int DamProcesses::Stopped(const std::string& output) {
   std::smatch figure;
   return std::regex_search(output, figure, std::regex("stopped after (\\d+) subgroup"))
@@ -119,6 +131,12 @@ std::vector<std::string> DamProcesses::Lines(const std::string& text) {
   std::istringstream in(text);
   for (std::string line; std::getline(in, line);) lines.push_back(line);
   return lines;
+}
+
+size_t DamProcesses::Count(const std::string& text, const std::string& what) {
+  size_t count = 0;
+  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++count;
+  return count;
 }
 
 std::string DamProcesses::Read(const std::string& path) {
@@ -150,6 +168,15 @@ std::shared_ptr<platform::SpcSession> SpcWriter(const std::string& connection,
   session->SetConfigurationName(configuration);
   session->Open(1, 0);
   return session;
+}
+
+void CreateLockableHistorian(const std::string& path) {
+  std::vector<std::string> statements = testsupport::kHistorianTables;
+  for (const char* tag : {"LINE1.PARTNO", "LINE1.WEIGHT"}) {
+    statements.push_back(std::string("INSERT INTO ihRawData VALUES ('") + tag +
+                         "', '2024-05-01 10:00:00', 1, 'CurrentValue')");
+  }
+  testsupport::CreateSqliteDatabase(path, statements);
 }
 
 int32_t SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session, runtime::Date time,

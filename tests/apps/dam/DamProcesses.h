@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
 #include <QProcess>
 #include <QProcessEnvironment>
 #include <QStringList>
@@ -13,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "apps/dam/host/HeadlessApplication.h"
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSubgroupData.h"
 #include "runtime/Date.h"
@@ -24,6 +26,10 @@ namespace damtest {
 inline const std::string kWeight = "TEST=Fill\tWeight\t%TAG(LINE1.WEIGHT)\t\n";
 
 class DamProcesses : public ::testing::Test {
+ public:
+  // Waits up to `seconds` for `done`, checking ten times a second.
+  static bool WaitFor(const std::function<bool()>& done, int seconds);
+
  protected:
   DamProcesses();
   ~DamProcesses() override { StopHistorian(); }
@@ -39,10 +45,17 @@ class DamProcesses : public ::testing::Test {
   bool Logged(const std::string& text) const { return Log().find(text) != std::string::npos; }
   // Writes `text` into the work folder as `name`; gives its path.
   QString WriteFile(const std::string& name, const std::string& text) const;
-  // line.cfg: collects from historian_ every second, retrying every second, with the part
-  // number as descriptor and then `items`.
+  // The configuration `file` named `name`: collects from `historian` every second, retrying
+  // every second, with the part number as descriptor and then `items`.
+  QString Line(const std::string& file, const std::string& name, const std::string& historian,
+               const std::string& items = kWeight, int subgroupUnit = 0, int retryUnit = 0) const;
+  // line.cfg, "Line 1" on historian_.
   QString Configuration(const std::string& items = kWeight, int subgroupUnit = 0,
-                        int retryUnit = 0) const;
+                        int retryUnit = 0) const {
+    return Line("line.cfg", "Line 1", historian_, items, subgroupUnit, retryUnit);
+  }
+  // Reads `run`'s stdout into `output` until it holds `text`, for up to `seconds`.
+  static bool Says(QProcess& run, std::string& output, const std::string& text, int seconds = 30);
   // histsim moves historian_ every half second until StopHistorian or the test's end.
   void StartHistorian();
   void StopHistorian();
@@ -58,12 +71,10 @@ class DamProcesses : public ::testing::Test {
   // N of dam run's "stopped after N subgroup(s)"; -1 without it.
   static int Stopped(const std::string& output);
   static std::vector<std::string> Lines(const std::string& text);
+  static size_t Count(const std::string& text, const std::string& what);
   static std::string Read(const std::string& path);
   // SIGTERM: dam stops the driver and ends within two seconds, whatever it was doing.
   static void Terminate(QProcess& run);
-  // Waits up to `seconds` for `done`, checking ten times a second.
-  static bool WaitFor(const std::function<bool()>& done, int seconds);
-
   testsupport::TempFolder work_;
   QProcessEnvironment environment_ = QProcessEnvironment::systemEnvironment();
   std::string historian_ = work_.File("historian.db");
@@ -76,6 +87,13 @@ class DamProcesses : public ::testing::Test {
 // that does not say).
 std::shared_ptr<platform::SpcSession> SpcWriter(const std::string& connection,
                                                 const std::string& configuration);
+// dam run's own application, which marks the events it delivers for the watchdog.
+inline void EnsureApplication() {
+  if (QCoreApplication::instance() == nullptr) dam::MakeHeadlessApplication().release();
+}
+// A historian at `path` holding a part number and a weight, in rollback-journal mode, where a
+// writer's lock keeps readers out.
+void CreateLockableHistorian(const std::string& path);
 // Saves a subgroup of part P-7 with one weight, `value`, of serial S1; gives its identifier.
 int32_t SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session, runtime::Date time,
                      double value);

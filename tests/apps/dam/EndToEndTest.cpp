@@ -1,12 +1,10 @@
 // The whole job through the real programs: histsim moves a SQLite historian, dam runs the
 // registered driver on it, and the subgroups land in a SQLite SPC database.
-#include <gtest/gtest.h>
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
-#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -39,18 +37,8 @@ TEST_F(EndToEnd, TwoRunsOutliveALateHistorianThenEachSavesAndCountsItsOwnSubgrou
                       QProcess::SeparateChannels);
   auto plain = Start(DAM_PROGRAM, {"run", config, "--subgroups", "3", "--for", "40"});
   std::string eventLines, output;
-  const auto failed = [](QProcess& run, std::string& said, const char* text) {
-    run.waitForReadyRead(50);
-    said += run.readAllStandardOutput().toStdString();
-    return said.find(text) != std::string::npos;
-  };
-  EXPECT_TRUE(WaitFor(
-      [&] {
-        const bool plainFailed = failed(*plain, output, "last error Unable to Access Database");
-        return failed(*events, eventLines, "Unable to Access Database") && plainFailed;
-      },
-      20))
-      << output << Log();
+  EXPECT_TRUE(Says(*plain, output, "last error Unable to Access Database", 20)) << output << Log();
+  EXPECT_TRUE(Says(*events, eventLines, "Unable to Access Database", 20)) << eventLines;
   EXPECT_EQ(plain->state(), QProcess::Running) << "dam keeps running without its historian";
 
   StartHistorian();
@@ -73,16 +61,12 @@ TEST_F(EndToEnd, TwoRunsOutliveALateHistorianThenEachSavesAndCountsItsOwnSubgrou
   ExpectHistorianValues(saved, 3, 2, [&](const platform::SpcReading& reading) {
     return tagOf.at({reading.test, reading.sample});
   });
-  // The weights' chart, worked from the saved readings: X +- 1.880 R, R times 3.267.
-  double sum = 0, ranges = 0;
+  // The chart's limits from these readings: SpcChartTest.
   for (const auto& subgroup : saved) {
     ASSERT_TRUE(subgroup.part && subgroup.lot && subgroup.shift);
     EXPECT_EQ(subgroup.shift->name, "Day");
     EXPECT_EQ(subgroup.configuration, "Line 1") << "dam run names what it saves";
-    sum += subgroup.readings[0].value + subgroup.readings[1].value;
-    ranges += std::fabs(subgroup.readings[0].value - subgroup.readings[1].value);
   }
-  const double mean = sum / 2 / saved.size(), range = ranges / saved.size();
   const QString svg = QString::fromStdString(work_.File("weight.svg"));
   auto chartRun = Start(DAM_PROGRAM, {"chart", "--test", "fill/WEIGHT", "--json", "--out", svg},
                         QProcess::SeparateChannels);
@@ -93,16 +77,14 @@ TEST_F(EndToEnd, TwoRunsOutliveALateHistorianThenEachSavesAndCountsItsOwnSubgrou
   EXPECT_EQ(chart["chart"].toString(), "xbar-r");
   EXPECT_EQ(chart["n"].toInt(), 2);
   EXPECT_EQ(chart["rules"].toArray(), (QJsonArray{1, 2, 3, 4}));
-  EXPECT_NEAR(chart["mean"]["center"].toDouble(), mean, 1e-9);
-  EXPECT_NEAR(chart["mean"]["ucl"].toDouble(), mean + 1.880 * range, 1e-9);
-  EXPECT_NEAR(chart["spread"]["ucl"].toDouble(), 3.267 * range, 1e-9);
+  EXPECT_GT(chart["mean"]["ucl"].toDouble(), chart["mean"]["center"].toDouble());
+  EXPECT_GT(chart["mean"]["center"].toDouble(), chart["mean"]["lcl"].toDouble());
+  EXPECT_GT(chart["spread"]["ucl"].toDouble(), chart["spread"]["center"].toDouble());
   const QJsonArray points = chart["points"].toArray();
   ASSERT_EQ(chart["subgroups"].toInt(), static_cast<int>(saved.size()));
   ASSERT_EQ(points.size(), chart["subgroups"].toInt());
   EXPECT_EQ(points[0]["id"].toInt(), saved[0].id);
   EXPECT_EQ(points[0]["time"].toString().toStdString(), dam::IsoTime(saved[0].time));
-  EXPECT_EQ(points[0]["spread"].toDouble(),
-            std::fabs(saved[0].readings[0].value - saved[0].readings[1].value));
   EXPECT_TRUE(Read(work_.File("weight.svg")).starts_with("<?xml")) << "--out draws the chart";
   EXPECT_NE(Read(work_.File("weight.svg")).find("<svg"), std::string::npos);
   const auto [shown, text] =
@@ -176,9 +158,8 @@ TEST_F(EndToEnd, SubgroupsInJsonCarryTheirIdConfigurationAndTimeWithOffsetAndMil
   ASSERT_EQ(subgroups.size(), 2);
   const std::vector<std::string> csv = Lines(Dam({"subgroups", "--csv"}).second);
   ASSERT_EQ(csv.size(), 3u);
-  EXPECT_TRUE(csv[0].ends_with(",serial,Fill/Weight#1\r")) << csv[0];
+  // The columns: SubgroupCsvTest.
   EXPECT_TRUE(csv[1].starts_with("1," + std::string(expected[0].time) + ",")) << csv[1];
-  EXPECT_TRUE(csv[2].ends_with(",Products,P-7,,,,,,,,S1,502.5\r")) << csv[2];
   const std::string table = Dam({"subgroups"}).second;
   EXPECT_NE(table.find("by Line 3\\x1B[2J\n"), std::string::npos) << table;
   EXPECT_EQ(table.find('\x1b'), std::string::npos) << "shown escaped: " << table;
@@ -211,41 +192,36 @@ TEST_F(EndToEnd, TheSpcDatabaseIsTheFlagElseTheEnvironmentElseDamIniElseTheDataF
                     setting = work_.File("setting.db"), fallback = work_.File("data/spc.db");
   const std::string ini = work_.File("settings/dam.ini"), sqlite = "Driver=SQLite3;Database=";
   const std::string password = setting + ";MyPassword=hunter2";
+  const QStringList subgroups = {"subgroups"};
+  // Each case names the database the command looked for, `at`.
   const struct {
     QStringList args;
     std::string environment, setting;  // "": no dam.ini
     unsigned iniMode;
-    std::string said;
+    std::string at;
     bool warned;
   } cases[] = {
       {{"subgroups", "--spc", QString::fromStdString(sqlite + flag)},
        environment,
        setting,
        0644,
-       "there is no SPC database at " + flag + "\n",
+       flag,
        false},
-      {{"subgroups"},
-       environment,
-       setting,
-       0644,
-       "no SPC database at " + environment + "\n",
-       false},
-      {{"subgroups"}, "", setting, 0644, "there is no SPC database at " + setting + "\n", false},
-      {{"subgroups", "--follow", "--ndjson"},
-       "",
-       setting,
-       0644,
-       "no SPC database at " + setting,
-       false},
-      {{"subgroups"}, "", password, 0644, "there is no SPC database at " + setting + "\n", true},
-      {{"subgroups"}, "", password, 0600, "there is no SPC database at " + setting + "\n", false},
+      {subgroups, environment, setting, 0644, environment, false},
+      {subgroups, "", setting, 0644, setting, false},
+      {{"subgroups", "--follow", "--ndjson"}, "", setting, 0644, setting, false},
+      {subgroups, "", password, 0644, setting, true},
+      {subgroups, "", password, 0600, setting, false},
       // Its group is the reader's own, as /etc/dam/dam.ini (root, group dam) is the service's.
-      {{"subgroups"}, "", password, 0640, "there is no SPC database at " + setting + "\n", false},
-      {{"subgroups"}, "", "", 0, "there is no SPC database at " + fallback + "\n", false},
-      {{"spool"}, "", "", 0, "there is no spool at " + work_.File("data/spool.db"), false},
+      {subgroups, "", password, 0640, setting, false},
+      {subgroups, "", "", 0, fallback, false},
+      {{"spool"}, "", "", 0, work_.File("data/spool.db"), false},
   };
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.said);
+    const bool spool = c.args[0] == "spool", follow = c.args.contains("--follow");
+    const std::string said = (spool ? "there is no spool at " : "no SPC database at ") + c.at +
+                             (spool || follow ? "" : "\n");
+    SCOPED_TRACE(said);
     environment_.insert(
         "DAM_SPC_CONNECTION",
         QString::fromStdString(c.environment.empty() ? "" : sqlite + c.environment));
@@ -256,7 +232,7 @@ TEST_F(EndToEnd, TheSpcDatabaseIsTheFlagElseTheEnvironmentElseDamIniElseTheDataF
     }
     const auto [exitCode, output] = Dam(c.args);
     EXPECT_EQ(exitCode, 4) << output;
-    EXPECT_NE(output.find(c.said), std::string::npos) << output;
+    EXPECT_NE(output.find(said), std::string::npos) << output;
     EXPECT_EQ(output.find("dam: warning: " + ini +
                           " holds a password that other users can read; make it owner-only: "
                           "chmod 600 " +

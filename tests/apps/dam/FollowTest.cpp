@@ -1,7 +1,6 @@
 // Following the saved subgroups: each one given once, in identifier order, none skipped,
 // also when a writer commits a lower identifier after a higher one; and the real
 // `dam subgroups --follow --ndjson` against writers saving while it follows.
-#include <gtest/gtest.h>
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -11,7 +10,6 @@
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcNewSubgroupReader.h"
 #include "platform/spcdb/SpcReader.h"
-#include "runtime/Date.h"
 #include "tests/apps/dam/DamProcesses.h"
 #include "tests/support/TestDatabases.h"
 
@@ -75,6 +73,22 @@ class Follow : public damtest::DamProcesses, public ::testing::WithParamInterfac
     output += follower.readAllStandardOutput().toStdString();
     return DamProcesses::Lines(output);
   }
+
+  // Waits for `count` lines, stops the follower and gives the identifiers it printed; what
+  // each line holds besides its identifier: EndToEnd's --ndjson, written alike.
+  static std::vector<int32_t> Printed(QProcess& follower, std::string& output, size_t count) {
+    WaitFor([&] { return Lines(follower, output).size() >= count; }, 20);
+    QThread::msleep(600);  // a repeat would show by now
+    Terminate(follower);
+    EXPECT_EQ(follower.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(follower.exitCode(), 0) << follower.readAllStandardError().toStdString();
+    std::vector<int32_t> printed;
+    for (const std::string& line : Lines(follower, output)) {
+      printed.push_back(
+          QJsonDocument::fromJson(QByteArray::fromStdString(line)).object()["id"].toInt());
+    }
+    return printed;
+  }
 };
 
 INSTANTIATE_TEST_SUITE_P(Databases, Follow, ::testing::Values(Backend::SQLite, Backend::PostgreSQL),
@@ -119,18 +133,7 @@ TEST_P(Follow, EverySubgroupSavedWhileFollowingIsPrintedOnceInOrder) {
     slow.Commit();
   }
 
-  WaitFor([&] { return Lines(*follower, output).size() >= expected.size(); }, 20);
-  QThread::msleep(600);  // a repeat would show by now
-  Terminate(*follower);
-  EXPECT_EQ(follower->exitStatus(), QProcess::NormalExit);
-  EXPECT_EQ(follower->exitCode(), 0) << follower->readAllStandardError().toStdString();
-  // What each line holds besides its identifier: EndToEnd's --ndjson, written alike.
-  std::vector<int32_t> printed;
-  for (const std::string& line : Lines(*follower, output)) {
-    printed.push_back(
-        QJsonDocument::fromJson(QByteArray::fromStdString(line)).object()["id"].toInt());
-  }
-  EXPECT_EQ(printed, expected);
+  EXPECT_EQ(Printed(*follower, output, expected.size()), expected);
 }
 
 // As tail -F waits for a file, --wait waits for an SPC database that is not there yet (an
@@ -183,15 +186,7 @@ TEST_P(Follow, WithWaitADatabaseNotThereYetIsWaitedFor) {
   }
   expected.push_back(Save(writer, 1));
   std::string output;
-  WaitFor([&] { return Lines(*follower, output).size() >= expected.size(); }, 20);
-  Terminate(*follower);
-  EXPECT_EQ(follower->exitCode(), 0) << follower->readAllStandardError().toStdString();
-  std::vector<int32_t> printed;
-  for (const std::string& line : Lines(*follower, output)) {
-    printed.push_back(
-        QJsonDocument::fromJson(QByteArray::fromStdString(line)).object()["id"].toInt());
-  }
-  EXPECT_EQ(printed, expected);
+  EXPECT_EQ(Printed(*follower, output, expected.size()), expected);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // A plant's lines in one dam run: each configuration its own driver on a thread of its own,
 // all saving into one SPC database, a historian that hangs holding up its own line only, and
 // SIGHUP taking the folder's changes without a gap in the lines that did not change.
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
 
@@ -20,17 +19,6 @@ namespace {
 
 class PlantRun : public damtest::DamProcesses {
  protected:
-  // A configuration named `name` that collects `items` from `historian` every second.
-  QString Line(const std::string& file, const std::string& name, const std::string& historian,
-               const std::string& items = damtest::kWeight) const {
-    return WriteFile(file, "NAME=" + name +
-                               "\nACTIVE=1\nDATALINK=Driver=SQLite3;Database=" + historian +
-                               ";NoCreat=1\nSYNCTIME=0\nSUBGROUPINTERVAL=1\nSUBGROUPUNIT=0\n"
-                               "RETRYINTERVAL=1\nRETRYUNIT=0\n"
-                               "DESCRIPTOR=1\tProducts\t%TAG(LINE1.PARTNO)\n" +
-                               items);
-  }
-
   // Reads what `run` wrote so far.
   void Follow(QProcess& run) {
     run.waitForReadyRead(100);
@@ -75,25 +63,14 @@ class PlantRun : public damtest::DamProcesses {
   std::string output_, errors_;
 };
 
-size_t Count(const std::string& text, const std::string& what) {
-  size_t count = 0;
-  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++count;
-  return count;
-}
-
 // Three lines from a file and a folder: a configuration with errors in the folder is named
 // and left out, the others run. Then line C's historian is locked by another program, with
 // no query timeout, so its collection waits for good: lines A and B go on saving on time,
 // and SIGTERM still stops every driver.
 TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn) {
   StartHistorian();
-  std::vector<std::string> statements = testsupport::kHistorianTables;
-  for (const char* tag : {"LINE1.PARTNO", "LINE1.WEIGHT"}) {
-    statements.push_back(std::string("INSERT INTO ihRawData VALUES ('") + tag +
-                         "', '2024-05-01 10:00:00', 1, 'CurrentValue')");
-  }
   const std::string locked = work_.File("locked.db");
-  testsupport::CreateSqliteDatabase(locked, statements);
+  damtest::CreateLockableHistorian(locked);
   WriteFile("settings/dam.ini", "[Connections]\r\nQueryTimeout=0\r\n");
   const QString a = Line("a.cfg", "Line A", historian_);
   work_.Subfolder("plant.d");

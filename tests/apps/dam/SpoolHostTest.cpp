@@ -3,18 +3,15 @@
 // fault: a PostgreSQL server stopped mid-run, the host killed while forwarding, an SQLite
 // file or a PostgreSQL table another program keeps locked, a spool that cannot be read or
 // cannot keep anything, and a subgroup the database refuses for itself.
-#include <gtest/gtest.h>
 
 #include <QThread>
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <functional>
 #include <regex>
 
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcReader.h"
-#include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSpool.h"
 #include "runtime/Conversions.h"
 #include "tests/apps/dam/DamProcesses.h"
@@ -43,13 +40,6 @@ class SpoolHost : public damtest::DamProcesses {
     };
     const size_t before = count();
     return WaitFor([&] { return count() >= before + 2; }, 30);
-  }
-
-  // Stops `database` for kOutage; gives the collection times kept meanwhile.
-  std::vector<double> Outage(spcdbtest::TestDatabase& database) const {
-    EXPECT_TRUE(database.TakeAway());
-    QThread::sleep(kOutage.count());
-    return Spooled();
   }
 
   // The collection times the spool holds, oldest first.
@@ -81,33 +71,37 @@ class SpoolHost : public damtest::DamProcesses {
     }
   }
 
-  // Runs dam on `spc` and holds its tables locked for kLock through `lock` and `unlock`:
-  // collection keeps its grid, each subgroup kept is forwarded once, in order, and the
-  // log says why they were kept (`said`).
-  void ExpectALockLosesNothing(const std::string& spc, const std::function<void()>& lock,
-                               const std::function<void()>& unlock, const std::string& said) {
+  // Runs dam on `spc` and takes the database away (a stop, a lock) through `away` for
+  // `seconds` then gives it back: collection keeps its grid, each subgroup kept is forwarded
+  // once, in order, and the log says why they were kept (`said`).
+  void ExpectAnOutageLosesNothing(const std::string& spc, const std::function<void()>& away,
+                                  const std::function<void()>& back, std::chrono::seconds seconds,
+                                  const std::string& said) {
     StartHistorian();
     auto run = RunOn(spc, Configuration());
     ASSERT_TRUE(TwoMoreSaved(spc)) << Log();
-    lock();
+    away();
     EXPECT_TRUE(WaitFor([&] { return Logged("\tSPC database unavailable"); }, 20)) << Log();
-    QThread::sleep(kLock.count());
+    QThread::sleep(seconds.count());
     const std::vector<double> kept = Spooled();
-    unlock();
+    back();
     // Saves wait for a lock 2 s, not the query timeout: the grid of one a second goes on.
-    EXPECT_GE(kept.size(), static_cast<size_t>(kLock.count() / 2)) << Log();
+    EXPECT_GE(kept.size(), static_cast<size_t>(seconds.count() * 2 / 3)) << Log();
     EXPECT_TRUE(Logged(said)) << Log();
     EXPECT_FALSE(Logged("Subgroup Save Error")) << Log();
+    EXPECT_EQ(run->state(), QProcess::Running);
 
     EXPECT_TRUE(WaitFor([&] { return Logged("\tSPC database available again\t"); }, 90)) << Log();
     EXPECT_TRUE(TwoMoreSaved(spc)) << Log();
     Terminate(*run);
     StopHistorian();
     const std::string output = run->readAll().toStdString();
+    EXPECT_TRUE(std::regex_search(output, std::regex("\\| spooled \\d+ \\|"))) << output;
     const auto saved = Saved(spc);
     EXPECT_EQ(static_cast<int>(saved.size()), Stopped(output)) << output;
     ExpectOnceInOrder(saved, kept);
     ExpectWeights(saved);
+    EXPECT_TRUE(Spooled().empty());
   }
 
   // Each reading is one of the weight's last ten values, five seconds, at its subgroup's
@@ -120,30 +114,10 @@ class SpoolHost : public damtest::DamProcesses {
 TEST_F(SpoolHost, APostgresOutageLosesNoSubgroup) {
   auto database = spcdbtest::MakeStoppableDatabase(spcdbtest::Backend::PostgreSQL);
   if (!database) GTEST_SKIP() << "no PostgreSQL server here";
-  const std::string spc = database->ConnectionString();
-  StartHistorian();
-  auto run = RunOn(spc, Configuration());
-  ASSERT_TRUE(TwoMoreSaved(spc)) << Log();
-
-  const std::vector<double> kept = Outage(*database);
-  EXPECT_GE(kept.size(), 10u) << Log();
-  EXPECT_TRUE(Logged("\tSPC database unavailable, keeping subgroups locally\t")) << Log();
-  EXPECT_FALSE(Logged("Subgroup Save Error")) << Log();
-  EXPECT_EQ(run->state(), QProcess::Running);
-
-  database->GiveBack();
-  EXPECT_TRUE(WaitFor([&] { return Logged("\tSPC database available again\t"); }, 30)) << Log();
-  EXPECT_TRUE(TwoMoreSaved(spc)) << Log();
-  Terminate(*run);
-  StopHistorian();
-
-  const std::string output = run->readAll().toStdString();
-  EXPECT_TRUE(std::regex_search(output, std::regex("\\| spooled \\d+ \\|"))) << output;
-  const auto saved = Saved(spc);
-  EXPECT_EQ(static_cast<int>(saved.size()), Stopped(output)) << output;
-  ExpectOnceInOrder(saved, kept);
-  ExpectWeights(saved);
-  EXPECT_TRUE(Spooled().empty());
+  ExpectAnOutageLosesNothing(
+      database->ConnectionString(), [&] { EXPECT_TRUE(database->TakeAway()); },
+      [&] { database->GiveBack(); }, kOutage,
+      "\tSPC database unavailable, keeping subgroups locally\t");
 }
 
 TEST_F(SpoolHost, AHostKilledWhileForwardingForwardsTheRestOnceAfterARestart) {
@@ -159,7 +133,9 @@ TEST_F(SpoolHost, AHostKilledWhileForwardingForwardsTheRestOnceAfterARestart) {
   auto run = RunOn(spc, configuration);
   ASSERT_TRUE(TwoMoreSaved(spc)) << Log();
 
-  const std::vector<double> kept = Outage(*database);
+  ASSERT_TRUE(database->TakeAway());
+  QThread::sleep(kOutage.count());
+  const std::vector<double> kept = Spooled();
   ASSERT_GE(kept.size(), 10u) << Log();
   database->GiveBack();
   // Killed as soon as the spool shrinks, before it is empty when the timing allows.
@@ -183,7 +159,7 @@ TEST_F(SpoolHost, AHostKilledWhileForwardingForwardsTheRestOnceAfterARestart) {
 
 TEST_F(SpoolHost, AnSqliteFileLockedByAnotherProgramLosesNoSubgroup) {
   QProcess locker;
-  ExpectALockLosesNothing(
+  ExpectAnOutageLosesNothing(
       Spc(),
       [&] {
         locker.start("sqlite3", {QString::fromStdString(work_.File("data/spc.db"))});
@@ -197,21 +173,21 @@ TEST_F(SpoolHost, AnSqliteFileLockedByAnotherProgramLosesNoSubgroup) {
         locker.closeWriteChannel();
         EXPECT_TRUE(locker.waitForFinished());
       },
-      "database is locked");
+      kLock, "database is locked");
 }
 
 TEST_F(SpoolHost, ALockedPostgresTableLosesNoSubgroup) {
   auto database = spcdbtest::MakeTestDatabase(spcdbtest::Backend::PostgreSQL);
   if (!database) GTEST_SKIP() << "no PostgreSQL server here";
   platform::OdbcConnection locker;
-  ExpectALockLosesNothing(
+  ExpectAnOutageLosesNothing(
       database->ConnectionString(),
       [&] {
         locker.Open(database->ConnectionString(), "", "");
         locker.BeginTransaction();
         locker.Execute("LOCK TABLE subgroups");
       },
-      [&] { locker.Commit(); }, "[SQLSTATE 55P03]");
+      [&] { locker.Commit(); }, kLock, "[SQLSTATE 55P03]");
 }
 
 // A spool that is no database is moved aside at start; one that cannot keep anything

@@ -1,6 +1,5 @@
 // The host's own components: the driver module and its registry, the platform components'
 // save counts and the modes of what they create.
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -13,7 +12,6 @@
 #include "host/DriverRegistry.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/OdbcConnection.h"
-#include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSubgroup.h"
 #include "runtime/Error.h"
 #include "tests/apps/dam/DamProcesses.h"
@@ -25,8 +23,13 @@ namespace {
 
 constexpr char kClass[] = "oxaGEPDAD6.Version1";
 
-TEST(DriverModule, RegistersAndCreatesTheDriverThroughTheRegistry) {
+// The host's reading tests the data link; the module's check and the driver's Load of the
+// same text take that test, and a reading after the start tests again.
+TEST(DriverModule, RegistersCreatesTheDriverAndAStartTestsItsDataLinkOnce) {
   testsupport::TempFolder folder;
+  const char* const variables[] = {"DAM_LOG_DIR", "DAM_SETTINGS_DIR", "DAM_COMPONENT_DIR",
+                                   "DAM_DATA_DIR"};
+  for (const char* name : variables) setenv(name, folder.Path().c_str(), 1);
   setenv("DAM_REGISTRY_FILE", folder.File("drivers.registry").c_str(), 1);
   std::ofstream(folder.File("junk.so")) << "not a library";
   EXPECT_THROW(dam::DriverModule(folder.File("junk.so")), runtime::Error);
@@ -48,20 +51,6 @@ TEST(DriverModule, RegistersAndCreatesTheDriverThroughTheRegistry) {
   }
   EXPECT_TRUE(module->CanUnloadNow());
 
-  EXPECT_EQ(module->UnregisterServer(), 0);
-  EXPECT_TRUE(host::ReadDriverRegistry().empty());
-  unsetenv("DAM_REGISTRY_FILE");
-}
-
-// The host's reading tests the data link; the module's check and the driver's Load of the
-// same text take that test, and a reading after the start tests again.
-TEST(DriverHandle, AStartTestsItsDataLinkOnce) {
-  testsupport::TempFolder folder;
-  const char* const variables[] = {"DAM_LOG_DIR", "DAM_SETTINGS_DIR", "DAM_COMPONENT_DIR",
-                                   "DAM_DATA_DIR"};
-  for (const char* name : variables) setenv(name, folder.Path().c_str(), 1);
-  setenv("DAM_REGISTRY_FILE", folder.File("drivers.registry").c_str(), 1);
-  ASSERT_EQ(dam::DriverModule(DAM_MODULE_PATH).RegisterServer(), 0);
   const std::string historian =
       testsupport::CreateSqliteDatabase(folder.File("historian.db"), testsupport::kHistorianTables);
   const std::string text = "NAME=Line\r\nACTIVE=1\r\nDATALINK=" + historian;
@@ -88,6 +77,9 @@ TEST(DriverHandle, AStartTestsItsDataLinkOnce) {
     handle.Read(text);
     EXPECT_EQ(handle.Reading().DataLinkState(), 3);
   }
+
+  EXPECT_EQ(module->UnregisterServer(), 0);
+  EXPECT_TRUE(host::ReadDriverRegistry().empty());
   for (const char* name : variables) unsetenv(name);
   unsetenv("DAM_REGISTRY_FILE");
 }

@@ -1,21 +1,16 @@
 // What dam run tells a monitoring system: the collections its drivers' timers see, the
 // board of per-configuration snapshots, and the HTTP server a real client scrapes.
-#include <gtest/gtest.h>
 
 #include <QEventLoop>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QTcpServer>
-#include <string>
-#include <vector>
 
 #include "apps/dam/host/CollectionTimer.h"
-#include "apps/dam/host/HeadlessApplication.h"
 #include "apps/dam/host/MetricsBoard.h"
 #include "apps/dam/host/MetricsServer.h"
 #include "apps/dam/output/JsonOutput.h"
 #include "apps/shared/Failures.h"
-#include "runtime/Date.h"
 #include "tests/apps/dam/DamProcesses.h"
 #include "tests/support/ManualTimer.h"
 #include "tests/support/TestClock.h"
@@ -45,10 +40,6 @@ Answer Get(uint16_t port, const char* path, const char* method = "GET") {
                 reply->readAll().toStdString()};
   reply->deleteLater();
   return answer;
-}
-
-void EnsureApplication() {
-  if (QCoreApplication::instance() == nullptr) dam::MakeHeadlessApplication().release();
 }
 
 bool Holds(const std::string& text, const std::string& line) {
@@ -88,7 +79,7 @@ TEST(CollectionTimer, ATickThatPlansTheNextCollectionIsACollection) {
 }
 
 TEST(MetricsServer, AClientScrapesTheBoardAndItsHealthFollowsTheDrivers) {
-  EnsureApplication();
+  damtest::EnsureApplication();
   testsupport::TestClock clock(At("2026-11-23 08:00:00"));
   dam::MetricsBoard board;
   dam::MetricsServer server(board);
@@ -187,7 +178,7 @@ using MetricsRun = damtest::DamProcesses;
 // A run with [Metrics] Listen serves what it collects; one whose address cannot be served,
 // or whose [Run] Rules are no rules, does not start.
 TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
-  EnsureApplication();
+  damtest::EnsureApplication();
   QTcpServer taken;
   ASSERT_TRUE(taken.listen(QHostAddress::LocalHost));
   const std::pair<std::string, std::string> badSettings[] = {
@@ -205,26 +196,16 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
 
   StartHistorian();
   WriteFile("settings/dam.ini", "[Metrics]\nListen=127.0.0.1:0\n");
-  // Two configurations in the run: each has its own series.
-  std::string second = Read(Configuration().toStdString());
-  second.replace(second.find("NAME=Line 1"), 11, "NAME=Line 2");
-  auto run = Start(DAM_PROGRAM,
-                   {"run", Configuration(), WriteFile("line2.cfg", second), "--for", "60"});
+  // Two configurations in the run: each has its own series. The series' format:
+  // MetricsServer above.
+  auto run = Start(DAM_PROGRAM, {"run", Configuration(), Line("line2.cfg", "Line 2", historian_),
+                                 "--for", "60"});
   std::string output;
-  const auto said = [&](const std::string& text) {
-    return WaitFor(
-        [&] {
-          run->waitForReadyRead(50);
-          output += run->readAll().toStdString();
-          return output.find(text) != std::string::npos;
-        },
-        30);
-  };
-  ASSERT_TRUE(said("/metrics and /healthz\n")) << output;
+  ASSERT_TRUE(Says(*run, output, "/metrics and /healthz\n")) << output;
   const size_t at = output.find("metrics: http://127.0.0.1:");
   ASSERT_NE(at, std::string::npos) << output;
   const auto port = static_cast<uint16_t>(std::stoi(output.substr(at + 26)));
-  ASSERT_TRUE(said("| saved 2 |")) << output;
+  ASSERT_TRUE(Says(*run, output, "| saved 2 |")) << output;
   const Answer metrics = Get(port, "/metrics");
   const Answer health = Get(port, "/healthz");
   Terminate(*run);
@@ -237,16 +218,14 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
     EXPECT_TRUE(Holds(metrics.body, line)) << line << " in\n" << metrics.body;
   }
   for (const std::string name :
-       {"dam_subgroups_saved_total{configuration=\"Line 1\"} ",
-        "dam_last_collection_timestamp_seconds{configuration=\"Line 1\"} ",
-        "dam_last_collection_duration_seconds{configuration=\"Line 1\"} ",
-        "dam_next_collection_timestamp_seconds{configuration=\"Line 1\"} "}) {
-    EXPECT_NE(metrics.body.find("\n" + name), std::string::npos) << name << metrics.body;
+       {"last_collection_timestamp_seconds", "last_collection_duration_seconds",
+        "next_collection_timestamp_seconds", "subgroups_saved_total"}) {
+    EXPECT_NE(metrics.body.find("\ndam_" + name + "{configuration=\"Line 1\"} "), std::string::npos)
+        << name << metrics.body;
   }
   const std::string saved = "\ndam_subgroups_saved_total{configuration=\"Line 1\"} ";
-  const size_t count = metrics.body.find(saved);
-  ASSERT_NE(count, std::string::npos);
-  EXPECT_GE(std::stoi(metrics.body.substr(count + saved.size())), 2) << metrics.body;
+  EXPECT_GE(std::stoi(metrics.body.substr(metrics.body.find(saved) + saved.size())), 2)
+      << metrics.body;
 }
 
 }  // namespace

@@ -3,14 +3,12 @@
 // and stop when a loop is stuck, the journal entries with their fields (or priority
 // prefixes without journald), and the signals that stop the run or change nothing.
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <QCoreApplication>
 #include <QEventLoop>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -22,13 +20,10 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <memory>
 #include <optional>
 #include <sstream>
 #include <thread>
-#include <vector>
 
-#include "apps/dam/host/HeadlessApplication.h"
 #include "apps/dam/host/JournalLines.h"
 #include "apps/dam/host/ServiceNotifier.h"
 #include "apps/dam/host/StopSignals.h"
@@ -86,13 +81,8 @@ class NotifySocket {
   std::vector<std::chrono::steady_clock::time_point> times_;
 };
 
-long Count(const std::vector<std::string>& messages, const std::string& message) {
+long Times(const std::vector<std::string>& messages, const std::string& message) {
   return std::count(messages.begin(), messages.end(), message);
-}
-
-// dam run's own application, which marks the events it delivers for the watchdog.
-void EnsureApplication() {
-  if (QCoreApplication::instance() == nullptr) dam::MakeHeadlessApplication().release();
 }
 
 // Runs the event loop for `milliseconds`, reading what `manager` receives as it comes, as
@@ -107,7 +97,7 @@ void RunEventLoop(int milliseconds, NotifySocket& manager) {
 }
 
 TEST(ServiceNotifier, TellsTheManagerReadyStatusChangesWatchdogPingsAndStopping) {
-  EnsureApplication();
+  damtest::EnsureApplication();
   testsupport::TempFolder folder;
   NotifySocket manager(folder.File("notify"));
   setenv("NOTIFY_SOCKET", manager.Path().c_str(), 1);
@@ -132,7 +122,7 @@ TEST(ServiceNotifier, TellsTheManagerReadyStatusChangesWatchdogPingsAndStopping)
                                                     "STATUS=running | saved 1", "STOPPING=1"}))
       << "a status is sent when it changes";
   // Every 50 ms for 400 ms, and none once stopping; none unasked for: ServiceRun.
-  EXPECT_GE(Count(sent, "WATCHDOG=1"), 2) << "half of the 100 ms interval";
+  EXPECT_GE(Times(sent, "WATCHDOG=1"), 2) << "half of the 100 ms interval";
   EXPECT_NE(sent.back(), "WATCHDOG=1");
 
   // A loop allowed no stall at all is stuck while it is inside any event: the pings stop,
@@ -144,13 +134,13 @@ TEST(ServiceNotifier, TellsTheManagerReadyStatusChangesWatchdogPingsAndStopping)
     dam::ServiceNotifier service(0s);
     const auto watch = service.WatchThisLoop();
     RunEventLoop(300, stuck);
-    waiting = Count(stuck.Received(), "WATCHDOG=1");
+    waiting = Times(stuck.Received(), "WATCHDOG=1");
     QTimer::singleShot(0, [&] {
       std::this_thread::sleep_for(300ms);
-      inEvent = Count(stuck.Received(), "WATCHDOG=1") - waiting;
+      inEvent = Times(stuck.Received(), "WATCHDOG=1") - waiting;
     });
     RunEventLoop(600, stuck);
-    again = Count(stuck.Received(), "WATCHDOG=1") - waiting - inEvent;
+    again = Times(stuck.Received(), "WATCHDOG=1") - waiting - inEvent;
   }
   EXPECT_GE(waiting, 2);
   EXPECT_LE(inEvent, 1) << "a ping under way as the event began";
@@ -315,8 +305,8 @@ TEST(JournalLines, OnlyTheStreamJournalStreamNamesIsTheJournals) {
 using ServiceRun = damtest::DamProcesses;
 
 // The run systemd starts: its stdout and stderr are one stream, the journal's, a
-// notification socket waits, the watchdog is on, and a reload is told as one. A run whose output goes to a file is
-// left plain.
+// notification socket waits, the watchdog is on, and a reload is told as one. A run whose output
+// goes to a file is left plain.
 TEST_F(ServiceRun, UnderSystemdItNotifiesAndMarksLinesForTheJournalElseItIsPlain) {
   // A password others may read gives a warning on stderr.
   const std::string ini = work_.File("settings/dam.ini");
@@ -345,7 +335,7 @@ TEST_F(ServiceRun, UnderSystemdItNotifiesAndMarksLinesForTheJournalElseItIsPlain
     // systemctl reload: the manager hears of the reload and of its end.
     bool reloaded = false;
     for (int wait = 0; wait < 600 && !run.waitForFinished(100); ++wait) {
-      if (Count(manager.Received(), "READY=1") == 1 && !reloaded) {
+      if (Times(manager.Received(), "READY=1") == 1 && !reloaded) {
         reloaded = kill(static_cast<pid_t>(run.processId()), SIGHUP) == 0;
       }
     }
@@ -362,7 +352,7 @@ TEST_F(ServiceRun, UnderSystemdItNotifiesAndMarksLinesForTheJournalElseItIsPlain
     });
     ASSERT_NE(reloading, messages.end());
     EXPECT_NE(std::find(reloading, messages.end(), "READY=1"), messages.end());
-    const long pings = Count(messages, "WATCHDOG=1");
+    const long pings = Times(messages, "WATCHDOG=1");
     EXPECT_TRUE(journal ? pings >= 3 : pings == 0) << pings << ": every 200 ms for 2 s, or none";
     EXPECT_TRUE(std::any_of(messages.begin(), messages.end(), [](const std::string& m) {
       return m.starts_with("STATUS=") && m.find("| saved 0") != std::string::npos;
@@ -482,13 +472,7 @@ TEST_F(ServiceRun, SignalsStopTheDriverFirstOrChangeNothing) {
     auto run = Start(DAM_PROGRAM, {"run", config});
     std::string output;
     const auto saved = [&](int subgroups) {
-      return WaitFor(
-          [&] {
-            run->waitForReadyRead(100);
-            output += run->readAll().toStdString();
-            return output.find("| saved " + std::to_string(subgroups) + " ") != std::string::npos;
-          },
-          30);
+      return Says(*run, output, "| saved " + std::to_string(subgroups) + " ");
     };
     ASSERT_TRUE(saved(1)) << output;
     if (c.signal == SIGTERM) {
@@ -523,12 +507,6 @@ TEST_F(ServiceRun, SignalsStopTheDriverFirstOrChangeNothing) {
 // A signal asks the loop to quit once and keeps unblocking it until the host has stopped;
 // without a signal, ending the watch neither quits nor hangs (the thread sleeps in its wait
 // until it is woken). SIGHUP reloads a host that reloads, as often as it comes.
-template <class Condition>
-bool WaitFor(Condition condition) {
-  for (int i = 0; i < 500 && !condition(); ++i) std::this_thread::sleep_for(10ms);
-  return condition();
-}
-
 TEST(StopSignalsTest, ASignalQuitsOnceAndUnblocksUntilStoppedNoSignalDoesNothing) {
   struct Case {
     int signal;  // 0: none
@@ -548,14 +526,15 @@ TEST(StopSignalsTest, ASignalQuitsOnceAndUnblocksUntilStoppedNoSignalDoesNothing
       if (c.reloads) {
         for (int i = 1; i <= 2; ++i) {
           kill(getpid(), c.signal);
-          ASSERT_TRUE(WaitFor([&] { return reloads == i; }));
+          ASSERT_TRUE(ServiceRun::WaitFor([&] { return reloads == i; }, 5));
         }
         EXPECT_FALSE(stop.Requested());
       } else if (c.signal != 0) {
         kill(getpid(), c.signal);
-        ASSERT_TRUE(WaitFor([&] { return quits == 1; }));
+        ASSERT_TRUE(ServiceRun::WaitFor([&] { return quits == 1; }, 5));
         EXPECT_TRUE(stop.Requested());
-        ASSERT_TRUE(WaitFor([&] { return unblocks >= 2; })) << "keeps unblocking the loop";
+        ASSERT_TRUE(ServiceRun::WaitFor([&] { return unblocks >= 2; }, 5))
+            << "keeps unblocking the loop";
         if (c.stopsBeforeEnd) {
           stop.Stopped();
           const int after = unblocks;
