@@ -1,5 +1,6 @@
 #include "apps/dam/windows/ChartWindow.h"
 
+#include <QSignalBlocker>
 #include <algorithm>
 #include <iostream>
 
@@ -31,19 +32,7 @@ ChartWindow::ChartWindow(std::shared_ptr<platform::SpcSession> session,
   ui_->setupUi(this);
   setWindowTitle(
       tr("Control Chart - %1").arg(QString::fromStdString(session_->ConfigurationName())));
-  // A characteristic configured several times is one test with several samples.
-  std::vector<std::string> keys;
-  for (int32_t i = 1; i <= configuration.TestCount(); ++i) {
-    const auto test = configuration.GetTestItem(i);
-    const std::string& group = test->Group();
-    const std::string& name = test->Item();
-    if (group.empty() || name.empty() || ByTag(group) || ByTag(name)) continue;
-    const std::string key = runtime::FoldCase(group + "/" + name);
-    if (std::find(keys.begin(), keys.end(), key) != keys.end()) continue;
-    keys.push_back(key);
-    tests_.emplace_back(group, name);
-    ui_->cboTest->addItem(QString::fromStdString(group + "/" + name));
-  }
+  ListTests(configuration);
   connect(ui_->cboTest, &QComboBox::currentIndexChanged, this, &ChartWindow::cboTest_Change);
   connect(ui_->spnLast, &QSpinBox::valueChanged, this, &ChartWindow::spnLast_Change);
   connect(ui_->txtRules, &QLineEdit::textChanged, this, &ChartWindow::txtRules_Change);
@@ -52,6 +41,40 @@ ChartWindow::ChartWindow(std::shared_ptr<platform::SpcSession> session,
 }
 
 ChartWindow::~ChartWindow() = default;
+
+void ChartWindow::ListTests(const config::Configuration1& configuration) {
+  const std::optional<std::pair<std::string, std::string>> shown =
+      ui_->cboTest->currentIndex() < 0
+          ? std::nullopt
+          : std::optional(tests_[static_cast<size_t>(ui_->cboTest->currentIndex())]);
+  const QSignalBlocker quiet(ui_->cboTest);
+  ui_->cboTest->clear();
+  tests_.clear();
+  // A characteristic configured several times is one test with several samples.
+  std::vector<std::string> keys;
+  int keep = 0;
+  for (int32_t i = 1; i <= configuration.TestCount(); ++i) {
+    const auto test = configuration.GetTestItem(i);
+    const std::string& group = test->Group();
+    const std::string& name = test->Item();
+    if (group.empty() || name.empty() || ByTag(group) || ByTag(name)) continue;
+    const std::string key = runtime::FoldCase(group + "/" + name);
+    if (std::find(keys.begin(), keys.end(), key) != keys.end()) continue;
+    keys.push_back(key);
+    if (shown && runtime::FoldCase(shown->first + "/" + shown->second) == key) {
+      keep = static_cast<int>(tests_.size());
+    }
+    tests_.emplace_back(group, name);
+    ui_->cboTest->addItem(QString::fromStdString(group + "/" + name));
+  }
+  ui_->cboTest->setCurrentIndex(tests_.empty() ? -1 : keep);
+}
+
+void ChartWindow::TestsChanged(const config::Configuration1& configuration) {
+  const QString shown = ui_->cboTest->currentText();
+  ListTests(configuration);
+  if (ui_->cboTest->currentText() != shown) cboTest_Change();
+}
 
 void ChartWindow::Refresh() {
   if (saves_.Count() != readAtCount_) Reload();

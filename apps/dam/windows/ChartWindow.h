@@ -34,8 +34,12 @@ class ChartWindow : public QWidget {
 
   // Reads the chart again when a subgroup was saved since it last read it.
   void Refresh();
+  // The configuration was set up anew: its characteristics are listed again, and the one
+  // shown stays shown if it is still among them.
+  void TestsChanged(const config::Configuration1& configuration);
 
  private:
+  void ListTests(const config::Configuration1& configuration);
   void Reload();
   void ShowChart(const QString& title);
   void cboTest_Change();

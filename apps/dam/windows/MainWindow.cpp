@@ -156,6 +156,7 @@ void MainWindow::bnSetup_Click() {
     const std::string text = row->handle.Text();
     WriteConfigurationFile(row->path, text);
     row->handle.Read(text);
+    if (row->chart) row->chart->TestsChanged(row->handle.Reading());
     if (!row->handle.Reading().ConfigurationName().empty()) {
       ui_->lvwDrivers->currentItem()->setText(
           kName, QString::fromStdString(row->handle.Reading().ConfigurationName()));

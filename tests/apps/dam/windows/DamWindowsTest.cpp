@@ -263,6 +263,16 @@ TEST_F(DamWindowsTest, ChartWindowShowsACharacteristicAndReadsAgainWhenItsHostSa
   uitest::Box(chart, "txtRules").setText("2");
   EXPECT_TRUE(uitest::Rows(breaks).empty()) << "rule 1 is off";
   uitest::Press(chart, "C>cboTest M>lvwLimits R>lvwBreaks");
+
+  // Set up anew: the list follows, and the test shown stays shown while it is there.
+  configuration.SetData("NAME=Line A\r\nTEST=Fill\tLength\t1\t\r\nTEST=Fill\tWeight\t2\t");
+  chart.TestsChanged(configuration);
+  EXPECT_EQ(tests.itemText(0), "Fill/Length");
+  EXPECT_EQ(tests.currentText(), "Fill/Weight");
+  EXPECT_EQ(status(), "xbar-r chart, n 2, 3 subgroups");
+  configuration.SetData("NAME=Line A\r\nTEST=Fill\tLength\t1\t");
+  chart.TestsChanged(configuration);
+  EXPECT_EQ(status(), "No subgroup of Fill/Length saved by Line A yet.");
 }
 
 }  // namespace
