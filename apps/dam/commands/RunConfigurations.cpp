@@ -97,14 +97,17 @@ void RunConfigurations::Reload() {
   several_ = several_ || files.size() > 1;
   order_ = files;
   const std::set<std::string> wanted(files.begin(), files.end());
-  std::erase_if(running_, [&](const std::unique_ptr<Shown>& shown) {
-    if (wanted.contains(shown->configuration->File())) return false;
-    Say(shown.get(), "removed",
-        "removed: stopped after " + std::to_string(shown->configuration->Look().saved) +
-            " subgroup(s)");
-    if (observers_.board) observers_.board->Remove(shown->configuration->Name());
-    return true;
-  });
+  for (auto shown = running_.begin(); shown != running_.end();) {
+    if (wanted.contains((*shown)->configuration->File())) {
+      ++shown;
+      continue;
+    }
+    std::erase_if(reloading_, [&](const Reloading& one) { return one.shown == shown->get(); });
+    (*shown)->outOfControl.reset();
+    std::future<void> stopped = (*shown)->configuration->Stop();
+    leaving_.push_back({std::move(*shown), std::move(stopped)});
+    shown = running_.erase(shown);
+  }
   std::vector<std::pair<std::string, std::string>> added;
   for (const std::string& file : files) {
     Shown* shown = Find(file);
@@ -116,27 +119,66 @@ void RunConfigurations::Reload() {
               shown ? "; it runs on as it was" : "; it does not run");
       continue;
     }
-    // One still starting is taken as it was begun.
+    // One still starting or reloading is taken as it was begun.
     if (!shown && !StillStarting(file)) {
       added.emplace_back(file, text);
       continue;
     }
-    if (!shown) continue;
-    if (shown->configuration->Text() == text) continue;
-    const RunningConfiguration::Outcome outcome = shown->configuration->Reload(text).get();
-    Report(*shown->configuration, outcome);
-    if (outcome.failure) Skipped(file, outcome.failure, "");
-    if (!outcome.renamed) continue;
-    Say(shown, "renamed", "renamed: stopped, to start again");
-    if (observers_.board) observers_.board->Remove(shown->configuration->Name());
-    std::erase_if(running_, [&](const auto& one) { return one.get() == shown; });
-    added.emplace_back(file, text);
+    if (!shown || shown->configuration->Text() == text) continue;
+    if (std::any_of(reloading_.begin(), reloading_.end(),
+                    [&](const Reloading& one) { return one.shown == shown; })) {
+      continue;
+    }
+    reloading_.push_back({shown, text, shown->configuration->Reload(text)});
   }
   Begin(added);
   InOrder();
+  reloadUnderway_ = true;
+  CollectChanges(false);
+}
+
+void RunConfigurations::CollectChanges(bool finishing) {
+  const auto done = [finishing](const auto& future) {
+    return finishing || future.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+  };
+  for (auto leaving = leaving_.begin(); leaving != leaving_.end();) {
+    if (!done(leaving->stopped)) {
+      ++leaving;
+      continue;
+    }
+    leaving->stopped.wait();
+    const Shown* shown = leaving->shown.get();
+    Say(shown, "removed",
+        "removed: stopped after " + std::to_string(shown->configuration->Look().saved) +
+            " subgroup(s)");
+    if (observers_.board) observers_.board->Remove(shown->configuration->Name());
+    leaving = leaving_.erase(leaving);
+  }
+  std::vector<std::pair<std::string, std::string>> renamed;
+  for (auto reload = reloading_.begin(); reload != reloading_.end();) {
+    if (!done(reload->outcome)) {
+      ++reload;
+      continue;
+    }
+    Shown* shown = reload->shown;
+    const RunningConfiguration::Outcome outcome = reload->outcome.get();
+    Report(*shown->configuration, outcome);
+    if (outcome.failure) Skipped(shown->configuration->File(), outcome.failure, "");
+    if (outcome.renamed) {
+      Say(shown, "renamed", "renamed: stopped, to start again");
+      if (observers_.board) observers_.board->Remove(shown->configuration->Name());
+      renamed.emplace_back(shown->configuration->File(), reload->text);
+      std::erase_if(running_, [&](const auto& one) { return one.get() == shown; });
+    }
+    reload = reloading_.erase(reload);
+  }
+  if (finishing) return;
+  Begin(renamed);
+  if (!reloadUnderway_ || !reloading_.empty() || !leaving_.empty()) return;
+  reloadUnderway_ = false;
   if (running_.empty() && starting_.empty()) Say(nullptr, "message", "no configuration runs");
   service_.Ready();
-  Look();
+  LookSoon();
 }
 
 void RunConfigurations::LookSoon() {
@@ -150,6 +192,7 @@ void RunConfigurations::Look() {
   // A look that blocks (an output nobody reads) is a stuck loop to the watchdog.
   const LoopProgress::InEvent inEvent;
   Collect(false);
+  CollectChanges(false);
   if (!started_ && starting_.empty()) {
     started_ = true;
     if (running_.empty()) {
@@ -212,12 +255,16 @@ void RunConfigurations::Look() {
 }
 
 int RunConfigurations::Finish() {
-  for (Starting& start : starting_) {
-    while (start.outcome.wait_for(std::chrono::milliseconds(500)) != std::future_status::ready) {
+  const auto cancelUntil = [](const auto& future) {
+    while (future.wait_for(std::chrono::milliseconds(500)) != std::future_status::ready) {
       platform::CancelRunningStatements();
     }
-  }
+  };
+  for (const Starting& start : starting_) cancelUntil(start.outcome);
+  for (const Reloading& reload : reloading_) cancelUntil(reload.outcome);
+  for (const Leaving& leaving : leaving_) cancelUntil(leaving.stopped);
   Collect(true);
+  CollectChanges(true);
   std::vector<std::future<void>> stopping;
   for (const std::unique_ptr<Shown>& shown : running_) {
     // Gone first, with what it has not told yet.

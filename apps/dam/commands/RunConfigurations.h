@@ -54,7 +54,9 @@ class RunConfigurations {
 
   // Rereads the paths: a configuration whose file went is stopped, a new one started, one
   // whose text changed is handed the new text; the others run on untouched. What cannot
-  // be read leaves what runs as it was.
+  // be read leaves what runs as it was. Returns at once: what each driver does takes its
+  // own time on its own thread (a historian that hangs holds up no other change), and the
+  // looks that follow tell of it; the service is ready again once every change is done.
   void Reload();
 
   // Asks for a look at the drivers from the run's thread, once however often it is asked
@@ -64,8 +66,8 @@ class RunConfigurations {
   // Shows what changed, and ends the run once every configuration saved what it was to.
   void Look();
 
-  // Stops every driver, all at once, and says what they saved. A start still waiting on its
-  // historian is cancelled.
+  // Stops every driver, all at once, and says what they saved. A start, reload or stop still
+  // waiting on its historian is cancelled.
   int Finish();
 
  private:
@@ -86,6 +88,19 @@ class RunConfigurations {
     int32_t checkedAt = 0;
   };
 
+  // A configuration handed a changed text, until its driver took it.
+  struct Reloading {
+    Shown* shown;
+    std::string text;
+    std::future<RunningConfiguration::Outcome> outcome;
+  };
+
+  // A configuration whose file went, until its driver stopped.
+  struct Leaving {
+    std::unique_ptr<Shown> shown;
+    std::future<void> stopped;
+  };
+
   std::string Paths() const;
 
   // The name of the configuration `file` holds, once it ran; else the file.
@@ -101,6 +116,11 @@ class RunConfigurations {
   std::exception_ptr Collect(bool wait);
 
   bool StillStarting(const std::string& file) const;
+
+  // Takes the reloads and stops that are done, or when `finishing` all of them, and says so;
+  // the service is ready once none is left of a reload. A configuration renamed starts anew
+  // unless the run is finishing.
+  void CollectChanges(bool finishing);
 
   // The configurations in the order of the paths.
   void InOrder();
@@ -138,6 +158,10 @@ class RunConfigurations {
   // The configuration files, in the order the paths give them.
   std::vector<std::string> order_;
   std::vector<Starting> starting_;
+  std::vector<Reloading> reloading_;
+  std::vector<Leaving> leaving_;
+  // Reloaded, and not yet told the service it is ready again.
+  bool reloadUnderway_ = false;
   // Why each configuration of the first start could not run, and, once each has started or
   // failed, the first one's failure when none runs.
   std::map<std::string, std::exception_ptr> failures_;

@@ -65,8 +65,8 @@ class PlantRun : public damtest::DamProcesses {
 
 // Three lines from a file and a folder: a configuration with errors in the folder is named
 // and left out, the others run. Then line C's historian is locked by another program, with
-// no query timeout, so its collection waits for good: lines A and B go on saving on time,
-// and SIGTERM still stops every driver.
+// no query timeout, so its collection waits for good: lines A and B go on saving on time, a
+// reload is not held up by it, and SIGTERM still stops every driver.
 TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn) {
   StartHistorian();
   const std::string locked = work_.File("locked.db");
@@ -95,15 +95,22 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
   EXPECT_TRUE(Saves(*run, "Line A", aBefore + 4)) << output_;
   EXPECT_TRUE(Saves(*run, "Line B", bBefore + 4)) << output_;
   EXPECT_LE(SavedBy("Line C"), lockedAt + 1) << "at most the collection under way got through";
+  // A reload meanwhile takes line C's file away and brings D's: D starts at once, while C
+  // still waits on its historian.
+  std::filesystem::remove(work_.File("plant.d/c.cfg"));
+  Line("plant.d/d.cfg", "Line D", historian_);
+  kill(run->processId(), SIGHUP);
+  EXPECT_TRUE(Saves(*run, "Line D", 2)) << output_ << errors_;
+  EXPECT_EQ(output_.find("Line C: removed"), std::string::npos) << output_;
   Terminate(*run);
   Follow(*run);
   EXPECT_EQ(run->exitCode(), 0) << output_ << errors_;
-  EXPECT_NE(output_.find("stopped after"), std::string::npos) << output_;
+  EXPECT_NE(output_.find("Line C: removed: stopped after"), std::string::npos) << output_;
   holder.Execute("ROLLBACK");
 
   const auto saved = SavedByName(Spc());
-  EXPECT_EQ(saved.size(), 3u);
-  for (const char* name : {"Line A", "Line B", "Line C"}) {
+  EXPECT_EQ(saved.size(), 4u);
+  for (const char* name : {"Line A", "Line B", "Line C", "Line D"}) {
     EXPECT_GE(saved.count(name) ? saved.at(name).size() : 0, 1u) << name;
   }
   // dam check takes the same paths; a run none of whose configurations can run fails as the
