@@ -213,12 +213,26 @@ void SpcSpoolFile::DeleteForwarded() {
   try {
     Transact([&] { connection_.Execute("DELETE FROM spooled WHERE forwarded = 1"); });
   } catch (const runtime::Error&) {
-    // On a disk too full for all at once, one by one: each gives its pages back before the
-    // next needs room. The first that does not fit ends it.
+    // On a disk too full for all at once, a few readings at a time: each step gives its pages
+    // back before the next needs room, and journals few enough pages to fit in the journal
+    // the earlier writes left (a whole large subgroup may not). The first that does not fit
+    // ends it.
     for (;;) {
       auto oldest = connection_.Execute("SELECT MIN(id) AS id FROM spooled WHERE forwarded = 1");
       const runtime::Variant id = oldest->Field("id");
       if (id.IsNull()) break;
+      while (!connection_
+                  .Execute("SELECT 1 AS n FROM spooled_readings WHERE spool_id = ? LIMIT 1",
+                           Parameters{id})
+                  ->Eof()) {
+        Transact([&] {
+          connection_.Execute(
+              "DELETE FROM spooled_readings WHERE rowid IN (SELECT rowid FROM spooled_readings"
+              " WHERE spool_id = ? ORDER BY ordinal LIMIT 16)",
+              Parameters{id});
+        });
+        FreePages();
+      }
       Transact([&] { connection_.Execute("DELETE FROM spooled WHERE id = ?", Parameters{id}); });
       FreePages();
     }
