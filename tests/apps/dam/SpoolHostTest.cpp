@@ -269,6 +269,7 @@ TEST_F(SpoolHost, DamSpoolListsDropsOnlyWhenConfirmedAndForwards) {
         << output;
     const bool yes = std::string(answer) == "y\n";
     EXPECT_EQ(process->exitCode(), yes ? 0 : 1) << output;
+    EXPECT_EQ(output.find("dropped 1 subgroup(s)") != std::string::npos, yes) << output;
     EXPECT_EQ(Spooled().size(), yes ? 2u : 3u);
   }
 
