@@ -221,15 +221,13 @@ void SpcSpoolFile::DeleteForwarded() {
       auto oldest = connection_.Execute("SELECT MIN(id) AS id FROM spooled WHERE forwarded = 1");
       const runtime::Variant id = oldest->Field("id");
       if (id.IsNull()) break;
-      while (!connection_
-                  .Execute("SELECT 1 AS n FROM spooled_readings WHERE spool_id = ? LIMIT 1",
-                           Parameters{id})
-                  ->Eof()) {
+      for (int64_t deleted = 1; deleted > 0;) {
         Transact([&] {
-          connection_.Execute(
-              "DELETE FROM spooled_readings WHERE rowid IN (SELECT rowid FROM spooled_readings"
-              " WHERE spool_id = ? ORDER BY ordinal LIMIT 16)",
-              Parameters{id});
+          deleted = connection_
+                        .Prepare(
+                            "DELETE FROM spooled_readings WHERE rowid IN (SELECT rowid FROM "
+                            "spooled_readings WHERE spool_id = ? ORDER BY ordinal LIMIT 16)")
+                        ->Execute({id});
         });
         FreePages();
       }

@@ -43,10 +43,7 @@ ChartWindow::ChartWindow(std::shared_ptr<platform::SpcSession> session,
 ChartWindow::~ChartWindow() = default;
 
 void ChartWindow::ListTests(const config::Configuration1& configuration) {
-  const std::optional<std::pair<std::string, std::string>> shown =
-      ui_->cboTest->currentIndex() < 0
-          ? std::nullopt
-          : std::optional(tests_[static_cast<size_t>(ui_->cboTest->currentIndex())]);
+  const std::string shown = runtime::FoldCase(ui_->cboTest->currentText().toStdString());
   const QSignalBlocker quiet(ui_->cboTest);
   ui_->cboTest->clear();
   tests_.clear();
@@ -61,9 +58,7 @@ void ChartWindow::ListTests(const config::Configuration1& configuration) {
     const std::string key = runtime::FoldCase(group + "/" + name);
     if (std::find(keys.begin(), keys.end(), key) != keys.end()) continue;
     keys.push_back(key);
-    if (shown && runtime::FoldCase(shown->first + "/" + shown->second) == key) {
-      keep = static_cast<int>(tests_.size());
-    }
+    if (key == shown) keep = static_cast<int>(tests_.size());
     tests_.emplace_back(group, name);
     ui_->cboTest->addItem(QString::fromStdString(group + "/" + name));
   }
