@@ -205,7 +205,7 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
   const size_t at = output.find("metrics: http://127.0.0.1:");
   ASSERT_NE(at, std::string::npos) << output;
   const auto port = static_cast<uint16_t>(std::stoi(output.substr(at + 26)));
-  ASSERT_TRUE(Says(*run, output, "| saved 2 |")) << output;
+  ASSERT_TRUE(Says(*run, output, "Line 1: running | saved 2 |")) << output;
   const Answer metrics = Get(port, "/metrics");
   const Answer health = Get(port, "/healthz");
   Terminate(*run);
