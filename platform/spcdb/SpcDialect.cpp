@@ -5,6 +5,12 @@
 
 namespace platform {
 
+int32_t SqliteLockWaitSeconds(const OdbcPolicy& policy) {
+  if (policy.queryTimeout == 0 || policy.queryTimeout > kSpcLockWaitSeconds)
+    return kSpcLockWaitSeconds;
+  return policy.queryTimeout;
+}
+
 SpcDialect SpcDialect::For(OdbcConnection& connection) {
   std::string name = connection.DbmsName();
   if (name.starts_with("SQLite")) return SpcDialect(true);

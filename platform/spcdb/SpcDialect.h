@@ -7,6 +7,7 @@
 #include <string>
 
 #include "platform/odbc/OdbcConnection.h"
+#include "platform/odbc/OdbcPolicy.h"
 
 namespace platform {
 
@@ -14,6 +15,10 @@ namespace platform {
 // a save that finds the tables locked goes to the spool in time for the collection to keep
 // its grid, and the spool's forwarder waits for the lock instead.
 inline constexpr int32_t kSpcLockWaitSeconds = 2;
+
+// Seconds an SQLite SPC connection under `policy` waits for a lock: its query timeout,
+// which bounds lock waits there, cut to kSpcLockWaitSeconds.
+int32_t SqliteLockWaitSeconds(const OdbcPolicy& policy);
 
 class SpcDialect {
  public:

@@ -26,6 +26,8 @@ class SpcLink {
   const SpcDialect& Dialect() const { return dialect_; }
   SpcCatalog& Catalog() { return catalog_; }
 
+  // True for an SQLite database in a file.
+  bool IsFile() const { return file_.has_value(); }
   // False when the database is an SQLite file that was deleted or replaced at its path
   // since this link opened it: the link must not be used any more.
   bool StillAtItsPath() const { return !file_ || file_->StillAtItsPath(); }

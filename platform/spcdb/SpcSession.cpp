@@ -1,17 +1,22 @@
 #include "platform/spcdb/SpcSession.h"
 
+#include <chrono>
+
+#include "platform/odbc/OdbcHandle.h"
+#include "platform/spcdb/SpcDialect.h"
 #include "platform/spcdb/SpcUnavailable.h"
 #include "runtime/Error.h"
 
 namespace platform {
 
 void SpcSession::Open(int32_t, int32_t) {
-  link_.reset();
+  slot_ = std::make_shared<SpcLinkSlot>();
   opened_ = true;
   if (spool_) spool_->SetTarget(settings_.Connection());
   runtime::RaisingFrom("SpcSession.Open", [&] {
     try {
-      Link();
+      Held held = Hold();
+      Link(held);
     } catch (const runtime::Error& error) {
       if (!spool_ || !IsUnavailable(error)) throw;
     }
@@ -42,8 +47,9 @@ SpcWritten SpcSession::Forward(const SpcSubgroupData& subgroup, const std::strin
 }
 
 void SpcSession::Use(const std::function<void(SpcLink&)>& work) {
-  for (bool retry = link_ != nullptr;; retry = false) {
-    SpcLink& link = Link();
+  Held held = Hold();
+  for (bool retry = slot_->link != nullptr;; retry = false) {
+    SpcLink& link = Link(held);
     try {
       work(link);
       return;
@@ -54,8 +60,9 @@ void SpcSession::Use(const std::function<void(SpcLink&)>& work) {
 }
 
 void SpcSession::Transact(const std::function<void(SpcLink&)>& body) {
-  for (bool retry = link_ != nullptr;; retry = false) {
-    SpcLink& link = Link();
+  Held held = Hold();
+  for (bool retry = slot_->link != nullptr;; retry = false) {
+    SpcLink& link = Link(held);
     bool committing = false;
     try {
       link.Begin();
@@ -72,23 +79,40 @@ void SpcSession::Transact(const std::function<void(SpcLink&)>& body) {
 
 bool SpcSession::DropIfBroken() {
   try {
-    link_->Connection().Execute("SELECT 1");
+    slot_->link->Connection().Execute("SELECT 1");
     return false;
   } catch (...) {
-    link_.reset();
+    slot_->link.reset();
     return true;
   }
 }
 
-SpcLink& SpcSession::Link() {
+SpcSession::Held SpcSession::Hold() {
+  if (!slot_->shared && !slot_->link) {
+    if (auto shared = FindSharedSpcLinkSlot(SharingKey())) slot_ = std::move(shared);
+  }
+  // As long as for the file's lock, and failing as that wait does.
+  const int32_t wait = SqliteLockWaitSeconds(settings_.Odbc());
+  Held held(slot_->mutex, std::defer_lock);
+  if (!held.try_lock_for(std::chrono::seconds(wait))) {
+    throw runtime::Error(kUnspecifiedOdbcError,
+                         "database is locked: another session of this process has been using it "
+                         "for " +
+                             std::to_string(wait) + " s",
+                         "SpcSession", "HYT00");
+  }
+  return held;
+}
+
+SpcLink& SpcSession::Link(Held& held) {
   if (!opened_) {
     throw runtime::Error(runtime::kConnectionClosed, "The SPC database session is not open",
                          "SpcSession");
   }
-  if (link_) {
-    if (link_->StillAtItsPath()) return *link_;
-    link_->SettleMovedFile();
-    link_.reset();
+  if (std::unique_ptr<SpcLink>& link = slot_->link) {
+    if (link->StillAtItsPath()) return *link;
+    link->SettleMovedFile();
+    link.reset();
   }
   std::string connection = settings_.Connection();
   if (connection.empty()) {
@@ -96,8 +120,26 @@ SpcLink& SpcSession::Link() {
                          "No SPC database is set: the session's connection setting is empty",
                          "SpcSession");
   }
-  link_ = std::make_unique<SpcLink>(connection, settings_.Odbc());
-  return *link_;
+  auto made = std::make_unique<SpcLink>(connection, settings_.Odbc());
+  if (!slot_->shared && made->IsFile()) {
+    auto shared = ShareSpcLinkSlot(SharingKey(), slot_);
+    if (shared != slot_) {
+      // Another session of this process reached the file first: its link serves both.
+      held = Held();
+      slot_ = std::move(shared);
+      held = Hold();
+      if (slot_->link) return Link(held);
+    }
+  }
+  slot_->link = std::move(made);
+  return *slot_->link;
+}
+
+std::string SpcSession::SharingKey() const {
+  const OdbcPolicy& policy = settings_.Odbc();
+  return settings_.Connection() + '\n' + std::to_string(policy.allowDriverPaths) + ' ' +
+         std::to_string(policy.loginTimeout) + ' ' + std::to_string(policy.queryTimeout) + ' ' +
+         std::to_string(policy.poolIdleSeconds);
 }
 
 }  // namespace platform

@@ -3,18 +3,21 @@
 // the readers reach the database through Use and Transact, which open the connection
 // again after a failure, so a session survives a database that was away for a while.
 // An SQLite file deleted or replaced at its path is opened again there before the next use.
-// One session serves one thread at a time; concurrent writers each use their own.
+// One session serves one thread at a time; sessions of one process on one SQLite file share
+// their link (see SpcLinkSlot), each waiting for it as long as for the file's lock.
 #pragma once
 
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 
 #include "host/DatabaseSession.h"
 #include "platform/spcdb/SpcForwardTarget.h"
 #include "platform/spcdb/SpcLink.h"
+#include "platform/spcdb/SpcLinkSlot.h"
 #include "platform/spcdb/SpcSaveCount.h"
 #include "platform/spcdb/SpcSettings.h"
 #include "platform/spcdb/SpcSpool.h"
@@ -66,16 +69,22 @@ class SpcSession : public host::DatabaseSession, public SpcForwardTarget {
   SpcWritten Forward(const SpcSubgroupData& subgroup, const std::string& key) override;
 
  private:
-  SpcLink& Link();
+  using Held = std::unique_lock<std::recursive_timed_mutex>;
+  // The session's slot, locked.
+  Held Hold();
+  // The link, connected when there is none; `held` moves to the shared slot when the new
+  // link is the first of its SQLite file in this process.
+  SpcLink& Link(Held& held);
   // After a failure: keeps the connection when it still answers (the failure was the
   // work's own), drops it otherwise. True when it was dropped.
   bool DropIfBroken();
+  std::string SharingKey() const;
 
   SpcSettings settings_;
   int32_t sessionNumber_ = 0;
   std::string configurationName_;
   bool opened_ = false;
-  std::unique_ptr<SpcLink> link_;
+  std::shared_ptr<SpcLinkSlot> slot_ = std::make_shared<SpcLinkSlot>();
   std::shared_ptr<SpcSaveCount> saves_;
   std::shared_ptr<SpcSpool> spool_;
 };

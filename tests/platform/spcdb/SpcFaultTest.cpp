@@ -1,6 +1,6 @@
 // What goes wrong around the SPC database: failures that mean the database is away, the
-// database going away between saves, two sessions saving at once, and the SQLite file
-// deleted or replaced at its path (users read it there, so saves follow the path).
+// database going away between saves, two sessions saving at once or sharing a connection, and the
+// SQLite file deleted or replaced at its path (users read it there, so saves follow the path).
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -116,6 +116,35 @@ TEST_P(SpcDatabaseTest, TwoSessionsSavingAtOnceLoseNothing) {
     saved.emplace(subgroup.sessionNumber, subgroup.part->name);
   }
   EXPECT_EQ(saved.size(), 2u * kPerSession);
+
+  // In one process, sessions on one SQLite file share a connection (a temporary table is
+  // the connection's own); on a server each has its own, so that their writes overlap.
+  auto a = OpenSession();
+  auto b = OpenSession();
+  auto run = [](platform::SpcSession& session, const std::string& sql) {
+    session.Use([&](platform::SpcLink& link) { link.Connection().Execute(sql); });
+  };
+  run(*a, "CREATE TEMP TABLE mine (x INTEGER)");
+  const bool sqlite = GetParam() == Backend::SQLite;
+  EXPECT_EQ(ErrorOf([&] { run(*b, "SELECT x FROM mine"); }) == 0, sqlite);
+  if (!sqlite) return;
+  // One kept waiting for the shared connection as long as for the file's lock fails as that
+  // wait does: the database is away for now, and a spool would keep the subgroup.
+  b->Settings().SetOdbcPolicy({.queryTimeout = 1});
+  std::promise<void> holding;
+  std::promise<void> release;
+  auto holder = std::async(std::launch::async, [&] {
+    a->Use([&](platform::SpcLink&) {
+      holding.set_value();
+      release.get_future().wait();
+    });
+  });
+  holding.get_future().wait();
+  const runtime::Error kept = ErrorFrom([&] { run(*b, "SELECT 1"); });
+  release.set_value();
+  holder.get();
+  EXPECT_TRUE(platform::IsUnavailable(kept)) << kept.Description();
+  run(*b, "SELECT 1");
 }
 
 std::shared_ptr<platform::SpcSession> SessionOn(const std::string& path) {
