@@ -220,8 +220,13 @@ TEST_F(SpoolOnLockedFile, AKeptSubgroupKeepsItsConfigurationNameAndOlderSpoolsOp
   other.Execute("BEGIN EXCLUSIVE");
   EXPECT_EQ(SaveSubgroup(session, SampleSubgroup(1)), 0);
   EXPECT_EQ(spool->Depth(), 2);
+  // A forward that meets the lock puts the next one off by the doubled back-off (2 s).
+  steady_ += std::chrono::milliseconds(1100);
+  EXPECT_EQ(spool->Forward(*session, false), 0);
   other.Execute("COMMIT");
-  EXPECT_EQ(spool->Forward(*session, true), 2);
+  EXPECT_EQ(spool->Forward(*session, false), 0);
+  steady_ += std::chrono::milliseconds(2100);
+  EXPECT_EQ(spool->Forward(*session, false), 2);
 
   const auto stored = platform::ReadSubgroups(*session, 10);
   ASSERT_EQ(stored.size(), 2u);
@@ -365,6 +370,12 @@ TEST_P(SpoolOnDatabase, AForwardCommittedButNotRemovedIsNotSavedTwice) {
   EXPECT_EQ(Stored(*session), Samples(0, 3));
   EXPECT_NE(Logged("SPC database available again").at(0).find("1 more were in the SPC database"),
             std::string::npos)
+      << log_.back();
+
+  // The next outage counts its own.
+  Keep(*spool, 3, 4);
+  EXPECT_EQ(spool->Forward(*session, true), 1);
+  EXPECT_TRUE(log_.back().ends_with("forwarded 1 kept subgroup(s) | " + spool->Path()))
       << log_.back();
 }
 
