@@ -2,8 +2,10 @@
 // driver on a configuration file, and checks and shows configurations and saved subgroups.
 #include "apps/dam/DamCommandLine.h"
 #include "platform/odbc/OdbcPool.h"
+#include "platform/odbc/SqliteLibrary.h"
 
 int main(int argc, char** argv) {
+  platform::TuneSqliteForManyConnections();
   const int status = dam::Main(std::vector<std::string>(argv + 1, argv + argc), nullptr);
   // While every library is still whole: a driver called from a static destructor may crash.
   platform::OdbcPool::Instance().Close();

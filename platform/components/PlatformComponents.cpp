@@ -52,17 +52,18 @@ int64_t SpoolBytes(const std::string& settingsPath) {
 }  // namespace
 
 OdbcPolicy PlatformComponents::ReadOdbcPolicy() {
-  const ProfileFile settings(SettingsPath());
-  OdbcPolicy policy;
-  policy.allowDriverPaths = settings.ReadInteger("Security", "AllowDriverPaths", 0) != 0 &&
-                            SecuritySettingsTrusted("AllowDriverPaths");
-  policy.loginTimeout =
-      std::max(0, settings.ReadInteger("Connections", "LoginTimeout", policy.loginTimeout));
-  policy.queryTimeout =
-      std::max(0, settings.ReadInteger("Connections", "QueryTimeout", policy.queryTimeout));
-  policy.poolIdleSeconds =
-      std::max(0, settings.ReadInteger("Connections", "PoolIdleSeconds", policy.poolIdleSeconds));
-  return policy;
+  std::call_once(policyRead_, [this] {
+    const ProfileFile settings(SettingsPath());
+    policy_.allowDriverPaths = settings.ReadInteger("Security", "AllowDriverPaths", 0) != 0 &&
+                               SecuritySettingsTrusted("AllowDriverPaths");
+    policy_.loginTimeout =
+        std::max(0, settings.ReadInteger("Connections", "LoginTimeout", policy_.loginTimeout));
+    policy_.queryTimeout =
+        std::max(0, settings.ReadInteger("Connections", "QueryTimeout", policy_.queryTimeout));
+    policy_.poolIdleSeconds = std::max(
+        0, settings.ReadInteger("Connections", "PoolIdleSeconds", policy_.poolIdleSeconds));
+  });
+  return policy_;
 }
 
 // A setting that lets code be loaded counts only in a file no other user could have written;

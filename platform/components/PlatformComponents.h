@@ -17,6 +17,7 @@
 
 #include <atomic>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 
@@ -72,7 +73,8 @@ class PlatformComponents : public host::Components {
   // what it holds.
   SpcSpool& Spool();
 
-  // What dam.ini allows the connections made here and how long they may wait.
+  // What dam.ini allows the connections made here and how long they may wait: read once,
+  // as a connection is made at every collection and dam.ini changes only with a restart.
   OdbcPolicy ReadOdbcPolicy();
 
  private:
@@ -94,6 +96,8 @@ class PlatformComponents : public host::Components {
 
   bool SecuritySettingsTrusted(const std::string& key);
   std::atomic<bool> warnedUntrustedSettings_{false};
+  std::once_flag policyRead_;
+  OdbcPolicy policy_;
 };
 
 }  // namespace platform
