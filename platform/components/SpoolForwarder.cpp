@@ -16,8 +16,12 @@ SpoolForwarder::SpoolForwarder(std::shared_ptr<SpcSpool> spool, bool strictTests
     Tick();
   });
   QObject::connect(&thread_, &QThread::finished, &worker_, [this] { timer_.reset(); });
-  spool_->WakeWith([this] { QMetaObject::invokeMethod(&worker_, [this] { Tick(); }); });
-  thread_.start();
+  // A host of hundreds of lines whose spools stay empty starts none of their threads.
+  spool_->WakeWith([this] {
+    std::call_once(started_, [this] { thread_.start(); });
+    QMetaObject::invokeMethod(&worker_, [this] { Tick(); });
+  });
+  if (spool_->Depth() > 0) std::call_once(started_, [this] { thread_.start(); });
 }
 
 SpoolForwarder::~SpoolForwarder() {

@@ -1,5 +1,6 @@
-// Forwards what the host's spool holds on a thread of its own, so that collection goes on
-// at its pace while the SPC database is slow to answer or keeps a lock. While the spool
+// Forwards what the host's spool holds on a thread of its own, started once the spool holds
+// something, so that collection goes on at its pace while the SPC database is slow to
+// answer or keeps a lock. While the spool
 // holds subgroups a Qt timer in that thread checks every second; a save that kept a
 // subgroup wakes it at once; the spool's back-off decides whether to try (1 s doubling to
 // 60 s while the database stays away). It uses a session of its own on the database the
@@ -10,6 +11,7 @@
 #include <QThread>
 #include <QTimer>
 #include <memory>
+#include <mutex>
 
 #include "platform/odbc/OdbcPolicy.h"
 #include "platform/spcdb/SpcSession.h"
@@ -35,6 +37,7 @@ class SpoolForwarder {
   OdbcPolicy policy_;
   std::shared_ptr<SpcSession> session_;
   QThread thread_;
+  std::once_flag started_;
   // Lives in thread_: what runs there runs in its name.
   QObject worker_;
   std::unique_ptr<QTimer> timer_;
