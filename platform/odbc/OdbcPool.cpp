@@ -27,15 +27,23 @@ OdbcPool::~OdbcPool() {
 std::shared_ptr<OdbcSession> OdbcPool::TakeKept(const std::string& connectionString,
                                                 const OdbcPolicy& policy) {
   const std::string key = KeyOf(connectionString, policy);
+  const Clock::time_point waitUntil = Clock::now() + kWaitForKept;
   for (;;) {
     std::unique_ptr<OdbcSession> kept;
     {
       std::vector<Idle> expired;
-      std::lock_guard lock(mutex_);
+      std::unique_lock lock(mutex_);
       expired = TakeExpired();
       auto found = std::find_if(idle_.rbegin(), idle_.rend(),
                                 [&](const Idle& idle) { return idle.key == key; });
-      if (found == idle_.rend()) return nullptr;
+      if (found == idle_.rend()) {
+        InUse& inUse = inUse_[key];
+        if (policy.poolIdleSeconds <= 0 || closed_ || inUse.count < kMaxInUse ||
+            inUse.returned.wait_until(lock, waitUntil) == std::cv_status::timeout) {
+          return nullptr;
+        }
+        continue;
+      }
       kept = std::move(found->session);
       idle_.erase(std::next(found).base());
     }
@@ -51,18 +59,26 @@ std::shared_ptr<OdbcSession> OdbcPool::Connect(const std::string& connectionStri
 
 std::shared_ptr<OdbcSession> OdbcPool::Held(const std::string& key, int32_t idleSeconds,
                                             std::unique_ptr<OdbcSession> session) {
+  {
+    std::lock_guard lock(mutex_);
+    ++inUse_[key].count;
+  }
   return std::shared_ptr<OdbcSession>(
       session.release(), [this, key, idleSeconds](OdbcSession* s) { Return(key, idleSeconds, s); });
 }
 
 void OdbcPool::Return(const std::string& key, int32_t idleSeconds, OdbcSession* session) noexcept {
   std::unique_ptr<OdbcSession> owned(session);
-  if (idleSeconds <= 0 || !owned->Reset()) return;
+  const bool keep = idleSeconds > 0 && owned->Reset();
   std::vector<Idle> expired;
   bool wake = false;
   try {
     std::lock_guard lock(mutex_);
-    if (closed_) return;
+    // One waiting for this key takes it, or connects anew when it was dropped.
+    InUse& inUse = inUse_[key];
+    --inUse.count;
+    inUse.returned.notify_one();
+    if (!keep || closed_) return;
     expired = TakeExpired();
     const Clock::time_point expires = now_() + std::chrono::seconds(idleSeconds);
     idle_.push_back({key, std::move(owned), expires});
@@ -96,6 +112,7 @@ void OdbcPool::Close() {
   {
     std::lock_guard lock(mutex_);
     closed_ = true;
+    for (auto& [key, inUse] : inUse_) inUse.returned.notify_all();
   }
   wake_.notify_all();
   if (reaper_.joinable()) reaper_.join();

@@ -4,12 +4,19 @@
 // statement) lets go, with any open transaction rolled back; it is dropped instead when it
 // failed with a connection-class error or the driver reports it dead, and disconnected
 // after the policy's idle time. A pool outlives the connections it hands out.
+//
+// Many lines of one host read one historian at the same moments. While kMaxInUse
+// connections of one connection string are in use, TakeKept waits up to kWaitForKept for
+// one of them to come back rather than have a new one made, so that a plant of hundreds of
+// lines holds a few connections instead of one a line; a connection that does not come back
+// in time (a hanging query) costs the wait and no more.
 #pragma once
 
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -37,6 +44,9 @@ class OdbcPool {
   OdbcPool(const OdbcPool&) = delete;
   OdbcPool& operator=(const OdbcPool&) = delete;
 
+  static constexpr size_t kMaxInUse = 4;
+  static constexpr std::chrono::milliseconds kWaitForKept{100};
+
   // A connection kept for `connectionString` and `policy`, or null when there is none.
   std::shared_ptr<OdbcSession> TakeKept(const std::string& connectionString,
                                         const OdbcPolicy& policy);
@@ -59,6 +69,11 @@ class OdbcPool {
     std::unique_ptr<OdbcSession> session;
     Clock::time_point expires;
   };
+  // The connections of one key handed out and not yet back, and those waiting for one.
+  struct InUse {
+    size_t count = 0;
+    std::condition_variable returned;
+  };
 
   std::shared_ptr<OdbcSession> Held(const std::string& key, int32_t idleSeconds,
                                     std::unique_ptr<OdbcSession> session);
@@ -72,6 +87,7 @@ class OdbcPool {
   std::mutex mutex_;
   std::condition_variable wake_;
   std::vector<Idle> idle_;
+  std::map<std::string, InUse> inUse_;
   std::thread reaper_;
   // When the reaper wakes next: a connection returned to expire later needs no wake-up,
   // which keeps an open and close every cycle from switching threads.

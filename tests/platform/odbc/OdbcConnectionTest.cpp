@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <future>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -302,6 +303,33 @@ TEST_P(OdbcConnectionTest, IdleConnectionsAreDisconnectedAfterTheirTimeOrWhenThe
   EXPECT_EQ(pool.IdleCount(), 0u);
   connection.Close();
   EXPECT_EQ(pool.IdleCount(), 0u) << "a closed pool keeps nothing";
+}
+
+// Lines reading one historian at one moment share a few connections: past the limit an
+// open waits for one in use, and one that does not come back in time costs only the wait.
+TEST_P(OdbcConnectionTest, PastTheLimitAnOpenWaitsBrieflyForAConnectionInUse) {
+  OdbcPool pool;
+  std::vector<std::unique_ptr<OdbcConnection>> busy;
+  for (size_t i = 0; i < OdbcPool::kMaxInUse; ++i) {
+    busy.push_back(std::make_unique<OdbcConnection>(KeptFor(60), pool));
+    busy.back()->Open(link_, "", "");
+  }
+  busy[0]->Execute("CREATE TEMP TABLE pool_marker (x INTEGER)");
+  auto waiting = std::async(std::launch::async, [&] {
+    OdbcConnection next(KeptFor(60), pool);
+    next.Open(link_, "", "");
+    return HasMarker(next);
+  });
+  std::this_thread::sleep_for(OdbcPool::kWaitForKept / 5);
+  busy[0]->Close();
+  EXPECT_TRUE(waiting.get()) << "the open took the connection that came back";
+
+  busy[0]->Open(link_, "", "");
+  const auto started = OdbcPool::Clock::now();
+  OdbcConnection fifth(KeptFor(60), pool);
+  fifth.Open(link_, "", "");
+  EXPECT_GE(OdbcPool::Clock::now() - started, OdbcPool::kWaitForKept);
+  EXPECT_FALSE(HasMarker(fifth)) << "a new connection";
 }
 
 // Every path that allocates handles, the failing ones included, and then only what the
