@@ -88,7 +88,7 @@ bool SpcSession::DropIfBroken() {
 }
 
 SpcSession::Held SpcSession::Hold() {
-  if (!slot_->shared && !slot_->link) {
+  if (!ownConnection_ && !slot_->shared && !slot_->link) {
     if (auto shared = FindSharedSpcLinkSlot(SharingKey())) slot_ = std::move(shared);
   }
   // As long as for the file's lock, and failing as that wait does.
@@ -121,7 +121,7 @@ SpcLink& SpcSession::Link(Held& held) {
                          "SpcSession");
   }
   auto made = std::make_unique<SpcLink>(connection, settings_.Odbc());
-  if (!slot_->shared && made->IsFile()) {
+  if (!ownConnection_ && !slot_->shared && made->IsFile()) {
     auto shared = ShareSpcLinkSlot(SharingKey(), slot_);
     if (shared != slot_) {
       // Another session of this process reached the file first: its link serves both.

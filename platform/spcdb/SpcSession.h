@@ -45,6 +45,11 @@ class SpcSession : public host::DatabaseSession, public SpcForwardTarget {
   void SetConfigurationName(std::string name) { configurationName_ = std::move(name); }
   const std::string& ConfigurationName() const { return configurationName_; }
 
+  // For a session that reads at length and never writes: it keeps a connection of its own
+  // even on an SQLite file. Readers there never wait for a writer, while one holding the
+  // shared connection would hold every writer of the process up.
+  void KeepOwnConnection() { ownConnection_ = true; }
+
   // Every subgroup this session saves from now on is counted in `saves` too.
   void CountSavesIn(std::shared_ptr<SpcSaveCount> saves);
   // Called once a subgroup is committed, or kept in the spool: for this host, it is saved.
@@ -84,6 +89,7 @@ class SpcSession : public host::DatabaseSession, public SpcForwardTarget {
   int32_t sessionNumber_ = 0;
   std::string configurationName_;
   bool opened_ = false;
+  bool ownConnection_ = false;
   std::shared_ptr<SpcLinkSlot> slot_ = std::make_shared<SpcLinkSlot>();
   std::shared_ptr<SpcSaveCount> saves_;
   std::shared_ptr<SpcSpool> spool_;

@@ -82,6 +82,7 @@ void OutOfControlCheck::Tell(std::function<void()> tell) {
 
 void OutOfControlCheck::Run() {
   platform::SpcSession session;
+  session.KeepOwnConnection();
   session.Settings().SetConnection(spc_);
   session.Settings().SetOdbcPolicy(policy_);
   std::unique_ptr<platform::SpcNewSubgroupReader> reader;

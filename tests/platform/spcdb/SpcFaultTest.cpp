@@ -127,6 +127,10 @@ TEST_P(SpcDatabaseTest, TwoSessionsSavingAtOnceLoseNothing) {
   run(*a, "CREATE TEMP TABLE mine (x INTEGER)");
   const bool sqlite = GetParam() == Backend::SQLite;
   EXPECT_EQ(ErrorOf([&] { run(*b, "SELECT x FROM mine"); }) == 0, sqlite);
+  auto reader = OpenSession();
+  reader->KeepOwnConnection();
+  reader->Open(1, 0);
+  EXPECT_NE(ErrorOf([&] { run(*reader, "SELECT x FROM mine"); }), 0) << "a reader keeps its own";
   if (!sqlite) return;
   // One kept waiting for the shared connection as long as for the file's lock fails as that
   // wait does: the database is away for now, and a spool would keep the subgroup.
