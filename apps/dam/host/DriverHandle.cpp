@@ -48,9 +48,13 @@ DriverHandle::~DriverHandle() {
 void DriverHandle::Read(const std::string& text) {
   reading_.SetData(text);
   // A blank link is not tested, so there is nothing to share.
-  if (!loaded_ && !runtime::TrimSpaces(reading_.DataLink()).empty()) {
+  if (!runtime::TrimSpaces(reading_.DataLink()).empty()) {
     components_->Share(reading_.DataLink(), {reading_.DataLinkState(), reading_.DataLinkError()});
   }
+}
+
+void DriverHandle::DropLinkTest() {
+  components_->StopSharing();
 }
 
 std::string DriverHandle::NameFor(const std::string& file) const {
@@ -82,8 +86,7 @@ void DriverHandle::Load(const std::string& text) {
   const std::string encoded =
       components_->TextCodec().EncodeText(host::kConfigurationCodecKey, text);
   const bool loaded = driver_->Load(runtime::Variant(encoded));
-  // From here on a test is a new one: the start is over.
-  loaded_ = true;
+  // From here on a test is a new one: the start or reload is over.
   components_->StopSharing();
   if (!loaded)
     throw apps::Failure(apps::kExitFailure, "the driver could not load the configuration");

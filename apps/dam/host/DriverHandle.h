@@ -11,9 +11,9 @@
 // 4, as every command opens it), and a step the driver refuses is an apps::Failure with exit
 // status 1 that says which.
 //
-// A start tests the configuration's data link once: the reading tests it, and the module's
-// check and the driver's Load of the same text take that test (Components::SharedDataLinkTest)
-// until the driver is loaded.
+// A start or a reload tests the configuration's data link once: the reading tests it, and the
+// module's check and the driver's Load of the same text take that test
+// (Components::SharedDataLinkTest) until the driver is loaded or DropLinkTest.
 //
 // A handle keeps nothing in the process: its components, its reference to the module, its
 // host object and its driver are its own. It is made, used and destroyed on one thread, the
@@ -52,6 +52,9 @@ class DriverHandle {
   // the reader's error, naming the line it stopped at; what was read before it stays.
   void Read(const std::string& text);
   config::Configuration1& Reading() { return reading_; }
+  // Lets go of the reading's data link test when no Load follows (a reload that gave up),
+  // so that a later test of the same link is a new one.
+  void DropLinkTest();
   // The reading's NAME, else the stem of `file`: the name a driver is initialised with.
   std::string NameFor(const std::string& file) const;
 
@@ -90,7 +93,6 @@ class DriverHandle {
   std::unique_ptr<DriverModule> module_;
   std::shared_ptr<DamHost> host_;
   std::shared_ptr<host::IDriver> driver_;
-  bool loaded_ = false;
   bool unloadAsked_ = false;
 };
 

@@ -154,6 +154,13 @@ RunningConfiguration::Outcome RunningConfiguration::Begin(const std::string& tex
 RunningConfiguration::Outcome RunningConfiguration::Replace(const std::string& text) {
   Outcome outcome;
   try {
+    // As at the start: read first, so that the check and the load take the reading's test.
+    std::exception_ptr unreadable;
+    try {
+      handle_->Read(text);
+    } catch (...) {
+      unreadable = std::current_exception();
+    }
     outcome.findings = handle_->Check(text);
     if (HasErrors(outcome.findings) && !settings_.force) {
       throw apps::Failure(
@@ -161,9 +168,11 @@ RunningConfiguration::Outcome RunningConfiguration::Replace(const std::string& t
           "the configuration " + file_ + " has errors (above); it runs on as it was");
     }
     apps::Doing(apps::kExitInvalidConfiguration,
-                "the configuration " + file_ + " cannot be loaded; it runs on as it was",
-                [&] { handle_->Read(text); });
+                "the configuration " + file_ + " cannot be loaded; it runs on as it was", [&] {
+                  if (unreadable) std::rethrow_exception(unreadable);
+                });
     if (handle_->NameFor(file_) != name_) {
+      handle_->DropLinkTest();
       outcome.renamed = true;
       return outcome;
     }
@@ -179,6 +188,7 @@ RunningConfiguration::Outcome RunningConfiguration::Replace(const std::string& t
     if (!driver.StartDriver())
       throw apps::Failure(apps::kExitFailure, "the driver could not start");
   } catch (...) {
+    handle_->DropLinkTest();
     outcome.failure = std::current_exception();
   }
   return outcome;

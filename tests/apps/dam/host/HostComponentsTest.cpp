@@ -74,8 +74,15 @@ TEST(DriverModule, RegistersCreatesTheDriverAndAStartTestsItsDataLinkOnce) {
     handle.Load(text);
     EXPECT_TRUE(handle.Text().starts_with(text + "\r\nSYNCTIME=")) << handle.Text();
     EXPECT_EQ(linkFindings(handle), 1u) << "the start is over";
+    // A reload reads again, and its check takes that reading's test until one lets it go.
     handle.Read(text);
     EXPECT_EQ(handle.Reading().DataLinkState(), 3);
+    other.Execute(
+        "CREATE TABLE ihRawData (Tagname TEXT, TimeStamp TIMESTAMP, Value TEXT, "
+        "SamplingMode TEXT)");
+    EXPECT_EQ(linkFindings(handle), 1u) << "the check took the reload's reading's test";
+    handle.DropLinkTest();
+    EXPECT_EQ(linkFindings(handle), 0u);
   }
 
   EXPECT_EQ(module->UnregisterServer(), 0);
