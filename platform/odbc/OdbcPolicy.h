@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 namespace platform {
 
@@ -20,5 +21,9 @@ struct OdbcPolicy {
   // 0 disconnects on close.
   int32_t poolIdleSeconds = 60;
 };
+
+// What makes two connections interchangeable: the same connection string opened under the
+// same bounds (the idle time a closed one is kept changes nothing about it).
+std::string ConnectionIdentity(const std::string& connectionString, const OdbcPolicy& policy);
 
 }  // namespace platform

@@ -4,14 +4,6 @@
 #include <utility>
 
 namespace platform {
-namespace {
-
-std::string KeyOf(const std::string& connectionString, const OdbcPolicy& policy) {
-  return std::to_string(policy.allowDriverPaths) + ' ' + std::to_string(policy.loginTimeout) + ' ' +
-         std::to_string(policy.queryTimeout) + ' ' + connectionString;
-}
-
-}  // namespace
 
 OdbcPool& OdbcPool::Instance() {
   static OdbcPool* const pool = new OdbcPool();
@@ -26,7 +18,7 @@ OdbcPool::~OdbcPool() {
 
 std::shared_ptr<OdbcSession> OdbcPool::TakeKept(const std::string& connectionString,
                                                 const OdbcPolicy& policy) {
-  const std::string key = KeyOf(connectionString, policy);
+  const std::string key = ConnectionIdentity(connectionString, policy);
   const Clock::time_point waitUntil = Clock::now() + kWaitForKept;
   for (;;) {
     std::unique_ptr<OdbcSession> kept;
@@ -53,7 +45,7 @@ std::shared_ptr<OdbcSession> OdbcPool::TakeKept(const std::string& connectionStr
 
 std::shared_ptr<OdbcSession> OdbcPool::Connect(const std::string& connectionString,
                                                const OdbcPolicy& policy) {
-  return Held(KeyOf(connectionString, policy), policy.poolIdleSeconds,
+  return Held(ConnectionIdentity(connectionString, policy), policy.poolIdleSeconds,
               std::make_unique<OdbcSession>(connectionString, policy));
 }
 

@@ -14,8 +14,8 @@ SpcDialect Connect(OdbcConnection& connection, std::optional<SpcFile>& file,
   if (dialect.IsSqlite()) {
     // On SQLite the query timeout bounds the lock waits and nothing else (see
     // OdbcSession): connected again under the shorter bound.
-    if (policy.queryTimeout != SqliteLockWaitSeconds(policy)) {
-      policy.queryTimeout = SqliteLockWaitSeconds(policy);
+    if (const int32_t wait = SqliteLockWaitSeconds(policy); wait != policy.queryTimeout) {
+      policy.queryTimeout = wait;
       connection = OdbcConnection(policy);
       connection.Open(connectionString, "", "");
     }

@@ -136,10 +136,7 @@ SpcLink& SpcSession::Link(Held& held) {
 }
 
 std::string SpcSession::SharingKey() const {
-  const OdbcPolicy& policy = settings_.Odbc();
-  return settings_.Connection() + '\n' + std::to_string(policy.allowDriverPaths) + ' ' +
-         std::to_string(policy.loginTimeout) + ' ' + std::to_string(policy.queryTimeout) + ' ' +
-         std::to_string(policy.poolIdleSeconds);
+  return ConnectionIdentity(settings_.Connection(), settings_.Odbc());
 }
 
 }  // namespace platform
