@@ -206,39 +206,13 @@ void RunConfigurations::Look() {
   }
   const bool several = several_ || running_.size() > 1;
   bool allSaved = options_.subgroups > 0 && starting_.empty();
-  std::vector<RunningConfiguration::Status> statuses;
+  std::vector<const RunningConfiguration::Status*> statuses;
   for (const std::unique_ptr<Shown>& shown : running_) {
     RunningConfiguration& configuration = *shown->configuration;
-    const RunningConfiguration::Status status = configuration.Look();
-    const std::vector<RunError> errors = configuration.TakeErrors();
-    statuses.push_back(status);
-    allSaved = allSaved && status.saved >= options_.subgroups;
     // Of hundreds, most did nothing since the last look.
-    if (errors.empty() && shown->status == status) continue;
-    shown->status = status;
-    if (!errors.empty()) lastError_ = configuration.Name() + ": " + errors.back().message;
-    if (status.unavailable != shown->unavailable && !status.unavailable.empty()) {
-      if (shown->events) {
-        shown->events->Error({"status unavailable: " + status.unavailable, 0, "dam run"});
-      } else {
-        std::cerr << "dam run: " << (several ? configuration.Name() + ": " : "")
-                  << "status unavailable: " << status.unavailable << std::endl;
-      }
-    }
-    shown->unavailable = status.unavailable;
-    if (shown->events && status.unavailable.empty()) {
-      shown->events->Write(status.state, status.saved, status.spooled, status.lost, status.next,
-                           errors);
-    }
-    const std::string line = StatusLine(status);
-    if (!options_.ndjson && !terminal_ && line != shown->line) {
-      const platform::LineNote note(
-          {.configuration = configuration.Name(), .collectionTime = status.lastCollection});
-      std::cout << (several ? configuration.Name() + ": " : "") << line << std::endl;
-    }
-    shown->line = line;
-    if (shown->outOfControl && status.saved != shown->checkedAt) shown->outOfControl->Saved();
-    shown->checkedAt = status.saved;
+    if (configuration.TakeNews() || !shown->status) Show(*shown, several);
+    statuses.push_back(&*shown->status);
+    allSaved = allSaved && shown->status->saved >= options_.subgroups;
   }
   const std::string summary =
       several || running_.empty() ? SummaryLine(statuses, lastError_) : running_[0]->line;
@@ -252,6 +226,37 @@ void RunConfigurations::Look() {
     std::cerr << "dam run: the output was closed; stopping" << std::endl;
   }
   if (stop_.Requested() || outputClosed_ || allSaved) QCoreApplication::quit();
+}
+
+void RunConfigurations::Show(Shown& shown, bool several) {
+  RunningConfiguration& configuration = *shown.configuration;
+  const RunningConfiguration::Status status = configuration.Look();
+  const std::vector<RunError> errors = configuration.TakeErrors();
+  if (errors.empty() && shown.status == status) return;
+  shown.status = status;
+  if (!errors.empty()) lastError_ = configuration.Name() + ": " + errors.back().message;
+  if (status.unavailable != shown.unavailable && !status.unavailable.empty()) {
+    if (shown.events) {
+      shown.events->Error({"status unavailable: " + status.unavailable, 0, "dam run"});
+    } else {
+      std::cerr << "dam run: " << (several ? configuration.Name() + ": " : "")
+                << "status unavailable: " << status.unavailable << std::endl;
+    }
+  }
+  shown.unavailable = status.unavailable;
+  if (shown.events && status.unavailable.empty()) {
+    shown.events->Write(status.state, status.saved, status.spooled, status.lost, status.next,
+                        errors);
+  }
+  const std::string line = StatusLine(status);
+  if (!options_.ndjson && !terminal_ && line != shown.line) {
+    const platform::LineNote note(
+        {.configuration = configuration.Name(), .collectionTime = status.lastCollection});
+    std::cout << (several ? configuration.Name() + ": " : "") << line << std::endl;
+  }
+  shown.line = line;
+  if (shown.outOfControl && status.saved != shown.checkedAt) shown.outOfControl->Saved();
+  shown.checkedAt = status.saved;
 }
 
 int RunConfigurations::Finish() {

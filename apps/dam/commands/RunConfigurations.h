@@ -138,6 +138,9 @@ class RunConfigurations {
   // what follows from it.
   void Skipped(const std::string& file, std::exception_ptr failure, const std::string& so);
 
+  // Shows what changed in `shown` since its last look: its status line or event, its errors.
+  void Show(Shown& shown, bool several);
+
   // A rule break found in what `shown` saved: a line, or an event.
   void OutOfControlFound(Shown& shown, const OutOfControl& found);
 

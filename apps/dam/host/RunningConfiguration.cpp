@@ -52,12 +52,14 @@ std::future<Result> RunningConfiguration::OnDriverThread(std::function<Result()>
   // Each step is news to the run once its future is ready: a start that failed, too.
   if (context_->thread() == QThread::currentThread()) {
     (*task)();
+    news_ = true;
     changed_();
   } else {
     QMetaObject::invokeMethod(
         context_.get(),
         [this, task] {
           (*task)();
+          news_ = true;
           changed_();
         },
         Qt::QueuedConnection);
@@ -251,7 +253,9 @@ void RunningConfiguration::Refresh() {
     last_ = now;
     errors_.insert(errors_.end(), errors.begin(), errors.end());
   }
-  if (changed) changed_();
+  if (!changed) return;
+  news_ = true;
+  changed_();
 }
 
 }  // namespace dam

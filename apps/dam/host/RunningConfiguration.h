@@ -12,6 +12,7 @@
 #include <QObject>
 #include <QThread>
 #include <QTimer>
+#include <atomic>
 #include <cstdint>
 #include <exception>
 #include <functional>
@@ -96,6 +97,9 @@ class RunningConfiguration {
   std::future<void> Stop();
 
   Status Look() const;
+  // True once after the status or the errors changed: a look at hundreds of configurations
+  // reads only the few that did something since the last.
+  bool TakeNews() { return news_.exchange(false); }
   // The errors since the last call, oldest first.
   std::vector<RunError> TakeErrors();
 
@@ -128,6 +132,7 @@ class RunningConfiguration {
   QMetaObject::Connection looking_;
 
   mutable std::mutex mutex_;
+  std::atomic<bool> news_ = true;
   Status last_;
   std::vector<RunError> errors_;
 };

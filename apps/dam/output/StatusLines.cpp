@@ -23,12 +23,14 @@ std::string StatusLine(const RunningConfiguration::Status& status) {
                          (status.lastError.empty() ? "none" : status.lastError));
 }
 
-std::string SummaryLine(const std::vector<RunningConfiguration::Status>& statuses,
+std::string SummaryLine(const std::vector<const RunningConfiguration::Status*>& statuses,
                         const std::string& lastError) {
+  static const std::string kUnavailable = "status unavailable";
   std::vector<std::pair<std::string, int>> states;
   int64_t saved = 0, spooled = 0, lost = 0;
-  for (const RunningConfiguration::Status& status : statuses) {
-    const std::string state = status.unavailable.empty() ? status.state : "status unavailable";
+  for (const RunningConfiguration::Status* one : statuses) {
+    const RunningConfiguration::Status& status = *one;
+    const std::string& state = status.unavailable.empty() ? status.state : kUnavailable;
     const auto counted = std::find_if(states.begin(), states.end(),
                                       [&](const auto& seen) { return seen.first == state; });
     if (counted == states.end()) {

@@ -17,7 +17,7 @@ std::string StatusLine(const RunningConfiguration::Status& status);
 // the states counted in the order first seen, the counts summed (the spool, which they
 // share, counted once), and `lastError` (the
 // newest error of any configuration, with its name), "none" when there was none.
-std::string SummaryLine(const std::vector<RunningConfiguration::Status>& statuses,
+std::string SummaryLine(const std::vector<const RunningConfiguration::Status*>& statuses,
                         const std::string& lastError);
 
 }  // namespace dam
