@@ -40,6 +40,10 @@ const char* SpcDialect::LastIdQuery() const {
   return sqlite_ ? "SELECT last_insert_rowid() AS id" : "SELECT lastval() AS id";
 }
 
+std::string SpcDialect::RepeatedInsert(const std::string& insert) const {
+  return sqlite_ ? "WITH repeated AS (SELECT 1) " + insert : insert;
+}
+
 void SpcDialect::Begin(OdbcConnection& connection) const {
   if (sqlite_) {
     connection.Execute("BEGIN IMMEDIATE");

@@ -35,6 +35,10 @@ class SpcDialect {
   const char* IdColumn() const;
   // A query giving the identifier the connection's last INSERT generated.
   const char* LastIdQuery() const;
+  // The text to prepare for `insert`, run at every save. The SQLite ODBC driver parses every
+  // statement again at each execution unless it takes it for a query, which it keeps
+  // prepared: it does for one that opens with WITH. Its row count is then not reported.
+  std::string RepeatedInsert(const std::string& insert) const;
 
   // A transaction that writes. SQLite takes the write lock at once, so that concurrent
   // writers wait for each other (the connection's lock waits) instead of failing when a read lock

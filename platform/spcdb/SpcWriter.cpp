@@ -50,7 +50,9 @@ void InsertRows(SpcLink& link, const char* head, size_t columns, size_t rows,
     while (count > rows - done) count /= 2;
     batch.clear();
     for (size_t row = done; row < done + count; ++row) appendRow(row, batch);
-    link.Connection().Prepare(MultiRowInsert(head, columns, count))->Execute(batch);
+    link.Connection()
+        .Prepare(link.Dialect().RepeatedInsert(MultiRowInsert(head, columns, count)))
+        ->Execute(batch);
     done += count;
   }
 }
@@ -84,7 +86,7 @@ SpcWritten WriteSubgroup(SpcLink& link, const SpcSubgroupData& subgroup, bool st
   }
   SpcCatalog& catalog = link.Catalog();
   link.Connection()
-      .Prepare(kInsertSubgroup)
+      .Prepare(link.Dialect().RepeatedInsert(kInsertSubgroup))
       ->Execute({subgroup.time, subgroup.size, IdOf(catalog, RecordKind::Part, subgroup.part),
                  IdOf(catalog, RecordKind::Process, subgroup.process),
                  IdOf(catalog, RecordKind::Job, subgroup.job),
