@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
 #include <mutex>
 #include <optional>
@@ -177,8 +178,14 @@ OdbcHandle OdbcSession::Prepared(const std::string& sql) {
 
 void OdbcSession::Keep(const std::string& sql, OdbcHandle statement) noexcept {
   try {
-    if (!SQL_SUCCEEDED(SQLFreeStmt(statement.get(), SQL_CLOSE))) return;
     std::lock_guard lock(keptMutex_);
+    const size_t hash = std::hash<std::string>{}(sql);
+    if (std::find(ran_.begin(), ran_.end(), hash) == ran_.end()) {
+      ran_.push_back(hash);
+      if (ran_.size() > kMostKeptStatements) ran_.pop_front();
+      return;
+    }
+    if (!SQL_SUCCEEDED(SQLFreeStmt(statement.get(), SQL_CLOSE))) return;
     kept_.push_back({sql, std::move(statement)});
     if (kept_.size() > kMostKeptStatements) kept_.pop_front();
   } catch (...) {
