@@ -26,16 +26,17 @@ std::shared_ptr<OdbcSession> OdbcPool::TakeKept(const std::string& connectionStr
       std::vector<Idle> expired;
       std::unique_lock lock(mutex_);
       expired = TakeExpired();
-      auto found = std::find_if(idle_.rbegin(), idle_.rend(),
-                                [&](const Idle& idle) { return idle.key == key; });
-      if (found == idle_.rend()) {
-        InUse& inUse = inUse_[key];
-        if (policy.poolIdleSeconds <= 0 || closed_ || inUse.count < kMaxInUse ||
-            inUse.returned.wait_until(lock, waitUntil) == std::cv_status::timeout) {
-          return nullptr;
-        }
+      if (policy.poolIdleSeconds <= 0 || closed_) return nullptr;
+      // Past the limit even a kept one waits its turn: lines that all collect at one moment
+      // then share a few connections, instead of each keeping the one it took at a peak.
+      InUse& inUse = inUse_[key];
+      if (inUse.count >= kMaxInUse &&
+          inUse.returned.wait_until(lock, waitUntil) != std::cv_status::timeout) {
         continue;
       }
+      auto found = std::find_if(idle_.rbegin(), idle_.rend(),
+                                [&](const Idle& idle) { return idle.key == key; });
+      if (found == idle_.rend()) return nullptr;
       kept = std::move(found->session);
       idle_.erase(std::next(found).base());
     }

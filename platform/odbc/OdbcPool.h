@@ -7,9 +7,10 @@
 //
 // Many lines of one host read one historian at the same moments. While kMaxInUse
 // connections of one connection string are in use, TakeKept waits up to kWaitForKept for
-// one of them to come back rather than have a new one made, so that a plant of hundreds of
-// lines holds a few connections instead of one a line; a connection that does not come back
-// in time (a hanging query) costs the wait and no more.
+// one of them to come back rather than take one kept idle or have a new one made, so that
+// a plant of hundreds of lines holds a few connections instead of one a line (those a
+// peak left idle, such as the data link tests of a start, go after the idle time); a
+// connection that does not come back in time (a hanging query) costs the wait and no more.
 #pragma once
 
 #include <chrono>
@@ -44,7 +45,7 @@ class OdbcPool {
   OdbcPool(const OdbcPool&) = delete;
   OdbcPool& operator=(const OdbcPool&) = delete;
 
-  static constexpr size_t kMaxInUse = 4;
+  static constexpr size_t kMaxInUse = 16;
   static constexpr std::chrono::milliseconds kWaitForKept{100};
 
   // A connection kept for `connectionString` and `policy`, or null when there is none.
