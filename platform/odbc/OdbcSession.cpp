@@ -178,6 +178,7 @@ OdbcHandle OdbcSession::Prepared(const std::string& sql) {
 
 void OdbcSession::Keep(const std::string& sql, OdbcHandle statement) noexcept {
   try {
+    if (!SQL_SUCCEEDED(SQLFreeStmt(statement.get(), SQL_CLOSE))) return;
     std::lock_guard lock(keptMutex_);
     const size_t hash = std::hash<std::string>{}(sql);
     if (std::find(ran_.begin(), ran_.end(), hash) == ran_.end()) {
@@ -185,7 +186,6 @@ void OdbcSession::Keep(const std::string& sql, OdbcHandle statement) noexcept {
       if (ran_.size() > kMostKeptStatements) ran_.pop_front();
       return;
     }
-    if (!SQL_SUCCEEDED(SQLFreeStmt(statement.get(), SQL_CLOSE))) return;
     kept_.push_back({sql, std::move(statement)});
     if (kept_.size() > kMostKeptStatements) kept_.pop_front();
   } catch (...) {
