@@ -186,14 +186,17 @@ class Checker {
     const std::optional<int64_t> type =
         Number("descriptor type", fields.Text(DescriptorItem::kTypeField));
     Range("descriptor type", type, common::kFirstDescriptorType, common::kLastDescriptorType);
-    // Every type but User-Defined is used once; the reader finds the first.
+    // Every type but User-Defined sets one thing of the subgroup: the save applies each in
+    // turn, so the last one wins, yet an earlier one that does not resolve still fails it.
     if (type && common::IsDescriptorType(static_cast<int32_t>(*type)) &&
         *type != common::kUserDefined) {
-      const auto [first, added] = descriptorLines_.try_emplace(*type, line_);
+      const auto code = static_cast<int32_t>(*type);
+      const auto [first, added] = descriptorLines_.try_emplace(code, line_);
       if (!added) {
-        Error("a second " + common::GetDescriptorType(static_cast<int32_t>(*type)) +
-              " descriptor (the first is on line " + std::to_string(first->second) +
-              "): the driver uses only the first");
+        Error("a second " + common::GetDescriptorType(code) + " descriptor (the first is on line " +
+              std::to_string(first->second) + "): the driver saves the last one's " +
+              (common::HasGroup(code) ? "group and name" : "value") +
+              ", and each must resolve or no subgroup is saved");
       }
     }
     const std::string group = fields.Text(DescriptorItem::kGroupField);

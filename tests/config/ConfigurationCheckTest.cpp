@@ -72,8 +72,12 @@ TEST_F(ConfigurationCheck, FindsEachMistakeOnItsLine) {
         {7, "error", "descriptor type '' is not a number"}}},
       {{"DESCRIPTOR=1\tParts\tA", "DESCRIPTOR=5\tShifts\tDay", "DESCRIPTOR=1\tParts\tB",
         "DESCRIPTOR=9\t\tnow", "DESCRIPTOR=9\t\tlater"},
-       {{6, "error", "a second Part descriptor (the first is on line 4)"},
-        {8, "error", "a second Time descriptor (the first is on line 7)"}}},
+       {{6, "error",
+         "a second Part descriptor (the first is on line 4): the driver saves the last one's "
+         "group and name, and each must resolve"},
+        {8, "error",
+         "a second Time descriptor (the first is on line 7): the driver saves the last "
+         "one's value"}}},
       {{"CONDITION=0\t%TAG(LINE1.COUNTER)\t7\t1", "CONDITION=0\t%TAG(LINE1.COUNTER)\t-1\t1",
         "CONDITION=x\t%TAG(LINE1.COUNTER)\t0\t"},
        {{4, "error", "condition evaluation 7 is outside 0-6"},
