@@ -71,13 +71,32 @@ TEST_F(ConfigurationCheck, FindsEachMistakeOnItsLine) {
         {6, "error", "descriptor type 'Part' is not a number"},
         {7, "error", "descriptor type '' is not a number"}}},
       {{"DESCRIPTOR=1\tParts\tA", "DESCRIPTOR=5\tShifts\tDay", "DESCRIPTOR=1\tParts\tB",
-        "DESCRIPTOR=9\t\tnow", "DESCRIPTOR=9\t\tlater"},
+        "DESCRIPTOR=9\t\t2026-11-26 06:00", "DESCRIPTOR=9\t\t11/26/2026 6:00 AM"},
        {{6, "error",
          "a second Part descriptor (the first is on line 4): the driver saves the last one's "
          "group and name, and each must resolve"},
         {8, "error",
          "a second Time descriptor (the first is on line 7): the driver saves the last "
          "one's value"}}},
+      // Fixed texts the save refuses at every collection; templates wait for the run.
+      {{"DESCRIPTOR=1\t\tP-1", "DESCRIPTOR=7", "DESCRIPTOR=4\t\t ", "DESCRIPTOR=5\t \tDay",
+        "DESCRIPTOR=8\t\tabc", "DESCRIPTOR=9\t\tnot a date",
+        "DESCRIPTOR=2\t%TAG(LINE1.PARTNO)\t%TAG(LINE1.COUNTER)",
+        "DESCRIPTOR=6\t\t%TAG(LINE1.PARTNO)"},
+       {{4, "error",
+         "a Part descriptor without a group: the driver saves no subgroup (\"Invalid "
+         "Descriptor\")"},
+        {5, "error", "a User-Defined descriptor without a group"},
+        {5, "error", "a User-Defined descriptor without a name"},
+        {6, "error", "a Lot descriptor without a value"},
+        {7, "error", "a Shift descriptor without a group"},
+        {8, "error",
+         "Size 'abc' cannot be saved (13 - Type mismatch): the driver saves no subgroup "
+         "(\"Subgroup Save Error\")"},
+        {9, "error", "Time 'not a date' cannot be saved (13 - Type mismatch)"}}},
+      {{"DESCRIPTOR=8\t\t-1"}, {{4, "error", "Size '-1' is negative: the driver saves no"}}},
+      {{"DESCRIPTOR=8\t\t99999999999"},
+       {{4, "error", "Size '99999999999' cannot be saved (6 - Overflow)"}}},
       {{"CONDITION=0\t%TAG(LINE1.COUNTER)\t7\t1", "CONDITION=0\t%TAG(LINE1.COUNTER)\t-1\t1",
         "CONDITION=x\t%TAG(LINE1.COUNTER)\t0\t"},
        {{4, "error", "condition evaluation 7 is outside 0-6"},
