@@ -18,6 +18,8 @@
 #include "config/Configuration1.h"
 #include "config/ConfigurationGrammar.h"
 #include "config/ItemFields.h"
+#include "host/HostSubgroup.h"
+#include "host/HostTextExpander.h"
 #include "runtime/Conversions.h"
 #include "runtime/Date.h"
 #include "runtime/Error.h"
@@ -53,8 +55,9 @@ struct Stop {
 
 class Checker {
  public:
-  Checker(std::vector<CheckFinding>& findings, const host::HostDateMath& dates)
-      : findings_(findings), dates_(dates) {}
+  Checker(std::vector<CheckFinding>& findings, const host::HostDateMath& dates,
+          const host::HostTextExpander& expander)
+      : findings_(findings), dates_(dates), expander_(expander) {}
 
   // Reads one line; throws Stop where the reader would raise.
   void Line(int number, const std::string& line) {
@@ -186,21 +189,64 @@ class Checker {
     const std::optional<int64_t> type =
         Number("descriptor type", fields.Text(DescriptorItem::kTypeField));
     Range("descriptor type", type, common::kFirstDescriptorType, common::kLastDescriptorType);
-    // Every type but User-Defined is used once; the reader finds the first.
+    // Every type but User-Defined sets one thing of the subgroup: the save applies each in
+    // turn, so the last one wins, yet an earlier one that does not resolve still fails it.
     if (type && common::IsDescriptorType(static_cast<int32_t>(*type)) &&
         *type != common::kUserDefined) {
-      const auto [first, added] = descriptorLines_.try_emplace(*type, line_);
+      const auto code = static_cast<int32_t>(*type);
+      const auto [first, added] = descriptorLines_.try_emplace(code, line_);
       if (!added) {
-        Error("a second " + common::GetDescriptorType(static_cast<int32_t>(*type)) +
-              " descriptor (the first is on line " + std::to_string(first->second) +
-              "): the driver uses only the first");
+        Error("a second " + common::GetDescriptorType(code) + " descriptor (the first is on line " +
+              std::to_string(first->second) + "): the driver saves the last one's " +
+              (common::HasGroup(code) ? "group and name" : "value") +
+              ", and each must resolve or no subgroup is saved");
       }
     }
     const std::string group = fields.Text(DescriptorItem::kGroupField);
     const std::string item = fields.Text(DescriptorItem::kItemField);
+    if (type && common::IsDescriptorType(static_cast<int32_t>(*type))) {
+      Unsaved(static_cast<int32_t>(*type), group, item);
+    }
     Balanced("descriptor group", group);
     Balanced("descriptor item", item);
     References(group + item);
+  }
+
+  // What a text without a tag reference resolves to at every collection, as the engine
+  // resolves it; nothing for a template, which only a collection can judge.
+  std::optional<std::string> Fixed(const std::string& text) const {
+    const std::string expanded = expander_.ExpandText(text);
+    std::vector<std::string> tokens, names, fields;
+    if (common::GetTagArrays(expanded, tokens, names, fields)) return std::nullopt;
+    return std::string(runtime::TrimSpaces(expanded));
+  }
+
+  // A fixed descriptor text the save refuses at every collection, by the save's own
+  // checks and conversions.
+  void Unsaved(int32_t type, const std::string& groupText, const std::string& itemText) {
+    const std::string name = common::GetDescriptorType(type);
+    const std::string never = ": the driver saves no subgroup";
+    const std::optional<std::string> group = Fixed(groupText);
+    if (common::HasGroup(type) && group && group->empty()) {
+      Error("a " + name + " descriptor without a group" + never + " (\"Invalid Descriptor\")");
+    }
+    const std::optional<std::string> item = Fixed(itemText);
+    if (!item) return;
+    if (item->empty()) {
+      return Error("a " + name + " descriptor without a " +
+                   (common::HasGroup(type) ? "name" : "value") + never +
+                   " (\"Invalid Descriptor\")");
+    }
+    try {
+      if (type == common::kSize && !host::IsSubgroupSize(runtime::ToLong(*item))) {
+        Error("Size " + Quoted(*item) + " is negative" + never + " (\"Subgroup Save Error\")");
+      } else if (type == common::kTime) {
+        runtime::ToDate(*item);
+      }
+    } catch (const runtime::Error& e) {
+      Error(name + " " + Quoted(*item) + " cannot be saved (" + e.NumberAndDescription() + ")" +
+            never + " (\"Subgroup Save Error\")");
+    }
   }
 
   void Test(const ItemFields& fields) {
@@ -235,6 +281,7 @@ class Checker {
 
   std::vector<CheckFinding>& findings_;
   const host::HostDateMath& dates_;
+  const host::HostTextExpander& expander_;
   int line_ = 0;
   int dataLinkLine_ = 0;
   std::pair<int, std::string> active_;
@@ -274,7 +321,7 @@ std::vector<std::string> MissingTags(host::Components& components,
 std::vector<CheckFinding> CheckConfiguration(host::Components& components,
                                              const std::string& text) {
   std::vector<CheckFinding> findings;
-  Checker checker(findings, components.DateMath());
+  Checker checker(findings, components.DateMath(), components.TextExpander());
   int number = 0;
   for (const std::string& line : ConfigurationLines(text)) {
     try {

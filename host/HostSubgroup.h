@@ -15,6 +15,11 @@ class DatabaseSession;
 // The descriptors that have a group and a name.
 enum class DescriptorKind { Part, Process, Job, Shift, UserDefined };
 
+// A negative size is refused.
+constexpr bool IsSubgroupSize(int32_t size) {
+  return size >= 0;
+}
+
 class HostSubgroup {
  public:
   virtual ~HostSubgroup() = default;

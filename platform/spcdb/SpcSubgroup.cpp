@@ -63,7 +63,7 @@ void SpcSubgroup::SetName(host::DescriptorKind kind, const std::string& name) {
 }
 
 void SpcSubgroup::SetSize(int32_t size) {
-  if (size < 0) throw InvalidArgument("A subgroup size cannot be negative");
+  if (!host::IsSubgroupSize(size)) throw InvalidArgument("A subgroup size cannot be negative");
   size_ = size;
 }
 
