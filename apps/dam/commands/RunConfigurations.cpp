@@ -10,6 +10,7 @@
 
 #include "apps/dam/commands/CheckFindings.h"
 #include "apps/dam/host/ConfigFile.h"
+#include "apps/dam/host/ConfigurationName.h"
 #include "apps/dam/host/ConfigurationPaths.h"
 #include "apps/dam/host/LoopProgress.h"
 #include "apps/dam/output/StatusLines.h"
@@ -63,7 +64,7 @@ RunConfigurations::RunConfigurations(const RunOptions& options, const RunObserve
       terminal_(isatty(STDOUT_FILENO) != 0) {}
 
 void RunConfigurations::Start() {
-  const std::vector<std::string> files = ConfigurationFiles(options_.configs);
+  const std::vector<std::string> files = Files();
   order_ = files;
   several_ = files.size() > 1;
   if (!several_) {
@@ -88,7 +89,7 @@ void RunConfigurations::Reload() {
   Say(nullptr, "reload", "reloading " + Paths());
   std::vector<std::string> files;
   try {
-    files = ConfigurationFiles(options_.configs);
+    files = Files();
   } catch (...) {
     Skipped(Paths(), std::current_exception(), "; every configuration runs on as it was");
     service_.Ready();
@@ -313,6 +314,25 @@ std::string RunConfigurations::Paths() const {
   return paths;
 }
 
+std::vector<std::string> RunConfigurations::Files() const {
+  ConfigurationFileList list = ConfigurationFiles(options_.configs);
+  for (const ConfigurationFileList::Again& again : list.again) {
+    std::cerr << "dam run: " << apps::Printable(again.path + ": the same file as " + again.first)
+              << "; it runs once" << std::endl;
+  }
+  return std::move(list.files);
+}
+
+std::string RunConfigurations::TakenBy(const std::string& name) const {
+  for (const std::unique_ptr<Shown>& shown : running_) {
+    if (shown->configuration->Name() == name) return shown->configuration->File();
+  }
+  for (const Starting& start : starting_) {
+    if (start.name == name) return start.configuration->File();
+  }
+  return "";
+}
+
 std::string RunConfigurations::Named(const std::string& file) {
   const Shown* shown = Find(file);
   return shown ? shown->configuration->Name() : file;
@@ -327,13 +347,21 @@ RunConfigurations::Shown* RunConfigurations::Find(const std::string& file) {
 
 void RunConfigurations::Begin(const std::vector<std::pair<std::string, std::string>>& texts) {
   for (const auto& [file, text] : texts) {
+    const std::string name = ConfigurationNameIn(file, text);
+    if (const std::string first = TakenBy(name); !first.empty()) {
+      const std::exception_ptr failure = std::make_exception_ptr(
+          apps::Failure(apps::kExitInvalidConfiguration, SameNameText(name, first)));
+      Skipped(file, failure, "; it does not run");
+      if (!started_) failures_.emplace(file, failure);
+      continue;
+    }
     auto configuration = std::make_unique<RunningConfiguration>(
         file,
         RunningConfiguration::Settings{options_.spc, options_.driverClass, options_.force,
                                        options_.activity, observers_.board},
         service_, [this] { LookSoon(); });
     std::future<RunningConfiguration::Outcome> outcome = configuration->Start(text);
-    starting_.push_back({std::move(configuration), std::move(outcome)});
+    starting_.push_back({std::move(configuration), std::move(outcome), name});
   }
 }
 

@@ -74,6 +74,8 @@ class RunConfigurations {
   struct Starting {
     std::unique_ptr<RunningConfiguration> configuration;
     std::future<RunningConfiguration::Outcome> outcome;
+    // As its text gives it: known before its driver is.
+    std::string name;
   };
 
   struct Shown {
@@ -102,6 +104,13 @@ class RunConfigurations {
   };
 
   std::string Paths() const;
+
+  // The configuration files the paths name now, each once; stderr says which paths name a
+  // file again.
+  std::vector<std::string> Files() const;
+
+  // The file of the configuration running or starting under `name`, else "".
+  std::string TakenBy(const std::string& name) const;
 
   // The name of the configuration `file` holds, once it ran; else the file.
   std::string Named(const std::string& file);
