@@ -38,7 +38,8 @@ ConfigurationFileList ConfigurationFiles(const std::vector<std::string>& paths) 
     std::vector<std::string> found;
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
          entry.increment(error)) {
-      if (entry->path().extension() == ".cfg" && !entry->is_directory()) {
+      std::error_code kind;
+      if (entry->path().extension() == ".cfg" && !entry->is_directory(kind)) {
         found.push_back(entry->path().string());
       }
     }

@@ -20,9 +20,10 @@ struct ConfigurationFileList {
 
 // The files `paths` name, in their order, each file once (by device and inode). A path that
 // names nothing stands for PATH.cfg, else the folder PATH.d, when there is one (`dam run
-// /etc/dam/plant`). A path that is no folder is taken as a file, for the reading to report. A
-// folder that cannot be listed, and paths that name no file at all (only empty folders), are an
-// apps::Failure with exit status kExitNoFile.
+// /etc/dam/plant`). A path that is no folder, and a folder's entry whose kind cannot be told
+// (a link to itself), are taken as files, for the reading to report. A folder that cannot
+// be listed, and paths that name no file at all (only empty folders), are an apps::Failure
+// with exit status kExitNoFile.
 ConfigurationFileList ConfigurationFiles(const std::vector<std::string>& paths);
 
 }  // namespace dam

@@ -79,6 +79,7 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
   Line("plant.d/c.cfg", "Line C", locked);
   WriteFile("plant.d/bad.cfg", "NAME=Bad\nACTIVE=1\nSUBGROUPUNIT=9\n");
   WriteFile("plant.d/notes.txt", "not a configuration");
+  std::filesystem::create_symlink("self.cfg", work_.File("plant.d/self.cfg"));
   std::filesystem::create_symlink("b.cfg", work_.File("plant.d/link.cfg"));
   Line("b-copy.cfg", "Line B", historian_);
   const QStringList paths = {a, QString::fromStdString(work_.File("plant.d")),
@@ -89,6 +90,8 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
   ASSERT_TRUE(Saves(*run, "Line C", 1)) << output_ << errors_;
   for (const std::string& said :
        {"plant.d/bad.cfg: the configuration " + work_.File("plant.d/bad.cfg") + " has errors",
+        "plant.d/self.cfg: cannot read the configuration file " + work_.File("plant.d/self.cfg") +
+            ": Too many levels of symbolic links; it does not run",
         "plant.d/link.cfg: the same file as " + work_.File("plant.d/b.cfg") + "; it runs once",
         "b-copy.cfg: its name Line B is the name of " + work_.File("plant.d/b.cfg") +
             " already: their subgroups and log lines could not be told apart; it does not run"}) {
@@ -125,10 +128,10 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
   // dam check takes the same paths; a run none of whose configurations can run fails as the
   // first one does.
   auto [exitCode, said] = Dam(QStringList{"check"} + paths);
-  EXPECT_EQ(exitCode, 3) << said;
+  EXPECT_EQ(exitCode, 6) << said;
   for (const char* found :
        {"plant.d/bad.cfg:3: error: SUBGROUPUNIT 9", "plant.d/link.cfg: warning: the same file as",
-        "b-copy.cfg: error: its name"}) {
+        "plant.d/self.cfg: error: cannot read", "b-copy.cfg: error: its name"}) {
     EXPECT_NE(said.find(found), std::string::npos) << found << "\n" << said;
   }
   const QString off = WriteFile("off.cfg", "NAME=Off\nACTIVE=0\n");
