@@ -149,9 +149,9 @@ void RunConfigurations::CollectChanges(bool finishing) {
     }
     leaving->stopped.wait();
     const Shown* shown = leaving->shown.get();
-    Say(shown, "removed",
-        "removed: stopped after " + std::to_string(shown->configuration->Look().saved) +
-            " subgroup(s)");
+    const int32_t saved = shown->configuration->Look().saved;
+    savedByGone_ += saved;
+    Say(shown, "removed", "removed: stopped after " + std::to_string(saved) + " subgroup(s)");
     if (observers_.board) observers_.board->Remove(shown->configuration->Name());
     leaving = leaving_.erase(leaving);
   }
@@ -169,6 +169,7 @@ void RunConfigurations::CollectChanges(bool finishing) {
       Say(shown, "renamed", "renamed: stopped, to start again");
       if (observers_.board) observers_.board->Remove(shown->configuration->Name());
       renamed.emplace_back(shown->configuration->File(), reload->text);
+      savedByGone_ += shown->configuration->Look().saved;
       std::erase_if(running_, [&](const auto& one) { return one.get() == shown; });
     }
     reload = reloading_.erase(reload);
@@ -282,7 +283,7 @@ int RunConfigurations::Finish() {
   if (noneRuns_) std::rethrow_exception(noneRuns_);
   // The status line on a terminal ends here.
   if (terminal_ && !options_.ndjson) std::cout << '\n';
-  int64_t saved = 0;
+  int64_t saved = savedByGone_;
   for (const std::unique_ptr<Shown>& shown : running_) {
     const RunningConfiguration::Status status = shown->configuration->Look();
     if (shown->events) {

@@ -178,6 +178,9 @@ class RunConfigurations {
   // failed, the first one's failure when none runs.
   std::map<std::string, std::exception_ptr> failures_;
   std::exception_ptr noneRuns_;
+  // What the configurations a reload stopped (removed, renamed) saved: the run's total
+  // counts them too.
+  int64_t savedByGone_ = 0;
   bool started_ = false;
 };
 

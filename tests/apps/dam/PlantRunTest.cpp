@@ -154,7 +154,8 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
 
 // SIGHUP on a running folder: a new file starts, a removed one stops, a changed one collects
 // its new items, one that cannot be read now runs on as it was, a copy of one under its name
-// does not run, and the unchanged one saves every second across the reload.
+// does not run, and the unchanged one saves every second across the reload. The total at
+// the end counts the removed one too.
 TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection) {
   StartHistorian();
   const std::string plant = work_.Subfolder("plant.d");
@@ -190,6 +191,9 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
   Terminate(*run);
   Follow(*run);
   EXPECT_EQ(run->exitCode(), 0) << output_ << errors_;
+  EXPECT_NE(output_.find("\nstopped after " + std::to_string(Saved(Spc()).size()) + " subgroup"),
+            std::string::npos)
+      << output_;
   EXPECT_EQ(Count(output_, "historian: "), 6u)
       << "four at the start, the changed and the added one: " << output_;
 
