@@ -25,6 +25,8 @@
 namespace dam {
 namespace {
 
+using namespace std::chrono_literals;
+
 std::string Masked(const std::string& text) {
   return platform::MaskConnectionSecrets(text);
 }
@@ -67,11 +69,7 @@ void RunConfigurations::Start() {
   const std::vector<std::string> files = Files();
   order_ = files;
   several_ = files.size() > 1;
-  if (!several_) {
-    Begin({{files[0], ReadConfigurationFile(files[0], false)}});
-    if (std::exception_ptr failure = Collect(true)) std::rethrow_exception(failure);
-    return;
-  }
+  if (!several_) return Begin({{files[0], ReadConfigurationFile(files[0], false)}});
   std::vector<std::pair<std::string, std::string>> texts;
   for (const std::string& file : files) {
     try {
@@ -262,25 +260,68 @@ void RunConfigurations::Show(Shown& shown, bool several) {
 }
 
 int RunConfigurations::Finish() {
-  const auto cancelUntil = [](const auto& future) {
-    while (future.wait_for(std::chrono::milliseconds(500)) != std::future_status::ready) {
+  // A database call is cancelled, a connect is not: one that does not answer (with no login
+  // timeout, for good) holds its driver's thread until the process ends.
+  const auto deadline = std::chrono::steady_clock::now() + 1s;
+  const auto settled = [deadline](const auto& future) {
+    for (;;) {
+      const auto until = std::min(deadline, std::chrono::steady_clock::now() + 500ms);
+      if (future.wait_until(until) == std::future_status::ready) return true;
+      if (std::chrono::steady_clock::now() >= deadline) return false;
       platform::CancelRunningStatements();
     }
   };
-  for (const Starting& start : starting_) cancelUntil(start.outcome);
-  for (const Reloading& reload : reloading_) cancelUntil(reload.outcome);
-  for (const Leaving& leaving : leaving_) cancelUntil(leaving.stopped);
+  const auto leave = [](std::unique_ptr<RunningConfiguration>& configuration) {
+    // Its thread is inside the driver: nothing may join it, the process ends around it.
+    static_cast<void>(configuration.release());
+  };
+  for (auto start = starting_.begin(); start != starting_.end();) {
+    if (settled(start->outcome)) {
+      ++start;
+      continue;
+    }
+    leftBehind_.push_back(start->configuration->File());
+    leave(start->configuration);
+    start = starting_.erase(start);
+  }
+  std::set<const Shown*> hung;
+  for (auto reload = reloading_.begin(); reload != reloading_.end();) {
+    if (settled(reload->outcome)) {
+      ++reload;
+      continue;
+    }
+    hung.insert(reload->shown);
+    leftBehind_.push_back(reload->shown->configuration->File());
+    reload = reloading_.erase(reload);
+  }
+  for (auto leaving = leaving_.begin(); leaving != leaving_.end();) {
+    if (settled(leaving->stopped)) {
+      ++leaving;
+      continue;
+    }
+    savedByGone_ += leaving->shown->configuration->Look().saved;
+    leftBehind_.push_back(leaving->shown->configuration->File());
+    leave(leaving->shown->configuration);
+    leaving = leaving_.erase(leaving);
+  }
   Collect(true);
   CollectChanges(true);
   std::vector<std::future<void>> stopping;
   for (const std::unique_ptr<Shown>& shown : running_) {
     // Gone first, with what it has not told yet.
     shown->outOfControl.reset();
-    stopping.push_back(shown->configuration->Stop());
+    if (!hung.contains(shown.get())) stopping.push_back(shown->configuration->Stop());
   }
   for (std::future<void>& stopped : stopping) stopped.wait();
   stop_.Stopped();
-  if (noneRuns_) std::rethrow_exception(noneRuns_);
+  for (const std::string& file : leftBehind_) {
+    Skipped(
+        file,
+        std::make_exception_ptr(apps::Failure(
+            apps::kExitUnreachable, "stopped while it waited on a database that does not answer")),
+        "");
+  }
+  if (noneRuns_ && leftBehind_.empty()) std::rethrow_exception(noneRuns_);
   // The status line on a terminal ends here.
   if (terminal_ && !options_.ndjson) std::cout << '\n';
   int64_t saved = savedByGone_;
@@ -305,8 +346,12 @@ int RunConfigurations::Finish() {
   } else {
     std::cout << "stopped after " << saved << " subgroup(s)" << std::endl;
   }
+  for (const std::unique_ptr<Shown>& shown : running_) {
+    if (hung.contains(shown.get())) leave(shown->configuration);
+  }
   running_.clear();
-  return outputClosed_ ? apps::kExitOutputClosed : apps::kExitOk;
+  if (outputClosed_) return apps::kExitOutputClosed;
+  return stopping.empty() && !leftBehind_.empty() ? apps::kExitUnreachable : apps::kExitOk;
 }
 
 std::string RunConfigurations::Paths() const {

@@ -46,10 +46,11 @@ class RunConfigurations {
   RunConfigurations(const RunOptions& options, const RunObservers& observers,
                     ServiceNotifier& service, StopSignals& stop);
 
-  // Starts every configuration the paths name. A run of one configuration waits for it and
-  // fails as it does. A run of several goes on while its configurations start, each on its
-  // own thread, so that one whose historian does not answer holds up no other; it reports
-  // those that cannot run, and ends, failing as the first one did, only when none can.
+  // Starts every configuration the paths name, each on its own thread, and returns: the run
+  // goes on while they start, so that one whose historian does not answer holds up no
+  // other, nor a stop. A run of one configuration fails as it does; a run of several
+  // reports those that cannot run, and ends, failing as the first one did, only when none
+  // can.
   void Start();
 
   // Rereads the paths: a configuration whose file went is stopped, a new one started, one
@@ -67,8 +68,14 @@ class RunConfigurations {
   void Look();
 
   // Stops every driver, all at once, and says what they saved. A start, reload or stop still
-  // waiting on its historian is cancelled.
+  // waiting on a database is cancelled; one still waiting after a second or two (a connect
+  // to a server that does not answer) is left behind, said on stderr, and the run fails
+  // with kExitUnreachable when nothing else ran. Never blocks for longer on such a wait.
   int Finish();
+
+  // Finish left a driver's thread waiting inside a connect: no destructor can end it, so the
+  // process is to end without running any.
+  bool LeftBehind() const { return !leftBehind_.empty(); }
 
  private:
   struct Starting {
@@ -181,6 +188,8 @@ class RunConfigurations {
   // What the configurations a reload stopped (removed, renamed) saved: the run's total
   // counts them too.
   int64_t savedByGone_ = 0;
+  // The files of the drivers Finish left behind.
+  std::vector<std::string> leftBehind_;
   bool started_ = false;
 };
 
