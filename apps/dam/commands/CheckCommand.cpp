@@ -1,8 +1,10 @@
 #include <iostream>
+#include <map>
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/commands/CheckFindings.h"
 #include "apps/dam/host/ConfigFile.h"
+#include "apps/dam/host/ConfigurationName.h"
 #include "apps/dam/host/ConfigurationPaths.h"
 #include "apps/dam/host/DriverHandle.h"
 #include "apps/shared/ExitCodes.h"
@@ -17,10 +19,24 @@ int CheckCommand(const CheckOptions& options) {
   DriverHandle handle;
   handle.OpenModule(options.driverClass);
   bool unreadable = false, errors = false, warnings = false;
-  for (const std::string& file : ConfigurationFiles(options.configs)) {
+  const ConfigurationFileList list = ConfigurationFiles(options.configs);
+  for (const ConfigurationFileList::Again& again : list.again) {
+    std::cout << FormatFinding(again.path, {0, false,
+                                            "the same file as " + again.first +
+                                                "; it is checked and runs once"})
+              << '\n';
+    warnings = true;
+  }
+  // By name, the file that has it first.
+  std::map<std::string, std::string> names;
+  for (const std::string& file : list.files) {
     std::vector<host::CheckFinding> findings;
     try {
-      findings = handle.Check(ReadConfigurationFile(file, false));
+      const std::string text = ReadConfigurationFile(file, false);
+      findings = handle.Check(text);
+      const std::string name = ConfigurationNameIn(file, text);
+      const auto [first, added] = names.emplace(name, file);
+      if (!added) findings.push_back({0, true, SameNameText(name, first->second)});
     } catch (const apps::Failure& e) {
       findings = {{0, true, e.what()}};
       unreadable = true;

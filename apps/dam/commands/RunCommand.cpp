@@ -7,6 +7,8 @@
 #include <atomic>
 #include <chrono>
 #include <climits>
+#include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <functional>
 #include <iostream>
@@ -144,7 +146,15 @@ int Running(const RunOptions& options) {
   application->exec();
   reloading = nullptr;
   service.Stopping();
-  return run.Finish();
+  const int code = run.Finish();
+  if (run.LeftBehind()) {
+    // Out before the threads left in a connect could see anything torn down.
+    std::cerr.flush();
+    std::cout.flush();
+    std::fflush(nullptr);
+    std::quick_exit(code);
+  }
+  return code;
 }
 
 }  // namespace

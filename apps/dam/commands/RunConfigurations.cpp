@@ -10,6 +10,7 @@
 
 #include "apps/dam/commands/CheckFindings.h"
 #include "apps/dam/host/ConfigFile.h"
+#include "apps/dam/host/ConfigurationName.h"
 #include "apps/dam/host/ConfigurationPaths.h"
 #include "apps/dam/host/LoopProgress.h"
 #include "apps/dam/output/StatusLines.h"
@@ -23,6 +24,8 @@
 
 namespace dam {
 namespace {
+
+using namespace std::chrono_literals;
 
 std::string Masked(const std::string& text) {
   return platform::MaskConnectionSecrets(text);
@@ -63,14 +66,10 @@ RunConfigurations::RunConfigurations(const RunOptions& options, const RunObserve
       terminal_(isatty(STDOUT_FILENO) != 0) {}
 
 void RunConfigurations::Start() {
-  const std::vector<std::string> files = ConfigurationFiles(options_.configs);
+  const std::vector<std::string> files = Files();
   order_ = files;
   several_ = files.size() > 1;
-  if (!several_) {
-    Begin({{files[0], ReadConfigurationFile(files[0], false)}});
-    if (std::exception_ptr failure = Collect(true)) std::rethrow_exception(failure);
-    return;
-  }
+  if (!several_) return Begin({{files[0], ReadConfigurationFile(files[0], false)}});
   std::vector<std::pair<std::string, std::string>> texts;
   for (const std::string& file : files) {
     try {
@@ -88,7 +87,7 @@ void RunConfigurations::Reload() {
   Say(nullptr, "reload", "reloading " + Paths());
   std::vector<std::string> files;
   try {
-    files = ConfigurationFiles(options_.configs);
+    files = Files();
   } catch (...) {
     Skipped(Paths(), std::current_exception(), "; every configuration runs on as it was");
     service_.Ready();
@@ -148,9 +147,9 @@ void RunConfigurations::CollectChanges(bool finishing) {
     }
     leaving->stopped.wait();
     const Shown* shown = leaving->shown.get();
-    Say(shown, "removed",
-        "removed: stopped after " + std::to_string(shown->configuration->Look().saved) +
-            " subgroup(s)");
+    const int32_t saved = shown->configuration->Look().saved;
+    savedByGone_ += saved;
+    Say(shown, "removed", "removed: stopped after " + std::to_string(saved) + " subgroup(s)");
     if (observers_.board) observers_.board->Remove(shown->configuration->Name());
     leaving = leaving_.erase(leaving);
   }
@@ -168,6 +167,7 @@ void RunConfigurations::CollectChanges(bool finishing) {
       Say(shown, "renamed", "renamed: stopped, to start again");
       if (observers_.board) observers_.board->Remove(shown->configuration->Name());
       renamed.emplace_back(shown->configuration->File(), reload->text);
+      savedByGone_ += shown->configuration->Look().saved;
       std::erase_if(running_, [&](const auto& one) { return one.get() == shown; });
     }
     reload = reloading_.erase(reload);
@@ -260,28 +260,71 @@ void RunConfigurations::Show(Shown& shown, bool several) {
 }
 
 int RunConfigurations::Finish() {
-  const auto cancelUntil = [](const auto& future) {
-    while (future.wait_for(std::chrono::milliseconds(500)) != std::future_status::ready) {
+  // A database call is cancelled, a connect is not: one that does not answer (with no login
+  // timeout, for good) holds its driver's thread until the process ends.
+  const auto deadline = std::chrono::steady_clock::now() + 1s;
+  const auto settled = [deadline](const auto& future) {
+    for (;;) {
+      const auto until = std::min(deadline, std::chrono::steady_clock::now() + 500ms);
+      if (future.wait_until(until) == std::future_status::ready) return true;
+      if (std::chrono::steady_clock::now() >= deadline) return false;
       platform::CancelRunningStatements();
     }
   };
-  for (const Starting& start : starting_) cancelUntil(start.outcome);
-  for (const Reloading& reload : reloading_) cancelUntil(reload.outcome);
-  for (const Leaving& leaving : leaving_) cancelUntil(leaving.stopped);
+  const auto leave = [](std::unique_ptr<RunningConfiguration>& configuration) {
+    // Its thread is inside the driver: nothing may join it, the process ends around it.
+    static_cast<void>(configuration.release());
+  };
+  for (auto start = starting_.begin(); start != starting_.end();) {
+    if (settled(start->outcome)) {
+      ++start;
+      continue;
+    }
+    leftBehind_.push_back(start->configuration->File());
+    leave(start->configuration);
+    start = starting_.erase(start);
+  }
+  std::set<const Shown*> hung;
+  for (auto reload = reloading_.begin(); reload != reloading_.end();) {
+    if (settled(reload->outcome)) {
+      ++reload;
+      continue;
+    }
+    hung.insert(reload->shown);
+    leftBehind_.push_back(reload->shown->configuration->File());
+    reload = reloading_.erase(reload);
+  }
+  for (auto leaving = leaving_.begin(); leaving != leaving_.end();) {
+    if (settled(leaving->stopped)) {
+      ++leaving;
+      continue;
+    }
+    savedByGone_ += leaving->shown->configuration->Look().saved;
+    leftBehind_.push_back(leaving->shown->configuration->File());
+    leave(leaving->shown->configuration);
+    leaving = leaving_.erase(leaving);
+  }
   Collect(true);
   CollectChanges(true);
   std::vector<std::future<void>> stopping;
   for (const std::unique_ptr<Shown>& shown : running_) {
     // Gone first, with what it has not told yet.
     shown->outOfControl.reset();
-    stopping.push_back(shown->configuration->Stop());
+    if (!hung.contains(shown.get())) stopping.push_back(shown->configuration->Stop());
   }
   for (std::future<void>& stopped : stopping) stopped.wait();
   stop_.Stopped();
-  if (noneRuns_) std::rethrow_exception(noneRuns_);
+  for (const std::string& file : leftBehind_) {
+    Skipped(
+        file,
+        std::make_exception_ptr(apps::Failure(
+            apps::kExitUnreachable, "stopped while it waited on a database that does not answer")),
+        "");
+  }
+  if (noneRuns_ && leftBehind_.empty()) std::rethrow_exception(noneRuns_);
   // The status line on a terminal ends here.
   if (terminal_ && !options_.ndjson) std::cout << '\n';
-  int64_t saved = 0;
+  int64_t saved = savedByGone_;
   for (const std::unique_ptr<Shown>& shown : running_) {
     const RunningConfiguration::Status status = shown->configuration->Look();
     if (shown->events) {
@@ -303,14 +346,37 @@ int RunConfigurations::Finish() {
   } else {
     std::cout << "stopped after " << saved << " subgroup(s)" << std::endl;
   }
+  for (const std::unique_ptr<Shown>& shown : running_) {
+    if (hung.contains(shown.get())) leave(shown->configuration);
+  }
   running_.clear();
-  return outputClosed_ ? apps::kExitOutputClosed : apps::kExitOk;
+  if (outputClosed_) return apps::kExitOutputClosed;
+  return stopping.empty() && !leftBehind_.empty() ? apps::kExitUnreachable : apps::kExitOk;
 }
 
 std::string RunConfigurations::Paths() const {
   std::string paths;
   for (const std::string& path : options_.configs) paths += (paths.empty() ? "" : " ") + path;
   return paths;
+}
+
+std::vector<std::string> RunConfigurations::Files() const {
+  ConfigurationFileList list = ConfigurationFiles(options_.configs);
+  for (const ConfigurationFileList::Again& again : list.again) {
+    std::cerr << "dam run: " << apps::Printable(again.path + ": the same file as " + again.first)
+              << "; it runs once" << std::endl;
+  }
+  return std::move(list.files);
+}
+
+std::string RunConfigurations::TakenBy(const std::string& name) const {
+  for (const std::unique_ptr<Shown>& shown : running_) {
+    if (shown->configuration->Name() == name) return shown->configuration->File();
+  }
+  for (const Starting& start : starting_) {
+    if (start.name == name) return start.configuration->File();
+  }
+  return "";
 }
 
 std::string RunConfigurations::Named(const std::string& file) {
@@ -327,13 +393,21 @@ RunConfigurations::Shown* RunConfigurations::Find(const std::string& file) {
 
 void RunConfigurations::Begin(const std::vector<std::pair<std::string, std::string>>& texts) {
   for (const auto& [file, text] : texts) {
+    const std::string name = ConfigurationNameIn(file, text);
+    if (const std::string first = TakenBy(name); !first.empty()) {
+      const std::exception_ptr failure = std::make_exception_ptr(
+          apps::Failure(apps::kExitInvalidConfiguration, SameNameText(name, first)));
+      Skipped(file, failure, "; it does not run");
+      if (!started_) failures_.emplace(file, failure);
+      continue;
+    }
     auto configuration = std::make_unique<RunningConfiguration>(
         file,
         RunningConfiguration::Settings{options_.spc, options_.driverClass, options_.force,
                                        options_.activity, observers_.board},
         service_, [this] { LookSoon(); });
     std::future<RunningConfiguration::Outcome> outcome = configuration->Start(text);
-    starting_.push_back({std::move(configuration), std::move(outcome)});
+    starting_.push_back({std::move(configuration), std::move(outcome), name});
   }
 }
 

@@ -46,10 +46,11 @@ class RunConfigurations {
   RunConfigurations(const RunOptions& options, const RunObservers& observers,
                     ServiceNotifier& service, StopSignals& stop);
 
-  // Starts every configuration the paths name. A run of one configuration waits for it and
-  // fails as it does. A run of several goes on while its configurations start, each on its
-  // own thread, so that one whose historian does not answer holds up no other; it reports
-  // those that cannot run, and ends, failing as the first one did, only when none can.
+  // Starts every configuration the paths name, each on its own thread, and returns: the run
+  // goes on while they start, so that one whose historian does not answer holds up no
+  // other, nor a stop. A run of one configuration fails as it does; a run of several
+  // reports those that cannot run, and ends, failing as the first one did, only when none
+  // can.
   void Start();
 
   // Rereads the paths: a configuration whose file went is stopped, a new one started, one
@@ -67,13 +68,21 @@ class RunConfigurations {
   void Look();
 
   // Stops every driver, all at once, and says what they saved. A start, reload or stop still
-  // waiting on its historian is cancelled.
+  // waiting on a database is cancelled; one still waiting after a second or two (a connect
+  // to a server that does not answer) is left behind, said on stderr, and the run fails
+  // with kExitUnreachable when nothing else ran. Never blocks for longer on such a wait.
   int Finish();
+
+  // Finish left a driver's thread waiting inside a connect: no destructor can end it, so the
+  // process is to end without running any.
+  bool LeftBehind() const { return !leftBehind_.empty(); }
 
  private:
   struct Starting {
     std::unique_ptr<RunningConfiguration> configuration;
     std::future<RunningConfiguration::Outcome> outcome;
+    // As its text gives it: known before its driver is.
+    std::string name;
   };
 
   struct Shown {
@@ -102,6 +111,13 @@ class RunConfigurations {
   };
 
   std::string Paths() const;
+
+  // The configuration files the paths name now, each once; stderr says which paths name a
+  // file again.
+  std::vector<std::string> Files() const;
+
+  // The file of the configuration running or starting under `name`, else "".
+  std::string TakenBy(const std::string& name) const;
 
   // The name of the configuration `file` holds, once it ran; else the file.
   std::string Named(const std::string& file);
@@ -169,6 +185,11 @@ class RunConfigurations {
   // failed, the first one's failure when none runs.
   std::map<std::string, std::exception_ptr> failures_;
   std::exception_ptr noneRuns_;
+  // What the configurations a reload stopped (removed, renamed) saved: the run's total
+  // counts them too.
+  int64_t savedByGone_ = 0;
+  // The files of the drivers Finish left behind.
+  std::vector<std::string> leftBehind_;
   bool started_ = false;
 };
 

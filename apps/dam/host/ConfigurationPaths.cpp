@@ -1,7 +1,11 @@
 #include "apps/dam/host/ConfigurationPaths.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <filesystem>
+#include <map>
+#include <utility>
 
 #include "apps/shared/Failures.h"
 
@@ -21,20 +25,21 @@ std::string Resolved(const std::string& path) {
 
 }  // namespace
 
-std::vector<std::string> ConfigurationFiles(const std::vector<std::string>& paths) {
+ConfigurationFileList ConfigurationFiles(const std::vector<std::string>& paths) {
   namespace fs = std::filesystem;
-  std::vector<std::string> files;
+  std::vector<std::string> named;
   for (const std::string& path : paths) {
     std::error_code error;
     const std::string folder = Resolved(path);
     if (!fs::is_directory(folder, error)) {
-      files.push_back(folder);
+      named.push_back(folder);
       continue;
     }
     std::vector<std::string> found;
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
          entry.increment(error)) {
-      if (entry->path().extension() == ".cfg" && !entry->is_directory()) {
+      std::error_code kind;
+      if (entry->path().extension() == ".cfg" && !entry->is_directory(kind)) {
         found.push_back(entry->path().string());
       }
     }
@@ -43,14 +48,28 @@ std::vector<std::string> ConfigurationFiles(const std::vector<std::string>& path
                           "the folder " + folder + " cannot be listed: " + error.message());
     }
     std::sort(found.begin(), found.end());
-    files.insert(files.end(), found.begin(), found.end());
+    named.insert(named.end(), found.begin(), found.end());
   }
-  if (files.empty()) {
-    std::string named;
-    for (const std::string& path : paths) named += (named.empty() ? "" : " ") + path;
-    throw apps::Failure(apps::kExitNoFile, "no configuration (*.cfg) in " + named);
+  if (named.empty()) {
+    std::string all;
+    for (const std::string& path : paths) all += (all.empty() ? "" : " ") + path;
+    throw apps::Failure(apps::kExitNoFile, "no configuration (*.cfg) in " + all);
   }
-  return files;
+  ConfigurationFileList list;
+  std::map<std::pair<dev_t, ino_t>, std::string> seen;
+  for (std::string& file : named) {
+    struct stat status {};
+    // One that cannot be looked at is left for the reading to report.
+    if (stat(file.c_str(), &status) == 0) {
+      const auto [first, added] = seen.emplace(std::pair(status.st_dev, status.st_ino), file);
+      if (!added) {
+        list.again.push_back({std::move(file), first->second});
+        continue;
+      }
+    }
+    list.files.push_back(std::move(file));
+  }
+  return list;
 }
 
 }  // namespace dam

@@ -7,11 +7,23 @@
 
 namespace dam {
 
-// The files `paths` name, in their order. A path that names nothing stands for PATH.cfg,
-// else the folder PATH.d, when there is one (`dam run /etc/dam/plant`). A path that is no
-// folder is taken as a file, for the reading to report when it is none. A folder that
-// cannot be listed, and paths that name no file at all (only empty folders), are an
-// apps::Failure with exit status kExitNoFile.
-std::vector<std::string> ConfigurationFiles(const std::vector<std::string>& paths);
+struct ConfigurationFileList {
+  // A path naming a file named before (a link to it, another spelling of its path, a folder
+  // holding it): one driver saving each subgroup twice is never what was meant.
+  struct Again {
+    std::string path;
+    std::string first;
+  };
+  std::vector<std::string> files;
+  std::vector<Again> again;
+};
+
+// The files `paths` name, in their order, each file once (by device and inode). A path that
+// names nothing stands for PATH.cfg, else the folder PATH.d, when there is one (`dam run
+// /etc/dam/plant`). A path that is no folder, and a folder's entry whose kind cannot be told
+// (a link to itself), are taken as files, for the reading to report. A folder that cannot
+// be listed, and paths that name no file at all (only empty folders), are an apps::Failure
+// with exit status kExitNoFile.
+ConfigurationFileList ConfigurationFiles(const std::vector<std::string>& paths);
 
 }  // namespace dam

@@ -2,6 +2,9 @@
 // database is locked, the schedule holds a unit the tables do not know, a connection string
 // names code, a module other users could replace (the SPC database going away:
 // SpoolHostTest). dam must refuse what is unsafe, say what went wrong and stop when told to.
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -33,7 +36,9 @@ TEST_F(HostFaults, UnknownUnitCodesAreLoggedAndRetriedNotLooped) {
 
 // Another writer holds the historian: each collection fails within the query timeout
 // with one line, the next start logs the collection times it ran past, and SIGTERM stops
-// dam in time even while a collection waits on the lock without any limit.
+// dam in time even while a collection waits on the lock without any limit, or a start on a
+// historian server that takes the connection and never answers: that driver is left behind,
+// said so, and the run fails with 4 when nothing else ran.
 TEST_F(HostFaults, ALockedHistorianFailsInTimeAndSigtermStillStopsTheHost) {
   damtest::CreateLockableHistorian(historian_);
   platform::OdbcConnection holder;
@@ -59,6 +64,45 @@ TEST_F(HostFaults, ALockedHistorianFailsInTimeAndSigtermStillStopsTheHost) {
   const std::string output = run->readAll().toStdString();
   EXPECT_EQ(run->exitCode(), 0) << output;
   EXPECT_NE(output.find("stopped after 0 subgroup(s)"), std::string::npos) << output;
+
+  holder.Execute("ROLLBACK");
+  const int server = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  ASSERT_EQ(bind(server, reinterpret_cast<sockaddr*>(&address), size), 0);
+  ASSERT_EQ(listen(server, 8), 0);
+  ASSERT_EQ(getsockname(server, reinterpret_cast<sockaddr*>(&address), &size), 0);
+  WriteFile("settings/dam.ini", "[Connections]\r\nLoginTimeout=0\r\n");
+  const QString silent =
+      WriteFile("silent.cfg",
+                "NAME=Silent\nACTIVE=1\nDATALINK=Driver={PostgreSQL Unicode};"
+                "Server=127.0.0.1;Database=x;Port=" +
+                    std::to_string(ntohs(address.sin_port)) + "\n" + damtest::kWeight);
+  for (const bool alone : {false, true}) {
+    std::string said;
+    if (alone) {
+      run = Start(DAM_PROGRAM, {"run", silent, "--for", "1"});
+      EXPECT_TRUE(run->waitForFinished(15'000));
+    } else {
+      run = Start(DAM_PROGRAM, {"run", Configuration(), silent});
+      EXPECT_TRUE(WaitFor(
+          [&] {
+            run->waitForReadyRead(100);
+            said += run->readAll().toStdString();
+            return said.find("Line 1: running") != std::string::npos;
+          },
+          15));
+      Terminate(*run);
+    }
+    said += run->readAll().toStdString();
+    EXPECT_EQ(run->exitCode(), alone ? 4 : 0) << said;
+    EXPECT_NE(said.find("silent.cfg: stopped while it waited on a database that does not answer"),
+              std::string::npos)
+        << said;
+  }
+  close(server);
 }
 
 TEST_F(HostFaults, AnUnwritableLogGoesToStderrAndTheStatusLine) {

@@ -63,10 +63,11 @@ class PlantRun : public damtest::DamProcesses {
   std::string output_, errors_;
 };
 
-// Three lines from a file and a folder: a configuration with errors in the folder is named
-// and left out, the others run. Then line C's historian is locked by another program, with
-// no query timeout, so its collection waits for good: lines A and B go on saving on time, a
-// reload is not held up by it, and SIGTERM still stops every driver.
+// Three lines from a file and a folder: a configuration with errors in the folder, a link to
+// itself and a second file of line B's name are named and left out, the others run, a file
+// named again (a link to it, its own path) runs once. Then line C's historian is locked by another
+// program, with no query timeout, so its collection waits for good: lines A and B go on saving on
+// time, a reload is not held up by it, and SIGTERM still stops every driver.
 TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn) {
   StartHistorian();
   const std::string locked = work_.File("locked.db");
@@ -78,14 +79,25 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
   Line("plant.d/c.cfg", "Line C", locked);
   WriteFile("plant.d/bad.cfg", "NAME=Bad\nACTIVE=1\nSUBGROUPUNIT=9\n");
   WriteFile("plant.d/notes.txt", "not a configuration");
+  std::filesystem::create_symlink("self.cfg", work_.File("plant.d/self.cfg"));
+  std::filesystem::create_symlink("b.cfg", work_.File("plant.d/link.cfg"));
+  Line("b-copy.cfg", "Line B", historian_);
+  const QStringList paths = {a, QString::fromStdString(work_.File("plant.d")),
+                             QString::fromStdString(work_.File("plant.d/b.cfg")),
+                             QString::fromStdString(work_.File("b-copy.cfg"))};
 
-  auto run = Start(DAM_PROGRAM, {"run", a, QString::fromStdString(work_.File("plant.d"))},
-                   QProcess::SeparateChannels);
+  auto run = Start(DAM_PROGRAM, QStringList{"run"} + paths, QProcess::SeparateChannels);
   ASSERT_TRUE(Saves(*run, "Line C", 1)) << output_ << errors_;
-  EXPECT_NE(errors_.find("plant.d/bad.cfg: the configuration " + work_.File("plant.d/bad.cfg") +
-                         " has errors (above)"),
-            std::string::npos)
-      << errors_;
+  for (const std::string& said :
+       {"plant.d/bad.cfg: the configuration " + work_.File("plant.d/bad.cfg") + " has errors",
+        "plant.d/self.cfg: cannot read the configuration file " + work_.File("plant.d/self.cfg") +
+            ": Too many levels of symbolic links; it does not run",
+        "plant.d/link.cfg: the same file as " + work_.File("plant.d/b.cfg") + "; it runs once",
+        "b-copy.cfg: its name Line B is the name of " + work_.File("plant.d/b.cfg") +
+            " already: their subgroups and log lines could not be told apart; it does not run"}) {
+    EXPECT_NE(errors_.find(said), std::string::npos) << said << "\n" << errors_;
+  }
+  EXPECT_EQ(Count(errors_, "the same file as"), 2u) << errors_;
   platform::OdbcConnection holder;
   holder.Open(testsupport::SqliteLink(locked), "", "");
   holder.Execute("BEGIN EXCLUSIVE");
@@ -115,9 +127,13 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
   }
   // dam check takes the same paths; a run none of whose configurations can run fails as the
   // first one does.
-  auto [exitCode, said] = Dam({"check", a, QString::fromStdString(work_.File("plant.d"))});
-  EXPECT_EQ(exitCode, 3) << said;
-  EXPECT_NE(said.find("plant.d/bad.cfg:3: error: SUBGROUPUNIT 9"), std::string::npos) << said;
+  auto [exitCode, said] = Dam(QStringList{"check"} + paths);
+  EXPECT_EQ(exitCode, 6) << said;
+  for (const char* found :
+       {"plant.d/bad.cfg:3: error: SUBGROUPUNIT 9", "plant.d/link.cfg: warning: the same file as",
+        "plant.d/self.cfg: error: cannot read", "b-copy.cfg: error: its name"}) {
+    EXPECT_NE(said.find(found), std::string::npos) << found << "\n" << said;
+  }
   const QString off = WriteFile("off.cfg", "NAME=Off\nACTIVE=0\n");
   std::tie(exitCode, said) =
       Dam({"run", QString::fromStdString(work_.File("plant.d/bad.cfg")), off});
@@ -137,8 +153,9 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
 }
 
 // SIGHUP on a running folder: a new file starts, a removed one stops, a changed one collects
-// its new items, one that cannot be read now runs on as it was, and the unchanged one saves
-// every second across the reload.
+// its new items, one that cannot be read now runs on as it was, a copy of one under its name
+// does not run, and the unchanged one saves every second across the reload. The total at
+// the end counts the removed one too.
 TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection) {
   StartHistorian();
   const std::string plant = work_.Subfolder("plant.d");
@@ -157,6 +174,7 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
        damtest::kWeight + "TEST=Fill\tWidth\t%TAG(LINE1.WIDTH)\t\n");
   std::filesystem::remove(plant + "/unread.cfg");
   ASSERT_EQ(mkfifo((plant + "/unread.cfg").c_str(), 0600), 0);
+  std::filesystem::copy_file(plant + "/keep.cfg", plant + "/keep-copy.cfg");
   Follow(*run);
   const int keep = SavedBy("Keep"), unread = SavedBy("Unread");
   kill(run->processId(), SIGHUP);
@@ -167,9 +185,15 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
   EXPECT_NE(errors_.find("unread.cfg is a FIFO, not a configuration file; it runs on as it was"),
             std::string::npos)
       << errors_;
+  EXPECT_NE(errors_.find("keep-copy.cfg: its name Keep is the name of " + plant + "/keep.cfg"),
+            std::string::npos)
+      << errors_;
   Terminate(*run);
   Follow(*run);
   EXPECT_EQ(run->exitCode(), 0) << output_ << errors_;
+  EXPECT_NE(output_.find("\nstopped after " + std::to_string(Saved(Spc()).size()) + " subgroup"),
+            std::string::npos)
+      << output_;
   EXPECT_EQ(Count(output_, "historian: "), 6u)
       << "four at the start, the changed and the added one: " << output_;
 
