@@ -44,10 +44,11 @@ void Engine1::RecordLateStart(const Moment& start) {
     const runtime::Date first = dateMath.NextPeriodTime(base, due.wall, unit, interval);
     const int64_t period =
         runtime::DateDiffSeconds(first, dateMath.NextPeriodTime(base, first, unit, interval));
+    if (period <= 0) return;
+    // Counted before rounding: a start 1.4 periods late has missed one collection time.
+    const int64_t missed = (start.monotonic - due.monotonic) / std::chrono::seconds(period);
+    if (missed < 1) return;
     const int64_t late = Seconds(start.monotonic - due.monotonic);
-    if (period <= 0 || late <= period) return;
-
-    const int64_t missed = late / period;
     const bool blocked = Seconds(start.monotonic - nextDue_) > period;
     const std::string noTick = "timer tick came in time (the host was blocked or suspended)";
     std::string why;

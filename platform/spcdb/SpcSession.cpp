@@ -18,7 +18,7 @@ void SpcSession::Open(int32_t, int32_t) {
       Held held = Hold();
       Link(held);
     } catch (const runtime::Error& error) {
-      if (!spool_ || !IsUnavailable(error)) throw;
+      if (!spool_ || !IsUnavailable(error) || IsUnopenedFile(error)) throw;
     }
   });
 }

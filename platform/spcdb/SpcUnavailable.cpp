@@ -10,21 +10,24 @@ namespace {
 
 bool UnavailableState(std::string_view state) {
   if (state.starts_with("08")) return true;
-  for (std::string_view code : {"HYT00", "HYT01", "57P01", "57P02", "57P03", "53300", "40001",
-                                "40P01", "42501", "25006", "57014", "55P03"}) {
+  for (std::string_view code :
+       {"HYT00", "HYT01", "57P01", "57P02", "57P03", "53100", "53200", "53300", "58030", "40001",
+        "40P01", "42501", "25006", "57014", "55P03"}) {
     if (state == code) return true;
   }
   return false;
 }
 
 // Drivers do not always give these their own SQLSTATE: psqlODBC reports a server that
-// went away mid-statement as a general error, and the SQLite driver a locked or read-only
-// file.
+// went away mid-statement as a general error, and the SQLite driver a locked, read-only,
+// full or failing file.
 constexpr std::string_view kUnavailableTexts[] = {
     "database is locked",
     "database table is locked",
     "database is busy",
     "attempt to write a readonly database",
+    "database or disk is full",
+    "disk i/o error",
     "server closed the connection",
     "could not connect to server",
     "connection refused",
@@ -48,7 +51,16 @@ constexpr std::string_view kSettingTexts[] = {
 
 }  // namespace
 
+bool IsUnopenedFile(const runtime::Error& error) {
+  const std::string folded = runtime::FoldCase(error.Description());
+  for (std::string_view phrase : {"unable to open database file", "[sqlite]connect failed"}) {
+    if (folded.find(phrase) != std::string::npos) return true;
+  }
+  return false;
+}
+
 bool IsUnavailable(const runtime::Error& error) {
+  if (IsUnopenedFile(error)) return true;
   const std::string folded = runtime::FoldCase(error.Description());
   for (std::string_view phrase : kSettingTexts) {
     if (folded.find(phrase) != std::string::npos) return false;

@@ -9,12 +9,18 @@
 namespace platform {
 
 // True for lost or refused connections (SQLSTATE class 08), timeouts (HYT00, HYT01), a
-// server shutting down, starting or out of connections (57P01-57P03, 53300), a transaction
-// the server gave up to let another one on (40001, 40P01), a statement or lock wait the
-// server ended (57014, 55P03), writes refused to the role (42501) or to the server (25006,
-// a standby after a failover) and a locked, busy or read-only SQLite file, read from the
-// error's SQLSTATE and, where a driver gives none of its own, its text. A connection the
+// server shutting down, starting, out of connections, disk or memory, or failing to read or
+// write its files (57P01-57P03, 53100, 53200, 53300, 58030), a transaction the server gave
+// up to let another one on (40001, 40P01), a statement or lock wait the server ended (57014,
+// 55P03), writes refused to the role (42501) or to the server (25006, a standby after a
+// failover) and a locked, busy, read-only, full, failing or unopened SQLite file, read from
+// the error's SQLSTATE and, where a driver gives none of its own, its text. A connection the
 // server refused for the settings it was given (password, database name) is not among them.
 bool IsUnavailable(const runtime::Error& error);
+
+// True for an SQLite file that cannot be opened (IsUnavailable counts it): its folder moved or
+// unmounted while the database was in use, which waiting may mend, or a wrong path at the
+// start, which it does not.
+bool IsUnopenedFile(const runtime::Error& error);
 
 }  // namespace platform

@@ -1,9 +1,12 @@
 #include "apps/dam/host/MetricsServer.h"
 
+#include <unistd.h>
+
 #include <QHostAddress>
 #include <QHttpServerRequest>
 #include <QHttpServerResponse>
 #include <QTcpServer>
+#include <QTcpSocket>
 #include <charconv>
 #include <memory>
 #include <optional>
@@ -41,6 +44,27 @@ std::optional<Endpoint> ParseEndpoint(const std::string& text) {
   return Endpoint{address, static_cast<uint16_t>(value)};
 }
 
+// Whoever may connect to the port must not cost the drivers their descriptors (a save that
+// cannot open its database file loses the subgroup): past kMaxClients open connections a
+// new one is closed at once. A monitoring system keeps one or two.
+class BoundedListener : public QTcpServer {
+ protected:
+  void incomingConnection(qintptr descriptor) override {
+    auto socket = std::make_unique<QTcpSocket>(this);
+    if (open_ >= kMaxClients || !socket->setSocketDescriptor(descriptor)) {
+      ::close(static_cast<int>(descriptor));
+      return;
+    }
+    ++open_;
+    connect(socket.get(), &QObject::destroyed, this, [this] { --open_; });
+    addPendingConnection(socket.release());
+  }
+
+ private:
+  static constexpr int kMaxClients = 64;
+  int open_ = 0;
+};
+
 }  // namespace
 
 MetricsServer::MetricsServer(const MetricsBoard& board) : board_(board) {
@@ -65,7 +89,7 @@ uint16_t MetricsServer::Listen(const std::string& address, const std::string& se
                                                 "(127.0.0.1:9464, [::1]:9464)");
   }
   // A socket of our own, for the reason a listen fails.
-  auto socket = std::make_unique<QTcpServer>();
+  auto socket = std::make_unique<BoundedListener>();
   if (!socket->listen(endpoint->address, endpoint->port)) {
     throw apps::Failure(apps::kExitFailure, "cannot serve the metrics on " + address + " (" +
                                                 setting +

@@ -42,6 +42,11 @@ StopSignals::~StopSignals() {
   sigaction(SIGPIPE, &previousPipe_, nullptr);
   sigaction(SIGUSR1, &previousUser1_, nullptr);
   sigaction(SIGUSR2, &previousUser2_, nullptr);
+  // A second Ctrl-C or SIGTERM while the first stopped the host is one request: unblocked,
+  // it would end the stopped process by its signal (exit 130, 143) instead of 0.
+  const timespec none{};
+  while (sigtimedwait(&signals_, nullptr, &none) > 0) {
+  }
   pthread_sigmask(SIG_SETMASK, &previousMask_, nullptr);
 }
 

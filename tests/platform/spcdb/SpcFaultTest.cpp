@@ -8,6 +8,7 @@
 #include <future>
 #include <set>
 
+#include "platform/spcdb/SpcSpool.h"
 #include "platform/spcdb/SpcUnavailable.h"
 #include "tests/platform/spcdb/SpcFixture.h"
 #include "tests/support/FileMode.h"
@@ -44,6 +45,11 @@ TEST(SpcUnavailable, ConnectionTimeoutLockAndWriteRefusalsAreTheDatabasesAbsence
       {"HY000", "attempt to write a readonly database", true},
       {"HY008", "The statement was cancelled: canceling statement due to user request", false},
       {"HY000", "database is locked", true},
+      {"HY000", "[SQLite]database or disk is full (13)", true},
+      {"HY000", "[SQLite]disk I/O error (10)", true},
+      {"HY000", "[SQLite]connect failed", true},
+      {"53100", "could not extend file \"base/16384/16385\": No space left on device", true},
+      {"58030", "could not write to file \"pg_wal/xlogtemp.42\": Input/output error", true},
       {"HY000", "Database Is Busy", true},
       {"HY000", "server closed the connection unexpectedly", true},
       {"23505", "duplicate key value violates unique constraint", false},
@@ -185,6 +191,35 @@ TEST(SpcFile, ASaveAfterTheFileWasDeletedOrReplacedLandsInTheFileAtThePath) {
                 "kept");
     }
   }
+}
+
+// A folder moved away while the run saves is an outage: its subgroups wait in the spool. A
+// path that holds no database at the start is a mistake that waiting does not mend.
+TEST(SpcFile, SubgroupsWaitForAFolderMovedAwayButAStartOnAWrongPathFails) {
+  testsupport::TempFolder folder;
+  std::filesystem::create_directory(folder.File("spc"));
+  std::chrono::nanoseconds steady{};
+  auto spool = std::make_shared<platform::SpcSpool>(
+      folder.File("spool.db"), "host", int64_t{1} << 20,
+      [](const std::string&, const std::string&, const std::string&) {}, [&] { return steady; });
+  const auto open = [&](const std::string& path) {
+    auto session = std::make_shared<platform::SpcSession>();
+    session->Settings().SetConnection(testsupport::SqliteLink(path));
+    session->KeepIn(spool);
+    session->Open(1, 0);
+    return session;
+  };
+  auto session = open(folder.File("spc/spc.db"));
+  EXPECT_NE(SaveSubgroup(session, SampleSubgroup(1)), 0);
+  std::filesystem::rename(folder.File("spc"), folder.File("away"));
+  EXPECT_EQ(SaveSubgroup(session, SampleSubgroup(2)), 0);
+  EXPECT_EQ(spool->Depth(), 1);
+  std::filesystem::rename(folder.File("away"), folder.File("spc"));
+  steady += std::chrono::seconds(2);
+  EXPECT_EQ(spool->Forward(*session, false), 1);
+  EXPECT_EQ(ReadSubgroups(*session, 10).size(), 2u);
+
+  EXPECT_THROW(open(folder.File("nowhere/spc.db")), runtime::Error);
 }
 
 TEST(SpcFile, ANewDatabaseAndItsJournalsAreOwnerOnlyWhateverTheUmask) {

@@ -1,10 +1,13 @@
 // What dam run tells a monitoring system: the collections its drivers' timers see, the
 // board of per-configuration snapshots, and the HTTP server a real client scrapes.
 
+#include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QTcpServer>
+#include <QTcpSocket>
+#include <algorithm>
 
 #include "apps/dam/host/CollectionTimer.h"
 #include "apps/dam/host/MetricsBoard.h"
@@ -156,6 +159,31 @@ TEST(MetricsServer, AClientScrapesTheBoardAndItsHealthFollowsTheDrivers) {
     EXPECT_EQ(health.status, c.status) << c.now;
     EXPECT_EQ(health.body, c.body) << c.now;
   }
+
+  // Nobody who can reach the port takes the drivers' descriptors: the 65th open connection
+  // is closed at once.
+  const auto settle = [](const std::function<bool()>& done) {
+    for (QDeadlineTimer deadline(10'000); !done() && !deadline.hasExpired();) {
+      QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    }
+    return done();
+  };
+  std::vector<std::unique_ptr<QTcpSocket>> clients(65);
+  const auto closed = [](const std::unique_ptr<QTcpSocket>& client) {
+    return client->state() == QAbstractSocket::UnconnectedState;
+  };
+  for (auto& client : clients) {
+    client = std::make_unique<QTcpSocket>();
+    client->connectToHost(QHostAddress::LocalHost, port);
+    if (&client != &clients.back()) {
+      ASSERT_TRUE(settle([&] { return client->state() == QAbstractSocket::ConnectedState; }));
+    }
+  }
+  EXPECT_TRUE(settle([&] { return closed(clients[64]); }));
+  EXPECT_FALSE(closed(clients[0]));
+  EXPECT_EQ(std::count_if(clients.begin(), clients.end(), closed), 1);
+  clients.clear();
+  EXPECT_TRUE(settle([&] { return Get(port, "/metrics").status == 200; }));
 
   // Bad addresses and an address in use are refused, naming the setting.
   dam::MetricsServer other(board);
