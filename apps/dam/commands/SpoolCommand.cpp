@@ -26,6 +26,13 @@ void Allow(const SpoolOptions& options, bool spc, bool before) {
 }
 
 int List(platform::SpcSpool& spool) {
+  if (!spool.MovedAsideTo().empty()) {
+    throw apps::Failure(apps::kExitFailure,
+                        "the spool at " + spool.Path() +
+                            " was damaged and has been moved aside to " + spool.MovedAsideTo() +
+                            "; the subgroups it held cannot be listed or forwarded, and are not "
+                            "in the SPC database unless saved there before");
+  }
   // Reading never creates a database, as for the SPC database.
   if (!std::filesystem::exists(spool.Path())) {
     throw apps::Failure(apps::kExitUnreachable, "there is no spool at " + spool.Path() +
