@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 
 #include "host/Folders.h"
@@ -37,12 +36,27 @@ std::string DriverRegistryPath() {
 }
 
 std::vector<RegisteredDriver> ReadDriverRegistry() {
+  const std::string path = DriverRegistryPath();
+  std::string text;
+  if (const std::error_code error = ReadRegularFile(path, text)) {
+    if (error == std::errc::no_such_file_or_directory) return {};
+    throw runtime::Error(runtime::kPathFileAccessError,
+                         "Cannot read the driver registry " + path + ": " + error.message());
+  }
   std::vector<RegisteredDriver> entries;
-  std::ifstream in(DriverRegistryPath(), std::ios::binary);
+  std::istringstream in(text);
   std::string line;
-  while (std::getline(in, line)) {
+  for (int number = 1; std::getline(in, line); ++number) {
+    // Edited on Windows, it may end its lines in CR LF.
+    if (line.ends_with('\r')) line.pop_back();
+    if (line.find_first_not_of(" \t") == std::string::npos) continue;
     const size_t tab = line.find('\t');
-    if (tab == std::string::npos || tab == 0 || tab + 1 == line.size()) continue;
+    if (tab == std::string::npos || tab == 0 || tab + 1 == line.size()) {
+      // Rewriting the file without it would drop a registration that was only mistyped.
+      throw runtime::Error(runtime::kPathFileAccessError,
+                           "Line " + std::to_string(number) + " of the driver registry " + path +
+                               " is not \"class name<TAB>module path\"; mend or delete it");
+    }
     entries.push_back({line.substr(0, tab), line.substr(tab + 1)});
   }
   return entries;

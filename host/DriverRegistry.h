@@ -16,7 +16,9 @@ struct RegisteredDriver {
 };
 
 std::string DriverRegistryPath();
-// An absent file is an empty registry; a line that is not "class<TAB>path" is skipped.
+// An absent file is an empty registry; blank lines are skipped and a CR before a line's end
+// is dropped. A file that cannot be read (no permission, a folder, a FIFO) or a line that is
+// not "class<TAB>path" is error 75 naming it, so that nothing rewrites the file without it.
 std::vector<RegisteredDriver> ReadDriverRegistry();
 // Adds or replaces the entry of `entry.className`. Fails with error 75 when the file
 // cannot be written.

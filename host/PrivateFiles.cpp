@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <random>
+#include <string>
 
 namespace host {
 namespace {
@@ -32,6 +33,17 @@ bool WriteAll(int fd, std::string_view content) {
     content.remove_prefix(static_cast<size_t>(written));
   }
   return true;
+}
+
+class FileKindCategory : public std::error_category {
+ public:
+  const char* name() const noexcept override { return "file kind"; }
+  std::string message(int) const override { return "not a regular file (a FIFO or a device)"; }
+};
+
+std::error_code NotARegularFile() {
+  static const FileKindCategory category;
+  return {1, category};
 }
 
 // A rename is durable once the folder that holds the name is synced.
@@ -78,6 +90,29 @@ std::error_code ReplaceFile(const std::string& path, std::string_view content) {
     return error;
   }
   return SyncFolderOf(path);
+}
+
+std::error_code ReadRegularFile(const std::string& path, std::string& content) {
+  const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (fd < 0) return LastError();
+  std::error_code error;
+  struct stat status {};
+  if (fstat(fd, &status) != 0) {
+    error = LastError();
+  } else if (!S_ISREG(status.st_mode)) {
+    error = S_ISDIR(status.st_mode) ? std::make_error_code(std::errc::is_a_directory)
+                                    : NotARegularFile();
+  }
+  content.clear();
+  for (char buffer[65536]; !error;) {
+    const ssize_t count = read(fd, buffer, sizeof buffer);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) error = LastError();
+    if (count <= 0) break;
+    content.append(buffer, static_cast<size_t>(count));
+  }
+  close(fd);
+  return error;
 }
 
 }  // namespace host

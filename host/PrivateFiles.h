@@ -19,4 +19,10 @@ std::error_code CreatePrivateFolders(const std::string& folder);
 // fails: the error is returned, and the file may hold the new content.
 std::error_code ReplaceFile(const std::string& path, std::string_view content);
 
+// Reads the regular file at `path` into `content`. A FIFO or a device would block the open
+// or the read for good: anything but a regular file is refused without waiting on it (EISDIR
+// for a folder, an error saying "not a regular file" otherwise); a missing file is ENOENT. The one
+// way this system reads a file of settings or registrations.
+std::error_code ReadRegularFile(const std::string& path, std::string& content);
+
 }  // namespace host

@@ -31,7 +31,7 @@ const char kFooter[] =
     "    0  done\n"
     "    1  failed (or, for check, warnings only)\n"
     "    2  the command line cannot be read\n"
-    "    3  the configuration has errors\n"
+    "    3  the configuration, or this host's dam.ini or spool, has errors\n"
     "    4  a database (SPC database or historian) cannot be reached\n"
     "    5  the configuration is inactive (ACTIVE=0)\n"
     "    6  a file given cannot be read: missing, no permission, no regular file, over 16 MB\n"

@@ -51,6 +51,10 @@ const char kFooter[] =
 int Simulate(const apps::ParsedArguments& parsed) {
   histsim::Options options;
   options.historian = parsed.Positional().front();
+  if (options.historian.empty()) {
+    throw apps::UsageError(apps::UsageLine(
+        "histsim", "HISTORIAN is empty; give an SQLite file path or an ODBC connection string"));
+  }
   options.prefix = parsed.Value("prefix", options.prefix);
   options.extraMeasurements =
       static_cast<int>(parsed.Count("measurements", 0, 100'000).value_or(0));

@@ -9,6 +9,8 @@ enum ExitCode : int {
   kExitOk = 0,
   kExitFailure = 1,
   kExitUsage = 2,
+  // The configuration has errors, or this host's set-up does: a dam.ini that cannot be read
+  // or holds a wrong value, a spool that cannot be opened.
   kExitInvalidConfiguration = 3,
   kExitUnreachable = 4,
   // The configuration says ACTIVE=0: there is nothing to collect.

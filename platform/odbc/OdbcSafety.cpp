@@ -167,4 +167,14 @@ void RefuseUnsafeConnectionString(std::string_view connectionString,
                        "ODBC");
 }
 
+void RefuseSqliteWithoutFile(std::string_view connectionString, const OdbcDriverLists& drivers) {
+  if (!IsSqliteDriver(drivers.LibraryFor(connectionString))) return;
+  const std::optional<std::string> file = ConnectionValue(connectionString, "Database");
+  if (file ? !TrimWhiteSpace(*file).empty() : HasConnectionKey(connectionString, "DSN")) return;
+  throw runtime::Error(runtime::kInvalidProcedureCall,
+                       "The SQLite3 connection string names no database file; give one as "
+                       "Database=/path/to/file.db",
+                       "ODBC");
+}
+
 }  // namespace platform

@@ -27,4 +27,9 @@ class OdbcDriverLists;
 void RefuseUnsafeConnectionString(std::string_view connectionString,
                                   const OdbcDriverLists& drivers);
 
+// Throws runtime::Error (5, source "ODBC") when the string loads the SQLite3 ODBC driver
+// and names no database file (an empty Database, or none and no DSN to give one): that
+// driver would make a file named after the whole string in the current folder.
+void RefuseSqliteWithoutFile(std::string_view connectionString, const OdbcDriverLists& drivers);
+
 }  // namespace platform

@@ -69,6 +69,7 @@ OdbcSession::OdbcSession(const std::string& connectionString, const OdbcPolicy& 
       queryTimeout_(policy.queryTimeout) {
   const OdbcDriverLists& drivers = OdbcDriverLists::Installed(*environment_);
   if (!policy.allowDriverPaths) RefuseUnsafeConnectionString(connectionString, drivers);
+  RefuseSqliteWithoutFile(connectionString, drivers);
   std::string text = connectionString;
   const std::string library = drivers.LibraryFor(text);
   if (!HasConnectionKey(text, "Timeout") && IsSqliteDriver(library)) {

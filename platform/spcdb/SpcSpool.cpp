@@ -89,6 +89,7 @@ void SpcSpool::MoveAside(const runtime::Error& error) {
   }
   log_("The local spool could not be read and was moved aside; a new one is started", Said(error),
        aside);
+  movedAsideTo_ = aside;
 }
 
 std::string SpcSpool::NewKey(const SpcSubgroupData& subgroup) {

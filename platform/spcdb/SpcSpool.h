@@ -93,6 +93,8 @@ class SpcSpool {
   int64_t RemoveBefore(runtime::Date time);
 
   const std::string& Path() const { return path_; }
+  // Where the file found at the start was moved aside to, as no spool; "" when it was not.
+  const std::string& MovedAsideTo() const { return movedAsideTo_; }
 
  private:
   // File, Refresh, Failed and Sweep with mutex_ held. A file deleted or replaced at its path
@@ -120,6 +122,7 @@ class SpcSpool {
   const LogLine log_;
   const SteadyTime now_;
   const std::string run_;
+  std::string movedAsideTo_;
   std::unique_ptr<SpcSpoolFile> file_;
   // One forward at a time; taken before mutex_.
   std::mutex forwarding_;

@@ -31,6 +31,13 @@ std::string Folder(const char* overrideVariable, host::BaseFolder base) {
                        "FileSystem.AppendToFile");
 }
 
+[[noreturn]] void ThrowNoLogFile(const std::string& path) {
+  throw runtime::Error(runtime::kPathFileAccessError,
+                       runtime::StandardDescription(runtime::kPathFileAccessError) + ": " + path +
+                           " is a FIFO or a socket, not a file to append to",
+                       "FileSystem.AppendToFile");
+}
+
 // Closes the descriptor however the append ends.
 class Descriptor {
  public:
@@ -73,12 +80,16 @@ std::string FileSystem::DataFolder() const {
 }
 
 void FileSystem::AppendToFile(const std::string& path, const std::string& text) const {
-  Descriptor file(open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, kOwnerOnlyFile));
+  // A FIFO would hold the open, or a write, until someone reads it: it is refused at once.
+  Descriptor file(
+      open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_CLOEXEC, kOwnerOnlyFile));
+  if (file.get() < 0 && errno == ENXIO) ThrowNoLogFile(path);
   if (file.get() < 0) ThrowFileError(path, "open", errno);
   // Only a regular file of our own is narrowed: a device or another user's file is not ours
   // to change.
   struct stat status {};
   if (fstat(file.get(), &status) != 0) ThrowFileError(path, "open", errno);
+  if (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode)) ThrowNoLogFile(path);
   if (S_ISREG(status.st_mode) && status.st_uid == geteuid() &&
       (status.st_mode & 07777) != kOwnerOnlyFile && fchmod(file.get(), kOwnerOnlyFile) != 0) {
     ThrowFileError(path, "protect", errno);

@@ -1,8 +1,5 @@
 #include "platform/utility/ProfileFile.h"
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <optional>
 #include <string_view>
@@ -26,23 +23,19 @@ struct ProfileText {
   bool endsWithLineEnd = true;
 };
 
-// Nothing when the file exists but cannot be read; a missing file is an empty text.
-std::optional<ProfileText> Load(const std::string& path) {
+// A missing file is an empty text; one that is there but cannot be read is error 75, as
+// defaults in its place could send a host's data elsewhere.
+ProfileText Load(const std::string& path, const char* source) {
   ProfileText text;
-  std::error_code error;
-  std::filesystem::file_status status = std::filesystem::status(path, error);
-  if (!std::filesystem::exists(status)) {
-    if (error && status.type() != std::filesystem::file_type::not_found) return std::nullopt;
-    return text;
-  }
-  if (!std::filesystem::is_regular_file(status)) return std::nullopt;
-  std::ifstream in(path, std::ios::binary);
-  if (!in.is_open()) return std::nullopt;
   std::string content;
-  try {
-    content.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  } catch (const std::ios_base::failure&) {
-    return std::nullopt;
+  if (const std::error_code error = host::ReadRegularFile(path, content)) {
+    if (error == std::errc::no_such_file_or_directory || error == std::errc::not_a_directory) {
+      return text;
+    }
+    throw runtime::Error(runtime::kPathFileAccessError,
+                         runtime::StandardDescription(runtime::kPathFileAccessError) +
+                             ": cannot read " + path + ": " + error.message(),
+                         source);
   }
   if (content.starts_with(kByteOrderMark)) {
     text.byteOrderMark = kByteOrderMark;
@@ -120,7 +113,7 @@ Location Locate(const ProfileText& text, std::string_view section, std::string_v
 
 std::optional<std::string> Value(const std::string& path, std::string_view section,
                                  std::string_view key) {
-  ProfileText text = Load(path).value_or(ProfileText{});
+  const ProfileText text = Load(path, "ProfileFile.Read");
   Location location = Locate(text, section, key);
   if (!location.keyLine) return std::nullopt;
   return std::string(ParseLine(text.lines[*location.keyLine]).value);
@@ -192,9 +185,7 @@ void ProfileFile::WriteString(const std::string& section, const std::string& key
                   "the key \"" + key + "\" cannot stand in a profile file");
   RequireWritable(oneLine(value), "a profile file value must be one line");
 
-  std::optional<ProfileText> loaded = Load(path_);
-  if (!loaded) throw AccessError(path_);
-  ProfileText& text = *loaded;
+  ProfileText text = Load(path_, "ProfileFile.WriteString");
   Location location = Locate(text, section, key);
   std::string line = std::string(trimmedKey) + "=" + value;
   if (location.keyLine) {

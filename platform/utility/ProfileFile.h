@@ -2,7 +2,8 @@
 // "key=value" lines and ';' comment lines, names and values trimmed of blanks, sections
 // and keys compared without regard to case. Writing rewrites the file through a temporary
 // file, keeping every other line, the line order and the file's line ending and mode (CR LF
-// and owner-only for a new file). A missing file reads as empty.
+// and owner-only for a new file). A missing file reads as empty; one that is there but cannot
+// be read (no permission, a folder, a FIFO) is error 75 for reads and writes alike.
 #pragma once
 
 #include <cstdint>

@@ -30,8 +30,14 @@ int RegisterCommand(const std::string& module) {
 }
 
 int UnregisterCommand(const std::string& module) {
+  const size_t registered = host::ReadDriverRegistry().size();
   int status = WithModule(module, &DriverModule::UnregisterServer);
-  if (status == 0) std::cout << "unregistered " << module << '\n';
+  if (status != 0) return status;
+  if (host::ReadDriverRegistry().size() == registered) {
+    std::cout << module << " was not registered in " << host::DriverRegistryPath() << '\n';
+  } else {
+    std::cout << "unregistered " << module << '\n';
+  }
   return status;
 }
 

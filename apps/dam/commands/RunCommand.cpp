@@ -70,9 +70,9 @@ std::optional<platform::SpcRules> CheckedRules(host::Components& components,
   if (setting.empty()) return std::nullopt;
   const std::optional<platform::SpcRules> rules = platform::ParseRules(setting);
   if (!rules) {
-    throw apps::Failure(apps::kExitFailure, SettingName(components, "Run", "Rules") + " '" +
-                                                setting +
-                                                "' is not a list of rules 1 to 8 (1,2,3,4)");
+    throw apps::Failure(apps::kExitInvalidConfiguration,
+                        SettingName(components, "Run", "Rules") + " '" + setting +
+                            "' is not a list of rules 1 to 8 (1,2,3,4)");
   }
   return rules;
 }

@@ -26,6 +26,13 @@ void Allow(const SpoolOptions& options, bool spc, bool before) {
 }
 
 int List(platform::SpcSpool& spool) {
+  if (!spool.MovedAsideTo().empty()) {
+    throw apps::Failure(apps::kExitFailure,
+                        "the spool at " + spool.Path() +
+                            " was damaged and has been moved aside to " + spool.MovedAsideTo() +
+                            "; the subgroups it held cannot be listed or forwarded, and are not "
+                            "in the SPC database unless saved there before");
+  }
   // Reading never creates a database, as for the SPC database.
   if (!std::filesystem::exists(spool.Path())) {
     throw apps::Failure(apps::kExitUnreachable, "there is no spool at " + spool.Path() +
@@ -42,8 +49,8 @@ int List(platform::SpcSpool& spool) {
   return 0;
 }
 
-int Forward(platform::PlatformComponents& components, const std::string& spc) {
-  platform::SpcSpool& spool = components.Spool();
+int Forward(platform::PlatformComponents& components, platform::SpcSpool& spool,
+            const std::string& spc) {
   const std::string connection = SpcConnection(components, spc);
   const int64_t forwarded =
       apps::Doing(apps::kExitUnreachable, "cannot forward to the SPC database", [&] {
@@ -95,9 +102,10 @@ int SpoolCommand(const SpoolOptions& options) {
   }
   platform::PlatformComponents components;
   WarnIfSettingsShowPasswords(components);
-  if (options.action == "forward") return Forward(components, options.spc);
-  if (options.action == "drop") return Drop(components.Spool(), options.before, options.yes);
-  return List(components.Spool());
+  platform::SpcSpool& spool = SettingUpThisHost([&]() -> auto& { return components.Spool(); });
+  if (options.action == "forward") return Forward(components, spool, options.spc);
+  if (options.action == "drop") return Drop(spool, options.before, options.yes);
+  return List(spool);
 }
 
 }  // namespace dam

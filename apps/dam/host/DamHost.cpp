@@ -37,7 +37,7 @@ bool UsersOwnGroup(gid_t gid) {
 }  // namespace
 
 DamHost::DamHost(host::Components& components, const std::string& spcConnection)
-    : session_(components.CreateDatabaseSession()) {
+    : session_(SettingUpThisHost([&] { return components.CreateDatabaseSession(); })) {
   session_->Initialize(host::SessionNumber());
   session_->Settings().SetConnection(spcConnection);
   session_->Open(1, 0);
@@ -49,7 +49,9 @@ void DamHost::StateChanged(host::IDriver& driver) {
 
 std::string HostSetting(host::Components& components, const std::string& section,
                         const std::string& key) {
-  return components.OpenSettingsFile(SettingsPath(components))->ReadString(section, key, "");
+  return SettingUpThisHost([&] {
+    return components.OpenSettingsFile(SettingsPath(components))->ReadString(section, key, "");
+  });
 }
 
 std::string SettingName(host::Components& components, const std::string& section,

@@ -5,7 +5,9 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
+#include "apps/shared/Failures.h"
 #include "host/Components.h"
 #include "host/IDriver.h"
 
@@ -29,6 +31,15 @@ class DamHost : public host::DriverParent,
  private:
   std::shared_ptr<host::DatabaseSession> session_;
 };
+
+// Runs `body`, which reads dam.ini or sets up what it configures (the spool). A dam.ini that
+// cannot be read, a wrong value or a spool that cannot be opened is no outage a restart
+// mends: an apps::Failure with exit status kExitInvalidConfiguration.
+template <typename Body>
+decltype(auto) SettingUpThisHost(Body&& body) {
+  return apps::Doing(apps::kExitInvalidConfiguration, "cannot set up this host",
+                     std::forward<Body>(body));
+}
 
 // The host setting `key` of `section` in dam.ini (settings folder); "" when not set.
 std::string HostSetting(host::Components& components, const std::string& section,

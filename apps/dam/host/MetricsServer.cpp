@@ -84,9 +84,9 @@ MetricsServer::MetricsServer(const MetricsBoard& board) : board_(board) {
 uint16_t MetricsServer::Listen(const std::string& address, const std::string& setting) {
   const std::optional<Endpoint> endpoint = ParseEndpoint(address);
   if (!endpoint) {
-    throw apps::Failure(apps::kExitFailure, setting + " '" + address +
-                                                "' is not an address and port "
-                                                "(127.0.0.1:9464, [::1]:9464)");
+    throw apps::Failure(
+        apps::kExitInvalidConfiguration,
+        setting + " '" + address + "' is not an address and port (127.0.0.1:9464, [::1]:9464)");
   }
   // A socket of our own, for the reason a listen fails.
   auto socket = std::make_unique<BoundedListener>();

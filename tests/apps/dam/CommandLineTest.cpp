@@ -80,6 +80,7 @@ TEST_F(CommandLine, MistakesNameTheArgumentOnOneLineAndExitTwo) {
       {"dam spool --yes", "--yes does not go with listing", "dam spool"},
       {"dam spool burn", "unknown action 'burn'", "dam spool"},
       {"histsim", "missing HISTORIAN", "histsim"},
+      {"histsim ", "HISTORIAN is empty", "histsim"},
       {"histsim h.db --period 0", "--period '0' is not a positive DURATION", "histsim"},
       {"histsim h.db --measurements 100001", "--measurements '100001'", "histsim"},
       {"histsim h.db --seed", "missing value after '--seed'", "histsim"},
@@ -191,6 +192,20 @@ TEST_F(CommandLine, CheckExitsZeroOneOrThreeAndRunRefusesErrors) {
        {},
        {"No driver module is registered for Other.Version1"}},
       {withoutModules + "dam check " + clean, 1, {}, {"dam check: No driver module is registered"}},
+      // Reading adds no SPC tables to a historian, makes no file named after a string that
+      // names none, and says why it cannot look a path up.
+      {"dam subgroups --spc Driver=SQLite3;Database=" + historian_,
+       4,
+       {},
+       {historian_ + " is not an SPC database"}},
+      {"dam subgroups --spc Driver=SQLite3;Database=;Timeout=100",
+       4,
+       {},
+       {"The SQLite3 connection string names no database file"}},
+      {"dam subgroups --spc Driver=SQLite3;Database=/" + std::string(300, 'x'),
+       4,
+       {},
+       {": File name too long"}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.line);

@@ -239,6 +239,16 @@ TEST_F(SpoolHost, ASubgroupTheDatabaseRefusesIsASaveErrorAndIsNotKept) {
 }
 
 TEST_F(SpoolHost, DamSpoolListsDropsOnlyWhenConfirmedAndForwards) {
+  // A damaged spool is moved aside; the listing says so, not that there never was one.
+  WriteFile("data/spool.db",
+            "not a database, and long enough to be read as one: " + std::string(1000, '-'));
+  auto [damaged, said] = Dam({"spool"});
+  EXPECT_EQ(damaged, 1) << said;
+  EXPECT_NE(
+      said.find("was damaged and has been moved aside to " + work_.File("data/spool.db.corrupt-")),
+      std::string::npos)
+      << said;
+  std::filesystem::remove(work_.File("data/spool.db"));
   {
     platform::SpcSpool spool(work_.File("data/spool.db"), "test", int64_t{1} << 30,
                              [](const std::string&, const std::string&, const std::string&) {});

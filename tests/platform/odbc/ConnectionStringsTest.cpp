@@ -163,6 +163,16 @@ TEST(OdbcSafety, LetsThroughOnlyTheKeysTheLoadedDriverDocuments) {
         << text << " -> " << Refusal(text, lists) << ", not " << refusal;
     EXPECT_EQ(Refusal(text, lists).empty(), std::string(refusal).empty()) << text;
   }
+
+  // The SQLite3 ODBC driver would make a file named after a string that names none.
+  for (const char* text : {"Driver=SQLite3;Database=", "Driver=SQLite3;Database=;Timeout=100",
+                           "Driver=SQLite3;Database= ", "Driver=SQLite3;Timeout=100"}) {
+    EXPECT_THROW(platform::RefuseSqliteWithoutFile(text, lists), runtime::Error) << text;
+  }
+  for (const char* text :
+       {"Driver=SQLite3;Database=h.db", "DSN=Historian;Database=", "Driver=SQLite3;DSN=Local"}) {
+    EXPECT_NO_THROW(platform::RefuseSqliteWithoutFile(text, lists)) << text;
+  }
 }
 
 // Generated strings with what trips up readers of the syntax: braces, doubled braces, ';' in

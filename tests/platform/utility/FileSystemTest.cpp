@@ -1,7 +1,9 @@
 #include "platform/utility/FileSystem.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -37,6 +39,12 @@ TEST(FileSystemTest, AppendedFilesAreTheOwnersOnly) {
 
   EXPECT_THROW(files.AppendToFile("/dev/full", "lost\r\n"), runtime::Error);
   EXPECT_EQ(testsupport::FileMode("/dev/full") & 0666, 0666u);
+  // A FIFO, read by nobody or by someone, is refused at once, not waited on.
+  ASSERT_EQ(mkfifo(temp.File("fifo.LOG").c_str(), 0600), 0);
+  EXPECT_THROW(files.AppendToFile(temp.File("fifo.LOG"), "lost\r\n"), runtime::Error);
+  const int reader = open(temp.File("fifo.LOG").c_str(), O_RDONLY | O_NONBLOCK);
+  EXPECT_THROW(files.AppendToFile(temp.File("fifo.LOG"), "lost\r\n"), runtime::Error);
+  close(reader);
 }
 
 }  // namespace

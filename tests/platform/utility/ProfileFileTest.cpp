@@ -1,6 +1,7 @@
 #include "platform/utility/ProfileFile.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -93,6 +94,15 @@ TEST(ProfileFile, BadWritesAreClearErrors) {
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()),
                           std::filesystem::directory_iterator()),
             2);
+  // A file that is there but cannot be read is no missing file: its defaults would be wrong.
+  // A FIFO is refused without waiting for a writer.
+  ASSERT_EQ(mkfifo(folder.File("fifo.ini").c_str(), 0600), 0);
+  for (const std::string& path : {folder.Subfolder("sub"), folder.File("fifo.ini")}) {
+    const runtime::Error e =
+        ErrorFrom([&] { platform::ProfileFile(path).ReadString("S", "K", "default"); });
+    EXPECT_EQ(e.Number(), runtime::kPathFileAccessError) << path;
+    EXPECT_NE(e.Description().find("cannot read " + path), std::string::npos) << e.Description();
+  }
 
   platform::ProfileFile file(folder.File("ok.ini"));
   for (auto [section, key, value] : {std::tuple{"S", "a=b", "v"},

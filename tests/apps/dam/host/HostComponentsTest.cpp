@@ -110,6 +110,30 @@ TEST_F(Registration, StoresTheCanonicalPathOfTheModuleGiven) {
     EXPECT_EQ(Read(work_.File("drivers.registry")), std::string(kClass) + '\t' + module + '\n')
         << form;
   }
+  const QString path = QString::fromStdString(module);
+  const auto [unregistered, said] = Dam({"unregister", path});
+  EXPECT_EQ(said, "unregistered " + module + "\n");
+  const auto [again, notThere] = Dam({"unregister", path});
+  EXPECT_EQ(notThere, module + " was not registered in " + work_.File("drivers.registry") + "\n");
+
+  // A registry edited on Windows is read; one that cannot be read, or with a line that is no
+  // registration, is refused as it is, not rewritten without it.
+  WriteFile("drivers.registry", "Other.Version1\t/x/other.so\r\n");
+  EXPECT_NE(Dam({"drivers"}).second.find("Other.Version1\t/x/other.so\t(missing)\n"),
+            std::string::npos);
+  WriteFile("drivers.registry", "Other.Version1 /x/other.so\n");
+  fs::create_directory(work_.File("folder.registry"));
+  ASSERT_EQ(mkfifo(work_.File("fifo.registry").c_str(), 0600), 0);
+  for (const char* registry : {"drivers.registry", "folder.registry", "fifo.registry"}) {
+    environment_.insert("DAM_REGISTRY_FILE", QString::fromStdString(work_.File(registry)));
+    for (const QStringList& command :
+         {QStringList{"register", path}, QStringList{"unregister", path}, QStringList{"drivers"}}) {
+      const auto [status, output] = Dam(command);
+      EXPECT_EQ(status, 1) << registry << ' ' << command[0].toStdString() << ": " << output;
+      EXPECT_NE(output.find(work_.File(registry)), std::string::npos) << output;
+    }
+  }
+  EXPECT_EQ(Read(work_.File("drivers.registry")), "Other.Version1 /x/other.so\n");
 }
 
 // A host as a driver uses it: one session of its own on the shared database.

@@ -8,6 +8,8 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <algorithm>
+#include <filesystem>
+#include <tuple>
 
 #include "apps/dam/host/CollectionTimer.h"
 #include "apps/dam/host/MetricsBoard.h"
@@ -185,7 +187,8 @@ TEST(MetricsServer, AClientScrapesTheBoardAndItsHealthFollowsTheDrivers) {
   clients.clear();
   EXPECT_TRUE(settle([&] { return Get(port, "/metrics").status == 200; }));
 
-  // Bad addresses and an address in use are refused, naming the setting.
+  // Bad addresses (a wrong setting) and addresses that cannot be listened on are refused,
+  // naming the setting.
   dam::MetricsServer other(board);
   for (const std::string& address : std::vector<std::string>{
            "localhost:9464", "127.0.0.1", "127.0.0.1:", "127.0.0.1:65536", "::1:9464",
@@ -194,7 +197,10 @@ TEST(MetricsServer, AClientScrapesTheBoardAndItsHealthFollowsTheDrivers) {
       other.Listen(address, "[Metrics] Listen in dam.ini");
       ADD_FAILURE() << address << " was taken";
     } catch (const apps::Failure& failure) {
-      EXPECT_EQ(failure.Code(), apps::kExitFailure);
+      const bool listenable =
+          address.starts_with("192.0.2.1") || address == "127.0.0.1:" + std::to_string(port);
+      EXPECT_EQ(failure.Code(), listenable ? apps::kExitFailure : apps::kExitInvalidConfiguration)
+          << address;
       EXPECT_NE(std::string(failure.what()).find("[Metrics] Listen in dam.ini"), std::string::npos)
           << failure.what();
     }
@@ -204,23 +210,31 @@ TEST(MetricsServer, AClientScrapesTheBoardAndItsHealthFollowsTheDrivers) {
 using MetricsRun = damtest::DamProcesses;
 
 // A run with [Metrics] Listen serves what it collects; one whose address cannot be served,
-// or whose [Run] Rules are no rules, does not start.
+// whose [Run] Rules are no rules, or whose dam.ini is wrong or cannot be read, does not start.
+// A wrong setting is exit 3, which the service does not restart; a port taken may come free.
 TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
   damtest::EnsureApplication();
   QTcpServer taken;
   ASSERT_TRUE(taken.listen(QHostAddress::LocalHost));
-  const std::pair<std::string, std::string> badSettings[] = {
-      {"[Metrics]\nListen=9464\n", "[Metrics] Listen"},
-      {"[Metrics]\nListen=127.0.0.1:" + std::to_string(taken.serverPort()), "[Metrics] Listen"},
-      {"[Run]\nRules=1,9\n", "[Run] Rules"}};
-  for (const auto& [settings, name] : badSettings) {
-    WriteFile("settings/dam.ini", settings);
+  const std::string ini = work_.File("settings/dam.ini");
+  const std::tuple<std::string, std::string, int> badSettings[] = {
+      {"[Metrics]\nListen=9464\n", "[Metrics] Listen in " + ini, 3},
+      {"[Metrics]\nListen=127.0.0.1:" + std::to_string(taken.serverPort()),
+       "[Metrics] Listen in " + ini, 1},
+      {"[Run]\nRules=1,9\n", "[Run] Rules in " + ini, 3},
+      {"[Spool]\nMaxBytes=0\n", "[Spool] MaxBytes in " + ini, 3},
+      // A folder in its place: the defaults would send the subgroups to another database.
+      {"", "cannot read " + ini + ": Is a directory", 3}};
+  for (const auto& [settings, said, status] : badSettings) {
+    std::filesystem::remove(ini);
+    if (settings.empty()) std::filesystem::create_directory(ini);
+    if (!settings.empty()) WriteFile("settings/dam.ini", settings);
     const auto [code, output] = Dam({"run", Configuration(), "--for", "5"});
-    EXPECT_EQ(code, 1) << output;
-    EXPECT_NE(output.find(name + " in " + work_.File("settings/dam.ini")), std::string::npos)
-        << output;
+    EXPECT_EQ(code, status) << output;
+    EXPECT_NE(output.find(said), std::string::npos) << output;
     EXPECT_EQ(output.find("stopped after"), std::string::npos) << "the driver never started";
   }
+  std::filesystem::remove(ini);
 
   StartHistorian();
   WriteFile("settings/dam.ini", "[Metrics]\nListen=127.0.0.1:0\n");
