@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iomanip>
 #include <random>
 #include <sstream>
 
@@ -27,6 +28,13 @@ std::string RunId() {
   id << std::hex << getpid() << '.' << std::chrono::system_clock::now().time_since_epoch().count()
      << '.' << random();
   return id.str();
+}
+
+// FNV-1a, 64 bits: the same on every machine and in every version.
+uint64_t Fingerprint(std::string_view text) {
+  uint64_t hash = 14695981039346656037ull;
+  for (const unsigned char c : text) hash = (hash ^ c) * 1099511628211ull;
+  return hash;
 }
 
 std::string Said(const runtime::Error& error) {
@@ -110,7 +118,7 @@ void SpcSpool::Keep(const SpcSubgroupData& subgroup, const std::string& key,
                                " bytes, [Spool] MaxBytes in dam.ini)",
                            "SpcSpool");
     }
-    File().Append(subgroup, key);
+    File().Append(subgroup, key, database_);
   } catch (...) {
     runtime::Error error = runtime::ToError(std::current_exception());
     if (error.Number() != kSpcSpoolFull) {
@@ -189,14 +197,14 @@ int64_t SpcSpool::Forward(SpcForwardTarget& target, bool now) {
       if (!file_ && !std::filesystem::exists(path_)) return 0;
       if (!now && now_() < nextAttempt_) return 0;
       // Asked for by a person, who may have fixed what the database refused.
-      if (now) File().ClearRefusals();
+      if (now) File().ClearRefusals(database_);
     }
     if (!Reachable(target)) return 0;
     for (;;) {
       std::optional<SpooledSubgroup> next;
       {
         std::lock_guard lock(mutex_);
-        next = File().Oldest();
+        next = File().Oldest(database_);
       }
       if (!next) break;
       SpcWritten written;
@@ -266,7 +274,24 @@ std::string SpcSpool::Target() const {
 
 void SpcSpool::SetTarget(const std::string& connection) {
   std::lock_guard lock(mutex_);
+  if (connection == target_) return;
   target_ = connection;
+  database_ = DatabaseId(connection);
+  if (!file_ && !std::filesystem::exists(path_)) return;
+  try {
+    Refresh();
+    // What an earlier run kept for this database: its "unavailable" line is in the log.
+    spooling_ = waiting_ > 0;
+  } catch (const runtime::Error& error) {
+    log_("The local spool could not be read or written", Said(error), path_);
+  }
+}
+
+std::string SpcSpool::DatabaseId(const std::string& connection) {
+  std::ostringstream id;
+  id << std::hex << std::setw(16) << std::setfill('0')
+     << Fingerprint(MaskConnectionSecrets(connection));
+  return id.str();
 }
 
 std::vector<SpoolEntry> SpcSpool::List() {
@@ -309,7 +334,7 @@ SpcSpoolFile& SpcSpool::File() {
     // that cannot be removed shows in the read below.
     std::error_code ignored;
     if (deleted) std::filesystem::remove(path_ + "-journal", ignored);
-    const int64_t held = file_->Count();
+    const int64_t held = file_->Count("");
     const std::string copy = deleted ? path_ : AsidePath(path_, "replaced");
     file_->CopyTo(copy);
     file_.reset();
@@ -321,8 +346,8 @@ SpcSpoolFile& SpcSpool::File() {
 }
 
 void SpcSpool::Refresh() {
-  depth_ = File().Count();
-  waiting_ = File().Waiting();
+  depth_ = File().Count(database_);
+  waiting_ = File().Waiting(database_);
 }
 
 void SpcSpool::Failed() {

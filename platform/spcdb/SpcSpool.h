@@ -84,9 +84,15 @@ class SpcSpool {
   // `wake` must return at once and may be called from any thread.
   void WakeWith(std::function<void()> wake);
 
-  // The connection string of the sessions that kept subgroups, for a forwarder of its own.
+  // The connection string of the sessions that keep subgroups, for a forwarder of its own.
+  // Several hosts with different SPC databases may share the spool file: the spool keeps,
+  // counts and forwards only the subgroups of its target's database (and those an earlier
+  // version kept without naming one). Until a target is set it counts them all.
   std::string Target() const;
   void SetTarget(const std::string& connection);
+  // Names the database of `connection` in the spool file, without its secrets: the same
+  // for the same connection string whatever its password.
+  static std::string DatabaseId(const std::string& connection);
 
   std::vector<SpoolEntry> List();
   int64_t CountBefore(runtime::Date time);
@@ -145,6 +151,8 @@ class SpcSpool {
   std::chrono::seconds backoff_{1};
   std::chrono::nanoseconds nextAttempt_{std::chrono::nanoseconds::min()};
   std::string target_;
+  // DatabaseId(target_); "" before the first target.
+  std::string database_;
 };
 
 }  // namespace platform

@@ -19,7 +19,8 @@ const char* const kTables[] = {
     " idempotency_key TEXT NOT NULL UNIQUE, time_serial REAL NOT NULL, size INTEGER NOT NULL,"
     " session_number INTEGER NOT NULL, part_group TEXT, part TEXT, process_group TEXT,"
     " process TEXT, job_group TEXT, job TEXT, shift_group TEXT, shift TEXT, lot TEXT,"
-    " refused TEXT, configuration_name TEXT, forwarded INTEGER NOT NULL DEFAULT 0)",
+    " refused TEXT, configuration_name TEXT, forwarded INTEGER NOT NULL DEFAULT 0,"
+    " spc_database TEXT)",
     "CREATE TABLE IF NOT EXISTS spooled_descriptors ("
     "spool_id INTEGER NOT NULL REFERENCES spooled (id) ON DELETE CASCADE,"
     " ordinal INTEGER NOT NULL, group_name TEXT NOT NULL, name TEXT NOT NULL,"
@@ -65,8 +66,21 @@ std::optional<SpcName> Named(const host::Recordset& rows, const char* group, con
   return SpcName{Text(rows, group), Text(rows, name)};
 }
 
-int64_t Number(OdbcConnection& connection, const std::string& sql) {
-  return runtime::ToLong(connection.Execute(sql)->Field("n"));
+int64_t Number(OdbcConnection& connection, const std::string& sql,
+               const Parameters& parameters = {}) {
+  return runtime::ToLong(connection.Execute(sql, parameters)->Field("n"));
+}
+
+// The rows of `database`: those kept for it, and those kept by versions that did not say
+// which database they were for. "" takes every row.
+const char* const kFor = " AND (spc_database IS NULL OR spc_database = ? OR ? = '')";
+
+Parameters For(const std::string& database) {
+  return {database, database};
+}
+
+runtime::Variant NullIfEmpty(const std::string& text) {
+  return text.empty() ? runtime::Variant(runtime::Null) : runtime::Variant(text);
 }
 
 }  // namespace
@@ -101,6 +115,7 @@ SpcSpoolFile::SpcSpoolFile(const std::string& path) {
   addColumn("spooled", "configuration_name", "TEXT");
   addColumn("spooled", "forwarded", "INTEGER NOT NULL DEFAULT 0");
   addColumn("spooled_readings", "value_text", "TEXT");
+  addColumn("spooled", "spc_database", "TEXT");
 }
 
 void SpcSpoolFile::CopyTo(const std::string& path) {
@@ -133,18 +148,19 @@ void SpcSpoolFile::Transact(Body&& body) {
   connection_.Execute("COMMIT");
 }
 
-void SpcSpoolFile::Append(const SpcSubgroupData& s, const std::string& key) {
+void SpcSpoolFile::Append(const SpcSubgroupData& s, const std::string& key,
+                          const std::string& database) {
   Transact([&] {
     connection_.Execute(
         "INSERT INTO spooled (idempotency_key, time_serial, size, session_number, part_group,"
         " part, process_group, process, job_group, job, shift_group, shift, lot,"
-        " configuration_name) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
-        Parameters{key, s.time.serial, s.size, s.sessionNumber, GroupOf(s.part), NameOf(s.part),
-                   GroupOf(s.process), NameOf(s.process), GroupOf(s.job), NameOf(s.job),
-                   GroupOf(s.shift), NameOf(s.shift),
-                   s.lot ? runtime::Variant(*s.lot) : runtime::Variant(runtime::Null),
-                   s.configuration ? runtime::Variant(*s.configuration)
-                                   : runtime::Variant(runtime::Null)});
+        " configuration_name, spc_database) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+        Parameters{
+            key, s.time.serial, s.size, s.sessionNumber, GroupOf(s.part), NameOf(s.part),
+            GroupOf(s.process), NameOf(s.process), GroupOf(s.job), NameOf(s.job), GroupOf(s.shift),
+            NameOf(s.shift), s.lot ? runtime::Variant(*s.lot) : runtime::Variant(runtime::Null),
+            s.configuration ? runtime::Variant(*s.configuration) : runtime::Variant(runtime::Null),
+            NullIfEmpty(database)});
     const runtime::Variant id =
         connection_.Execute("SELECT last_insert_rowid() AS id")->Field("id");
     auto descriptor = connection_.Prepare(
@@ -165,9 +181,11 @@ void SpcSpoolFile::Append(const SpcSubgroupData& s, const std::string& key) {
   });
 }
 
-std::optional<SpooledSubgroup> SpcSpoolFile::Oldest() {
-  auto row = connection_.Execute(
-      "SELECT * FROM spooled WHERE refused IS NULL AND forwarded = 0 ORDER BY id LIMIT 1");
+std::optional<SpooledSubgroup> SpcSpoolFile::Oldest(const std::string& database) {
+  auto row = connection_.Execute(std::string("SELECT * FROM spooled WHERE refused IS NULL AND"
+                                             " forwarded = 0") +
+                                     kFor + " ORDER BY id LIMIT 1",
+                                 For(database));
   if (row->Eof()) return std::nullopt;
   SpooledSubgroup spooled;
   spooled.id = runtime::ToLong(row->Field("id"));
@@ -256,25 +274,33 @@ void SpcSpoolFile::Refuse(int32_t id, const std::string& reason) {
   });
 }
 
-void SpcSpoolFile::ClearRefusals() {
+void SpcSpoolFile::ClearRefusals(const std::string& database) {
   // Only those: a row written again needs room that a full disk does not have.
-  Transact(
-      [&] { connection_.Execute("UPDATE spooled SET refused = NULL WHERE refused IS NOT NULL"); });
+  Transact([&] {
+    connection_.Execute(
+        std::string("UPDATE spooled SET refused = NULL WHERE refused IS NOT NULL") + kFor,
+        For(database));
+  });
 }
 
-int64_t SpcSpoolFile::Count() {
-  return Number(connection_, "SELECT COUNT(*) AS n FROM spooled WHERE forwarded = 0");
-}
-
-int64_t SpcSpoolFile::Waiting() {
+int64_t SpcSpoolFile::Count(const std::string& database) {
   return Number(connection_,
-                "SELECT COUNT(*) AS n FROM spooled WHERE refused IS NULL AND forwarded = 0");
+                std::string("SELECT COUNT(*) AS n FROM spooled WHERE forwarded = 0") + kFor,
+                For(database));
+}
+
+int64_t SpcSpoolFile::Waiting(const std::string& database) {
+  return Number(
+      connection_,
+      std::string("SELECT COUNT(*) AS n FROM spooled WHERE refused IS NULL AND forwarded = 0") +
+          kFor,
+      For(database));
 }
 
 std::vector<SpoolEntry> SpcSpoolFile::List() {
   std::vector<SpoolEntry> entries;
   for (auto row = connection_.Execute(
-           "SELECT s.id, s.time_serial, s.session_number, s.refused,"
+           "SELECT s.id, s.time_serial, s.session_number, s.refused, s.spc_database,"
            " (SELECT COUNT(*) FROM spooled_readings r WHERE r.spool_id = s.id) AS readings"
            " FROM spooled s WHERE s.forwarded = 0 ORDER BY s.id");
        !row->Eof(); row->MoveNext()) {
@@ -282,7 +308,8 @@ std::vector<SpoolEntry> SpcSpoolFile::List() {
                        runtime::Date{runtime::ToDouble(row->Field("time_serial"))},
                        runtime::ToLong(row->Field("session_number")),
                        runtime::ToLong(row->Field("readings")),
-                       row->Field("refused").IsNull() ? "" : Text(*row, "refused")});
+                       row->Field("refused").IsNull() ? "" : Text(*row, "refused"),
+                       row->Field("spc_database").IsNull() ? "" : Text(*row, "spc_database")});
   }
   return entries;
 }

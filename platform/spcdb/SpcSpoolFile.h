@@ -37,6 +37,9 @@ struct SpoolEntry {
   int32_t readings = 0;
   // Why the SPC database refused the subgroup when it was forwarded; "" while it waits.
   std::string refused;
+  // The SPC database it is kept for (SpcSpool::DatabaseId); "" when kept by a version that
+  // did not say, for whichever database forwards first.
+  std::string database;
 };
 
 class SpcSpoolFile {
@@ -50,9 +53,12 @@ class SpcSpoolFile {
   // nothing is left there on failure.
   void CopyTo(const std::string& path);
 
-  void Append(const SpcSubgroupData& subgroup, const std::string& key);
+  // `database` names the SPC database the subgroup is kept for, one that never holds
+  // secrets (SpcSpool::DatabaseId). The functions that take a `database` read only its
+  // subgroups and those kept without one; "" reads them all.
+  void Append(const SpcSubgroupData& subgroup, const std::string& key, const std::string& database);
   // The oldest subgroup not refused and not forwarded; nothing when there is none.
-  std::optional<SpooledSubgroup> Oldest();
+  std::optional<SpooledSubgroup> Oldest(const std::string& database);
   // Marks the subgroup forwarded: it is gone from every count and listing.
   void MarkForwarded(int32_t id);
   // Deletes the subgroups marked forwarded and gives their pages back to the file system.
@@ -63,11 +69,12 @@ class SpcSpoolFile {
   // Keeps the subgroup, set aside with the reason, so that the ones behind it go on.
   void Refuse(int32_t id, const std::string& reason);
   // Puts every refused subgroup back in line.
-  void ClearRefusals();
+  void ClearRefusals(const std::string& database);
   // Every subgroup held, refused ones included, forwarded ones not.
-  int64_t Count();
+  int64_t Count(const std::string& database);
   // The subgroups not refused.
-  int64_t Waiting();
+  int64_t Waiting(const std::string& database);
+  // Every database's.
   std::vector<SpoolEntry> List();
   // Removes the subgroups collected before `time`; gives how many were held.
   int64_t RemoveBefore(runtime::Date time);

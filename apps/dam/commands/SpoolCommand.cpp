@@ -25,7 +25,8 @@ void Allow(const SpoolOptions& options, bool spc, bool before) {
   if (!before && options.yes) refuse("yes");
 }
 
-int List(platform::SpcSpool& spool) {
+// `database` is the one the host forwards to: rows kept for another are marked.
+int List(platform::SpcSpool& spool, const std::string& database) {
   if (!spool.MovedAsideTo().empty()) {
     throw apps::Failure(apps::kExitFailure,
                         "the spool at " + spool.Path() +
@@ -42,6 +43,9 @@ int List(platform::SpcSpool& spool) {
   for (const platform::SpoolEntry& entry : entries) {
     std::cout << runtime::FormatGeneralDate(entry.time) << "  session " << entry.sessionNumber
               << "  " << entry.readings << " reading(s)";
+    if (!entry.database.empty() && entry.database != database) {
+      std::cout << "  for another SPC database (" << entry.database << ")";
+    }
     if (!entry.refused.empty()) std::cout << "  refused: " << entry.refused;
     std::cout << '\n';
   }
@@ -58,8 +62,11 @@ int Forward(platform::PlatformComponents& components, platform::SpcSpool& spool,
         auto& session = dynamic_cast<platform::SpcSession&>(*host.Session());
         return spool.Forward(session, true);
       });
+  const int64_t others = static_cast<int64_t>(spool.List().size()) - spool.Depth();
   std::cout << "forwarded " << forwarded << " subgroup(s); " << spool.Depth() << " still kept in "
-            << spool.Path() << '\n';
+            << spool.Path();
+  if (others > 0) std::cout << " (and " << others << " for other SPC databases)";
+  std::cout << '\n';
   return spool.Depth() == 0 ? 0 : 1;
 }
 
@@ -105,7 +112,7 @@ int SpoolCommand(const SpoolOptions& options) {
   platform::SpcSpool& spool = SettingUpThisHost([&]() -> auto& { return components.Spool(); });
   if (options.action == "forward") return Forward(components, spool, options.spc);
   if (options.action == "drop") return Drop(spool, options.before, options.yes);
-  return List(spool);
+  return List(spool, platform::SpcSpool::DatabaseId(SpcConnection(components, options.spc)));
 }
 
 }  // namespace dam

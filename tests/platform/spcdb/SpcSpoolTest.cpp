@@ -200,7 +200,7 @@ TEST_F(SpoolOnStoppedServer, RefusedAndLockedWritesAreKeptForARoleThatMayOnlyRea
 
 class SpoolOnLockedFile : public SpoolTest, public ::testing::Test {};
 
-TEST_F(SpoolOnLockedFile, AKeptSubgroupKeepsItsConfigurationNameAndOlderSpoolsOpen) {
+TEST_F(SpoolOnLockedFile, AKeptSubgroupKeepsItsNameAndDatabaseAndOlderSpoolsOpen) {
   // A spool file of the version before, holding one subgroup.
   {
     platform::OdbcConnection old;
@@ -219,26 +219,46 @@ TEST_F(SpoolOnLockedFile, AKeptSubgroupKeepsItsConfigurationNameAndOlderSpoolsOp
   auto spool = MakeSpool();
   auto session = SpoolingSession(database->ConnectionString(), spool);
   session->SetConfigurationName("Line 3");
+  // Another host on the same spool file, with an SPC database of its own.
+  auto elsewhere = MakeTestDatabase(Backend::SQLite);
+  auto otherSpool = MakeSpool();
+  auto otherSession = SpoolingSession(elsewhere->ConnectionString(), otherSpool);
+  Keep(*otherSpool, 5, 6);
 
   platform::OdbcConnection other;
   other.Open(database->ConnectionString(), "", "");
   other.Execute("BEGIN EXCLUSIVE");
   EXPECT_EQ(SaveSubgroup(session, SampleSubgroup(1)), 0);
   EXPECT_EQ(spool->Depth(), 2);
+  std::vector<std::string> databases;
+  for (const platform::SpoolEntry& entry : spool->List()) databases.push_back(entry.database);
+  EXPECT_EQ(databases, (std::vector<std::string>{
+                           "", platform::SpcSpool::DatabaseId(elsewhere->ConnectionString()),
+                           platform::SpcSpool::DatabaseId(database->ConnectionString())}));
+  EXPECT_EQ(platform::SpcSpool::DatabaseId("Driver=x;Server=h;PWD=old"),
+            platform::SpcSpool::DatabaseId("Driver=x;Server=h;PWD=new"));
+  // The other host forwards its own and the one kept without a database, never this one's.
+  EXPECT_EQ(otherSpool->Forward(*otherSession, true), 2);
+  EXPECT_EQ(otherSpool->Depth(), 0);
+  EXPECT_NE(Logged("SPC database available again").at(0).find("| forwarded 2 kept"),
+            std::string::npos);
   // A forward that meets the lock puts the next one off by the doubled back-off (2 s).
   steady_ += std::chrono::milliseconds(1100);
   EXPECT_EQ(spool->Forward(*session, false), 0);
   other.Execute("COMMIT");
   EXPECT_EQ(spool->Forward(*session, false), 0);
   steady_ += std::chrono::milliseconds(2100);
-  EXPECT_EQ(spool->Forward(*session, false), 2);
+  EXPECT_EQ(spool->Forward(*session, false), 1);
 
-  const auto stored = platform::ReadSubgroups(*session, 10);
+  const auto stored = platform::ReadSubgroups(*otherSession, 10);
   ASSERT_EQ(stored.size(), 2u);
   EXPECT_EQ(stored[0].sessionNumber, 7);
   EXPECT_EQ(stored[0].configuration, std::nullopt) << "kept before names were kept";
-  EXPECT_EQ(stored[1].time, SampleSubgroup(1).time);
-  EXPECT_EQ(stored[1].configuration, "Line 3");
+  EXPECT_EQ(stored[1].time, SampleSubgroup(5).time);
+  const auto own = platform::ReadSubgroups(*session, 10);
+  ASSERT_EQ(own.size(), 1u);
+  EXPECT_EQ(own[0].time, SampleSubgroup(1).time);
+  EXPECT_EQ(own[0].configuration, "Line 3");
 }
 
 // A spool full to its bound: while the database takes writes nothing is lost, saves only
@@ -347,7 +367,7 @@ TEST_F(SpoolOnLockedFile, AnUnreadableSpoolIsMovedAsideAndADeletedOneIsWrittenAg
             std::string::npos)
       << log_.back();
   spool.reset();
-  EXPECT_EQ(platform::SpcSpoolFile(folder_.File("spool.db")).Count(), 4);
+  EXPECT_EQ(platform::SpcSpoolFile(folder_.File("spool.db")).Count(""), 4);
   EXPECT_EQ(testsupport::FileMode(folder_.File("spool.db")), 0600u);
 }
 
@@ -363,7 +383,7 @@ TEST_P(SpoolOnDatabase, AForwardCommittedButNotRemovedIsNotSavedTwice) {
   Keep(*spool, 0, 3);
   // What a host killed between the database's commit and the spool's delete leaves.
   platform::SpcSpoolFile file(folder_.File("spool.db"));
-  const auto first = file.Oldest();
+  const auto first = file.Oldest("");
   ASSERT_TRUE(first);
   session->Transact([&](platform::SpcLink& link) {
     platform::WriteSubgroup(link, first->data, false, first->key);
