@@ -26,6 +26,7 @@ SpoolForwarder::SpoolForwarder(std::shared_ptr<SpcSpool> spool, bool strictTests
 
 SpoolForwarder::~SpoolForwarder() {
   spool_->WakeWith(nullptr);
+  stopping_.request_stop();
   thread_.quit();
   thread_.wait();
 }
@@ -58,7 +59,7 @@ void SpoolForwarder::Forward() {
       } catch (const runtime::Error&) {
       }
     }
-    spool_->Forward(*session_, false);
+    spool_->Forward(*session_, false, stopping_.get_token());
   } catch (...) {
     // Not the error display: it may open a window, which this thread must not.
     std::cerr << "The spool's forwarder failed: "

@@ -11,6 +11,7 @@
 #include <QTimer>
 #include <memory>
 #include <mutex>
+#include <stop_token>
 
 #include "platform/odbc/OdbcPolicy.h"
 #include "platform/spcdb/SpcSession.h"
@@ -21,7 +22,8 @@ namespace platform {
 class SpoolForwarder {
  public:
   SpoolForwarder(std::shared_ptr<SpcSpool> spool, bool strictTests, const OdbcPolicy& policy);
-  // Waits for a forward under way: its database may still commit it.
+  // Waits for the subgroup a forward has under way: its database may still commit it. The
+  // rest wait in the spool for the next start, so that a stop is not held up by a backlog.
   ~SpoolForwarder();
   SpoolForwarder(const SpoolForwarder&) = delete;
   SpoolForwarder& operator=(const SpoolForwarder&) = delete;
@@ -35,6 +37,7 @@ class SpoolForwarder {
   bool strictTests_;
   OdbcPolicy policy_;
   std::shared_ptr<SpcSession> session_;
+  std::stop_source stopping_;
   QThread thread_;
   std::once_flag started_;
   // Lives in thread_: what runs there runs in its name.

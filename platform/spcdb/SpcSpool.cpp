@@ -188,7 +188,7 @@ void SpcSpool::WakeWith(std::function<void()> wake) {
 
 // The spool's lock is held only around its own file and state, never while the database is
 // waited for: a save may keep its subgroup behind the ones being forwarded meanwhile.
-int64_t SpcSpool::Forward(SpcForwardTarget& target, bool now) {
+int64_t SpcSpool::Forward(SpcForwardTarget& target, bool now, std::stop_token stop) {
   std::lock_guard forwarding(forwarding_);
   int64_t count = 0;
   try {
@@ -200,7 +200,7 @@ int64_t SpcSpool::Forward(SpcForwardTarget& target, bool now) {
       if (now) File().ClearRefusals(database_);
     }
     if (!Reachable(target)) return 0;
-    for (;;) {
+    while (!stop.stop_requested()) {
       std::optional<SpooledSubgroup> next;
       {
         std::lock_guard lock(mutex_);

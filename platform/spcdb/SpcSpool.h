@@ -19,6 +19,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -76,8 +77,9 @@ class SpcSpool {
   // for itself is set aside in the spool and logged; `now` tries those again too. Gives
   // how many this call wrote into the database (one found there already, written by a
   // forward that was cut short or by another process forwarding the same spool, is taken
-  // out of the spool but not counted). Never fails: what goes wrong is logged.
-  int64_t Forward(SpcForwardTarget& target, bool now);
+  // out of the spool but not counted). Never fails: what goes wrong is logged. Once `stop`
+  // is requested it ends after the subgroup under way, however many wait.
+  int64_t Forward(SpcForwardTarget& target, bool now, std::stop_token stop = {});
   // After a save kept its subgroup: wakes the forwarder given to WakeWith, which forwards
   // on its own thread; forwards here to `target` without one.
   void ForwardSoon(SpcForwardTarget& target);

@@ -389,6 +389,11 @@ TEST_P(SpoolOnDatabase, AForwardCommittedButNotRemovedIsNotSavedTwice) {
     platform::WriteSubgroup(link, first->data, false, first->key);
   });
 
+  // A forward asked to stop (the host stops) leaves what waits for the next start.
+  std::stop_source stopping;
+  stopping.request_stop();
+  EXPECT_EQ(spool->Forward(*session, true, stopping.get_token()), 0);
+  EXPECT_EQ(spool->Depth(), 3);
   // Taken out of the spool, but counted by the forward that wrote it.
   EXPECT_EQ(spool->Forward(*session, true), 2);
   EXPECT_EQ(spool->Depth(), 0);
