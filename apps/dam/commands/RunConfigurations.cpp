@@ -406,6 +406,13 @@ void RunConfigurations::Begin(const std::vector<std::pair<std::string, std::stri
         RunningConfiguration::Settings{options_.spc, options_.driverClass, options_.force,
                                        options_.activity, observers_.board},
         service_, [this] { LookSoon(); });
+    // Until its driver runs, the health check names it: a start that waits on a database is
+    // no running line.
+    if (observers_.board) {
+      ConfigurationMetrics starting;
+      starting.state = "starting";
+      observers_.board->Publish(name, starting);
+    }
     std::future<RunningConfiguration::Outcome> outcome = configuration->Start(text);
     starting_.push_back({std::move(configuration), std::move(outcome), name});
   }
@@ -422,6 +429,7 @@ std::exception_ptr RunConfigurations::Collect(bool wait) {
     const RunningConfiguration::Outcome outcome = start->outcome.get();
     Report(*start->configuration, outcome);
     if (outcome.failure) {
+      if (observers_.board) observers_.board->Remove(start->name);
       if (!failure) failure = outcome.failure;
       if (!started_) failures_.emplace(start->configuration->File(), outcome.failure);
       if (several_) Skipped(start->configuration->File(), outcome.failure, "; it does not run");

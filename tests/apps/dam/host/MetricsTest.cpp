@@ -16,7 +16,9 @@
 #include "apps/dam/host/MetricsServer.h"
 #include "apps/dam/output/JsonOutput.h"
 #include "apps/shared/Failures.h"
+#include "platform/odbc/OdbcConnection.h"
 #include "tests/apps/dam/DamProcesses.h"
+#include "tests/support/Historian.h"
 #include "tests/support/ManualTimer.h"
 #include "tests/support/TestClock.h"
 
@@ -237,11 +239,17 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
   std::filesystem::remove(ini);
 
   StartHistorian();
-  WriteFile("settings/dam.ini", "[Metrics]\nListen=127.0.0.1:0\n");
-  // Two configurations in the run: each has its own series. The series' format:
-  // MetricsServer above.
+  WriteFile("settings/dam.ini", "[Metrics]\nListen=127.0.0.1:0\n[Connections]\nQueryTimeout=0\n");
+  // Three configurations in the run: each has its own series (their format: MetricsServer
+  // above). Line 3's historian is locked by another program, so its start waits: until it
+  // runs, the run is not healthy.
+  const std::string locked = work_.File("locked.db");
+  damtest::CreateLockableHistorian(locked);
+  platform::OdbcConnection holder;
+  holder.Open(testsupport::SqliteLink(locked), "", "");
+  holder.Execute("BEGIN EXCLUSIVE");
   auto run = Start(DAM_PROGRAM, {"run", Configuration(), Line("line2.cfg", "Line 2", historian_),
-                                 "--for", "60"});
+                                 Line("line3.cfg", "Line 3", locked), "--for", "60"});
   std::string output;
   ASSERT_TRUE(Says(*run, output, "/metrics and /healthz\n")) << output;
   const size_t at = output.find("metrics: http://127.0.0.1:");
@@ -249,12 +257,18 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
   const auto port = static_cast<uint16_t>(std::stoi(output.substr(at + 26)));
   ASSERT_TRUE(Says(*run, output, "Line 1: running | saved 2 |")) << output;
   const Answer metrics = Get(port, "/metrics");
+  const Answer starting = Get(port, "/healthz");
+  holder.Execute("ROLLBACK");
+  ASSERT_TRUE(Says(*run, output, "Line 3: running")) << output;
   const Answer health = Get(port, "/healthz");
   Terminate(*run);
+  EXPECT_EQ(starting.status, 503) << starting.body;
+  EXPECT_EQ(starting.body, "Line 3: the driver is starting\n");
   EXPECT_EQ(health.status, 200) << health.body;
   for (const std::string line :
        {"dam_driver_running{configuration=\"Line 1\"} 1",
         "dam_driver_running{configuration=\"Line 2\"} 1",
+        "dam_driver_running{configuration=\"Line 3\"} 0",
         "dam_historian_reachable{configuration=\"Line 1\"} 1",
         "dam_spc_database_reachable{configuration=\"Line 1\"} 1", "dam_spool_subgroups 0"}) {
     EXPECT_TRUE(Holds(metrics.body, line)) << line << " in\n" << metrics.body;
