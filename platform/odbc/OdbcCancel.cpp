@@ -1,5 +1,6 @@
 #include "platform/odbc/OdbcCancel.h"
 
+#include <chrono>
 #include <mutex>
 #include <unordered_set>
 
@@ -10,8 +11,8 @@ namespace {
 
 // The lock also keeps a statement's handle alive while another thread cancels it: a
 // statement leaves the registry before its handle is freed.
-std::mutex& RegistryLock() {
-  static std::mutex lock;
+std::timed_mutex& RegistryLock() {
+  static std::timed_mutex lock;
   return lock;
 }
 
@@ -23,7 +24,10 @@ std::unordered_set<RunningStatement*>& Running() {
 }  // namespace
 
 void CancelRunningStatements() {
-  std::lock_guard lock(RegistryLock());
+  // A cancel can itself hang (psqlODBC asks a server that stopped answering): the next one
+  // gives up waiting for it rather than hang behind it, so that its caller can stop.
+  std::unique_lock lock(RegistryLock(), std::chrono::milliseconds(100));
+  if (!lock) return;
   for (RunningStatement* statement : Running()) {
     statement->cancelled_ = true;
     if (statement->driverCancels_) SQLCancel(statement->statement_);

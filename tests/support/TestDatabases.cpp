@@ -134,6 +134,13 @@ class PostgresServer : public TestDatabase {
     Run(PgCtl("start") + " -l " + Quoted(folder_.File("server.log")) + " >/dev/null");
   }
 
+  bool Freeze(bool frozen) override {
+    const std::string signal = frozen ? "STOP" : "CONT";
+    const std::string postmaster = "$(head -1 " + Quoted(data_ + "/postmaster.pid") + ")";
+    Run("kill -" + signal + " " + postmaster + " $(pgrep -P " + postmaster + ")");
+    return true;
+  }
+
  private:
   std::string PgCtl(const std::string& action) const {
     return Quoted(pgCtl_) + " " + action + " -w -D " + Quoted(data_);

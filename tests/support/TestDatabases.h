@@ -24,6 +24,13 @@ class TestDatabase {
   // False when this database or machine cannot do it.
   virtual bool TakeAway() = 0;
   virtual void GiveBack() = 0;
+  // Stops the server's processes where they are (SIGSTOP), as a host suspended: connections
+  // stay open and nothing answers, cancels included; and lets them go on. False when this
+  // database cannot.
+  virtual bool Freeze(bool frozen) {
+    static_cast<void>(frozen);
+    return false;
+  }
 };
 
 // Null when the backend is not available here.

@@ -262,8 +262,8 @@ void RunConfigurations::Show(Shown& shown, bool several) {
 int RunConfigurations::Finish() {
   // A database call is cancelled, a connect is not: one that does not answer (with no login
   // timeout, for good) holds its driver's thread until the process ends.
-  const auto deadline = std::chrono::steady_clock::now() + 1s;
-  const auto settled = [deadline](const auto& future) {
+  auto deadline = std::chrono::steady_clock::now() + 1s;
+  const auto settled = [&deadline](const auto& future) {
     for (;;) {
       const auto until = std::min(deadline, std::chrono::steady_clock::now() + 500ms);
       if (future.wait_until(until) == std::future_status::ready) return true;
@@ -306,13 +306,21 @@ int RunConfigurations::Finish() {
   }
   Collect(true);
   CollectChanges(true);
-  std::vector<std::future<void>> stopping;
+  std::vector<std::pair<const Shown*, std::future<void>>> stopping;
   for (const std::unique_ptr<Shown>& shown : running_) {
     // Gone first, with what it has not told yet.
     shown->outOfControl.reset();
-    if (!hung.contains(shown.get())) stopping.push_back(shown->configuration->Stop());
+    if (!hung.contains(shown.get()))
+      stopping.emplace_back(shown.get(), shown->configuration->Stop());
   }
-  for (std::future<void>& stopped : stopping) stopped.wait();
+  // A driver whose database stopped answering (a server frozen, not down) is not waited
+  // for past systemd's patience: the others stop, and the process ends around it.
+  deadline = std::chrono::steady_clock::now() + 5s;
+  for (auto& [shown, stopped] : stopping) {
+    if (settled(stopped)) continue;
+    hung.insert(shown);
+    leftBehind_.push_back(shown->configuration->File());
+  }
   stop_.Stopped();
   for (const std::string& file : leftBehind_) {
     Skipped(

@@ -4,6 +4,7 @@
 // file or a PostgreSQL table another program keeps locked, a spool that cannot be read or
 // cannot keep anything, and a subgroup the database refuses for itself.
 
+#include <QElapsedTimer>
 #include <QThread>
 #include <algorithm>
 #include <chrono>
@@ -118,6 +119,28 @@ TEST_F(SpoolHost, APostgresOutageLosesNoSubgroup) {
       database->ConnectionString(), [&] { EXPECT_TRUE(database->TakeAway()); },
       [&] { database->GiveBack(); }, kOutage,
       "\tSPC database unavailable, keeping subgroups locally\t");
+}
+
+// A server frozen mid-save answers neither the save nor its cancel: the stop leaves that
+// driver behind after a few seconds and says so, instead of waiting for systemd's SIGKILL.
+TEST_F(SpoolHost, AFrozenServerDoesNotHoldUpTheStop) {
+  auto database = spcdbtest::MakeStoppableDatabase(spcdbtest::Backend::PostgreSQL);
+  if (!database) GTEST_SKIP() << "no PostgreSQL server here";
+  StartHistorian();
+  auto run = RunOn(database->ConnectionString(), Configuration());
+  ASSERT_TRUE(TwoMoreSaved(database->ConnectionString())) << Log();
+  ASSERT_TRUE(database->Freeze(true));
+  QThread::sleep(2);
+  QElapsedTimer clock;
+  clock.start();
+  run->terminate();
+  const bool finished = run->waitForFinished(20'000);
+  database->Freeze(false);
+  ASSERT_TRUE(finished);
+  EXPECT_LT(clock.elapsed(), 10'000);
+  EXPECT_NE(run->readAll().toStdString().find(
+                "stopped while it waited on a database that does not answer"),
+            std::string::npos);
 }
 
 TEST_F(SpoolHost, AHostKilledWhileForwardingForwardsTheRestOnceAfterARestart) {
