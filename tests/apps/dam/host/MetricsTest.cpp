@@ -1,6 +1,8 @@
 // What dam run tells a monitoring system: the collections its drivers' timers see, the
 // board of per-configuration snapshots, and the HTTP server a real client scrapes.
 
+#include <sys/resource.h>
+
 #include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QNetworkAccessManager>
@@ -9,6 +11,8 @@
 #include <QTcpSocket>
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
+#include <regex>
 #include <tuple>
 
 #include "apps/dam/host/CollectionTimer.h"
@@ -248,14 +252,28 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
   platform::OdbcConnection holder;
   holder.Open(testsupport::SqliteLink(locked), "", "");
   holder.Execute("BEGIN EXCLUSIVE");
+  // Started at the soft limit of open files systemd gives (1024), it takes the hard one: a
+  // plant's lines hold more.
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit low{std::min<rlim_t>(limit.rlim_max, 256), limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &low), 0);
   auto run = Start(DAM_PROGRAM, {"run", Configuration(), Line("line2.cfg", "Line 2", historian_),
                                  Line("line3.cfg", "Line 3", locked), "--for", "60"});
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
   std::string output;
   ASSERT_TRUE(Says(*run, output, "/metrics and /healthz\n")) << output;
   const size_t at = output.find("metrics: http://127.0.0.1:");
   ASSERT_NE(at, std::string::npos) << output;
   const auto port = static_cast<uint16_t>(std::stoi(output.substr(at + 26)));
   ASSERT_TRUE(Says(*run, output, "Line 1: running | saved 2 |")) << output;
+  std::ifstream limits("/proc/" + std::to_string(run->processId()) + "/limits");
+  std::string line;
+  while (std::getline(limits, line) && !line.starts_with("Max open files")) {
+  }
+  const std::string hard =
+      limit.rlim_max == RLIM_INFINITY ? "unlimited" : std::to_string(limit.rlim_max);
+  EXPECT_TRUE(std::regex_search(line, std::regex(" " + hard + " +" + hard + " "))) << line;
   const Answer metrics = Get(port, "/metrics");
   const Answer starting = Get(port, "/healthz");
   holder.Execute("ROLLBACK");
