@@ -45,8 +45,10 @@ std::optional<Endpoint> ParseEndpoint(const std::string& text) {
 }
 
 // Whoever may connect to the port must not cost the drivers their descriptors (a save that
-// cannot open its database file loses the subgroup): past kMaxClients open connections a
-// new one is closed at once. A monitoring system keeps one or two.
+// cannot open its database file loses the subgroup) or the process its memory: past
+// kMaxClients open connections a new one is closed at once, and a client that has sent more
+// than kMaxBytes (a header without end, which the server would hold) is cut off. A
+// monitoring system keeps one or two connections and sends a few hundred bytes a scrape.
 class BoundedListener : public QTcpServer {
  protected:
   void incomingConnection(qintptr descriptor) override {
@@ -57,11 +59,17 @@ class BoundedListener : public QTcpServer {
     }
     ++open_;
     connect(socket.get(), &QObject::destroyed, this, [this] { --open_; });
+    connect(socket.get(), &QIODevice::readyRead, socket.get(),
+            [socket = socket.get(), received = qint64{0}]() mutable {
+              received += socket->bytesAvailable();
+              if (received > kMaxBytes) socket->abort();
+            });
     addPendingConnection(socket.release());
   }
 
  private:
   static constexpr int kMaxClients = 64;
+  static constexpr qint64 kMaxBytes = 1 << 20;
   int open_ = 0;
 };
 

@@ -1,7 +1,10 @@
 // What dam run tells a monitoring system: the collections its drivers' timers see, the
 // board of per-configuration snapshots, and the HTTP server a real client scrapes.
 
+#include <arpa/inet.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <QDeadlineTimer>
 #include <QEventLoop>
@@ -10,9 +13,11 @@
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <regex>
+#include <thread>
 #include <tuple>
 
 #include "apps/dam/host/CollectionTimer.h"
@@ -192,6 +197,25 @@ TEST(MetricsServer, AClientScrapesTheBoardAndItsHealthFollowsTheDrivers) {
   EXPECT_EQ(std::count_if(clients.begin(), clients.end(), closed), 1);
   clients.clear();
   EXPECT_TRUE(settle([&] { return Get(port, "/metrics").status == 200; }));
+  // Nor its memory: a request whose header never ends is cut off after a megabyte.
+  std::atomic<bool> cut = false, sent = false;
+  std::thread endless([&] {
+    const int fd = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{
+        .sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {}, .sin_zero = {}};
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
+      const std::string start = "GET /metrics HTTP/1.1\r\nX-Endless: ", more(1 << 16, 'a');
+      cut = send(fd, start.data(), start.size(), MSG_NOSIGNAL) < 0;
+      for (int i = 0; i < 512 && !cut; ++i)
+        cut = send(fd, more.data(), more.size(), MSG_NOSIGNAL) < 0;
+    }
+    close(fd);
+    sent = true;
+  });
+  settle([&] { return sent.load(); });
+  endless.join();
+  EXPECT_TRUE(cut);
 
   // Bad addresses (a wrong setting) and addresses that cannot be listened on are refused,
   // naming the setting.
