@@ -47,8 +47,9 @@ std::optional<Endpoint> ParseEndpoint(const std::string& text) {
 // Whoever may connect to the port must not cost the drivers their descriptors (a save that
 // cannot open its database file loses the subgroup) or the process its memory: past
 // kMaxClients open connections a new one is closed at once, and a client that has sent more
-// than kMaxBytes (a header without end, which the server would hold) is cut off. A
-// monitoring system keeps one or two connections and sends a few hundred bytes a scrape.
+// than kMaxBytes since its last answer (a header without end, which the server would hold)
+// is cut off. A monitoring system keeps one or two connections and sends a few hundred bytes
+// a scrape.
 class BoundedListener : public QTcpServer {
  protected:
   void incomingConnection(qintptr descriptor) override {
@@ -59,11 +60,13 @@ class BoundedListener : public QTcpServer {
     }
     ++open_;
     connect(socket.get(), &QObject::destroyed, this, [this] { --open_; });
-    connect(socket.get(), &QIODevice::readyRead, socket.get(),
-            [socket = socket.get(), received = qint64{0}]() mutable {
-              received += socket->bytesAvailable();
-              if (received > kMaxBytes) socket->abort();
-            });
+    // Counted from the last answer on: a monitoring system's connection lives for months.
+    auto received = std::make_shared<qint64>(0);
+    connect(socket.get(), &QIODevice::readyRead, socket.get(), [socket = socket.get(), received] {
+      *received += socket->bytesAvailable();
+      if (*received > kMaxBytes) socket->abort();
+    });
+    connect(socket.get(), &QIODevice::bytesWritten, socket.get(), [received] { *received = 0; });
     addPendingConnection(socket.release());
   }
 
