@@ -250,8 +250,8 @@ int64_t SpcSpool::Forward(SpcForwardTarget& target, bool now, std::stop_token st
       std::string detail = "forwarded " + std::to_string(forwarded_) + " kept subgroup(s)";
       if (foundForwarded_ > 0) {
         detail += "; " + std::to_string(foundForwarded_) +
-                  " more were in the SPC database already (forwarded by a run cut short or "
-                  "another process)";
+                  " more were in the SPC database already (forwarded by another line's "
+                  "forwarder, a run cut short or another process)";
       }
       if (depth_ > 0) {
         detail += "; " + std::to_string(depth_) + " refused, still in the spool (dam spool)";
