@@ -45,10 +45,11 @@ void Engine1::RecordLateStart(const Moment& start) {
     const int64_t period =
         runtime::DateDiffSeconds(first, dateMath.NextPeriodTime(base, first, unit, interval));
     if (period <= 0) return;
+    const std::chrono::nanoseconds lateBy = start.monotonic - due.monotonic;
     // Counted before rounding: a start 1.4 periods late has missed one collection time.
-    const int64_t missed = (start.monotonic - due.monotonic) / std::chrono::seconds(period);
+    const int64_t missed = lateBy / std::chrono::seconds(period);
     if (missed < 1) return;
-    const int64_t late = Seconds(start.monotonic - due.monotonic);
+    const int64_t late = Seconds(lateBy);
     const bool blocked = Seconds(start.monotonic - nextDue_) > period;
     const std::string noTick = "timer tick came in time (the host was blocked or suspended)";
     std::string why;

@@ -139,18 +139,14 @@ std::string ReplaceNoCase(std::string_view text, std::string_view find, std::str
 }
 
 size_t NoCaseHash::operator()(std::string_view text) const {
-  // FNV-1a over the folded bytes, so keys equal without regard to case hash alike.
-  uint64_t hash = 14695981039346656037ULL;
-  const auto mix = [&hash](char c) {
-    hash ^= static_cast<unsigned char>(c);
-    hash *= 1099511628211ULL;
-  };
+  // Over the folded bytes, so keys equal without regard to case hash alike.
+  Fnv1a hash;
   if (IsAscii(text)) {
-    for (char c : text) mix(FoldAscii(c));
+    for (char c : text) hash.Add(static_cast<unsigned char>(FoldAscii(c)));
   } else {
-    for (char c : FoldCase(text)) mix(c);
+    hash.Add(FoldCase(text));
   }
-  return static_cast<size_t>(hash);
+  return static_cast<size_t>(hash.Value());
 }
 
 }  // namespace runtime

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +28,20 @@ std::string Join(const std::vector<std::string>& pieces, std::string_view separa
 // Replaces every occurrence of `find`, compared without regard to case, scanning left to
 // right from the start; replaced text is not scanned again.
 std::string ReplaceNoCase(std::string_view text, std::string_view find, std::string_view with);
+
+// FNV-1a, 64 bits: a hash that is the same on every machine and in every version, fed a
+// byte at a time.
+class Fnv1a {
+ public:
+  void Add(unsigned char byte) { hash_ = (hash_ ^ byte) * 1099511628211ULL; }
+  void Add(std::string_view text) {
+    for (const unsigned char byte : text) Add(byte);
+  }
+  uint64_t Value() const { return hash_; }
+
+ private:
+  uint64_t hash_ = 14695981039346656037ULL;
+};
 
 // Hash and equality for containers keyed without regard to case.
 struct NoCaseHash {

@@ -12,6 +12,7 @@
 #include "platform/spcdb/SpcUnavailable.h"
 #include "runtime/Clock.h"
 #include "runtime/Date.h"
+#include "runtime/Text.h"
 
 namespace platform {
 namespace {
@@ -28,13 +29,6 @@ std::string RunId() {
   id << std::hex << getpid() << '.' << std::chrono::system_clock::now().time_since_epoch().count()
      << '.' << random();
   return id.str();
-}
-
-// FNV-1a, 64 bits: the same on every machine and in every version.
-uint64_t Fingerprint(std::string_view text) {
-  uint64_t hash = 14695981039346656037ull;
-  for (const unsigned char c : text) hash = (hash ^ c) * 1099511628211ull;
-  return hash;
 }
 
 std::string Said(const runtime::Error& error) {
@@ -289,8 +283,9 @@ void SpcSpool::SetTarget(const std::string& connection) {
 
 std::string SpcSpool::DatabaseId(const std::string& connection) {
   std::ostringstream id;
-  id << std::hex << std::setw(16) << std::setfill('0')
-     << Fingerprint(MaskConnectionSecrets(connection));
+  runtime::Fnv1a hash;
+  hash.Add(MaskConnectionSecrets(connection));
+  id << std::hex << std::setw(16) << std::setfill('0') << hash.Value();
   return id.str();
 }
 

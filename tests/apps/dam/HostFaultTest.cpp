@@ -2,12 +2,10 @@
 // database is locked, the schedule holds a unit the tables do not know, a connection string
 // names code, a module other users could replace (the SPC database going away:
 // SpoolHostTest). dam must refuse what is unsafe, say what went wrong and stop when told to.
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <QTcpServer>
 #include <QThread>
 #include <filesystem>
 #include <regex>
@@ -66,20 +64,15 @@ TEST_F(HostFaults, ALockedHistorianFailsInTimeAndSigtermStillStopsTheHost) {
   EXPECT_NE(output.find("stopped after 0 subgroup(s)"), std::string::npos) << output;
 
   holder.Execute("ROLLBACK");
-  const int server = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  ASSERT_EQ(bind(server, reinterpret_cast<sockaddr*>(&address), size), 0);
-  ASSERT_EQ(listen(server, 8), 0);
-  ASSERT_EQ(getsockname(server, reinterpret_cast<sockaddr*>(&address), &size), 0);
+  // The kernel takes the connection; nobody ever answers on it.
+  QTcpServer server;
+  ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
   WriteFile("settings/dam.ini", "[Connections]\r\nLoginTimeout=0\r\n");
   const QString silent =
       WriteFile("silent.cfg",
                 "NAME=Silent\nACTIVE=1\nDATALINK=Driver={PostgreSQL Unicode};"
                 "Server=127.0.0.1;Database=x;Port=" +
-                    std::to_string(ntohs(address.sin_port)) + "\n" + damtest::kWeight);
+                    std::to_string(server.serverPort()) + "\n" + damtest::kWeight);
   for (const bool alone : {false, true}) {
     std::string said;
     if (alone) {
@@ -102,7 +95,6 @@ TEST_F(HostFaults, ALockedHistorianFailsInTimeAndSigtermStillStopsTheHost) {
               std::string::npos)
         << said;
   }
-  close(server);
 }
 
 TEST_F(HostFaults, AnUnwritableLogGoesToStderrAndTheStatusLine) {
