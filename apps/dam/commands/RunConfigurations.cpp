@@ -214,6 +214,9 @@ void RunConfigurations::Look() {
     statuses.push_back(&*shown->status);
     allSaved = allSaved && shown->status->saved >= options_.subgroups;
   }
+  // A status's state is "starting" until its driver runs.
+  const std::vector<RunningConfiguration::Status> starting(starting_.size());
+  for (const RunningConfiguration::Status& status : starting) statuses.push_back(&status);
   const std::string summary =
       several || running_.empty() ? SummaryLine(statuses, lastError_) : running_[0]->line;
   if (!options_.ndjson && terminal_ && summary != shownSummary_) {

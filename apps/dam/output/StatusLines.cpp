@@ -44,7 +44,8 @@ std::string SummaryLine(const std::vector<const RunningConfiguration::Status*>& 
     spooled = std::max(spooled, status.spooled);
     lost += status.lost;
   }
-  std::string line = std::to_string(statuses.size()) + " configurations:";
+  std::string line = std::to_string(statuses.size()) +
+                     (statuses.size() == 1 ? " configuration:" : " configurations:");
   for (size_t i = 0; i < states.size(); ++i) {
     line += (i == 0 ? " " : ", ") + std::to_string(states[i].second) + " " + states[i].first;
   }

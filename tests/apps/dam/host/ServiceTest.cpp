@@ -357,6 +357,7 @@ TEST_F(ServiceRun, UnderSystemdItNotifiesAndMarksLinesForTheJournalElseItIsPlain
     EXPECT_TRUE(std::any_of(messages.begin(), messages.end(), [](const std::string& m) {
       return m.starts_with("STATUS=") && m.find("| saved 0") != std::string::npos;
     }));
+    for (const std::string& m : messages) EXPECT_FALSE(m.starts_with("STATUS=0 ")) << m;
 
     // This machine has no journald socket: the lines keep priority prefixes instead.
     const std::string warning = journal ? "<4>" : "", notice = journal ? "<5>" : "";
