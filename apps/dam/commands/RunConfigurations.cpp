@@ -311,8 +311,6 @@ int RunConfigurations::Finish() {
   CollectChanges(true);
   std::vector<std::pair<const Shown*, std::future<void>>> stopping;
   for (const std::unique_ptr<Shown>& shown : running_) {
-    // Gone first, with what it has not told yet.
-    shown->outOfControl.reset();
     if (!hung.contains(shown.get()))
       stopping.emplace_back(shown.get(), shown->configuration->Stop());
   }
@@ -323,6 +321,22 @@ int RunConfigurations::Finish() {
     if (settled(stopped)) continue;
     hung.insert(shown);
     leftBehind_.push_back(shown->configuration->File());
+  }
+  // What the drivers saved up to their stop is checked, and told before the run says it
+  // stopped; a check still waiting on the SPC database 3 s on is left behind like a driver.
+  std::vector<std::pair<Shown*, std::future<void>>> checking;
+  for (const std::unique_ptr<Shown>& shown : running_) {
+    if (shown->outOfControl) checking.emplace_back(shown.get(), shown->outOfControl->Finish());
+  }
+  deadline = std::chrono::steady_clock::now() + 3s;
+  for (auto& [shown, checked] : checking) {
+    const bool done = settled(checked);
+    shown->outOfControl->TellNow();
+    if (done) continue;
+    static_cast<void>(shown->outOfControl.release());
+    checkLeftBehind_ = true;
+    OutOfControlFailed(
+        *shown, runtime::Error(0, "stopped while it waited on a database that does not answer"));
   }
   stop_.Stopped();
   for (const std::string& file : leftBehind_) {
@@ -480,19 +494,7 @@ void RunConfigurations::Started(std::unique_ptr<RunningConfiguration> configurat
     shown->outOfControl = std::make_unique<OutOfControlCheck>(
         observers_.spc, observers_.policy, configuration->Name(), *observers_.rules,
         [this, told](const OutOfControl& found) { OutOfControlFound(*told, found); },
-        [this, told](const runtime::Error& error) {
-          const platform::LineNote note({.configuration = told->configuration->Name(),
-                                         .errorNumber = error.Number(),
-                                         .sqlState = error.SqlState()});
-          const std::string reason = Masked(error.NumberAndDescription());
-          if (told->events) {
-            told->events->Error(
-                {"the out-of-control check failed: " + reason, error.Number(), "dam run"});
-          } else {
-            std::cerr << "dam run: " << (several_ ? told->configuration->Name() + ": " : "")
-                      << "the out-of-control check failed: " << reason << std::endl;
-          }
-        });
+        [this, told](const runtime::Error& error) { OutOfControlFailed(*told, error); });
   }
   shown->configuration = std::move(configuration);
   running_.push_back(std::move(shown));
@@ -560,6 +562,21 @@ void RunConfigurations::OutOfControlFound(Shown& shown, const OutOfControl& foun
                                broken)
             << std::endl;
   shownSummary_.clear();
+}
+
+void RunConfigurations::OutOfControlFailed(Shown& shown, const runtime::Error& error) {
+  const platform::LineNote note({.configuration = shown.configuration->Name(),
+                                 .errorNumber = error.Number(),
+                                 .sqlState = error.SqlState()});
+  // A failure of dam's own has no number to show.
+  const std::string reason =
+      Masked(error.Number() ? error.NumberAndDescription() : error.Description());
+  if (shown.events) {
+    shown.events->Error({"the out-of-control check failed: " + reason, error.Number(), "dam run"});
+  } else {
+    std::cerr << "dam run: " << (several_ ? shown.configuration->Name() + ": " : "")
+              << "the out-of-control check failed: " << reason << std::endl;
+  }
 }
 
 }  // namespace dam

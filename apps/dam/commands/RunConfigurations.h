@@ -67,15 +67,17 @@ class RunConfigurations {
   // Shows what changed, and ends the run once every configuration saved what it was to.
   void Look();
 
-  // Stops every driver, all at once, and says what they saved. A start, reload or stop still
-  // waiting on a database is cancelled; one still waiting after a second or two (a connect
-  // to a server that does not answer) is left behind, said on stderr, and the run fails
-  // with kExitUnreachable when nothing else ran. Never blocks for longer on such a wait.
+  // Stops every driver, all at once, and says what they saved and what their out-of-control
+  // checks found in it. A start, reload, stop or check still waiting on a database is
+  // cancelled; one still waiting after a second or two (a connect to a server that does not
+  // answer) is left behind, said on stderr, and the run fails with kExitUnreachable when
+  // nothing else ran. Never blocks for longer on such a wait: 1 s for the starts and reloads,
+  // 5 s for the stops, 3 s for the checks.
   int Finish();
 
-  // Finish left a driver's thread waiting inside a connect: no destructor can end it, so the
-  // process is to end without running any.
-  bool LeftBehind() const { return !leftBehind_.empty(); }
+  // Finish left a driver's or an out-of-control check's thread waiting inside a database
+  // call: no destructor can end it, so the process is to end without running any.
+  bool LeftBehind() const { return !leftBehind_.empty() || checkLeftBehind_; }
 
  private:
   struct Starting {
@@ -160,6 +162,9 @@ class RunConfigurations {
   // A rule break found in what `shown` saved: a line, or an event.
   void OutOfControlFound(Shown& shown, const OutOfControl& found);
 
+  // The out-of-control check of `shown` could not check: a line on stderr, or an event.
+  void OutOfControlFailed(Shown& shown, const runtime::Error& error);
+
   const RunOptions& options_;
   const RunObservers& observers_;
   ServiceNotifier& service_;
@@ -190,6 +195,7 @@ class RunConfigurations {
   int64_t savedByGone_ = 0;
   // The files of the drivers Finish left behind.
   std::vector<std::string> leftBehind_;
+  bool checkLeftBehind_ = false;
   bool started_ = false;
 };
 

@@ -1,5 +1,6 @@
 #include "apps/dam/host/OutOfControlCheck.h"
 
+#include <QCoreApplication>
 #include <map>
 #include <memory>
 #include <optional>
@@ -76,6 +77,19 @@ void OutOfControlCheck::Saved() {
   wake_.notify_all();
 }
 
+std::future<void> OutOfControlCheck::Finish() {
+  {
+    std::lock_guard lock(mutex_);
+    finishing_ = true;
+  }
+  wake_.notify_all();
+  return finished_.get_future();
+}
+
+void OutOfControlCheck::TellNow() {
+  QCoreApplication::sendPostedEvents(&owner_, QEvent::MetaCall);
+}
+
 void OutOfControlCheck::Tell(std::function<void()> tell) {
   QMetaObject::invokeMethod(&owner_, std::move(tell), Qt::QueuedConnection);
 }
@@ -105,11 +119,13 @@ void OutOfControlCheck::Run() {
     started_ = true;
   }
   wake_.notify_all();
-  for (;;) {
+  // The last round reads what was saved while the drivers stopped, told or not.
+  for (bool last = false; !last;) {
     {
       std::unique_lock lock(mutex_);
-      wake_.wait(lock, [this] { return saved_ || stop_; });
+      wake_.wait(lock, [this] { return saved_ || stop_ || finishing_; });
       if (stop_) return;
+      last = finishing_;
       saved_ = false;
     }
     if (!reader) {
@@ -135,6 +151,7 @@ void OutOfControlCheck::Run() {
       }
     }
   }
+  finished_.set_value();
 }
 
 }  // namespace dam

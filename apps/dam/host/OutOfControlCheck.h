@@ -4,13 +4,14 @@
 // is judged by the chosen run rules. The check runs on a thread of its own with its own
 // session on the SPC database, so a slow database or a long window never holds the
 // collection up; the driver's thread only says that something was saved, and hears what
-// was found on its own event loop.
+// was found on its own event loop, or, once that loop has ended, when it asks.
 #pragma once
 
 #include <QObject>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -53,6 +54,14 @@ class OutOfControlCheck {
   // Something was saved: the check reads what is new. Returns at once, from any thread.
   void Saved();
 
+  // The run ends: the check reads what was saved up to now, checks it, and ends. Ready once it
+  // has; until TellNow, what it found waits for the event loop. Returns at once.
+  std::future<void> Finish();
+
+  // Tells here and now what the check found and has not told yet: for a caller whose event
+  // loop has ended.
+  void TellNow();
+
  private:
   void Run();
   // Runs `tell` on the thread that made the check.
@@ -72,6 +81,8 @@ class OutOfControlCheck {
   bool started_ = false;
   bool saved_ = false;
   bool stop_ = false;
+  bool finishing_ = false;
+  std::promise<void> finished_;
   std::thread thread_;
 };
 

@@ -1,11 +1,13 @@
 // Saved subgroups checked against their control limits while dam runs, on a real SQLite SPC
 // database: a point beyond the limits is reported once, an in-control one never, and a
-// database the check cannot read is reported without ending anything.
+// database the check cannot read is reported without ending anything. A run that ends still
+// hears of its last subgroups, and of the failures, after its event loop ended.
 
 #include <QEventLoop>
 #include <chrono>
 
 #include "apps/dam/host/OutOfControlCheck.h"
+#include "apps/dam/output/JsonOutput.h"
 #include "runtime/Clock.h"
 #include "tests/apps/dam/DamProcesses.h"
 
@@ -65,6 +67,13 @@ TEST(OutOfControlCheck, APointBeyondTheLimitsIsReportedOnceAnUnreadableDatabaseA
   EXPECT_EQ(found.rules, platform::Rule(1));
   EXPECT_EQ(found.spreadRules, platform::Rule(1)) << "a moving range of 10 is beyond 3.267 MR";
   EXPECT_TRUE(reports.failures.empty());
+  // The run ends: a save it was not told of yet is checked, and told with no event loop.
+  const runtime::Date last{outlier.serial + 1.0 / 86400};
+  damtest::SaveSubgroup(line, last, 40.0);
+  ASSERT_EQ(check.Finish().wait_for(30s), std::future_status::ready);
+  check.TellNow();
+  ASSERT_EQ(reports.found.size(), 2u);
+  EXPECT_EQ(runtime::FormatGeneralDate(reports.found[1].time), runtime::FormatGeneralDate(last));
 
   // A database the check cannot read is reported, and the check goes on.
   dam::OutOfControlCheck unreadable("Driver=SQLite3;Database=" + folder.File("no/such/spc.db"), {},
@@ -73,12 +82,15 @@ TEST(OutOfControlCheck, APointBeyondTheLimitsIsReportedOnceAnUnreadableDatabaseA
   ASSERT_TRUE(reports.WaitFor([&] { return reports.failures.size() == 1; }));
   unreadable.Saved();
   ASSERT_TRUE(reports.WaitFor([&] { return reports.failures.size() == 2; }));
+  ASSERT_EQ(unreadable.Finish().wait_for(30s), std::future_status::ready);
+  unreadable.TellNow();
+  EXPECT_EQ(reports.failures.size(), 3u);
 }
 
 using OutOfControlRun = damtest::DamProcesses;
 
 // Subgroups of about 1000 saved before the run: the historian's weights of about 500 are far
-// below their limits.
+// below their limits, the run's last one too, which is reported before the run ends.
 TEST_F(OutOfControlRun, ARunReportsAPointBeyondTheLimitsAsOneEventAndOneLine) {
   const auto before = damtest::SpcWriter(Spc(), "Line 1");
   runtime::Date time = *runtime::ParseDate("2026-11-23 08:00:00");
@@ -88,18 +100,20 @@ TEST_F(OutOfControlRun, ARunReportsAPointBeyondTheLimitsAsOneEventAndOneLine) {
   }
   StartHistorian();
   for (const bool ndjson : {true, false}) {
-    QStringList args = {"run", Configuration(), "--for", "60", "--rules", "1"};
+    QStringList args = {"run", Configuration(), "--subgroups", "2", "--rules", "1"};
     if (ndjson) args << "--ndjson";
     auto run = Start(DAM_PROGRAM, args, QProcess::SeparateChannels);
-    std::string output;
-    const char* expected = ndjson ? "\"event\":\"out-of-control\"" : "out of control: Line 1 ";
-    EXPECT_TRUE(Says(*run, output, expected)) << output;
-    Terminate(*run);
-    const size_t at = output.find(expected);
-    ASSERT_NE(at, std::string::npos);
-    const size_t start =
-        output.rfind('\n', at) == std::string::npos ? 0 : output.rfind('\n', at) + 1;
-    const std::string line = output.substr(start, output.find('\n', at) - start);
+    ASSERT_TRUE(run->waitForFinished(60'000));
+    const std::string output = run->readAllStandardOutput().toStdString();
+    const runtime::Date last = Saved(Spc()).back().time;
+    const std::string kind = ndjson ? "\"event\":\"out-of-control\"" : "out of control: Line 1 ";
+    const std::string at = ndjson ? "\"time\":\"" + dam::IsoTime(last) + "\""
+                                  : " at " + runtime::FormatGeneralDate(last) + " ";
+    std::string line;
+    for (const std::string& one : Lines(output)) {
+      if (one.find(kind) != std::string::npos && one.find(at) != std::string::npos) line = one;
+    }
+    ASSERT_FALSE(line.empty()) << output;
     for (const std::string& field :
          ndjson ? std::vector<std::string>{"\"configuration\":\"Line 1\"",
                                            "\"test\":\"Fill/Weight\"", "\"rules\":[1]"}
