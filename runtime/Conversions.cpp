@@ -147,4 +147,9 @@ std::string NumberToText(double value) {
   return out + digits.substr(0, whole) + '.' + digits.substr(whole);
 }
 
+std::string ExactNumberText(double value) {
+  char text[32];
+  return std::string(text, std::to_chars(text, text + sizeof text, value).ptr);
+}
+
 }  // namespace runtime

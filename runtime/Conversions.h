@@ -25,4 +25,8 @@ bool TextToBoolean(std::string_view text);
 // below 1E-5 ("1E+20", "1E-07").
 std::string NumberToText(double value);
 
+// The shortest text that reads back as exactly `value` ("0.30000000000000004", "1e+20"):
+// for outputs and stores that must keep every bit of a finite double.
+std::string ExactNumberText(double value);
+
 }  // namespace runtime

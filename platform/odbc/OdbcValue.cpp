@@ -150,9 +150,6 @@ runtime::Variant ReadByRow(const OdbcHandle& statement, SQLUSMALLINT column, SQL
     case SQL_TIME:
       if (const std::optional<runtime::Date> date = runtime::ParseDate(*text)) return *date;
       break;
-    case SQL_BIT:
-      if (*text == "0" || *text == "1") return *text == "1";
-      break;
     default:
       break;
   }

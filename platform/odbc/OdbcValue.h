@@ -4,7 +4,8 @@
 // Where every row has the column's type, that type decides: timestamps, dates and times
 // read as Date, BIT as Boolean, other non-numbers as UTF-8 text. Where each row's value has
 // a type of its own (SQLite), the row's text decides: a date column's text that reads as a
-// date is a Date, a BIT column's 0 or 1 a Boolean, anything else a number or text as below.
+// date is a Date, anything else a number or text as below. A column declared BOOLEAN or BIT
+// there holds integers like any other, so its 1 and 0 stay numbers.
 //
 // A number reads as Long (whole, 32 bits) or Double only when the 15-digit text of that
 // number gives it back exactly; otherwise it reads as its exact text: more digits than 15,

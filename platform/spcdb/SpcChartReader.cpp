@@ -11,9 +11,11 @@ namespace {
 constexpr char kFindTest[] =
     "SELECT t.id, g.name AS group_name, t.name FROM tests t"
     " JOIN test_groups g ON g.id = t.group_id WHERE t.name_key = ? AND g.name_key = ?";
-constexpr char kReadings[] =
-    "SELECT r.subgroup_id, s.subgroup_time, r.value, r.defect_code FROM readings r"
-    " JOIN subgroups s ON s.id = r.subgroup_id WHERE r.test_id = ?";
+std::string ReadingsQuery(const SpcDialect& dialect) {
+  return "SELECT r.subgroup_id, s.subgroup_time, " + dialect.ExactDouble("r.value") +
+         " AS value, r.defect_code FROM readings r"
+         " JOIN subgroups s ON s.id = r.subgroup_id WHERE r.test_id = ?";
+}
 constexpr char kLatest[] =
     " AND r.subgroup_id IN (SELECT DISTINCT l.subgroup_id FROM readings l"
     " JOIN subgroups ls ON ls.id = l.subgroup_id WHERE l.test_id = ?";
@@ -44,33 +46,34 @@ std::optional<SpcChartTest> FindChartTest(SpcSession& session, const std::string
 
 std::vector<SpcChartSubgroup> ReadChartWindow(SpcSession& session, int32_t testId,
                                               const SpcChartWindow& window) {
-  std::string sql = kReadings;
+  std::string filter;
   std::vector<runtime::Variant> parameters{testId};
   const bool configuration = !window.configuration.empty();
   if (window.from || window.to) {
     for (const auto& [bound, condition] :
          {std::pair(window.from, kFrom), std::pair(window.to, kTo)}) {
       if (!bound) continue;
-      sql += condition;
+      filter += condition;
       parameters.emplace_back(*bound);
     }
   } else {
-    sql += std::string(kLatest) + (configuration ? kLatestOfConfiguration : "") +
-           (window.upTo ? kLatestUpTo : "") + kLatestEnd;
+    filter += std::string(kLatest) + (configuration ? kLatestOfConfiguration : "") +
+              (window.upTo ? kLatestUpTo : "") + kLatestEnd;
     parameters.emplace_back(testId);
     if (configuration) parameters.emplace_back(window.configuration);
     if (window.upTo) parameters.emplace_back(*window.upTo);
     parameters.emplace_back(window.last);
   }
   if (configuration) {
-    sql += kOfConfiguration;
+    filter += kOfConfiguration;
     parameters.emplace_back(window.configuration);
   }
-  sql += kOrder;
+  filter += kOrder;
 
   std::vector<SpcChartSubgroup> subgroups;
   session.Use([&](SpcLink& link) {
     subgroups.clear();
+    const std::string sql = ReadingsQuery(link.Dialect()) + filter;
     for (auto rows = link.Connection().Execute(sql, parameters); !rows->Eof(); rows->MoveNext()) {
       const int32_t id = runtime::ToLong(rows->Field("subgroup_id"));
       if (subgroups.empty() || subgroups.back().id != id) {

@@ -40,6 +40,12 @@ const char* SpcDialect::LastIdQuery() const {
   return sqlite_ ? "SELECT last_insert_rowid() AS id" : "SELECT lastval() AS id";
 }
 
+std::string SpcDialect::ExactDouble(const std::string& column) const {
+  // SQLite's printf gives 16 significant digits at most without "!", and its 17th digit of
+  // a large number may be off by one; 21 digits read back as the same double.
+  return sqlite_ ? "printf('%!.20e', " + column + ")" : column;
+}
+
 std::string SpcDialect::RepeatedInsert(const std::string& insert) const {
   return sqlite_ ? "WITH repeated AS (SELECT 1) " + insert : insert;
 }

@@ -1,6 +1,6 @@
 // What differs between the two databases the SPC database runs on, SQLite and PostgreSQL,
-// kept in this one place: connection set-up, generated identifiers and how a writing
-// transaction starts.
+// kept in this one place: connection set-up, generated identifiers, how doubles are read
+// and how a writing transaction starts.
 #pragma once
 
 #include <cstdint>
@@ -35,6 +35,10 @@ class SpcDialect {
   const char* IdColumn() const;
   // A query giving the identifier the connection's last INSERT generated.
   const char* LastIdQuery() const;
+  // A select-list expression giving the double in `column` to its last bit. The SQLite ODBC
+  // driver hands a REAL over as its 15-digit text, which may be another double or, near
+  // the largest double, none at all.
+  std::string ExactDouble(const std::string& column) const;
   // The text to prepare for `insert`, run at every save. The SQLite ODBC driver parses every
   // statement again at each execution unless it takes it for a query, which it keeps
   // prepared: it does for one that opens with WITH. Its row count is then not reported.

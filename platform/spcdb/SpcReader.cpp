@@ -26,11 +26,13 @@ constexpr char kDescriptors[] =
     " FROM subgroup_descriptors sd JOIN descriptors d ON d.id = sd.descriptor_id"
     " JOIN descriptor_groups g ON g.id = d.group_id"
     " WHERE sd.subgroup_id BETWEEN ? AND ? ORDER BY sd.subgroup_id, sd.ordinal";
-constexpr char kReadings[] =
-    "SELECT r.subgroup_id, g.name AS group_name, t.name, r.sample, r.value, r.serial_number,"
-    " r.defect_code"
-    " FROM readings r JOIN tests t ON t.id = r.test_id JOIN test_groups g ON g.id = t.group_id"
-    " WHERE r.subgroup_id BETWEEN ? AND ? ORDER BY r.subgroup_id, r.ordinal";
+std::string ReadingsQuery(const SpcDialect& dialect) {
+  return "SELECT r.subgroup_id, g.name AS group_name, t.name, r.sample, " +
+         dialect.ExactDouble("r.value") +
+         " AS value, r.serial_number, r.defect_code"
+         " FROM readings r JOIN tests t ON t.id = r.test_id JOIN test_groups g ON g.id = t.group_id"
+         " WHERE r.subgroup_id BETWEEN ? AND ? ORDER BY r.subgroup_id, r.ordinal";
+}
 
 std::string Text(const host::Recordset& rows, std::string_view field) {
   return runtime::ToText(rows.Field(field));
@@ -42,7 +44,8 @@ std::optional<SpcName> Named(const host::Recordset& rows, const char* groupField
   return SpcName{Text(rows, groupField), Text(rows, nameField)};
 }
 
-std::vector<SpcSubgroupData> ReadRange(OdbcConnection& connection, int32_t first, int32_t last) {
+std::vector<SpcSubgroupData> ReadRange(SpcLink& link, int32_t first, int32_t last) {
+  OdbcConnection& connection = link.Connection();
   std::vector<SpcSubgroupData> subgroups;
   const std::vector<runtime::Variant> range{first, last};
 
@@ -74,7 +77,8 @@ std::vector<SpcSubgroupData> ReadRange(OdbcConnection& connection, int32_t first
       s->descriptors.push_back({Text(*rows, "group_name"), Text(*rows, "name")});
     }
   }
-  for (auto rows = connection.Execute(kReadings, range); !rows->Eof(); rows->MoveNext()) {
+  for (auto rows = connection.Execute(ReadingsQuery(link.Dialect()), range); !rows->Eof();
+       rows->MoveNext()) {
     if (SpcSubgroupData* s = of(*rows)) {
       s->readings.push_back({Text(*rows, "group_name"), Text(*rows, "name"),
                              runtime::ToLong(rows->Field("sample")),
@@ -97,7 +101,7 @@ std::vector<SpcSubgroupData> ReadSubgroups(SpcSession& session, int32_t count) {
     const int32_t last = runtime::ToLong(ids->Field("id"));
     int32_t first = last;
     for (; !ids->Eof(); ids->MoveNext()) first = runtime::ToLong(ids->Field("id"));
-    subgroups = ReadRange(link.Connection(), first, last);
+    subgroups = ReadRange(link, first, last);
   });
   return subgroups;
 }
@@ -105,7 +109,7 @@ std::vector<SpcSubgroupData> ReadSubgroups(SpcSession& session, int32_t count) {
 std::vector<SpcSubgroupData> ReadSubgroupRange(SpcSession& session, int32_t first, int32_t last) {
   std::vector<SpcSubgroupData> subgroups;
   if (first > last) return subgroups;
-  session.Use([&](SpcLink& link) { subgroups = ReadRange(link.Connection(), first, last); });
+  session.Use([&](SpcLink& link) { subgroups = ReadRange(link, first, last); });
   return subgroups;
 }
 

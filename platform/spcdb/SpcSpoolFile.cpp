@@ -6,6 +6,7 @@
 #include <charconv>
 
 #include "platform/odbc/OdbcConnectionString.h"
+#include "runtime/Conversions.h"
 #include "runtime/Error.h"
 #include "runtime/Variant.h"
 
@@ -34,12 +35,6 @@ const char* const kTables[] = {
 
 // The SQLite ODBC driver reads a REAL back to 15 digits only: a reading is also kept as the
 // shortest text that gives its double back, so that it is forwarded unchanged.
-std::string ExactText(double value) {
-  char text[32];
-  const auto [end, error] = std::to_chars(text, text + sizeof text, value);
-  return std::string(text, end);
-}
-
 double ExactValue(const host::Recordset& rows) {
   const runtime::Variant text = rows.Field("value_text");
   if (text.IsNull()) return runtime::ToDouble(rows.Field("value"));
@@ -176,7 +171,7 @@ void SpcSpoolFile::Append(const SpcSubgroupData& s, const std::string& key,
     ordinal = 0;
     for (const SpcReading& r : s.readings) {
       reading->Execute({id, ++ordinal, r.testGroup, r.test, r.sample, r.value, r.serialNumber,
-                        r.defect, ExactText(r.value)});
+                        r.defect, runtime::ExactNumberText(r.value)});
     }
   });
 }

@@ -254,7 +254,8 @@ TEST_F(HistorianTest, TagNamesAreBoundValuesOnEveryHistorian) {
 }
 
 // Each row's value is read by its own type: an SQLite column without a declared type holds
-// integers, reals, texts and NULL side by side, whatever the first row is; a typed
+// integers, reals, texts and NULL side by side, whatever the first row is, and one declared
+// BOOLEAN holds integers; a typed
 // PostgreSQL column gives every digit it holds. Texts stay exactly as they are, and a
 // reading saves the number the historian holds.
 TEST_F(HistorianTest, EveryValueReachesTheSubgroupAsTheHistorianHoldsIt) {
@@ -278,6 +279,13 @@ TEST_F(HistorianTest, EveryValueReachesTheSubgroupAsTheHistorianHoldsIt) {
     EXPECT_EQ(Collect(historian, "", mixed, first, conditions),
               Lines{"Line 1|" + Unexpected("94 - Invalid use of Null", "ResolveItem")});
     EXPECT_TRUE(Tag("N").TagValue.IsNull());
+  }
+  // A declared BOOLEAN or BIT keeps integers: 1 and 0 are numbers.
+  for (const char* declared : {"BOOLEAN", "BIT"}) {
+    SCOPED_TRACE(std::string("SQLite ") + declared);
+    EXPECT_TRUE(Collect(historian, declared,
+                        {{"B1", "INTEGER", "1", "1", "1"}, {"B0", "INTEGER", "0", "0", "0"}})
+                    .empty());
   }
 
   const auto postgres = spcdbtest::MakeTestDatabase(spcdbtest::Backend::PostgreSQL);

@@ -2,12 +2,12 @@
 // a test compares what reached the host with a literal.
 #pragma once
 
-#include <charconv>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "host/HostSubgroup.h"
+#include "runtime/Conversions.h"
 #include "runtime/Date.h"
 
 namespace testsupport {
@@ -34,17 +34,12 @@ class RecordingSubgroup : public host::HostSubgroup {
   void LookupTest(const std::string& test) override { Add("LookupTest ", test); }
   void AddReading(double value, int16_t sample, int32_t reserved, const std::string& serialNumber,
                   const std::string& defect) override {
-    Add("AddReading ", Exact(value) + " " + std::to_string(sample) + " " +
+    Add("AddReading ", runtime::ExactNumberText(value) + " " + std::to_string(sample) + " " +
                            std::to_string(reserved) + " [" + serialNumber + "] [" + defect + "]");
   }
   void Save(int32_t options) override { Add("Save ", std::to_string(options)); }
 
  private:
-  // The shortest text that reads back as `value`: every digit of the reading shows.
-  static std::string Exact(double value) {
-    char text[32];
-    return std::string(text, std::to_chars(text, text + sizeof text, value).ptr);
-  }
   void Add(const char* call, const std::string& arguments) { calls_.push_back(call + arguments); }
   static std::string Kind(host::DescriptorKind kind) {
     const char* names[] = {"Part ", "Process ", "Job ", "Shift ", "UserDefined "};

@@ -1,6 +1,7 @@
 #include "apps/dam/output/JsonOutput.h"
 
 #include <QDateTime>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <cmath>
 #include <cstdio>
@@ -38,6 +39,11 @@ std::string IsoTime(runtime::Date time) {
                 std::abs(offset) % 60);
   return (date.toString(u"yyyy-MM-dd") + u'T' + clock.toString(u"HH:mm:ss.zzz")).toStdString() +
          zone;
+}
+
+std::string JsonNumber(double value) {
+  const QByteArray array = QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact);
+  return array.mid(1, array.size() - 2).toStdString();
 }
 
 std::string JsonLine(const QJsonObject& object) {

@@ -17,6 +17,10 @@ std::string IsoTime(runtime::Date time);
 // Seconds since 1970-01-01 00:00 UTC, to the millisecond, as Prometheus keeps times.
 double UnixSeconds(runtime::Date time);
 
+// The text JSON output gives the finite number `value`, the shortest that reads back as the
+// same double; CSV writes numbers with it, so that both outputs agree.
+std::string JsonNumber(double value);
+
 // `object` compact, on one line ending in a newline.
 std::string JsonLine(const QJsonObject& object);
 

@@ -5,7 +5,6 @@
 #include <optional>
 
 #include "apps/dam/output/JsonOutput.h"
-#include "runtime/Conversions.h"
 
 namespace dam {
 namespace {
@@ -86,7 +85,7 @@ std::string SubgroupsCsv(const std::vector<platform::SpcSubgroupData>& subgroups
       if (row[13].empty()) row[13] = r.serialNumber;
       const size_t sample =
           samples.Add(r.testGroup + "/" + r.test + "#" + std::to_string(r.sample));
-      if (std::isfinite(r.value)) row[valueAt[sample]] = runtime::NumberToText(r.value);
+      if (std::isfinite(r.value)) row[valueAt[sample]] = JsonNumber(r.value);
       if (defectAt[sample]) row[defectAt[sample]] = r.defect;
     }
     csv += Row(row);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 
 #include "platform/spcdb/SpcChart.h"
 #include "platform/spcdb/SpcChartConstants.h"
@@ -190,8 +191,9 @@ TEST_P(SpcDatabaseTest, ChartWindowReadsOneTestsSamplesByCountOrTime) {
   for (int i = 1; i <= 6; ++i) {
     platform::SpcSubgroupData subgroup = SampleSubgroup(i);
     if (i == 4)
-      subgroup.readings = {{"Dimensions", "Width", 1, 14.25, "", ""},
-                           {"Dimensions", "Width", 2, 10.5, "", "D3"}};
+      subgroup.readings = {
+          {"Dimensions", "Width", 1, 0.1 + 0.2, "", ""},
+          {"Dimensions", "Width", 2, std::numeric_limits<double>::max(), "", "D3"}};
     if (i == 5) subgroup.readings = {{"Visual", "Scratches", 1, 0, "", "D17"}};
     SaveSubgroup(i % 2 ? line1 : line2, subgroup);
   }
@@ -201,23 +203,24 @@ TEST_P(SpcDatabaseTest, ChartWindowReadsOneTestsSamplesByCountOrTime) {
   EXPECT_FALSE(platform::FindChartTest(*line1, "Visual", "Width")) << "another group's";
   EXPECT_FALSE(platform::FindChartTest(*line1, "Dimensions", "Depth"));
 
-  // SampleSubgroup(i) is saved at 10:00:0i with Width 10.25 + i and 10.5.
+  // SampleSubgroup(i) is saved at 10:00:0i with Width 10.25 + i and 10.5. Every bit of a
+  // value comes back; the largest double, left out, reads too.
   const auto at = [](int second) { return runtime::MakeDate({2024, 3, 1, 10, 0, second}); };
   const struct {
     platform::SpcChartWindow window;
     std::string read;  // id: values, left out
   } cases[] = {
-      {{.last = 3}, "3: 13.25 10.5 | 4: 14.25 +1 | 6: 16.25 10.5"},
+      {{.last = 3}, "3: 13.25 10.5 | 4: 0.30000000000000004 +1 | 6: 16.25 10.5"},
       {{.last = 3, .configuration = "Line 1"}, "1: 11.25 10.5 | 3: 13.25 10.5"},
-      {{.from = at(2), .to = at(4)}, "2: 12.25 10.5 | 3: 13.25 10.5 | 4: 14.25 +1"},
-      {{.from = at(4)}, "4: 14.25 +1 | 6: 16.25 10.5"},
+      {{.from = at(2), .to = at(4)}, "2: 12.25 10.5 | 3: 13.25 10.5 | 4: 0.30000000000000004 +1"},
+      {{.from = at(4)}, "4: 0.30000000000000004 +1 | 6: 16.25 10.5"},
       {{.to = at(3), .configuration = "Line 2"}, "2: 12.25 10.5"},
   };
   for (const auto& c : cases) {
     std::string read;
     for (const SpcChartSubgroup& s : platform::ReadChartWindow(*line1, width->id, c.window)) {
       read += (read.empty() ? "" : " | ") + std::to_string(s.id) + ":";
-      for (double v : s.values) read += " " + runtime::NumberToText(v);
+      for (double v : s.values) read += " " + runtime::ExactNumberText(v);
       if (s.leftOut) read += " +" + std::to_string(s.leftOut);
     }
     EXPECT_EQ(read, c.read);

@@ -2,6 +2,8 @@
 // found again as the host looks them up.
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "common/SpcNames.h"
 #include "host/ComponentsWrapper.h"
 #include "runtime/Error.h"
@@ -23,6 +25,12 @@ TEST_P(SpcDatabaseTest, SavedSubgroupsReadBackExactlyAndNamesAreCreatedOnce) {
   auto session = OpenSession();
   SpcSubgroupData first = SampleSubgroup(1);
   SpcSubgroupData second = SampleSubgroup(2);
+  // Every bit of a double comes back, the largest one included.
+  first.readings.push_back({"Dimensions", "Höhe", 2, 0.1 + 0.2, "", ""});
+  first.readings.push_back({"Dimensions", "Höhe", 3, -std::numeric_limits<double>::max(), "", ""});
+  second.readings.push_back({"Dimensions", "Höhe", 2, 9007199254740992.0, "", ""});
+  second.readings.push_back(
+      {"Dimensions", "Höhe", 3, std::numeric_limits<double>::denorm_min(), "", ""});
   first.id = SaveSubgroup(session, first);
   second.id = SaveSubgroup(session, second);
   EXPECT_GT(second.id, first.id);

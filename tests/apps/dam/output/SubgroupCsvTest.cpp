@@ -1,5 +1,6 @@
 // Saved subgroups as CSV: one row per subgroup, a column per characteristic sample as the
-// subgroups bring them, and fields quoted as RFC 4180 asks.
+// subgroups bring them, numbers with every digit of their double, and fields quoted as
+// RFC 4180 asks.
 #include <gtest/gtest.h>
 
 #include "apps/dam/output/JsonOutput.h"
@@ -20,14 +21,15 @@ TEST(SubgroupCsv, OneRowPerSubgroupAndAColumnPerSampleQuotedAsRfc4180Asks) {
   first.lot = "L1";
   first.descriptors = {{"Operators", "Anna"}};
   first.readings = {{"Fill", "Weight", 1, 501.25, "SN-1", ""},
-                    {"Fill", "Weight", 2, 499.5, "SN-1", ""},
-                    {"Fill", "Width", 1, 25, "SN-1", ""}};
+                    {"Fill", "Weight", 2, 0.1 + 0.2, "SN-1", ""},
+                    {"Fill", "Width", 1, 9007199254740992.0, "SN-1", ""}};
   second.id = 2;
   second.time = runtime::MakeDate({2026, 11, 23, 9, 16, 2});
   second.size = 1;
   second.part = platform::SpcName{"Parts", "P\n2"};
   second.descriptors = {{"Machines", "M1"}};
-  second.readings = {{"Fill", "Width", 1, 0, "", "D7"}, {"Visual", "Scratches", 1, 3, "", ""}};
+  second.readings = {{"Fill", "Width", 1, 0, "", "D7"},
+                     {"Visual", "Scratches", 1, 1.7976931348623157e308, "", ""}};
 
   EXPECT_EQ(dam::SubgroupsCsv({first, second}),
             "id,time,size,configuration,part group,part,process group,process,job group,job,"
@@ -35,10 +37,11 @@ TEST(SubgroupCsv, OneRowPerSubgroupAndAColumnPerSampleQuotedAsRfc4180Asks) {
             "Fill/Width#1,Fill/Width#1 defect,Visual/Scratches#1\r\n"
             "1," +
                 dam::IsoTime(first.time) +
-                ",2,Line 1,Parts,\"P,1\",,,,,Shifts,\"Day \"\"A\"\"\",L1,SN-1,Anna,,501.25,499.5,"
-                "25,,\r\n"
+                ",2,Line 1,Parts,\"P,1\",,,,,Shifts,\"Day \"\"A\"\"\",L1,SN-1,Anna,,501.25,"
+                "0.30000000000000004,9007199254740992,,\r\n"
                 "2," +
-                dam::IsoTime(second.time) + ",1,,Parts,\"P\n2\",,,,,,,,,,M1,,,0,D7,3\r\n");
+                dam::IsoTime(second.time) +
+                ",1,,Parts,\"P\n2\",,,,,,,,,,M1,,,0,D7,1.7976931348623157e+308\r\n");
   EXPECT_EQ(dam::SubgroupsCsv({}),
             "id,time,size,configuration,part group,part,process group,process,job group,job,"
             "shift group,shift,lot,serial\r\n");
