@@ -80,7 +80,7 @@ std::vector<SpcChartSubgroup> ReadChartWindow(SpcSession& session, int32_t testI
         subgroups.push_back({id, runtime::ToDate(rows->Field("subgroup_time")), {}, 0});
       }
       SpcChartSubgroup& subgroup = subgroups.back();
-      const double value = runtime::ToDouble(rows->Field("value"));
+      const double value = SpcDialect::StoredDouble(rows->Field("value"));
       if (!runtime::ToText(rows->Field("defect_code")).empty() || !std::isfinite(value)) {
         ++subgroup.leftOut;
       } else {

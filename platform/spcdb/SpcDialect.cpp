@@ -1,7 +1,12 @@
 #include "platform/spcdb/SpcDialect.h"
 
+#include <limits>
+#include <string_view>
+
 #include "platform/spcdb/SpcErrors.h"
+#include "runtime/Conversions.h"
 #include "runtime/Error.h"
+#include "runtime/Text.h"
 
 namespace platform {
 
@@ -44,6 +49,21 @@ std::string SpcDialect::ExactDouble(const std::string& column) const {
   // SQLite's printf gives 16 significant digits at most without "!", and its 17th digit of
   // a large number may be off by one; 21 digits read back as the same double.
   return sqlite_ ? "printf('%!.20e', " + column + ")" : column;
+}
+
+double SpcDialect::StoredDouble(const runtime::Variant& field) {
+  // The drivers' texts: SQLite's "Inf", "-Inf"; C++'s "inf", "-inf", "nan" from psqlODBC's.
+  if (field.kind() == runtime::Variant::Kind::String) {
+    const std::string& text = field.AsString();
+    const bool negative = text.starts_with('-');
+    const std::string_view magnitude = std::string_view(text).substr(negative ? 1 : 0);
+    if (runtime::EqualsNoCase(magnitude, "inf")) {
+      return negative ? -std::numeric_limits<double>::infinity()
+                      : std::numeric_limits<double>::infinity();
+    }
+    if (runtime::EqualsNoCase(magnitude, "nan")) return std::numeric_limits<double>::quiet_NaN();
+  }
+  return runtime::ToDouble(field);
 }
 
 std::string SpcDialect::RepeatedInsert(const std::string& insert) const {

@@ -8,6 +8,7 @@
 
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/odbc/OdbcPolicy.h"
+#include "runtime/Variant.h"
 
 namespace platform {
 
@@ -39,6 +40,9 @@ class SpcDialect {
   // driver hands a REAL over as its 15-digit text, which may be another double or, near
   // the largest double, none at all.
   std::string ExactDouble(const std::string& column) const;
+  // The double of a field selected by ExactDouble. Another writer may have stored an
+  // infinity or, on PostgreSQL, a NaN: it comes back as such, not as a type mismatch.
+  static double StoredDouble(const runtime::Variant& field);
   // The text to prepare for `insert`, run at every save. The SQLite ODBC driver parses every
   // statement again at each execution unless it takes it for a query, which it keeps
   // prepared: it does for one that opens with WITH. Its row count is then not reported.

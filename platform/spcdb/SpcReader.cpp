@@ -82,8 +82,8 @@ std::vector<SpcSubgroupData> ReadRange(SpcLink& link, int32_t first, int32_t las
     if (SpcSubgroupData* s = of(*rows)) {
       s->readings.push_back({Text(*rows, "group_name"), Text(*rows, "name"),
                              runtime::ToLong(rows->Field("sample")),
-                             runtime::ToDouble(rows->Field("value")), Text(*rows, "serial_number"),
-                             Text(*rows, "defect_code")});
+                             SpcDialect::StoredDouble(rows->Field("value")),
+                             Text(*rows, "serial_number"), Text(*rows, "defect_code")});
     }
   }
   return subgroups;

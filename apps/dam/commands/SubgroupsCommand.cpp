@@ -1,6 +1,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <cmath>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -26,6 +27,13 @@ std::string Named(const std::optional<platform::SpcName>& name) {
   return name ? name->group + "/" + name->name : "-";
 }
 
+// Another writer of the SPC database may have stored an infinity or a NaN.
+std::string ValueText(double value) {
+  if (std::isnan(value)) return "NaN";
+  if (std::isinf(value)) return value < 0 ? "-Inf" : "Inf";
+  return runtime::NumberToText(value);
+}
+
 // Names, lots and defects come from the historian: shown escaped, as the terminal would
 // otherwise act on control characters in them.
 void PrintTable(const std::vector<platform::SpcSubgroupData>& subgroups) {
@@ -40,7 +48,7 @@ void PrintTable(const std::vector<platform::SpcSubgroupData>& subgroups) {
     for (const auto& r : s.readings) {
       std::ostringstream reading;
       reading << "    " << r.testGroup << " / " << r.test << "  #" << r.sample << "  "
-              << runtime::NumberToText(r.value);
+              << ValueText(r.value);
       if (!r.serialNumber.empty()) reading << "  serial " << r.serialNumber;
       if (!r.defect.empty()) reading << "  defect " << r.defect;
       std::cout << apps::Printable(reading.str()) << '\n';

@@ -3,12 +3,14 @@
 // exactly once, and the window of one test's samples as the database gives it.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
 #include "platform/spcdb/SpcChart.h"
 #include "platform/spcdb/SpcChartConstants.h"
 #include "platform/spcdb/SpcChartReader.h"
+#include "platform/spcdb/SpcLink.h"
 #include "runtime/Conversions.h"
 #include "tests/platform/spcdb/SpcFixture.h"
 
@@ -197,6 +199,16 @@ TEST_P(SpcDatabaseTest, ChartWindowReadsOneTestsSamplesByCountOrTime) {
     if (i == 5) subgroup.readings = {{"Visual", "Scratches", 1, 0, "", "D17"}};
     SaveSubgroup(i % 2 ? line1 : line2, subgroup);
   }
+  // Another writer stored an infinity: read, and left out of the chart.
+  line2->Use([&](platform::SpcLink& link) {
+    link.Connection().Execute(std::string("UPDATE readings SET value = ") +
+                              (GetParam() == Backend::SQLite ? "9e999" : "'Infinity'") +
+                              " WHERE subgroup_id = 6 AND sample = 2 AND value = 10.5");
+  });
+  const std::vector<platform::SpcSubgroupData> stored = platform::ReadSubgroups(*line1, 1);
+  ASSERT_EQ(stored.size(), 1u);
+  EXPECT_TRUE(std::any_of(stored[0].readings.begin(), stored[0].readings.end(),
+                          [](const platform::SpcReading& r) { return std::isinf(r.value); }));
   const auto width = platform::FindChartTest(*line1, "DIMENSIONS", "width");
   ASSERT_TRUE(width);
   EXPECT_EQ(width->group + "/" + width->name, "Dimensions/Width");
@@ -210,10 +222,10 @@ TEST_P(SpcDatabaseTest, ChartWindowReadsOneTestsSamplesByCountOrTime) {
     platform::SpcChartWindow window;
     std::string read;  // id: values, left out
   } cases[] = {
-      {{.last = 3}, "3: 13.25 10.5 | 4: 0.30000000000000004 +1 | 6: 16.25 10.5"},
+      {{.last = 3}, "3: 13.25 10.5 | 4: 0.30000000000000004 +1 | 6: 16.25 +1"},
       {{.last = 3, .configuration = "Line 1"}, "1: 11.25 10.5 | 3: 13.25 10.5"},
       {{.from = at(2), .to = at(4)}, "2: 12.25 10.5 | 3: 13.25 10.5 | 4: 0.30000000000000004 +1"},
-      {{.from = at(4)}, "4: 0.30000000000000004 +1 | 6: 16.25 10.5"},
+      {{.from = at(4)}, "4: 0.30000000000000004 +1 | 6: 16.25 +1"},
       {{.to = at(3), .configuration = "Line 2"}, "2: 12.25 10.5"},
   };
   for (const auto& c : cases) {
