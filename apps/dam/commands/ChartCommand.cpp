@@ -46,8 +46,12 @@ std::string Line(const platform::SpcChartLine& line) {
 
 void PrintChart(const std::string& test, const platform::SpcChart& chart,
                 platform::SpcRules rules) {
+  const auto leftOut = [&] {
+    if (chart.leftOut) std::cout << chart.leftOut << " reading(s) of a defect left out\n";
+  };
   if (chart.points.empty()) {
     std::cout << test << ": no subgroups in the window\n";
+    leftOut();
     return;
   }
   const char* spread = platform::ChartSpreadName(chart.kind);
@@ -63,9 +67,7 @@ void PrintChart(const std::string& test, const platform::SpcChart& chart,
   if (otherSizes) {
     std::cout << otherSizes << " subgroup(s) of another size, with limits by their own size\n";
   }
-  if (chart.leftOut) {
-    std::cout << chart.leftOut << " reading(s) of a defect left out\n";
-  }
+  leftOut();
   size_t flagged = 0;
   for (const auto& p : chart.points) {
     if (!p.rules && !p.spreadRules) continue;

@@ -11,6 +11,7 @@
 #include <regex>
 
 #include "apps/dam/output/JsonOutput.h"
+#include "platform/spcdb/SpcSubgroup.h"
 #include "tests/apps/dam/DamProcesses.h"
 
 namespace {
@@ -97,6 +98,19 @@ TEST_F(EndToEnd, TwoRunsOutliveALateHistorianThenEachSavesAndCountsItsOwnSubgrou
   EXPECT_NE(said.find("dam chart: there is no test Fill/Depth in the SPC database"),
             std::string::npos)
       << said;
+  // A test whose every reading records a defect: no point, the readings counted.
+  platform::SpcSubgroup leak;
+  leak.SetDatabase(damtest::SpcWriter(Spc(), "Line 1"));
+  leak.LookupTestGroup("Fill & Seal");
+  leak.LookupTest("<Leak>");
+  leak.AddReading(1, 1, 0, "", "Leak");
+  leak.Save(0);
+  const auto [drawn, leaks] = Dam({"chart", "--test", "Fill & Seal/<Leak>"});
+  EXPECT_EQ(drawn, 0);
+  EXPECT_TRUE(
+      leaks.ends_with("Fill & Seal/<Leak>: no subgroups in the window\n"
+                      "1 reading(s) of a defect left out\n"))
+      << leaks;
 
   const QRegularExpression isoTime(R"(^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[+-]\d\d:\d\d$)");
   eventLines += events->readAllStandardOutput().toStdString();
