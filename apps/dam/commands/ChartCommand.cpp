@@ -101,10 +101,10 @@ int ChartCommand(const ChartOptions& options) {
   }
   if (window.from && window.to && *window.from > *window.to) throw Usage("--from is after --to");
   window.last = static_cast<int32_t>(options.last.value_or(25));
-  std::optional<platform::SpcRules> rules = platform::kDefaultRules;
-  if (!options.rules.empty()) rules = platform::ParseRules(options.rules);
+  const std::optional<platform::SpcRules> rules =
+      options.rules ? platform::ParseRules(*options.rules) : platform::kDefaultRules;
   if (!rules)
-    throw Usage("--rules '" + options.rules + "' is not a list of rules 1 to 8 (1,2,3,4)");
+    throw Usage("--rules '" + *options.rules + "' is not a list of rules 1 to 8 (1,2,3,4)");
   const QString out = QString::fromStdString(options.out);
   if (!out.isEmpty() && !out.endsWith(".png", Qt::CaseInsensitive) &&
       !out.endsWith(".svg", Qt::CaseInsensitive)) {
