@@ -111,6 +111,14 @@ TEST_F(EndToEnd, TwoRunsOutliveALateHistorianThenEachSavesAndCountsItsOwnSubgrou
       leaks.ends_with("Fill & Seal/<Leak>: no subgroups in the window\n"
                       "1 reading(s) of a defect left out\n"))
       << leaks;
+  // A full disk is a failure, not a picture cut short.
+  std::filesystem::create_symlink("/dev/full", work_.File("full.svg"));
+  const auto [full, cut] = Dam(
+      {"chart", "--test", "Fill/Weight", "--out", QString::fromStdString(work_.File("full.svg"))});
+  EXPECT_EQ(full, 1);
+  EXPECT_NE(cut.find("dam chart: cannot draw the chart: cannot write the chart to "),
+            std::string::npos)
+      << cut;
 
   const QRegularExpression isoTime(R"(^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[+-]\d\d:\d\d$)");
   eventLines += events->readAllStandardOutput().toStdString();
