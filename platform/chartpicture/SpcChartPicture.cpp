@@ -249,7 +249,8 @@ void WriteSpcChartPicture(const SpcChart& chart, const std::string& title, const
       generator.setOutputDevice(&picture);
       generator.setSize(size);
       generator.setViewBox(area);
-      generator.setTitle(name);
+      // The generator puts the title into the document as it gets it.
+      generator.setTitle(name.toHtmlEscaped());
       QPainter painter;
       if (!painter.begin(&generator)) return;
       PaintSpcChart(painter, area, chart, name);
