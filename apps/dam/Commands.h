@@ -49,9 +49,9 @@ struct SubgroupsOptions {
 struct ChartOptions {
   std::string test;  // GROUP/TEST
   std::string spc;
-  std::optional<int64_t> last;  // 25
-  std::string from, to;         // times; either makes the window a time span
-  std::string rules;            // "1,2,3,4" when empty
+  std::optional<int64_t> last;       // 25
+  std::string from, to;              // times; either makes the window a time span
+  std::optional<std::string> rules;  // 1,2,3,4 when not given
   bool json = false;
   std::string out;  // a .png or .svg file
 };

@@ -260,8 +260,9 @@ const std::vector<Command>& Commands() {
         "dam chart --test Fill/Weight --last 50 --out weight.png"},
        [](const ParsedArguments& p) {
          return ChartCommand({p.Value("test"), p.Value("spc"), p.Count("last", 1, 1'000'000),
-                              p.Value("from"), p.Value("to"), p.Value("rules"), p.Has("json"),
-                              p.Value("out")});
+                              p.Value("from"), p.Value("to"),
+                              p.Has("rules") ? std::optional(p.Value("rules")) : std::nullopt,
+                              p.Has("json"), p.Value("out")});
        }},
       {{"dam spool",
         "[forward [--spc CONNECTION] | drop --before TIME [--yes]]",

@@ -1,12 +1,15 @@
 #include "platform/chartpicture/SpcChartPicture.h"
 
+#include <QBuffer>
 #include <QCoreApplication>
+#include <QFile>
 #include <QGuiApplication>
 #include <QImage>
 #include <QPainterPath>
 #include <QSvgGenerator>
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -167,6 +170,26 @@ void WithGuiApplication(const std::function<void()>& draw) {
   draw();
 }
 
+// A write cut short by a full disk is an error, and leaves no file that looks like a chart.
+void WritePicture(const QString& path, const QByteArray& bytes) {
+  QFile file(path);
+  const bool opened = file.open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+  if (opened && file.write(bytes) == bytes.size()) {
+    file.close();
+    if (file.error() == QFileDevice::NoError) return;
+  }
+  const std::string reason = file.errorString().toStdString();
+  file.close();
+  std::error_code error;
+  const std::filesystem::path name = path.toStdString();
+  if (opened && std::filesystem::is_regular_file(std::filesystem::symlink_status(name, error))) {
+    std::filesystem::remove(name, error);
+  }
+  throw runtime::Error(runtime::kPathFileAccessError,
+                       "cannot write the chart to " + name.string() + ": " + reason,
+                       "WriteSpcChartPicture");
+}
+
 }  // namespace
 
 void PaintSpcChart(QPainter& painter, const QRectF& area, const SpcChart& chart,
@@ -214,31 +237,37 @@ void WriteSpcChartPicture(const SpcChart& chart, const std::string& title, const
                          "a chart is written as .png or .svg, not as " + path,
                          "WriteSpcChartPicture");
   }
-  bool written = false;
+  // Drawn in memory first: the SVG generator does not report a failed write.
+  QBuffer picture;
+  picture.open(QIODevice::WriteOnly);
+  bool drawn = false;
   WithGuiApplication([&] {
     const QRectF area(QPointF(0, 0), QSizeF(size));
+    const QString name = QString::fromStdString(title);
     if (svg) {
       QSvgGenerator generator;
-      generator.setFileName(file);
+      generator.setOutputDevice(&picture);
       generator.setSize(size);
       generator.setViewBox(area);
-      generator.setTitle(QString::fromStdString(title));
+      // The generator puts the title into the document as it gets it.
+      generator.setTitle(name.toHtmlEscaped());
       QPainter painter;
       if (!painter.begin(&generator)) return;
-      PaintSpcChart(painter, area, chart, QString::fromStdString(title));
-      written = painter.end();
+      PaintSpcChart(painter, area, chart, name);
+      drawn = painter.end();
     } else {
       QImage image(size, QImage::Format_RGB32);
       QPainter painter(&image);
-      PaintSpcChart(painter, area, chart, QString::fromStdString(title));
+      PaintSpcChart(painter, area, chart, name);
       painter.end();
-      written = image.save(file, "PNG");
+      drawn = image.save(&picture, "PNG");
     }
   });
-  if (!written) {
-    throw runtime::Error(runtime::kPathFileAccessError, "cannot write the chart to " + path,
+  if (!drawn) {
+    throw runtime::Error(runtime::kPathFileAccessError, "cannot draw the chart for " + path,
                          "WriteSpcChartPicture");
   }
+  WritePicture(file, picture.data());
 }
 
 }  // namespace platform

@@ -21,7 +21,7 @@ void PaintSpcChart(QPainter& painter, const QRectF& area, const SpcChart& chart,
 // Writes the picture of `chart` to `path`: SVG when its name ends in .svg, PNG when it ends
 // in .png (either in any case). Needs no display: without a GUI application one is made on
 // the offscreen platform for the while. Throws runtime::Error for another name or a file
-// that cannot be written.
+// that cannot be written to the end (a full disk); a file cut short is removed.
 void WriteSpcChartPicture(const SpcChart& chart, const std::string& title, const std::string& path,
                           QSize size = {1000, 700});
 

@@ -46,8 +46,12 @@ std::string Line(const platform::SpcChartLine& line) {
 
 void PrintChart(const std::string& test, const platform::SpcChart& chart,
                 platform::SpcRules rules) {
+  const auto leftOut = [&] {
+    if (chart.leftOut) std::cout << chart.leftOut << " reading(s) of a defect left out\n";
+  };
   if (chart.points.empty()) {
     std::cout << test << ": no subgroups in the window\n";
+    leftOut();
     return;
   }
   const char* spread = platform::ChartSpreadName(chart.kind);
@@ -63,9 +67,7 @@ void PrintChart(const std::string& test, const platform::SpcChart& chart,
   if (otherSizes) {
     std::cout << otherSizes << " subgroup(s) of another size, with limits by their own size\n";
   }
-  if (chart.leftOut) {
-    std::cout << chart.leftOut << " reading(s) of a defect left out\n";
-  }
+  leftOut();
   size_t flagged = 0;
   for (const auto& p : chart.points) {
     if (!p.rules && !p.spreadRules) continue;
@@ -99,10 +101,10 @@ int ChartCommand(const ChartOptions& options) {
   }
   if (window.from && window.to && *window.from > *window.to) throw Usage("--from is after --to");
   window.last = static_cast<int32_t>(options.last.value_or(25));
-  std::optional<platform::SpcRules> rules = platform::kDefaultRules;
-  if (!options.rules.empty()) rules = platform::ParseRules(options.rules);
+  const std::optional<platform::SpcRules> rules =
+      options.rules ? platform::ParseRules(*options.rules) : platform::kDefaultRules;
   if (!rules)
-    throw Usage("--rules '" + options.rules + "' is not a list of rules 1 to 8 (1,2,3,4)");
+    throw Usage("--rules '" + *options.rules + "' is not a list of rules 1 to 8 (1,2,3,4)");
   const QString out = QString::fromStdString(options.out);
   if (!out.isEmpty() && !out.endsWith(".png", Qt::CaseInsensitive) &&
       !out.endsWith(".svg", Qt::CaseInsensitive)) {

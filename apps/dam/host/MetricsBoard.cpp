@@ -5,14 +5,16 @@
 
 #include "apps/dam/output/JsonOutput.h"
 #include "runtime/Clock.h"
+#include "runtime/Text.h"
 
 namespace dam {
 namespace {
 
-// A label value as the exposition format quotes it.
+// A label value as the exposition format quotes it; a scraper refuses the whole page for one
+// name that is not UTF-8.
 std::string Quoted(const std::string& text) {
   std::string quoted = "\"";
-  for (const char c : text) {
+  for (const char c : runtime::ValidUtf8(text)) {
     if (c == '\\' || c == '"') {
       quoted += '\\';
       quoted += c;
@@ -121,11 +123,11 @@ Health MetricsBoard::Check(runtime::Date now) const {
   std::string reasons;
   for (const auto& [configuration, metrics] : configurations_) {
     if (metrics.state != "running") {
-      reasons += configuration + ": the driver is " + metrics.state + "\n";
+      reasons += runtime::ValidUtf8(configuration) + ": the driver is " + metrics.state + "\n";
     } else if (metrics.nextCollection &&
                runtime::Between(*metrics.nextCollection, now) >
                    std::chrono::milliseconds(std::llround(metrics.retrySeconds * 1000))) {
-      reasons += configuration + ": the collection planned for " +
+      reasons += runtime::ValidUtf8(configuration) + ": the collection planned for " +
                  runtime::FormatGeneralDate(*metrics.nextCollection) + " is overdue\n";
     }
   }

@@ -141,7 +141,7 @@ void ChartWindow::ShowChart(const QString& title) {
                              .arg(chart_.points.size());
   if (chart_.leftOut) status += tr("; %1 readings of a defect left out").arg(chart_.leftOut);
   if (frozen_) status += tr("; limits frozen");
-  ui_->lblStatus->setText(status);
+  ui_->lblStatus->setText(rulesRefusal_.isEmpty() ? status : rulesRefusal_);
 }
 
 void ChartWindow::cboTest_Change() {
@@ -156,12 +156,18 @@ void ChartWindow::spnLast_Change() {
 
 void ChartWindow::txtRules_Change() {
   const auto rules = platform::ParseRules(ui_->txtRules->text().toStdString());
-  if (!rules) {
-    ui_->lblStatus->setText(tr("Rules are numbers from 1 to 8 separated by commas, as 1,2,3,4."));
-    return;
+  if (rules) rules_ = *rules;
+  // Shown for as long as the field holds it, however often the chart is read meanwhile.
+  rulesRefusal_ =
+      rules ? QString()
+            : tr("Rules are numbers from 1 to 8 separated by commas, as 1,2,3,4; the chart "
+                 "keeps rules %1.")
+                  .arg(QString::fromStdString(platform::RulesText(rules_)));
+  if (rules) {
+    Reload();
+  } else {
+    ui_->lblStatus->setText(rulesRefusal_);
   }
-  rules_ = *rules;
-  Reload();
 }
 
 void ChartWindow::chkFreeze_Click() {

@@ -54,6 +54,8 @@ class ChartWindow : public QWidget {
   std::vector<std::pair<std::string, std::string>> tests_;
   int64_t readAtCount_ = 0;
   platform::SpcRules rules_ = platform::kDefaultRules;
+  // Why the rules typed are not in force; empty while they are.
+  QString rulesRefusal_;
   std::optional<platform::SpcChartBasis> frozen_;
   platform::SpcChart chart_{};
 };

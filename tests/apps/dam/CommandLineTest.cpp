@@ -67,6 +67,7 @@ TEST_F(CommandLine, MistakesNameTheArgumentOnOneLineAndExitTwo) {
       {"dam chart --test Weight", "--test 'Weight' is not GROUP/TEST", "dam chart"},
       {"dam chart --test F/W --rules 1,9", "--rules '1,9' is not a list of rules 1 to 8",
        "dam chart"},
+      {"dam chart --test F/W --rules=", "--rules '' is not a list of rules 1 to 8", "dam chart"},
       {"dam chart --test F/W --last 5 --to 2026-01-01", "--last and --from/--to exclude each other",
        "dam chart"},
       {"dam chart --test F/W --from 2026-02-01 --to 2026-01-01", "--from is after --to",

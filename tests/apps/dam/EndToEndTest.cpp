@@ -5,12 +5,14 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
+#include <QXmlStreamReader>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <regex>
 
 #include "apps/dam/output/JsonOutput.h"
+#include "platform/spcdb/SpcSubgroup.h"
 #include "tests/apps/dam/DamProcesses.h"
 
 namespace {
@@ -97,6 +99,34 @@ TEST_F(EndToEnd, TwoRunsOutliveALateHistorianThenEachSavesAndCountsItsOwnSubgrou
   EXPECT_NE(said.find("dam chart: there is no test Fill/Depth in the SPC database"),
             std::string::npos)
       << said;
+  // A test whose every reading records a defect: no point, the readings counted, and a title
+  // the SVG holds as text.
+  platform::SpcSubgroup leak;
+  leak.SetDatabase(damtest::SpcWriter(Spc(), "Line 1"));
+  leak.LookupTestGroup("Fill & Seal");
+  leak.LookupTest("<Leak>");
+  leak.AddReading(1, 1, 0, "", "Leak");
+  leak.Save(0);
+  const auto [drawn, leaks] = Dam({"chart", "--test", "Fill & Seal/<Leak>", "--out", svg});
+  EXPECT_EQ(drawn, 0);
+  EXPECT_TRUE(
+      leaks.ends_with("Fill & Seal/<Leak>: no subgroups in the window\n"
+                      "1 reading(s) of a defect left out\n"))
+      << leaks;
+  QXmlStreamReader xml(QByteArray::fromStdString(Read(svg.toStdString())));
+  ASSERT_TRUE(xml.readNextStartElement() && xml.readNextStartElement());
+  EXPECT_EQ(xml.name(), u"title");
+  EXPECT_EQ(xml.readElementText(), "Fill & Seal/<Leak>");
+  while (!xml.atEnd()) xml.readNext();
+  EXPECT_FALSE(xml.hasError()) << xml.errorString().toStdString();
+  // A full disk is a failure, not a picture cut short.
+  std::filesystem::create_symlink("/dev/full", work_.File("full.svg"));
+  const auto [full, cut] = Dam(
+      {"chart", "--test", "Fill/Weight", "--out", QString::fromStdString(work_.File("full.svg"))});
+  EXPECT_EQ(full, 1);
+  EXPECT_NE(cut.find("dam chart: cannot draw the chart: cannot write the chart to "),
+            std::string::npos)
+      << cut;
 
   const QRegularExpression isoTime(R"(^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[+-]\d\d:\d\d$)");
   eventLines += events->readAllStandardOutput().toStdString();

@@ -172,6 +172,13 @@ TEST(MetricsServer, AClientScrapesTheBoardAndItsHealthFollowsTheDrivers) {
     EXPECT_EQ(health.status, c.status) << c.now;
     EXPECT_EQ(health.body, c.body) << c.now;
   }
+  // A name in Latin-1 would make the whole page unreadable to a scraper.
+  oven.state = "paused";
+  board.Publish("\xd6l", oven);
+  EXPECT_EQ(Get(port, "/healthz").body,
+            "Line 3: the driver is stopped\n\xef\xbf\xbdl: the driver is paused\n");
+  EXPECT_TRUE(
+      Holds(Get(port, "/metrics").body, "dam_driver_running{configuration=\"\xef\xbf\xbdl\"} 0"));
 
   // Nobody who can reach the port takes the drivers' descriptors: the 65th open connection
   // is closed at once.

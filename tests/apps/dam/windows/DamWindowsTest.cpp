@@ -258,8 +258,14 @@ TEST_F(DamWindowsTest, ChartWindowShowsACharacteristicAndReadsAgainWhenItsHostSa
   QTest::keyClicks(QApplication::focusWidget(), "3");
   EXPECT_EQ(status(), "xbar-r chart, n 2, 3 subgroups");
   uitest::Press(chart, "U>txtRules");
-  uitest::Box(chart, "txtRules").setText("2,9");
-  EXPECT_EQ(status(), "Rules are numbers from 1 to 8 separated by commas, as 1,2,3,4.");
+  uitest::Box(chart, "txtRules").setText("2,3");
+  uitest::Box(chart, "txtRules").setText("1, 9");
+  const std::string refused =
+      "Rules are numbers from 1 to 8 separated by commas, as 1,2,3,4; the chart keeps rules 2,3.";
+  EXPECT_EQ(status(), refused);
+  save(7, 7);
+  chart.Refresh();
+  EXPECT_EQ(status(), refused) << "as long as the field holds them";
   uitest::Box(chart, "txtRules").setText("2");
   EXPECT_TRUE(uitest::Rows(breaks).empty()) << "rule 1 is off";
   uitest::Press(chart, "C>cboTest M>lvwLimits R>lvwBreaks");
