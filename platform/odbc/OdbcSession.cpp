@@ -122,7 +122,7 @@ OdbcSession::OdbcSession(const std::string& connectionString, const OdbcPolicy& 
 // this host's local time. PGTZ, which libpq sends as the session starts, is the user's choice.
 void OdbcSession::UseHostTimeZone() {
   const std::string zone = HostTimeZone();
-  OdbcHandle statement(SQL_HANDLE_STMT, &connection_);
+  OdbcHandle statement = NewStatement();
   const OdbcParameters bound(statement, {runtime::Variant(zone)});
   std::string sql = "SELECT set_config('TimeZone', ?, false)";
   try {
@@ -130,6 +130,8 @@ void OdbcSession::UseHostTimeZone() {
                                   static_cast<SQLINTEGER>(sql.size())),
                     "SQLExecDirect");
   } catch (const runtime::Error& e) {
+    // invalid_parameter_value: a zone the server does not know.
+    if (e.SqlState() != "22023") throw;
     throw runtime::Error(e.Number(),
                          "The PostgreSQL server does not take this host's time zone \"" + zone +
                              "\" (PGTZ may name one it knows): " + e.Description(),
