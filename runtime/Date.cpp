@@ -250,6 +250,10 @@ int64_t EpochSeconds(Date date) {
   return std::llround((CheckedLinear(date) - static_cast<double>(kEpochOffset)) * kSecondsPerDay);
 }
 
+int64_t EpochMilliseconds(Date date) {
+  return std::llround((CheckedLinear(date) - static_cast<double>(kEpochOffset)) * 86400000.0);
+}
+
 int32_t DateToSerialTime(Date date) {
   const int64_t seconds = EpochSeconds(date);
   if (seconds < 0 || seconds > int64_t{UINT32_MAX}) throw Error(kOverflow);

@@ -44,6 +44,8 @@ int64_t DateDiffMinutes(Date from, Date to);
 
 // Whole seconds since 1970-01-01 00:00:00 of the same wall clock, rounded, for any date.
 int64_t EpochSeconds(Date date);
+// The same in milliseconds.
+int64_t EpochMilliseconds(Date date);
 
 // Serial time: EpochSeconds kept in 32 bits and read as unsigned, so 1970 to 2106. Out of
 // that range is error 6.

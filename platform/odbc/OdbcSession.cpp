@@ -4,13 +4,16 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <mutex>
 #include <optional>
 #include <string_view>
 
+#include "platform/odbc/HostTimeZone.h"
 #include "platform/odbc/OdbcConnectionString.h"
 #include "platform/odbc/OdbcDiagnostics.h"
 #include "platform/odbc/OdbcDriverLists.h"
+#include "platform/odbc/OdbcParameters.h"
 #include "platform/odbc/OdbcSafety.h"
 #include "runtime/Error.h"
 
@@ -95,6 +98,14 @@ OdbcSession::OdbcSession(const std::string& connectionString, const OdbcPolicy& 
                        static_cast<SQLSMALLINT>(text.size()), nullptr, 0, nullptr,
                        SQL_DRIVER_NOPROMPT),
       "SQLDriverConnect");
+  if (IsPostgresDriver(library) && std::getenv("PGTZ") == nullptr) {
+    try {
+      UseHostTimeZone();
+    } catch (...) {
+      SQLDisconnect(connection_.get());
+      throw;
+    }
+  }
   if (IsSqliteDriver(library)) {
     typedPerRow_ = true;
     try {
@@ -103,6 +114,28 @@ OdbcSession::OdbcSession(const std::string& connectionString, const OdbcPolicy& 
       // Usable now, but not worth keeping: nobody could tell whether its file moved.
       broken_ = true;
     }
+  }
+}
+
+// psqlODBC hands a timestamptz over as the wall clock of the session's zone, the server's
+// unless set, and a bound timestamp meets one in that zone too: in this host's zone both are
+// this host's local time. PGTZ, which libpq sends as the session starts, is the user's choice.
+void OdbcSession::UseHostTimeZone() {
+  const std::string zone = HostTimeZone();
+  OdbcHandle statement = NewStatement();
+  const OdbcParameters bound(statement, {runtime::Variant(zone)});
+  std::string sql = "SELECT set_config('TimeZone', ?, false)";
+  try {
+    statement.Check(SQLExecDirect(statement.get(), reinterpret_cast<SQLCHAR*>(sql.data()),
+                                  static_cast<SQLINTEGER>(sql.size())),
+                    "SQLExecDirect");
+  } catch (const runtime::Error& e) {
+    // invalid_parameter_value: a zone the server does not know.
+    if (e.SqlState() != "22023") throw;
+    throw runtime::Error(e.Number(),
+                         "The PostgreSQL server does not take this host's time zone \"" + zone +
+                             "\" (PGTZ may name one it knows): " + e.Description(),
+                         e.Source(), e.SqlState());
   }
 }
 

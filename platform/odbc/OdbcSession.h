@@ -26,8 +26,8 @@ class OdbcSession {
   // policy's login timeout. For the SQLite ODBC driver, whose lock waits ignore the query
   // timeout and cancelling, a string without its own Timeout key gets one short wait
   // (Timeout=100, milliseconds) that Run repeats. psqlODBC reads results through a cursor
-  // (UseDeclareFetch=1, Fetch=4096) unless the string says otherwise. Failing is a
-  // runtime::Error.
+  // (UseDeclareFetch=1, Fetch=4096) unless the string says otherwise, in this host's time
+  // zone (HostTimeZone) unless PGTZ names one. Failing is a runtime::Error.
   OdbcSession(const std::string& connectionString, const OdbcPolicy& policy);
   // Rolls back a transaction left open, then disconnects.
   ~OdbcSession();
@@ -75,6 +75,8 @@ class OdbcSession {
   SQLRETURN Repeat(const OdbcHandle& handle, const std::function<SQLRETURN()>& call,
                    const char* name, const RunningStatement* running) const;
   void SetAutoCommit(bool on);
+  // Sets the PostgreSQL session's TimeZone to HostTimeZone().
+  void UseHostTimeZone();
   // The path and identity of the SQLite file the connection opened.
   void NoteSqliteFile();
   bool SqliteFileMoved() const;

@@ -7,27 +7,36 @@ namespace {
 
 constexpr std::time_t kDay = 24 * 60 * 60;
 
-long Offset(std::time_t time) {
+}  // namespace
+
+long LocalOffset(std::time_t time) {
   std::tm local{};
   localtime_r(&time, &local);
   return local.tm_gmtoff;
 }
 
-}  // namespace
+// Time zones change their offset at most once a day: the offsets a day before and a day
+// after are the only candidates.
+long WallClockOffset(std::time_t wall) {
+  const long before = LocalOffset(wall - kDay);
+  if (LocalOffset(wall - before) == before) return before;
+  const long after = LocalOffset(wall + kDay);
+  return LocalOffset(wall - after) == after ? after : before;
+}
 
 std::optional<std::time_t> NextOffsetChange(std::time_t from, std::time_t until) {
-  const long offset = Offset(from);
+  const long offset = LocalOffset(from);
   // A day at a time up to the first day that ends in another offset, then halves within it.
   std::time_t before = from;
   std::time_t after = from;
-  while (after < until && Offset(after) == offset) {
+  while (after < until && LocalOffset(after) == offset) {
     before = after;
     after = std::min(after + kDay, until);
   }
-  if (Offset(after) == offset) return std::nullopt;
+  if (LocalOffset(after) == offset) return std::nullopt;
   while (after - before > 1) {
     const std::time_t middle = before + (after - before) / 2;
-    (Offset(middle) == offset ? before : after) = middle;
+    (LocalOffset(middle) == offset ? before : after) = middle;
   }
   return after;
 }

@@ -312,6 +312,8 @@ TEST_F(HistorianTest, EveryValueReachesTheSubgroupAsTheHistorianHoldsIt) {
        {"V4", "varchar(40)", "Gr\xC3\xBC\xC3\x9F\xE2\x82\xAC", "Gr\xC3\xBC\xC3\x9F\xE2\x82\xAC",
         ""}},
       {{"T1", "timestamp", "2024-05-01 09:00:00.123456", "2024-05-01 09:00:00", ""}},
+      // An instant, in this host's zone (Europe/Berlin), whatever the server's is.
+      {{"Z1", "timestamptz", "2024-05-01 07:00:00+00", "2024-05-01 09:00:00", ""}},
       // psqlODBC hands booleans over as 1 and 0 unless the data link says BoolsAsChar=0.
       {{"L1", "boolean", "true", "1", "1"}, {"L0", "boolean", "false", "0", "0"}},
   };

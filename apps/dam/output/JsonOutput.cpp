@@ -1,44 +1,55 @@
 #include "apps/dam/output/JsonOutput.h"
 
-#include <QDateTime>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <utility>
+#include <ctime>
+
+#include "platform/utility/OffsetChange.h"
 
 namespace dam {
 namespace {
 
-constexpr int64_t kMillisecondsPerDay = 86'400'000;
+using std::chrono::milliseconds;
 
-// The local wall-clock date and time `time` stands for, to the millisecond.
-std::pair<QDate, QTime> LocalTime(runtime::Date time) {
-  const auto milliseconds = static_cast<int64_t>(std::llround(time.serial * kMillisecondsPerDay));
-  const int64_t days =
-      (milliseconds - (milliseconds < 0 ? kMillisecondsPerDay - 1 : 0)) / kMillisecondsPerDay;
-  return {
-      QDate(1899, 12, 30).addDays(days),
-      QTime::fromMSecsSinceStartOfDay(static_cast<int>(milliseconds - days * kMillisecondsPerDay))};
+std::time_t Seconds(milliseconds time) {
+  return static_cast<std::time_t>(std::chrono::floor<std::chrono::seconds>(time).count());
+}
+
+// `wall` (since 1970-01-01 00:00 of the wall clock) and its offset, in ISO 8601.
+std::string Iso(milliseconds wall, long offset) {
+  const std::time_t seconds = Seconds(wall);
+  std::tm parts{};
+  gmtime_r(&seconds, &parts);
+  const long minutes = std::labs(offset) / 60;
+  char text[128];
+  std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03d%c%02ld:%02ld",
+                parts.tm_year + 1900, parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min,
+                parts.tm_sec, static_cast<int>((wall - std::chrono::seconds(seconds)).count()),
+                offset < 0 ? '-' : '+', minutes / 60, minutes % 60);
+  return text;
 }
 
 }  // namespace
 
 double UnixSeconds(runtime::Date time) {
-  const auto [date, clock] = LocalTime(time);
-  return static_cast<double>(QDateTime(date, clock).toMSecsSinceEpoch()) / 1000.0;
+  const milliseconds wall(runtime::EpochMilliseconds(time));
+  return static_cast<double>(
+             (wall - std::chrono::seconds(platform::WallClockOffset(Seconds(wall)))).count()) /
+         1000.0;
 }
 
 std::string IsoTime(runtime::Date time) {
-  const auto [date, clock] = LocalTime(time);
   // The wall clock is written as kept; the zone rules only give its offset.
-  const int offset = QDateTime(date, clock).offsetFromUtc() / 60;
-  char zone[24];
-  std::snprintf(zone, sizeof zone, "%c%02d:%02d", offset < 0 ? '-' : '+', std::abs(offset) / 60,
-                std::abs(offset) % 60);
-  return (date.toString(u"yyyy-MM-dd") + u'T' + clock.toString(u"HH:mm:ss.zzz")).toStdString() +
-         zone;
+  const milliseconds wall(runtime::EpochMilliseconds(time));
+  return Iso(wall, platform::WallClockOffset(Seconds(wall)));
+}
+
+std::string IsoTime(std::chrono::system_clock::time_point instant) {
+  const milliseconds utc = std::chrono::floor<milliseconds>(instant.time_since_epoch());
+  const long offset = platform::LocalOffset(Seconds(utc));
+  return Iso(utc + std::chrono::seconds(offset), offset);
 }
 
 std::string JsonNumber(double value) {

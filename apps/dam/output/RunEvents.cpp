@@ -2,9 +2,9 @@
 
 #include <QJsonArray>
 #include <QJsonObject>
+#include <chrono>
 
 #include "apps/dam/output/JsonOutput.h"
-#include "runtime/Clock.h"
 
 namespace dam {
 namespace {
@@ -16,8 +16,11 @@ QString Text(const std::string& text) {
 }  // namespace
 
 QJsonObject RunEvents::Event(const char* kind) const {
-  QJsonObject event{
-      {"schema", kJsonSchema}, {"event", kind}, {"time", Text(IsoTime(runtime::Now()))}};
+  // The instant itself: as a local time it could not be placed in the hour repeated as
+  // summer time ends.
+  QJsonObject event{{"schema", kJsonSchema},
+                    {"event", kind},
+                    {"time", Text(IsoTime(std::chrono::system_clock::now()))}};
   if (!configuration_.empty()) event.insert("configuration", Text(configuration_));
   return event;
 }

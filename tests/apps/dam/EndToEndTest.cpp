@@ -167,36 +167,51 @@ TEST_F(EndToEnd, TwoRunsOutliveALateHistorianThenEachSavesAndCountsItsOwnSubgrou
 }
 
 TEST_F(EndToEnd, SubgroupsInJsonCarryTheirIdConfigurationAndTimeWithOffsetAndMilliseconds) {
-  // The tests run in Europe/Berlin: +01:00 in winter, +02:00 in summer.
-  damtest::SaveSubgroup(damtest::SpcWriter(Spc(), "Line 3\x1b[2J"),
-                        runtime::MakeDate({2026, 11, 23, 9, 15, 2}), 501.25);
-  damtest::SaveSubgroup(damtest::SpcWriter(Spc(), ""),
-                        *runtime::ParseDate("2026-07-01 12:00:00.250"), 502.5);
+  // The tests run in Europe/Berlin: +01:00 in winter, +02:00 in summer; a time in the hour
+  // skipped or repeated takes the offset before the change; local mean time before 1893.
   const struct {
     int id;
     QJsonValue configuration;
-    const char* time;
+    const char *stored, *time;
     double value;
-  } expected[] = {{1, "Line 3\x1b[2J", "2026-11-23T09:15:02.000+01:00", 501.25},
-                  {2, QJsonValue::Null, "2026-07-01T12:00:00.250+02:00", 502.5}};
+  } expected[] = {
+      {1, "Line 3\x1b[2J", "2026-11-23 09:15:02", "2026-11-23T09:15:02.000+01:00", 501.25},
+      {2, QJsonValue::Null, "2026-07-01 12:00:00.250", "2026-07-01T12:00:00.250+02:00", 502.5},
+      {3, "L", "2026-03-29 02:30:00", "2026-03-29T02:30:00.000+01:00", 1},
+      {4, "L", "2026-10-25 02:30:00", "2026-10-25T02:30:00.000+02:00", 1},
+      {5, "L", "1800-06-01 12:00:00", "1800-06-01T12:00:00.000+00:53", 1}};
+  for (const auto& row : expected) {
+    damtest::SaveSubgroup(damtest::SpcWriter(Spc(), row.configuration.toString().toStdString()),
+                          *runtime::ParseDate(row.stored), row.value);
+  }
+  // An event's time is the instant it happened, with the offset then in force.
+  EXPECT_EQ(dam::IsoTime(std::chrono::sys_days{std::chrono::October / 25 / 2026} +
+                         std::chrono::minutes(30)),
+            "2026-10-25T02:30:00.000+02:00");
+  EXPECT_EQ(dam::IsoTime(std::chrono::sys_days{std::chrono::October / 25 / 2026} +
+                         std::chrono::minutes(90)),
+            "2026-10-25T02:30:00.000+01:00");
 
   const auto [code, text] = Dam({"subgroups", "--json"});
   ASSERT_EQ(code, 0) << text;
   const QJsonObject document = Parse(text);
   EXPECT_EQ(document["schema"].toInt(), 1);
   const QJsonArray subgroups = document["subgroups"].toArray();
-  ASSERT_EQ(subgroups.size(), 2);
+  ASSERT_EQ(subgroups.size(), std::ssize(expected));
   const std::vector<std::string> csv = Lines(Dam({"subgroups", "--csv"}).second);
-  ASSERT_EQ(csv.size(), 3u);
+  ASSERT_EQ(csv.size(), std::size(expected) + 1);
   // The columns: SubgroupCsvTest.
-  EXPECT_TRUE(csv[1].starts_with("1," + std::string(expected[0].time) + ",")) << csv[1];
+  for (size_t i = 0; i < std::size(expected); ++i) {
+    EXPECT_TRUE(csv[i + 1].starts_with(std::to_string(i + 1) + "," + expected[i].time + ","))
+        << csv[i + 1];
+  }
   const std::string table = Dam({"subgroups"}).second;
   EXPECT_NE(table.find("by Line 3\\x1B[2J\n"), std::string::npos) << table;
   EXPECT_EQ(table.find('\x1b'), std::string::npos) << "shown escaped: " << table;
   auto ndjson = Start(DAM_PROGRAM, {"subgroups", "--ndjson"}, QProcess::SeparateChannels);
   ASSERT_TRUE(ndjson->waitForFinished());
   const std::vector<std::string> lines = Lines(ndjson->readAllStandardOutput().toStdString());
-  ASSERT_EQ(lines.size(), 2u);
+  ASSERT_EQ(lines.size(), std::size(expected));
 
   for (size_t i = 0; i < std::size(expected); ++i) {
     const QJsonObject subgroup = subgroups[static_cast<qsizetype>(i)].toObject();

@@ -18,10 +18,13 @@
 #include <future>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
+#include "platform/odbc/HostTimeZone.h"
 #include "platform/odbc/OdbcCancel.h"
 #include "platform/odbc/OdbcPool.h"
 #include "runtime/Error.h"
@@ -555,6 +558,28 @@ TEST(OdbcWaits, ConnectingToAServerThatNeverAnswersEndsAtTheLoginTimeout) {
   close(silent);
   EXPECT_GE(failure.seconds, 0.9) << failure.message;
   EXPECT_LT(failure.seconds, 3.0) << failure.message;
+}
+
+// Each spelling of TZ the C library reads names its zone as a PostgreSQL server reads it
+// (HistorianTest reads a timestamptz in that zone).
+TEST(HostTimeZoneTest, EachSpellingOfTzNamesTheZoneAsThePostgreSqlServerReadsIt) {
+  const char* const set = std::getenv("TZ");
+  const std::optional<std::string> kept = set ? std::optional<std::string>(set) : std::nullopt;
+  testsupport::TempFolder folder;
+  const std::string copy = folder.File("localtime");
+  std::filesystem::copy_file("/usr/share/zoneinfo/Europe/Berlin", copy);
+  const std::pair<std::string, std::string> cases[] = {
+      {"Europe/Berlin", "Europe/Berlin"},
+      {":Europe/Berlin", "Europe/Berlin"},
+      {"/usr/share/zoneinfo/posix/Europe/Berlin", "Europe/Berlin"},
+      {copy, "CET-1CEST,M3.5.0,M10.5.0/3"},  // the rule of its latest times
+      {"EST5EDT,M3.2.0,M11.1.0", "EST5EDT,M3.2.0,M11.1.0"},
+      {"", "UTC"}};
+  for (const auto& [tz, zone] : cases) {
+    setenv("TZ", tz.c_str(), 1);
+    EXPECT_EQ(platform::HostTimeZone(), zone) << tz;
+  }
+  kept ? setenv("TZ", kept->c_str(), 1) : unsetenv("TZ");
 }
 
 }  // namespace

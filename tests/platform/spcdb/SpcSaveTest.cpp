@@ -31,6 +31,8 @@ TEST_P(SpcDatabaseTest, SavedSubgroupsReadBackExactlyAndNamesAreCreatedOnce) {
   second.readings.push_back({"Dimensions", "Höhe", 2, 9007199254740992.0, "", ""});
   second.readings.push_back(
       {"Dimensions", "Höhe", 3, std::numeric_limits<double>::denorm_min(), "", ""});
+  // A local time the clock skips (Europe/Berlin), whatever zone a session is in.
+  second.time = *runtime::ParseDate("2026-03-29 02:30:00.250");
   first.id = SaveSubgroup(session, first);
   second.id = SaveSubgroup(session, second);
   EXPECT_GT(second.id, first.id);
