@@ -95,6 +95,8 @@ void RunConfigurations::Reload() {
   }
   several_ = several_ || files.size() > 1;
   order_ = files;
+  // Read again below, as they are now.
+  waiting_.clear();
   const std::set<std::string> wanted(files.begin(), files.end());
   for (auto shown = running_.begin(); shown != running_.end();) {
     if (wanted.contains((*shown)->configuration->File())) {
@@ -153,7 +155,9 @@ void RunConfigurations::CollectChanges(bool finishing) {
     if (observers_.board) observers_.board->Remove(shown->configuration->Name());
     leaving = leaving_.erase(leaving);
   }
-  std::vector<std::pair<std::string, std::string>> renamed;
+  // Those that waited for the names this collects, and those renamed: each starts once no
+  // other holds its name or may still give it up.
+  std::vector<std::pair<std::string, std::string>> anew = std::exchange(waiting_, {});
   for (auto reload = reloading_.begin(); reload != reloading_.end();) {
     if (!done(reload->outcome)) {
       ++reload;
@@ -166,14 +170,16 @@ void RunConfigurations::CollectChanges(bool finishing) {
     if (outcome.renamed) {
       Say(shown, "renamed", "renamed: stopped, to start again");
       if (observers_.board) observers_.board->Remove(shown->configuration->Name());
-      renamed.emplace_back(shown->configuration->File(), reload->text);
+      anew.emplace_back(shown->configuration->File(), reload->text);
+      // Counted once stopped: a collection under way may still save.
+      shown->configuration->Stop().wait();
       savedByGone_ += shown->configuration->Look().saved;
       std::erase_if(running_, [&](const auto& one) { return one.get() == shown; });
     }
     reload = reloading_.erase(reload);
   }
   if (finishing) return;
-  Begin(renamed);
+  Begin(anew);
   if (!reloadUnderway_ || !reloading_.empty() || !leaving_.empty()) return;
   reloadUnderway_ = false;
   if (running_.empty() && starting_.empty()) Say(nullptr, "message", "no configuration runs");
@@ -404,6 +410,16 @@ std::string RunConfigurations::TakenBy(const std::string& name) const {
   return "";
 }
 
+bool RunConfigurations::Freeing(const std::string& name) const {
+  return std::any_of(
+             leaving_.begin(), leaving_.end(),
+             [&](const Leaving& one) { return one.shown->configuration->Name() == name; }) ||
+         std::any_of(reloading_.begin(), reloading_.end(), [&](const Reloading& one) {
+           const RunningConfiguration& holder = *one.shown->configuration;
+           return holder.Name() == name && ConfigurationNameIn(holder.File(), one.text) != name;
+         });
+}
+
 std::string RunConfigurations::Named(const std::string& file) {
   const Shown* shown = Find(file);
   return shown ? shown->configuration->Name() : file;
@@ -419,6 +435,10 @@ RunConfigurations::Shown* RunConfigurations::Find(const std::string& file) {
 void RunConfigurations::Begin(const std::vector<std::pair<std::string, std::string>>& texts) {
   for (const auto& [file, text] : texts) {
     const std::string name = ConfigurationNameIn(file, text);
+    if (Freeing(name)) {
+      waiting_.emplace_back(file, text);
+      continue;
+    }
     if (const std::string first = TakenBy(name); !first.empty()) {
       const std::exception_ptr failure = std::make_exception_ptr(
           apps::Failure(apps::kExitInvalidConfiguration, SameNameText(name, first)));

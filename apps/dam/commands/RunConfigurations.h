@@ -121,12 +121,17 @@ class RunConfigurations {
   // The file of the configuration running or starting under `name`, else "".
   std::string TakenBy(const std::string& name) const;
 
+  // A configuration of `name` that a reload stops, or hands a text of another name: until it
+  // is done, who holds `name` after the reload is not known yet.
+  bool Freeing(const std::string& name) const;
+
   // The name of the configuration `file` holds, once it ran; else the file.
   std::string Named(const std::string& file);
 
   Shown* Find(const std::string& file);
 
-  // Starts each (file, text) on a thread of its own, all at once.
+  // Starts each (file, text) on a thread of its own, all at once; one whose name a reload
+  // is freeing waits until the holder is done with it.
   void Begin(const std::vector<std::pair<std::string, std::string>>& texts);
 
   // Takes the starts that are done, or with `wait` all of them: what each says is shown,
@@ -184,6 +189,8 @@ class RunConfigurations {
   std::vector<Starting> starting_;
   std::vector<Reloading> reloading_;
   std::vector<Leaving> leaving_;
+  // Files to start once the reload that frees their names is done, with their texts.
+  std::vector<std::pair<std::string, std::string>> waiting_;
   // Reloaded, and not yet told the service it is ready again.
   bool reloadUnderway_ = false;
   // Why each configuration of the first start could not run, and, once each has started or
