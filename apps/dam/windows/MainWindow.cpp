@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "apps/dam/host/ConfigFile.h"
+#include "apps/dam/host/ConfigurationName.h"
 #include "apps/dam/host/DamHost.h"
 #include "apps/dam/host/DriverHandle.h"
 #include "apps/dam/host/RunStatus.h"
@@ -76,8 +77,14 @@ void MainWindow::AddConfiguration(const std::string& path, const std::string& sp
     handle.OpenModule(driverClass_);
     const std::string text = ReadConfigurationFile(path, false);
     handle.Read(text);
-    item->setText(kName, QString::fromStdString(handle.NameFor(path)));
-    handle.Create(spc, handle.NameFor(path));
+    const std::string name = handle.NameFor(path);
+    item->setText(kName, QString::fromStdString(name));
+    for (const auto& other : rows_) {
+      if (other->loaded && other->handle.NameFor(other->path) == name) {
+        throw apps::Failure(apps::kExitInvalidConfiguration, SameNameText(name, other->path));
+      }
+    }
+    handle.Create(spc, name);
     Row* target = row.get();
     handle.Host().onStateChanged = [this, target](int32_t state) {
       target->state = state;

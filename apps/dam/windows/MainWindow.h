@@ -20,7 +20,8 @@ class MainWindow : public QMainWindow {
  public:
   // Loads every file of `configFiles` into a driver of `driverClass` on the SPC database
   // `spc` ("" for the host's setting), each through a DriverHandle of its own. A file that
-  // cannot be loaded stays in the list with its reason and no driver.
+  // cannot be loaded, or whose name an earlier file has, stays in the list with its reason
+  // and no driver.
   MainWindow(const std::vector<std::string>& configFiles, const std::string& spc,
              const std::string& driverClass);
   ~MainWindow() override;

@@ -83,6 +83,8 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
       << "NAME=Line A\r\nACTIVE=1\r\nDATALINK=" << historian
       << "\r\nSUBGROUPINTERVAL=1\r\nSUBGROUPUNIT=2\r\nDESCRIPTOR=1\tParts\tP-1\r\n";
   const std::string before = FileText(config);
+  const std::string copy = files.File("copy.cfg");
+  std::filesystem::copy_file(config, copy);
   // A message box would wait for a user who never comes: close it and fail.
   QTimer watchdog;
   QObject::connect(&watchdog, &QTimer::timeout, [] {
@@ -93,7 +95,7 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
   });
   watchdog.start(200);
 
-  dam::MainWindow window({config, files.File("missing.cfg")}, "", "oxaGEPDAD6.Version1");
+  dam::MainWindow window({config, files.File("missing.cfg"), copy}, "", "oxaGEPDAD6.Version1");
   window.show();
   auto* list = window.findChild<QTreeWidget*>("lvwDrivers");
   const auto click = [&](const char* button) {
@@ -104,6 +106,9 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
   EXPECT_EQ(row(0), "Line A | oxaGEPDAD6.Version1 | stopped | 0 | none");
   EXPECT_TRUE(row(1).starts_with("missing | oxaGEPDAD6.Version1 | not loaded |  | ")) << row(1);
   EXPECT_NE(row(1).find("missing.cfg"), std::string::npos) << row(1);
+  EXPECT_EQ(row(2),
+            "Line A | oxaGEPDAD6.Version1 | not loaded |  | its name Line A is the name of " +
+                config + " already: their subgroups and log lines could not be told apart");
 
   list->setCurrentItem(list->topLevelItem(1));
   for (const char* button : {"bnStart", "bnStop", "bnPause", "bnSetup", "bnActivity", "bnAbout"}) {
