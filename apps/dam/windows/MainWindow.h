@@ -1,6 +1,7 @@
 // The host's main window (`dam gui`): one row per configuration file with its driver's
 // state as the driver reports it, the subgroups it saved and its last error, and buttons
-// acting on the selected row. A confirmed setup is written back to the row's file at once.
+// acting on the selected row. A confirmed setup is written back to the row's file at once;
+// one that renames the configuration makes the row's driver again under the new name.
 // Closing it stops every driver and unloads it.
 #pragma once
 
@@ -32,7 +33,12 @@ class MainWindow : public QMainWindow {
  private:
   struct Row;
 
-  void AddConfiguration(const std::string& path, const std::string& spc);
+  void AddConfiguration(const std::string& path);
+  // Gives `row` a new handle with a driver loaded with `text`; raises what fails.
+  void LoadDriver(Row& row, const std::string& text);
+  // After a setup gave the row's driver another name: a driver made under that one.
+  void Rename(Row& row, const std::string& text);
+  void ShowChart(Row& row);
   void RefreshRows();
   void UpdateButtons();
   // The selected row's driver, or nullptr.
@@ -47,6 +53,7 @@ class MainWindow : public QMainWindow {
   void bnAbout_Click();
 
   std::unique_ptr<Ui::frmMain> ui_;
+  std::string spc_;
   std::string driverClass_;
   std::vector<std::unique_ptr<Row>> rows_;
   QTimer refresh_;
