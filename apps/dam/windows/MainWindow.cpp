@@ -113,6 +113,7 @@ void MainWindow::Rename(Row& row, const std::string& text) {
   row.chart.reset();
   row.savedBefore += row.status->SavedSubgroups();
   row.status.reset();
+  if (row.started) row.handle->Driver().StopDriver();
   row.handle->Unload();
   row.loaded = false;
   row.started = false;
