@@ -55,11 +55,6 @@ std::string RunStatus::NextCollection() const {
   }
 }
 
-std::string RunStatus::LastError() {
-  NewErrors();
-  return lastError_;
-}
-
 std::vector<RunError> RunStatus::NewErrors() {
   std::vector<RunError> errors = ReadNewLogLines();
   // What the log could not take went to the host's error display instead.
@@ -68,7 +63,6 @@ std::vector<RunError> RunStatus::NewErrors() {
     shownErrors_ = shown.count;
     errors.push_back({platform::MaskConnectionSecrets(shown.text), shown.number, shown.source});
   }
-  if (!errors.empty()) lastError_ = errors.back().message;
   return errors;
 }
 

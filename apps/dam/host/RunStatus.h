@@ -36,11 +36,9 @@ class RunStatus {
   // The next point of the subgroup schedule after now, as general date text; "none" and
   // the reason when the schedule cannot be computed.
   std::string NextCollection() const;
-  // The newest error since this object was made: a collection log line of the driver as
-  // "description: detail", or an error the host's error display showed; "" when there was
-  // none.
-  std::string LastError();
-  // The errors since the last call of this or LastError, oldest first, in LastError's form.
+  // The errors since the last call (the first: since this object was made), oldest first: a
+  // collection log line of the driver as "description: detail", or an error the host's
+  // error display showed.
   std::vector<RunError> NewErrors();
   // The driver's collection log lines read so far by NewErrors, by description.
   const std::map<std::string, int64_t>& ErrorCounts() const { return errorCounts_; }
@@ -57,7 +55,6 @@ class RunStatus {
   int64_t firstCount_ = 0;
   std::vector<std::string> logLines_;
   runtime::Subscription logged_;
-  std::string lastError_;
   std::map<std::string, int64_t> errorCounts_;
   uint64_t shownErrors_ = 0;
 };

@@ -129,8 +129,8 @@ void MainWindow::RefreshRows() {
                                      : "not loaded");
     if (row.status) {
       item->setText(kSaved, QString::number(row.savedBefore + row.status->SavedSubgroups()));
-      const std::string error = row.status->LastError();
-      if (!error.empty()) row.error = error;
+      const std::vector<RunError> errors = row.status->NewErrors();
+      if (!errors.empty()) row.error = errors.back().message;
     }
     item->setText(kLastError, QString::fromStdString(row.error.empty() ? "none" : row.error));
     if (row.chart) row.chart->Refresh();
@@ -138,6 +138,12 @@ void MainWindow::RefreshRows() {
   for (int column = kName; column < kLastError; ++column) {
     ui_->lvwDrivers->resizeColumnToContents(column);
   }
+}
+
+void MainWindow::SetError(Row& row, const std::string& error) {
+  // What the driver reported before is older: it must not come back at the next refresh.
+  if (row.status) row.status->NewErrors();
+  row.error = error;
 }
 
 void MainWindow::UpdateButtons() {
@@ -162,8 +168,8 @@ void MainWindow::bnStart_Click() {
   if (Row* row = SelectedRow()) {
     if (row->handle->Driver().StartDriver()) {
       row->started = true;
-    } else if (row->error.empty()) {
-      row->error = "the driver did not start (is the configuration active?)";
+    } else {
+      SetError(*row, "the driver did not start (is the configuration active?)");
     }
     RefreshRows();
   }
@@ -183,7 +189,7 @@ void MainWindow::bnSetup_Click() {
   try {
     const std::string text = row->handle->Text();
     WriteConfigurationFile(row->path, text);
-    row->error.clear();
+    SetError(*row, "");
     if (ConfigurationNameIn(row->path, text) != row->handle->NameFor(row->path)) {
       Rename(*row, text);
     } else {
@@ -191,7 +197,7 @@ void MainWindow::bnSetup_Click() {
       if (row->chart) row->chart->TestsChanged(row->handle->Reading());
     }
   } catch (...) {
-    row->error = Reason(std::current_exception());
+    SetError(*row, Reason(std::current_exception()));
   }
   RefreshRows();
   UpdateButtons();
@@ -223,7 +229,7 @@ void MainWindow::bnAbout_Click() {
   try {
     row->handle->Driver().ShowAbout();
   } catch (...) {
-    row->error = Reason(std::current_exception());
+    SetError(*row, Reason(std::current_exception()));
     RefreshRows();
   }
 }

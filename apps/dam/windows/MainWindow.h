@@ -39,7 +39,10 @@ class MainWindow : public QMainWindow {
   // After a setup gave the row's driver another name: a driver made under that one.
   void Rename(Row& row, const std::string& text);
   void ShowChart(Row& row);
+  // Shows the newest error of each row, whatever reported it.
   void RefreshRows();
+  // `row` shows `error` ("" for none), newer than anything its driver reported so far.
+  void SetError(Row& row, const std::string& error);
   void UpdateButtons();
   // The selected row's driver, or nullptr.
   Row* SelectedRow();

@@ -81,7 +81,7 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
   const std::string config = files.File("line-a.cfg");
   std::ofstream(config, std::ios::binary)
       << "NAME=Line A\r\nACTIVE=1\r\nDATALINK=" << historian
-      << "\r\nSUBGROUPINTERVAL=1\r\nSUBGROUPUNIT=2\r\nDESCRIPTOR=1\tParts\tP-1\r\n";
+      << "\r\nSUBGROUPINTERVAL=1\r\nSUBGROUPUNIT=9\r\nDESCRIPTOR=1\tParts\tP-1\r\n";
   const std::string before = FileText(config);
   const std::string copy = files.File("copy.cfg");
   std::filesystem::copy_file(config, copy);
@@ -163,6 +163,27 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
   uitest::ShowActive(window);
   uitest::AltClick(window, Qt::Key_H);
   EXPECT_EQ(chartTitles(), "Control Chart - Line B;");
+
+  // The row shows the newest error, whatever reported it: the schedule the driver logged at
+  // the start, then a setup that could not be saved, then a start the driver refused.
+  EXPECT_TRUE(
+      row(0).ends_with(" | Invalid Schedule: Subgroup unit 9 is not one of 0 (Seconds), "
+                       "1 (Minutes), 2 (Hours), 3 (Days)"))
+      << row(0);
+  click("bnStop");
+  std::filesystem::remove(config + ".bak");
+  std::filesystem::create_directories(config + ".bak/in");
+  uitest::WhenModal([](QDialog& dialog) {
+    uitest::Control<QCheckBox>(dialog, "chkActive").setChecked(false);
+    uitest::Click(dialog, "bnOK");
+  });
+  click("bnSetup");
+  EXPECT_TRUE(
+      row(0).ends_with(" | Cannot keep " + config + " as " + config + ".bak: Is a directory"))
+      << row(0);
+  click("bnStart");
+  EXPECT_TRUE(row(0).ends_with(" | the driver did not start (is the configuration active?)"))
+      << row(0);
 
   EXPECT_TRUE(window.close());
   EXPECT_FALSE(activity->isVisible()) << "closed through QueryUnload";
