@@ -139,7 +139,8 @@ void PlatformComponents::WriteLogLine(const std::string& description, const std:
       {"SPC database", runtime::FormatGeneralDate(runtime::Now()), description, detail, extended},
       "\t");
   try {
-    fileSystem_.AppendToFile(
+    // The host's own line, not its driver's: not told as one.
+    fileSystem_.platform::FileSystem::AppendToFile(
         fileSystem_.JoinPath(fileSystem_.LogFolder(), std::string(common::kModuleName) + ".LOG"),
         line + "\r\n");
   } catch (const runtime::Error& error) {

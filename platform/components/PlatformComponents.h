@@ -24,12 +24,12 @@
 #include "host/Components.h"
 #include "platform/components/ConsoleError.h"
 #include "platform/components/SpoolForwarder.h"
+#include "platform/components/WatchedFileSystem.h"
 #include "platform/odbc/OdbcPolicy.h"
 #include "platform/spcdb/SpcSaveCount.h"
 #include "platform/spcdb/SpcSpool.h"
 #include "platform/utility/Comparer.h"
 #include "platform/utility/DateMath.h"
-#include "platform/utility/FileSystem.h"
 #include "platform/utility/TextCodec.h"
 #include "platform/utility/TextExpander.h"
 
@@ -41,7 +41,8 @@ class PlatformComponents : public host::Components {
   host::HostComparer& Comparer() override { return comparer_; }
   host::HostTextExpander& TextExpander() override { return expander_; }
   host::HostTextCodec& TextCodec() override { return codec_; }
-  host::HostFileSystem& FileSystem() override { return fileSystem_; }
+  // The driver's collection log lines are told through it (WatchedFileSystem).
+  WatchedFileSystem& FileSystem() override { return fileSystem_; }
 
   std::unique_ptr<host::Connection> CreateConnection() override;
   std::unique_ptr<host::HostTimer> CreateTimer() override;
@@ -87,7 +88,7 @@ class PlatformComponents : public host::Components {
   platform::Comparer comparer_;
   platform::TextExpander expander_;
   platform::TextCodec codec_;
-  platform::FileSystem fileSystem_;
+  WatchedFileSystem fileSystem_;
   std::string configurationName_;
   std::shared_ptr<SpcSaveCount> saves_ = std::make_shared<SpcSaveCount>();
   std::shared_ptr<ShownErrors> shownErrors_ = std::make_shared<ShownErrors>();

@@ -1,22 +1,32 @@
 #include "apps/dam/host/RunStatus.h"
 
-#include <filesystem>
-#include <fstream>
+#include <optional>
+#include <utility>
 
-#include "common/Module.h"
 #include "host/DriverState.h"
 #include "platform/odbc/ConnectionSecrets.h"
 #include "runtime/Clock.h"
+#include "runtime/Date.h"
 #include "runtime/Error.h"
 #include "runtime/Text.h"
 
 namespace dam {
 namespace {
 
-uintmax_t FileSize(const std::string& path) {
-  std::error_code error;
-  const uintmax_t size = std::filesystem::file_size(path, error);
-  return error ? 0 : size;
+// "description: detail" of a collection log line: the name of the driver's configuration, the
+// time, the description, the detail and the extended detail, joined by tabs. A name may hold
+// tabs, a time cannot: the fields are counted from the first that is a time as the log writes
+// it. The extended detail is the last field, so a detail keeps its own tabs.
+std::optional<std::pair<std::string, std::string>> DescriptionAndDetail(const std::string& line) {
+  const std::vector<std::string> fields = runtime::Split(line, "\t");
+  for (size_t at = 1; at + 3 < fields.size(); ++at) {
+    const std::optional<runtime::Date> time = runtime::ParseDate(fields[at]);
+    if (!time || runtime::FormatGeneralDate(*time) != fields[at]) continue;
+    std::vector<std::string> detail(fields.begin() + static_cast<ptrdiff_t>(at) + 2,
+                                    fields.end() - 1);
+    return std::pair(fields[at + 1], runtime::Join(detail, "\t"));
+  }
+  return std::nullopt;
 }
 
 }  // namespace
@@ -25,12 +35,10 @@ RunStatus::RunStatus(platform::PlatformComponents& components,
                      const config::Configuration1& configuration)
     : components_(components),
       configuration_(configuration),
-      firstCount_(components.Saves().Count()) {
-  host::HostFileSystem& files = components.FileSystem();
-  logPath_ = files.JoinPath(files.LogFolder(), std::string(common::kModuleName) + ".LOG");
-  logOffset_ = FileSize(logPath_);
-  shownErrors_ = components.Shown().Last().count;
-}
+      firstCount_(components.Saves().Count()),
+      logged_(components.FileSystem().CollectionLogLine.Subscribe(
+          [this](const std::string& line) { logLines_.push_back(line); })),
+      shownErrors_(components.Shown().Last().count) {}
 
 int32_t RunStatus::SavedSubgroups() const {
   return static_cast<int32_t>(components_.Saves().Count() - firstCount_);
@@ -47,11 +55,6 @@ std::string RunStatus::NextCollection() const {
   }
 }
 
-std::string RunStatus::LastError() {
-  NewErrors();
-  return lastError_;
-}
-
 std::vector<RunError> RunStatus::NewErrors() {
   std::vector<RunError> errors = ReadNewLogLines();
   // What the log could not take went to the host's error display instead.
@@ -60,25 +63,16 @@ std::vector<RunError> RunStatus::NewErrors() {
     shownErrors_ = shown.count;
     errors.push_back({platform::MaskConnectionSecrets(shown.text), shown.number, shown.source});
   }
-  if (!errors.empty()) lastError_ = errors.back().message;
   return errors;
 }
 
 std::vector<RunError> RunStatus::ReadNewLogLines() {
   std::vector<RunError> errors;
-  if (FileSize(logPath_) <= logOffset_) return errors;
-  std::ifstream log(logPath_, std::ios::binary);
-  log.seekg(static_cast<std::streamoff>(logOffset_));
-  std::string line;
-  while (std::getline(log, line)) {
-    if (!line.ends_with('\r')) break;  // a line still being written
-    logOffset_ += line.size() + 1;
-    line.pop_back();
-    const auto fields = runtime::Split(line, "\t");
-    if (fields.size() >= 4 && fields[0] == configuration_.ConfigurationName()) {
-      errors.push_back(
-          {platform::MaskConnectionSecrets(fields[2] + ": " + fields[3]), 0, "collection log"});
-      ++errorCounts_[platform::MaskConnectionSecrets(fields[2])];
+  for (const std::string& line : std::exchange(logLines_, {})) {
+    if (const auto read = DescriptionAndDetail(line)) {
+      errors.push_back({platform::MaskConnectionSecrets(read->first + ": " + read->second), 0,
+                        "collection log"});
+      ++errorCounts_[platform::MaskConnectionSecrets(read->first)];
     }
   }
   return errors;

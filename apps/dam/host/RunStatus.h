@@ -1,7 +1,8 @@
 // What `dam run` shows of a running driver. The host sees a driver only through IDriver,
 // so the rest comes from where the driver's work lands: subgroups saved by the sessions of
-// this host's components (never the database, which other hosts may write to), errors in
-// the collection log, and the next collection from the configuration's schedule.
+// this host's components (never the database, which other hosts may write to), the lines
+// the driver wrote to the collection log through them (never the log, which every driver
+// writes to, whatever its name), and the next collection from the configuration's schedule.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +13,7 @@
 
 #include "config/Configuration1.h"
 #include "platform/components/PlatformComponents.h"
+#include "runtime/Event.h"
 
 namespace dam {
 
@@ -26,7 +28,7 @@ struct RunError {
 class RunStatus {
  public:
   // `configuration` is the host's own reading of the driver's configuration text; what
-  // `components` saved and showed is the driver's.
+  // `components` saved, showed and logged is the driver's. Made on the driver's thread.
   RunStatus(platform::PlatformComponents& components, const config::Configuration1& configuration);
 
   // Subgroups this host saved since this object was made.
@@ -34,28 +36,25 @@ class RunStatus {
   // The next point of the subgroup schedule after now, as general date text; "none" and
   // the reason when the schedule cannot be computed.
   std::string NextCollection() const;
-  // The newest error since this object was made: a collection log line of this
-  // configuration as "description: detail", or an error the host's error display showed;
-  // "" when there was none.
-  std::string LastError();
-  // The errors since the last call of this or LastError, oldest first, in LastError's form.
+  // The errors since the last call (the first: since this object was made), oldest first: a
+  // collection log line of the driver as "description: detail", or an error the host's
+  // error display showed.
   std::vector<RunError> NewErrors();
-  // This configuration's collection log lines read so far by NewErrors, by description.
+  // The driver's collection log lines read so far by NewErrors, by description.
   const std::map<std::string, int64_t>& ErrorCounts() const { return errorCounts_; }
 
   // "stopped", "running", ... for the codes of host/DriverState.h; "state N" for another.
   static std::string StateName(int32_t state);
 
  private:
-  // This configuration's log lines written since the last call.
+  // The driver's log lines written since the last call.
   std::vector<RunError> ReadNewLogLines();
 
   platform::PlatformComponents& components_;
   const config::Configuration1& configuration_;
   int64_t firstCount_ = 0;
-  std::string logPath_;
-  uintmax_t logOffset_ = 0;
-  std::string lastError_;
+  std::vector<std::string> logLines_;
+  runtime::Subscription logged_;
   std::map<std::string, int64_t> errorCounts_;
   uint64_t shownErrors_ = 0;
 };

@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "apps/dam/host/ConfigFile.h"
+#include "apps/dam/host/ConfigurationName.h"
 #include "apps/dam/host/DamHost.h"
 #include "apps/dam/host/DriverHandle.h"
 #include "apps/dam/host/RunStatus.h"
@@ -27,11 +28,14 @@ std::string Reason(std::exception_ptr thrown) {
 }  // namespace
 
 // One configuration file and the driver that runs it, in a handle of its own so that its
-// saves are counted apart from the other rows'.
+// saves are counted apart from the other rows'. A setup that renames it gives it a new one.
 struct MainWindow::Row {
   std::string path;
-  DriverHandle handle;
+  QTreeWidgetItem* item = nullptr;
+  std::unique_ptr<DriverHandle> handle;
   bool loaded = false;
+  // Saved by the handles the row had before its current one.
+  int32_t savedBefore = 0;
   std::unique_ptr<RunStatus> status;
   std::unique_ptr<ChartWindow> chart;
   int32_t state = host::kDriverStopped;
@@ -41,9 +45,9 @@ struct MainWindow::Row {
 
 MainWindow::MainWindow(const std::vector<std::string>& configFiles, const std::string& spc,
                        const std::string& driverClass)
-    : ui_(std::make_unique<Ui::frmMain>()), driverClass_(driverClass) {
+    : ui_(std::make_unique<Ui::frmMain>()), spc_(spc), driverClass_(driverClass) {
   ui_->setupUi(this);
-  for (const std::string& path : configFiles) AddConfiguration(path, spc);
+  for (const std::string& path : configFiles) AddConfiguration(path);
   connect(ui_->lvwDrivers, &QTreeWidget::itemSelectionChanged, this,
           &MainWindow::lvwDrivers_SelectionChanged);
   connect(ui_->bnStart, &QPushButton::clicked, this, &MainWindow::bnStart_Click);
@@ -64,45 +68,69 @@ MainWindow::MainWindow(const std::vector<std::string>& configFiles, const std::s
 
 MainWindow::~MainWindow() = default;
 
-void MainWindow::AddConfiguration(const std::string& path, const std::string& spc) {
+void MainWindow::AddConfiguration(const std::string& path) {
   auto row = std::make_unique<Row>();
   row->path = path;
   const std::string stem = std::filesystem::path(path).stem().string();
-  auto* item = new QTreeWidgetItem(ui_->lvwDrivers, QStringList{QString::fromStdString(stem)});
-  item->setToolTip(kName, QString::fromStdString(path));
-  item->setText(kDriver, QString::fromStdString(driverClass_));
-  DriverHandle& handle = row->handle;
+  row->item = new QTreeWidgetItem(ui_->lvwDrivers, QStringList{QString::fromStdString(stem)});
+  row->item->setToolTip(kName, QString::fromStdString(path));
+  row->item->setText(kDriver, QString::fromStdString(driverClass_));
   try {
-    handle.OpenModule(driverClass_);
-    const std::string text = ReadConfigurationFile(path, false);
-    handle.Read(text);
-    item->setText(kName, QString::fromStdString(handle.NameFor(path)));
-    handle.Create(spc, handle.NameFor(path));
-    Row* target = row.get();
-    handle.Host().onStateChanged = [this, target](int32_t state) {
-      target->state = state;
-      RefreshRows();
-    };
-    handle.Load(text);
-    row->loaded = true;
-    row->state = handle.Driver().State();
-    row->status = std::make_unique<RunStatus>(handle.Components(), handle.Reading());
+    LoadDriver(*row, ReadConfigurationFile(path, false));
   } catch (...) {
     row->error = Reason(std::current_exception());
   }
   rows_.push_back(std::move(row));
 }
 
+void MainWindow::LoadDriver(Row& row, const std::string& text) {
+  row.handle = std::make_unique<DriverHandle>();
+  DriverHandle& handle = *row.handle;
+  handle.OpenModule(driverClass_);
+  handle.Read(text);
+  const std::string name = handle.NameFor(row.path);
+  row.item->setText(kName, QString::fromStdString(name));
+  for (const auto& other : rows_) {
+    if (other.get() != &row && other->loaded && other->handle->NameFor(other->path) == name) {
+      throw apps::Failure(apps::kExitInvalidConfiguration, SameNameText(name, other->path));
+    }
+  }
+  handle.Create(spc_, name);
+  handle.Host().onStateChanged = [this, target = &row](int32_t state) {
+    target->state = state;
+    RefreshRows();
+  };
+  handle.Load(text);
+  row.loaded = true;
+  row.state = handle.Driver().State();
+  row.status = std::make_unique<RunStatus>(handle.Components(), handle.Reading());
+}
+
+void MainWindow::Rename(Row& row, const std::string& text) {
+  // The sessions save under the name their driver was made with: as dam run does for a
+  // renamed file, the driver is unloaded and made again under the new one.
+  const bool charted = row.chart && row.chart->isVisible();
+  row.chart.reset();
+  row.savedBefore += row.status->SavedSubgroups();
+  row.status.reset();
+  if (row.started) row.handle->Driver().StopDriver();
+  row.handle->Unload();
+  row.loaded = false;
+  row.started = false;
+  LoadDriver(row, text);
+  if (charted) ShowChart(row);
+}
+
 void MainWindow::RefreshRows() {
-  for (size_t i = 0; i < rows_.size(); ++i) {
-    Row& row = *rows_[i];
-    QTreeWidgetItem* item = ui_->lvwDrivers->topLevelItem(static_cast<int>(i));
+  for (const auto& each : rows_) {
+    Row& row = *each;
+    QTreeWidgetItem* item = row.item;
     item->setText(kState, row.loaded ? QString::fromStdString(RunStatus::StateName(row.state))
                                      : "not loaded");
     if (row.status) {
-      item->setText(kSaved, QString::number(row.status->SavedSubgroups()));
-      const std::string error = row.status->LastError();
-      if (!error.empty()) row.error = error;
+      item->setText(kSaved, QString::number(row.savedBefore + row.status->SavedSubgroups()));
+      const std::vector<RunError> errors = row.status->NewErrors();
+      if (!errors.empty()) row.error = errors.back().message;
     }
     item->setText(kLastError, QString::fromStdString(row.error.empty() ? "none" : row.error));
     if (row.chart) row.chart->Refresh();
@@ -110,6 +138,12 @@ void MainWindow::RefreshRows() {
   for (int column = kName; column < kLastError; ++column) {
     ui_->lvwDrivers->resizeColumnToContents(column);
   }
+}
+
+void MainWindow::SetError(Row& row, const std::string& error) {
+  // What the driver reported before is older: it must not come back at the next refresh.
+  if (row.status) row.status->NewErrors();
+  row.error = error;
 }
 
 void MainWindow::UpdateButtons() {
@@ -132,57 +166,60 @@ void MainWindow::lvwDrivers_SelectionChanged() {
 
 void MainWindow::bnStart_Click() {
   if (Row* row = SelectedRow()) {
-    if (row->handle.Driver().StartDriver()) {
+    if (row->handle->Driver().StartDriver()) {
       row->started = true;
-    } else if (row->error.empty()) {
-      row->error = "the driver did not start (is the configuration active?)";
+    } else {
+      SetError(*row, "the driver did not start (is the configuration active?)");
     }
     RefreshRows();
   }
 }
 
 void MainWindow::bnStop_Click() {
-  if (Row* row = SelectedRow(); row && row->started) row->handle.Driver().StopDriver();
+  if (Row* row = SelectedRow(); row && row->started) row->handle->Driver().StopDriver();
 }
 
 void MainWindow::bnPause_Click() {
-  if (Row* row = SelectedRow()) row->handle.Driver().PauseDriver();
+  if (Row* row = SelectedRow()) row->handle->Driver().PauseDriver();
 }
 
 void MainWindow::bnSetup_Click() {
   Row* row = SelectedRow();
-  if (!row || !row->handle.Driver().ShowSetup(host::kTrue)) return;
+  if (!row || !row->handle->Driver().ShowSetup(host::kTrue)) return;
   try {
-    const std::string text = row->handle.Text();
+    const std::string text = row->handle->Text();
     WriteConfigurationFile(row->path, text);
-    row->handle.Read(text);
-    if (row->chart) row->chart->TestsChanged(row->handle.Reading());
-    if (!row->handle.Reading().ConfigurationName().empty()) {
-      ui_->lvwDrivers->currentItem()->setText(
-          kName, QString::fromStdString(row->handle.Reading().ConfigurationName()));
+    SetError(*row, "");
+    if (ConfigurationNameIn(row->path, text) != row->handle->NameFor(row->path)) {
+      Rename(*row, text);
+    } else {
+      row->handle->Read(text);
+      if (row->chart) row->chart->TestsChanged(row->handle->Reading());
     }
-    row->error.clear();
   } catch (...) {
-    row->error = Reason(std::current_exception());
+    SetError(*row, Reason(std::current_exception()));
   }
   RefreshRows();
+  UpdateButtons();
 }
 
 void MainWindow::bnActivity_Click() {
-  if (Row* row = SelectedRow()) row->handle.Driver().ShowActivity();
+  if (Row* row = SelectedRow()) row->handle->Driver().ShowActivity();
 }
 
 void MainWindow::bnChart_Click() {
-  Row* row = SelectedRow();
-  if (!row) return;
-  if (!row->chart) {
-    row->chart = std::make_unique<ChartWindow>(
-        std::dynamic_pointer_cast<platform::SpcSession>(row->handle.Host().Session()),
-        row->handle.Components().Saves(), row->handle.Reading());
+  if (Row* row = SelectedRow()) ShowChart(*row);
+}
+
+void MainWindow::ShowChart(Row& row) {
+  if (!row.chart) {
+    row.chart = std::make_unique<ChartWindow>(
+        std::dynamic_pointer_cast<platform::SpcSession>(row.handle->Host().Session()),
+        row.handle->Components().Saves(), row.handle->Reading());
   }
-  row->chart->show();
-  row->chart->raise();
-  row->chart->activateWindow();
+  row.chart->show();
+  row.chart->raise();
+  row.chart->activateWindow();
 }
 
 void MainWindow::bnAbout_Click() {
@@ -190,9 +227,9 @@ void MainWindow::bnAbout_Click() {
   if (!row) return;
   // The driver raises what fails in its about box; the host shows it.
   try {
-    row->handle.Driver().ShowAbout();
+    row->handle->Driver().ShowAbout();
   } catch (...) {
-    row->error = Reason(std::current_exception());
+    SetError(*row, Reason(std::current_exception()));
     RefreshRows();
   }
 }
@@ -202,8 +239,8 @@ void MainWindow::closeEvent(QCloseEvent* event) {
   for (const auto& row : rows_) {
     if (!row->loaded) continue;
     // Stopping a driver that never started would only report its missing engine.
-    if (row->started) row->handle.Driver().StopDriver();
-    closed = row->handle.QueryUnload() && closed;
+    if (row->started) row->handle->Driver().StopDriver();
+    closed = row->handle->QueryUnload() && closed;
   }
   if (!closed) {
     event->ignore();
@@ -212,7 +249,8 @@ void MainWindow::closeEvent(QCloseEvent* event) {
   refresh_.stop();
   for (const auto& row : rows_) {
     row->chart.reset();
-    row->handle.Unload();
+    // A file that could not be read never had one.
+    if (row->handle) row->handle->Unload();
     row->loaded = false;
   }
   event->accept();

@@ -1,6 +1,7 @@
 // The host's main window (`dam gui`): one row per configuration file with its driver's
 // state as the driver reports it, the subgroups it saved and its last error, and buttons
-// acting on the selected row. A confirmed setup is written back to the row's file at once.
+// acting on the selected row. A confirmed setup is written back to the row's file at once;
+// one that renames the configuration makes the row's driver again under the new name.
 // Closing it stops every driver and unloads it.
 #pragma once
 
@@ -20,7 +21,8 @@ class MainWindow : public QMainWindow {
  public:
   // Loads every file of `configFiles` into a driver of `driverClass` on the SPC database
   // `spc` ("" for the host's setting), each through a DriverHandle of its own. A file that
-  // cannot be loaded stays in the list with its reason and no driver.
+  // cannot be loaded, or whose name an earlier file has, stays in the list with its reason
+  // and no driver.
   MainWindow(const std::vector<std::string>& configFiles, const std::string& spc,
              const std::string& driverClass);
   ~MainWindow() override;
@@ -31,8 +33,16 @@ class MainWindow : public QMainWindow {
  private:
   struct Row;
 
-  void AddConfiguration(const std::string& path, const std::string& spc);
+  void AddConfiguration(const std::string& path);
+  // Gives `row` a new handle with a driver loaded with `text`; raises what fails.
+  void LoadDriver(Row& row, const std::string& text);
+  // After a setup gave the row's driver another name: a driver made under that one.
+  void Rename(Row& row, const std::string& text);
+  void ShowChart(Row& row);
+  // Shows the newest error of each row, whatever reported it.
   void RefreshRows();
+  // `row` shows `error` ("" for none), newer than anything its driver reported so far.
+  void SetError(Row& row, const std::string& error);
   void UpdateButtons();
   // The selected row's driver, or nullptr.
   Row* SelectedRow();
@@ -46,6 +56,7 @@ class MainWindow : public QMainWindow {
   void bnAbout_Click();
 
   std::unique_ptr<Ui::frmMain> ui_;
+  std::string spc_;
   std::string driverClass_;
   std::vector<std::unique_ptr<Row>> rows_;
   QTimer refresh_;

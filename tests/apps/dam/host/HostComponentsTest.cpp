@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 
 #include "apps/dam/host/DriverHandle.h"
 #include "apps/dam/host/DriverModule.h"
@@ -167,7 +168,19 @@ TEST(PlatformComponents, TwoHostsOnOneDatabaseCountOnlyTheSubgroupsAndErrorsThei
   EXPECT_EQ(status.SavedSubgroups(), 2) << "since the status was made, this host's own";
   first.components.CreateError()->Show("m", "s", "first's fault", 5, "l");
   second.components.CreateError()->Show("m", "s", "second's fault", 5, "l");
-  EXPECT_EQ(status.LastError(), "first's fault");
+  const auto newest = [&] {
+    const std::vector<dam::RunError> errors = status.NewErrors();
+    return errors.empty() ? "" : errors.back().message;
+  };
+  EXPECT_EQ(newest(), "first's fault");
+  // Log lines are the errors of the driver that wrote them, whatever name they carry.
+  for (Host* host : {&second, &first}) {
+    host::HostFileSystem& files = host->components.FileSystem();
+    files.AppendToFile(files.JoinPath(files.LogFolder(), "oxaGEPDAD6.LOG"),
+                       "Line\t2\t2026-11-26 09:00:00\tDown\tno\tthere\tmore\r\n");
+  }
+  EXPECT_EQ(newest(), "Down: no\tthere");
+  EXPECT_EQ(status.ErrorCounts(), (std::map<std::string, int64_t>{{"Down", 1}}));
   unsetenv("DAM_LOG_DIR");
 }
 

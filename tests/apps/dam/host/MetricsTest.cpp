@@ -278,9 +278,10 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
 
   StartHistorian();
   WriteFile("settings/dam.ini", "[Metrics]\nListen=127.0.0.1:0\n[Connections]\nQueryTimeout=0\n");
-  // Three configurations in the run: each has its own series (their format: MetricsServer
+  // Five configurations in the run: each has its own series (their format: MetricsServer
   // above). Line 3's historian is locked by another program, so its start waits: until it
-  // runs, the run is not healthy.
+  // runs, the run is not healthy. Two without a name, one of them with no historian: the
+  // errors are the driver's that made them, whatever name its log lines carry.
   const std::string locked = work_.File("locked.db");
   damtest::CreateLockableHistorian(locked);
   platform::OdbcConnection holder;
@@ -292,8 +293,10 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
   const rlimit low{std::min<rlim_t>(limit.rlim_max, 256), limit.rlim_max};
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &low), 0);
-  auto run = Start(DAM_PROGRAM, {"run", Configuration(), Line("line2.cfg", "Line 2", historian_),
-                                 Line("line3.cfg", "Line 3", locked), "--for", "60"});
+  auto run =
+      Start(DAM_PROGRAM, {"run", Configuration(), Line("line2.cfg", "Line 2", historian_),
+                          Line("line3.cfg", "Line 3", locked), Line("good.cfg", "", historian_),
+                          Line("away.cfg", "", work_.File("gone.db")), "--for", "60"});
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
   std::string output;
   ASSERT_TRUE(Says(*run, output, "/metrics and /healthz\n")) << output;
@@ -301,6 +304,7 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
   ASSERT_NE(at, std::string::npos) << output;
   const auto port = static_cast<uint16_t>(std::stoi(output.substr(at + 26)));
   ASSERT_TRUE(Says(*run, output, "Line 1: running | saved 2 |")) << output;
+  ASSERT_TRUE(Says(*run, output, "good: running | saved 4 |")) << output;
   std::ifstream limits("/proc/" + std::to_string(run->processId()) + "/limits");
   std::string line, soft, hard;
   while (std::getline(limits, line) && !line.starts_with("Max open files")) {
@@ -322,7 +326,9 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
         "dam_driver_running{configuration=\"Line 2\"} 1",
         "dam_driver_running{configuration=\"Line 3\"} 0",
         "dam_historian_reachable{configuration=\"Line 1\"} 1",
-        "dam_spc_database_reachable{configuration=\"Line 1\"} 1", "dam_spool_subgroups 0"}) {
+        "dam_spc_database_reachable{configuration=\"Line 1\"} 1", "dam_spool_subgroups 0",
+        "dam_historian_reachable{configuration=\"good\"} 1",
+        "dam_historian_reachable{configuration=\"away\"} 0"}) {
     EXPECT_TRUE(Holds(metrics.body, line)) << line << " in\n" << metrics.body;
   }
   for (const std::string name :
@@ -330,6 +336,18 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
         "next_collection_timestamp_seconds", "subgroups_saved_total"}) {
     EXPECT_NE(metrics.body.find("\ndam_" + name + "{configuration=\"Line 1\"} "), std::string::npos)
         << name << metrics.body;
+  }
+  EXPECT_EQ(metrics.body.find("dam_collection_errors_total{configuration=\"good\""),
+            std::string::npos)
+      << metrics.body;
+  EXPECT_NE(metrics.body.find("dam_collection_errors_total{configuration=\"away\",description="
+                              "\"Unable to Access Database\"} "),
+            std::string::npos)
+      << metrics.body;
+  for (const std::string& said : Lines(output)) {
+    if (said.starts_with("good: running")) {
+      EXPECT_TRUE(said.ends_with("last error none")) << said;
+    }
   }
   const std::string saved = "\ndam_subgroups_saved_total{configuration=\"Line 1\"} ";
   EXPECT_GE(std::stoi(metrics.body.substr(metrics.body.find(saved) + saved.size())), 2)

@@ -81,8 +81,10 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
   const std::string config = files.File("line-a.cfg");
   std::ofstream(config, std::ios::binary)
       << "NAME=Line A\r\nACTIVE=1\r\nDATALINK=" << historian
-      << "\r\nSUBGROUPINTERVAL=1\r\nSUBGROUPUNIT=2\r\nDESCRIPTOR=1\tParts\tP-1\r\n";
+      << "\r\nSUBGROUPINTERVAL=1\r\nSUBGROUPUNIT=9\r\nDESCRIPTOR=1\tParts\tP-1\r\n";
   const std::string before = FileText(config);
+  const std::string copy = files.File("copy.cfg");
+  std::filesystem::copy_file(config, copy);
   // A message box would wait for a user who never comes: close it and fail.
   QTimer watchdog;
   QObject::connect(&watchdog, &QTimer::timeout, [] {
@@ -93,7 +95,7 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
   });
   watchdog.start(200);
 
-  dam::MainWindow window({config, files.File("missing.cfg")}, "", "oxaGEPDAD6.Version1");
+  dam::MainWindow window({config, files.File("missing.cfg"), copy}, "", "oxaGEPDAD6.Version1");
   window.show();
   auto* list = window.findChild<QTreeWidget*>("lvwDrivers");
   const auto click = [&](const char* button) {
@@ -104,13 +106,27 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
   EXPECT_EQ(row(0), "Line A | oxaGEPDAD6.Version1 | stopped | 0 | none");
   EXPECT_TRUE(row(1).starts_with("missing | oxaGEPDAD6.Version1 | not loaded |  | ")) << row(1);
   EXPECT_NE(row(1).find("missing.cfg"), std::string::npos) << row(1);
+  EXPECT_EQ(row(2),
+            "Line A | oxaGEPDAD6.Version1 | not loaded |  | its name Line A is the name of " +
+                config + " already: their subgroups and log lines could not be told apart");
 
   list->setCurrentItem(list->topLevelItem(1));
   for (const char* button : {"bnStart", "bnStop", "bnPause", "bnSetup", "bnActivity", "bnAbout"}) {
     EXPECT_FALSE(uitest::Enabled(window, button)) << button;
   }
   list->setCurrentItem(list->topLevelItem(0));
-  // Setup: Cancel leaves the file alone; OK rewrites it and renames the row.
+  uitest::ShowActive(window);
+  uitest::AltClick(window, Qt::Key_H);
+  const auto chartTitles = [] {
+    std::string titles;
+    for (QWidget* chart : uitest::TopLevels("frmChart")) {
+      titles += (chart->isVisible() ? "" : "hidden ") + chart->windowTitle().toStdString() + ";";
+    }
+    return titles;
+  };
+  EXPECT_EQ(chartTitles(), "Control Chart - Line A;");
+  // Setup: Cancel leaves the file alone; OK rewrites it and renames the row, and the driver
+  // and the chart go by the new name, the name its subgroups carry.
   WhenSetup("Line B", kCancelButton);
   click("bnSetup");
   EXPECT_EQ(FileText(config), before);
@@ -119,6 +135,7 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
   click("bnSetup");
   EXPECT_TRUE(FileText(config).starts_with("NAME=Line B\n")) << FileText(config);
   EXPECT_EQ(row(0), "Line B | oxaGEPDAD6.Version1 | stopped | 0 | none");
+  EXPECT_EQ(chartTitles(), "Control Chart - Line B;");
 
   const std::pair<const char*, std::string> steps[] = {
       {"bnStart", "running"}, {"bnPause", "paused"}, {"bnStop", "stopped"}, {"bnStart", "running"}};
@@ -145,10 +162,28 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
   ASSERT_NE(activity, nullptr);
   uitest::ShowActive(window);
   uitest::AltClick(window, Qt::Key_H);
-  ASSERT_EQ(uitest::TopLevels("frmChart").size(), 1u);
-  QWidget* chart = uitest::TopLevels("frmChart")[0];
-  EXPECT_TRUE(chart->isVisible());
-  EXPECT_EQ(chart->windowTitle(), "Control Chart - Line A") << "the name its subgroups carry";
+  EXPECT_EQ(chartTitles(), "Control Chart - Line B;");
+
+  // The row shows the newest error, whatever reported it: the schedule the driver logged at
+  // the start, then a setup that could not be saved, then a start the driver refused.
+  EXPECT_TRUE(
+      row(0).ends_with(" | Invalid Schedule: Subgroup unit 9 is not one of 0 (Seconds), "
+                       "1 (Minutes), 2 (Hours), 3 (Days)"))
+      << row(0);
+  click("bnStop");
+  std::filesystem::remove(config + ".bak");
+  std::filesystem::create_directories(config + ".bak/in");
+  uitest::WhenModal([](QDialog& dialog) {
+    uitest::Control<QCheckBox>(dialog, "chkActive").setChecked(false);
+    uitest::Click(dialog, "bnOK");
+  });
+  click("bnSetup");
+  EXPECT_TRUE(
+      row(0).ends_with(" | Cannot keep " + config + " as " + config + ".bak: Is a directory"))
+      << row(0);
+  click("bnStart");
+  EXPECT_TRUE(row(0).ends_with(" | the driver did not start (is the configuration active?)"))
+      << row(0);
 
   EXPECT_TRUE(window.close());
   EXPECT_FALSE(activity->isVisible()) << "closed through QueryUnload";
