@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "platform/odbc/OdbcDiagnostics.h"
 #include "platform/odbc/OdbcHandle.h"
 #include "platform/spcdb/SpcDialect.h"
 #include "platform/spcdb/SpcUnavailable.h"
@@ -54,7 +55,8 @@ void SpcSession::Use(const std::function<void(SpcLink&)>& work) {
       work(link);
       return;
     } catch (...) {
-      if (!DropIfBroken() || !retry) throw;
+      const bool broken = DropIfBroken();
+      if (!broken || !retry) Rethrow(broken);
     }
   }
 }
@@ -72,9 +74,19 @@ void SpcSession::Transact(const std::function<void(SpcLink&)>& body) {
       return;
     } catch (...) {
       link.Rollback();
-      if (!DropIfBroken() || !retry || committing) throw;
+      const bool broken = DropIfBroken();
+      if (!broken || !retry || committing) Rethrow(broken);
     }
   }
+}
+
+void SpcSession::Rethrow(bool broken) {
+  if (!broken) throw;
+  const runtime::Error error = runtime::ToError(std::current_exception());
+  // psqlODBC reports some failures of a connection the server ended as general errors
+  // ("internal SAVEPOINT failed"), which would otherwise count as the subgroup's own.
+  if (IsConnectionLost(error.SqlState())) throw;
+  throw runtime::Error(error.Number(), error.Description(), error.Source(), "08S01");
 }
 
 bool SpcSession::DropIfBroken() {

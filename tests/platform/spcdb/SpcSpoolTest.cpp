@@ -411,8 +411,8 @@ TEST_P(SpoolOnDatabase, AForwardCommittedButNotRemovedIsNotSavedTwice) {
 }
 
 // The server ends the save's connection (pg_terminate_backend) at a chosen moment. psqlODBC
-// reports a commit after one of its calls found the connection gone as done without sending
-// it.
+// then reports some failures as general errors, and a commit after one of its calls found
+// the connection gone as done without sending it.
 TEST_P(SpoolOnDatabase, AConnectionTheServerEndsMidSaveIsTheDatabasesAbsence) {
   if (GetParam() != Backend::PostgreSQL) GTEST_SKIP() << "SQLite has no server";
   auto spool = MakeSpool();
@@ -437,6 +437,18 @@ TEST_P(SpoolOnDatabase, AConnectionTheServerEndsMidSaveIsTheDatabasesAbsence) {
   spool->Keep(subgroup, key, atCommit);
   EXPECT_EQ(spool->Forward(*session, true), 1);
   EXPECT_EQ(Stored(*session), Samples(0, 1));
+
+  const runtime::Error general(1, "[SQLSTATE HY000] internal SAVEPOINT failed", "ODBC", "HY000");
+  for (const bool killed : {false, true}) {
+    const runtime::Error error = ErrorFrom([&] {
+      session->Transact([&](platform::SpcLink& link) {
+        if (killed) terminate(link);
+        throw general;
+      });
+    });
+    EXPECT_EQ(platform::IsUnavailable(error), killed) << error.Description();
+    EXPECT_EQ(error.Description(), general.Description());
+  }
 }
 
 TEST_P(SpoolOnDatabase, ThreeForwardsOfOneSpoolSaveAndCountEachSubgroupOnce) {
