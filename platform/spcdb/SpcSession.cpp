@@ -2,7 +2,6 @@
 
 #include <chrono>
 
-#include "platform/odbc/OdbcDiagnostics.h"
 #include "platform/odbc/OdbcHandle.h"
 #include "platform/spcdb/SpcDialect.h"
 #include "platform/spcdb/SpcUnavailable.h"
@@ -56,7 +55,7 @@ void SpcSession::Use(const std::function<void(SpcLink&)>& work) {
       return;
     } catch (...) {
       const bool broken = DropIfBroken();
-      if (!broken || !retry) Rethrow(broken);
+      if (!broken || !retry) RethrowLost(broken);
     }
   }
 }
@@ -75,28 +74,15 @@ void SpcSession::Transact(const std::function<void(SpcLink&)>& body) {
     } catch (...) {
       link.Rollback();
       const bool broken = DropIfBroken();
-      if (!broken || !retry || committing) Rethrow(broken);
+      if (!broken || !retry || committing) RethrowLost(broken);
     }
   }
 }
 
-void SpcSession::Rethrow(bool broken) {
-  if (!broken) throw;
-  const runtime::Error error = runtime::ToError(std::current_exception());
-  // psqlODBC reports some failures of a connection the server ended as general errors
-  // ("internal SAVEPOINT failed"), which would otherwise count as the subgroup's own.
-  if (IsConnectionLost(error.SqlState())) throw;
-  throw runtime::Error(error.Number(), error.Description(), error.Source(), "08S01");
-}
-
 bool SpcSession::DropIfBroken() {
-  try {
-    slot_->link->Connection().Execute("SELECT 1");
-    return false;
-  } catch (...) {
-    slot_->link.reset();
-    return true;
-  }
+  if (Answers(slot_->link->Connection())) return false;
+  slot_->link.reset();
+  return true;
 }
 
 SpcSession::Held SpcSession::Hold() {

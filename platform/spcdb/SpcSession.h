@@ -85,8 +85,6 @@ class SpcSession : public host::DatabaseSession, public SpcForwardTarget {
   // After a failure: keeps the connection when it still answers (the failure was the
   // work's own), drops it otherwise. True when it was dropped.
   bool DropIfBroken();
-  // The failure being handled, raised again; as a lost connection when `broken`.
-  [[noreturn]] static void Rethrow(bool broken);
   std::string SharingKey() const;
 
   SpcSettings settings_;
