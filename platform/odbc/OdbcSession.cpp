@@ -29,6 +29,8 @@ constexpr char kPostgresFetchRows[] = "4096";
 constexpr size_t kMostKeptStatements = 32;
 // The SQLSTATE of a statement cancelled under its running call.
 constexpr char kCancelledState[] = "HY008";
+// The SQLSTATE of a connection found dead after a commit.
+constexpr char kLostCommitState[] = "08S01";
 
 // Made once and kept for the life of the process: the driver manager resolves a driver
 // once per environment. Never freed, so that no static destructor calls into drivers.
@@ -272,13 +274,14 @@ bool OdbcSession::Reset() noexcept {
       return false;
     }
   }
-  if (broken_ || SqliteFileMoved()) return false;
+  return !broken_ && !SqliteFileMoved() && !Dead();
+}
+
+bool OdbcSession::Dead() const noexcept {
   SQLUINTEGER dead = SQL_CD_FALSE;
-  if (SQL_SUCCEEDED(
-          SQLGetConnectAttr(connection_.get(), SQL_ATTR_CONNECTION_DEAD, &dead, 0, nullptr))) {
-    return dead != SQL_CD_TRUE;
-  }
-  return true;
+  return SQL_SUCCEEDED(
+             SQLGetConnectAttr(connection_.get(), SQL_ATTR_CONNECTION_DEAD, &dead, 0, nullptr)) &&
+         dead == SQL_CD_TRUE;
 }
 
 void OdbcSession::BeginTransaction() {
@@ -293,6 +296,16 @@ void OdbcSession::EndTransaction(bool commit) {
         return SQLEndTran(SQL_HANDLE_DBC, connection_.get(), commit ? SQL_COMMIT : SQL_ROLLBACK);
       },
       "SQLEndTran", nullptr);
+  // psqlODBC skips the COMMIT, and reports success, when a call before it (closing a
+  // cursor, dropping a prepared plan, also inside SQLEndTran) found the server gone.
+  if (commit && Dead()) {
+    broken_ = true;
+    throw runtime::Error(kUnspecifiedOdbcError,
+                         DescribedWithState({kLostCommitState, 0,
+                                             "The connection was lost while committing: the "
+                                             "changes may or may not have been saved"}),
+                         "ODBC", kLostCommitState);
+  }
   SetAutoCommit(true);
   manualCommit_ = false;
 }

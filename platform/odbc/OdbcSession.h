@@ -67,7 +67,9 @@ class OdbcSession {
   // Manual commit from here until EndTransaction.
   void BeginTransaction();
   // Commits (or rolls back) the open work and returns to autocommit. On SQLite a commit
-  // that finds the database locked is repeated as Run repeats a statement.
+  // that finds the database locked is repeated as Run repeats a statement. A commit after
+  // which the driver reports the connection dead fails with SQLSTATE 08S01 although the
+  // driver said it succeeded: whether the server committed is unknown.
   void EndTransaction(bool commit);
 
  private:
@@ -77,6 +79,8 @@ class OdbcSession {
   void SetAutoCommit(bool on);
   // Sets the PostgreSQL session's TimeZone to HostTimeZone().
   void UseHostTimeZone();
+  // The driver's SQL_ATTR_CONNECTION_DEAD; false where it cannot tell.
+  bool Dead() const noexcept;
   // The path and identity of the SQLite file the connection opened.
   void NoteSqliteFile();
   bool SqliteFileMoved() const;

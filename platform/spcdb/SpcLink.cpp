@@ -1,6 +1,7 @@
 #include "platform/spcdb/SpcLink.h"
 
 #include "platform/spcdb/SpcSchema.h"
+#include "platform/spcdb/SpcUnavailable.h"
 #include "runtime/Error.h"
 #include "runtime/Variant.h"
 
@@ -21,8 +22,13 @@ SpcDialect Connect(OdbcConnection& connection, std::optional<SpcFile>& file,
     }
     file = SpcFile::Opened(connection);
   }
-  dialect.Configure(connection);
-  UpgradeSchema(connection, dialect);
+  try {
+    dialect.Configure(connection);
+    UpgradeSchema(connection, dialect);
+  } catch (...) {
+    // A server that ends the connection while it is set up is away as much as later.
+    RethrowLost(!Answers(connection));
+  }
   return dialect;
 }
 

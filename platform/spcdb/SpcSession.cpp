@@ -54,7 +54,8 @@ void SpcSession::Use(const std::function<void(SpcLink&)>& work) {
       work(link);
       return;
     } catch (...) {
-      if (!DropIfBroken() || !retry) throw;
+      const bool broken = DropIfBroken();
+      if (!broken || !retry) RethrowLost(broken);
     }
   }
 }
@@ -72,19 +73,16 @@ void SpcSession::Transact(const std::function<void(SpcLink&)>& body) {
       return;
     } catch (...) {
       link.Rollback();
-      if (!DropIfBroken() || !retry || committing) throw;
+      const bool broken = DropIfBroken();
+      if (!broken || !retry || committing) RethrowLost(broken);
     }
   }
 }
 
 bool SpcSession::DropIfBroken() {
-  try {
-    slot_->link->Connection().Execute("SELECT 1");
-    return false;
-  } catch (...) {
-    slot_->link.reset();
-    return true;
-  }
+  if (Answers(slot_->link->Connection())) return false;
+  slot_->link.reset();
+  return true;
 }
 
 SpcSession::Held SpcSession::Hold() {

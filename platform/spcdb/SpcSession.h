@@ -62,7 +62,9 @@ class SpcSession : public host::DatabaseSession, public SpcForwardTarget {
 
   // Runs `work`, which only reads, on the open connection. When `work` fails and the
   // connection no longer answers, the connection is dropped; if it was opened before this
-  // call (the server may have restarted since), `work` runs once more on a new one.
+  // call (the server may have restarted since), `work` runs once more on a new one. A
+  // failure that left the connection unanswering is raised as a lost connection (SQLSTATE
+  // 08S01), whatever the driver called it.
   void Use(const std::function<void(SpcLink&)>& work);
   // Runs `body` in one transaction, committed when it returns and rolled back when it
   // throws; the error is raised again. Repeated on a new connection like Use, but never

@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/odbc/OdbcDiagnostics.h"
 #include "runtime/Text.h"
 
 namespace platform {
@@ -70,6 +71,22 @@ bool IsUnavailable(const runtime::Error& error) {
     if (folded.find(phrase) != std::string::npos) return true;
   }
   return false;
+}
+
+bool Answers(OdbcConnection& connection) noexcept {
+  try {
+    connection.Execute("SELECT 1");
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
+void RethrowLost(bool lost) {
+  if (!lost) throw;
+  const runtime::Error error = runtime::ToError(std::current_exception());
+  if (IsConnectionLost(error.SqlState())) throw;
+  throw runtime::Error(error.Number(), error.Description(), error.Source(), "08S01");
 }
 
 }  // namespace platform

@@ -4,6 +4,7 @@
 // mended the database; one failing for the second would fail again and stays a save error.
 #pragma once
 
+#include "platform/odbc/OdbcConnection.h"
 #include "runtime/Error.h"
 
 namespace platform {
@@ -22,5 +23,15 @@ bool IsUnavailable(const runtime::Error& error);
 // unmounted while the database was in use, which waiting may mend, or a wrong path at the
 // start, which it does not.
 bool IsUnopenedFile(const runtime::Error& error);
+
+// After a failure: whether `connection` still runs a statement. One that does not was lost,
+// whatever the failure said.
+bool Answers(OdbcConnection& connection) noexcept;
+
+// The failure being handled, raised again; when `lost`, as a lost connection (SQLSTATE 08S01)
+// unless its SQLSTATE says so already. psqlODBC reports some failures of a connection the
+// server ended as general errors ("internal SAVEPOINT failed"), which IsUnavailable would
+// take for the subgroup's own.
+[[noreturn]] void RethrowLost(bool lost);
 
 }  // namespace platform

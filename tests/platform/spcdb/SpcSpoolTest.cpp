@@ -1,7 +1,7 @@
 // Store and forward on real databases, grouped by fault: a PostgreSQL server stopped and
 // started, an SQLite file another connection keeps locked, a full spool, an unreadable or
-// deleted spool file, a forward whose commit was not acknowledged, and failures of the
-// subgroup itself, which are never kept.
+// deleted spool file, a forward whose commit was not acknowledged, a connection the server
+// ends mid-save, and failures of the subgroup itself, which are never kept.
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 
@@ -15,6 +15,7 @@
 #include <thread>
 
 #include "platform/spcdb/SpcSpool.h"
+#include "platform/spcdb/SpcUnavailable.h"
 #include "platform/spcdb/SpcWriter.h"
 #include "tests/platform/spcdb/SpcFixture.h"
 #include "tests/support/FileMode.h"
@@ -407,6 +408,47 @@ TEST_P(SpoolOnDatabase, AForwardCommittedButNotRemovedIsNotSavedTwice) {
   EXPECT_EQ(spool->Forward(*session, true), 1);
   EXPECT_TRUE(log_.back().ends_with("forwarded 1 kept subgroup(s) | " + spool->Path()))
       << log_.back();
+}
+
+// The server ends the save's connection (pg_terminate_backend) at a chosen moment. psqlODBC
+// then reports some failures as general errors, and a commit after one of its calls found
+// the connection gone as done without sending it.
+TEST_P(SpoolOnDatabase, AConnectionTheServerEndsMidSaveIsTheDatabasesAbsence) {
+  if (GetParam() != Backend::PostgreSQL) GTEST_SKIP() << "SQLite has no server";
+  auto spool = MakeSpool();
+  auto session = SpoolingSession(database_->ConnectionString(), spool);
+  platform::OdbcConnection killer;
+  killer.Open(database_->ConnectionString(), "", "");
+  // Its cursor, closed after the kill, is the call that finds the connection gone.
+  const auto terminate = [&](platform::SpcLink& link) {
+    auto pid = link.Connection().Execute("SELECT pg_backend_pid() AS pid");
+    killer.Execute("SELECT pg_terminate_backend(?, 5000)", {pid->Field("pid")});
+  };
+  const SpcSubgroupData subgroup = SampleSubgroup(0);
+  const std::string key = spool->NewKey(subgroup);
+  const runtime::Error atCommit = ErrorFrom([&] {
+    session->Transact([&](platform::SpcLink& link) {
+      platform::WriteSubgroup(link, subgroup, false, key);
+      terminate(link);
+    });
+  });
+  EXPECT_TRUE(platform::IsUnavailable(atCommit)) << atCommit.Description();
+  EXPECT_TRUE(Stored(*session).empty());
+  spool->Keep(subgroup, key, atCommit);
+  EXPECT_EQ(spool->Forward(*session, true), 1);
+  EXPECT_EQ(Stored(*session), Samples(0, 1));
+
+  const runtime::Error general(1, "[SQLSTATE HY000] internal SAVEPOINT failed", "ODBC", "HY000");
+  for (const bool killed : {false, true}) {
+    const runtime::Error error = ErrorFrom([&] {
+      session->Transact([&](platform::SpcLink& link) {
+        if (killed) terminate(link);
+        throw general;
+      });
+    });
+    EXPECT_EQ(platform::IsUnavailable(error), killed) << error.Description();
+    EXPECT_EQ(error.Description(), general.Description());
+  }
 }
 
 TEST_P(SpoolOnDatabase, ThreeForwardsOfOneSpoolSaveAndCountEachSubgroupOnce) {
