@@ -126,12 +126,13 @@ RunningConfiguration::Outcome RunningConfiguration::Begin(const std::string& tex
     handle_->Create(settings_.spc, name_);
     handle_->Load(text);
     text_ = text;
+    // Before the start, which may log already (a schedule it cannot plan).
+    status_ = std::make_unique<RunStatus>(handle_->Components(), configuration);
+    whileSpooled_ = std::make_unique<QTimer>();
     if (!handle_->Driver().StartDriver()) {
       throw apps::Failure(apps::kExitFailure, "the driver could not start");
     }
-    status_ = std::make_unique<RunStatus>(handle_->Components(), configuration);
     if (settings_.board) metrics_ = std::make_unique<RunMetrics>(configuration);
-    whileSpooled_ = std::make_unique<QTimer>();
     if (settings_.activity && !handle_->Driver().ShowActivity()) {
       throw apps::Failure(apps::kExitFailure, "the activity window could not be shown");
     }

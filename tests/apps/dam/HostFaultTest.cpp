@@ -23,12 +23,14 @@ using HostFaults = damtest::DamProcesses;
 TEST_F(HostFaults, UnknownUnitCodesAreLoggedAndRetriedNotLooped) {
   StartHistorian();
   const auto [exitCode, output] =
-      Dam({"run", Configuration(damtest::kWeight, 9, 9), "--for", "3", "--force"});
+      Dam({"run", Configuration(damtest::kWeight, 9, 9), "--for", "3", "--force", "--ndjson"});
   EXPECT_EQ(exitCode, 0) << output;
-  EXPECT_NE(output.find("stopped after"), std::string::npos) << output;
+  EXPECT_NE(output.find("{\"event\":\"stopped\""), std::string::npos) << output;
   const std::string log = Log();
   EXPECT_GE(Count(log, "\r\n"), 1u);
   EXPECT_LE(Count(log, "\r\n"), 3u) << "in three seconds; a 100 ms loop writes thirty: " << log;
+  EXPECT_EQ(Count(output, "\"source\":\"collection log\""), Count(log, "\r\n"))
+      << "the start's line too: " << output;
   EXPECT_NE(log.find("unit 9"), std::string::npos) << log;
 }
 
