@@ -7,6 +7,7 @@
 #include <chrono>
 #include <iostream>
 #include <set>
+#include <thread>
 
 #include "apps/dam/commands/CheckFindings.h"
 #include "apps/dam/host/ConfigFile.h"
@@ -277,7 +278,8 @@ int RunConfigurations::Finish() {
       const auto until = std::min(deadline, std::chrono::steady_clock::now() + 500ms);
       if (future.wait_until(until) == std::future_status::ready) return true;
       if (std::chrono::steady_clock::now() >= deadline) return false;
-      platform::CancelRunningStatements();
+      // Never on this thread: a cancel asks the server, and one that is frozen never answers.
+      std::thread(platform::CancelRunningStatements).detach();
     }
   };
   const auto leave = [](std::unique_ptr<RunningConfiguration>& configuration) {
