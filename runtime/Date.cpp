@@ -251,7 +251,8 @@ int64_t EpochSeconds(Date date) {
 }
 
 int64_t EpochMilliseconds(Date date) {
-  return std::llround((CheckedLinear(date) - static_cast<double>(kEpochOffset)) * 86400000.0);
+  return std::llround((CheckedLinear(date) - static_cast<double>(kEpochOffset)) * kSecondsPerDay *
+                      1000.0);
 }
 
 int32_t DateToSerialTime(Date date) {

@@ -78,24 +78,6 @@ bool EqualsNoCase(std::string_view a, std::string_view b) {
   return FoldCase(a) == FoldCase(b);
 }
 
-std::string ValidUtf8(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
-  const int32_t length = static_cast<int32_t>(text.size());
-  for (int32_t i = 0; i < length;) {
-    const int32_t start = i;
-    UChar32 c = 0;
-    U8_NEXT(bytes, i, length, c);
-    if (c < 0) {
-      out += "\xEF\xBF\xBD";
-    } else {
-      out += text.substr(static_cast<size_t>(start), static_cast<size_t>(i - start));
-    }
-  }
-  return out;
-}
-
 std::vector<std::string> Split(std::string_view text, std::string_view separator) {
   std::vector<std::string> pieces;
   if (separator.empty()) return {std::string(text)};

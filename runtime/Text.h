@@ -21,9 +21,6 @@ std::string ToLower(std::string_view text);
 std::string FoldCase(std::string_view text);
 bool EqualsNoCase(std::string_view a, std::string_view b);
 
-// The text with each piece that is not UTF-8 replaced by U+FFFD, as a UTF-8 reader shows it:
-// for outputs that must be UTF-8 whatever bytes a name holds.
-std::string ValidUtf8(std::string_view text);
 
 // Splits at every occurrence of a non-empty separator; an empty text gives one empty piece.
 std::vector<std::string> Split(std::string_view text, std::string_view separator);

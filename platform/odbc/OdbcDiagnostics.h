@@ -24,6 +24,8 @@ std::optional<OdbcDiagnostic> Diagnostic(SQLSMALLINT handleType, SQLHANDLE handl
 // SQLSTATE class 08, the connection failed, or 57P0x, the server is shutting down or
 // restarting (PostgreSQL's goodbye to its sessions): the connection is gone.
 bool IsConnectionLost(std::string_view sqlState);
+// The SQLSTATE of a connection lost under a call (communication link failure).
+inline constexpr char kConnectionLostState[] = "08S01";
 
 // "[SQLSTATE state] text", as each record stands in an error's description.
 std::string DescribedWithState(const OdbcDiagnostic& diagnostic);

@@ -29,8 +29,6 @@ constexpr char kPostgresFetchRows[] = "4096";
 constexpr size_t kMostKeptStatements = 32;
 // The SQLSTATE of a statement cancelled under its running call.
 constexpr char kCancelledState[] = "HY008";
-// The SQLSTATE of a connection found dead after a commit.
-constexpr char kLostCommitState[] = "08S01";
 
 // Made once and kept for the life of the process: the driver manager resolves a driver
 // once per environment. Never freed, so that no static destructor calls into drivers.
@@ -301,10 +299,10 @@ void OdbcSession::EndTransaction(bool commit) {
   if (commit && Dead()) {
     broken_ = true;
     throw runtime::Error(kUnspecifiedOdbcError,
-                         DescribedWithState({kLostCommitState, 0,
+                         DescribedWithState({kConnectionLostState, 0,
                                              "The connection was lost while committing: the "
                                              "changes may or may not have been saved"}),
-                         "ODBC", kLostCommitState);
+                         "ODBC", kConnectionLostState);
   }
   SetAutoCommit(true);
   manualCommit_ = false;

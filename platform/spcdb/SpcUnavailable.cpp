@@ -86,7 +86,7 @@ void RethrowLost(bool lost) {
   if (!lost) throw;
   const runtime::Error error = runtime::ToError(std::current_exception());
   if (IsConnectionLost(error.SqlState())) throw;
-  throw runtime::Error(error.Number(), error.Description(), error.Source(), "08S01");
+  throw runtime::Error(error.Number(), error.Description(), error.Source(), kConnectionLostState);
 }
 
 }  // namespace platform

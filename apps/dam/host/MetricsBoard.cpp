@@ -1,20 +1,25 @@
 #include "apps/dam/host/MetricsBoard.h"
 
+#include <QString>
 #include <cmath>
 #include <sstream>
 
 #include "apps/dam/output/JsonOutput.h"
 #include "runtime/Clock.h"
-#include "runtime/Text.h"
 
 namespace dam {
 namespace {
 
-// A label value as the exposition format quotes it; a scraper refuses the whole page for one
-// name that is not UTF-8.
+// `text` with what is not UTF-8 in it replaced by U+FFFD: a scraper refuses the whole page
+// for one name that is not UTF-8.
+std::string Utf8(const std::string& text) {
+  return QString::fromStdString(text).toStdString();
+}
+
+// A label value as the exposition format quotes it.
 std::string Quoted(const std::string& text) {
   std::string quoted = "\"";
-  for (const char c : runtime::ValidUtf8(text)) {
+  for (const char c : Utf8(text)) {
     if (c == '\\' || c == '"') {
       quoted += '\\';
       quoted += c;
@@ -123,11 +128,11 @@ Health MetricsBoard::Check(runtime::Date now) const {
   std::string reasons;
   for (const auto& [configuration, metrics] : configurations_) {
     if (metrics.state != "running") {
-      reasons += runtime::ValidUtf8(configuration) + ": the driver is " + metrics.state + "\n";
+      reasons += Utf8(configuration) + ": the driver is " + metrics.state + "\n";
     } else if (metrics.nextCollection &&
                runtime::Between(*metrics.nextCollection, now) >
                    std::chrono::milliseconds(std::llround(metrics.retrySeconds * 1000))) {
-      reasons += runtime::ValidUtf8(configuration) + ": the collection planned for " +
+      reasons += Utf8(configuration) + ": the collection planned for " +
                  runtime::FormatGeneralDate(*metrics.nextCollection) + " is overdue\n";
     }
   }
