@@ -34,11 +34,20 @@ LoopProgress::InEvent::~InEvent() {
   if (loop_ && loop_ == marked) loop_->Leave(Clock::now());
 }
 
-std::shared_ptr<LoopProgress::Loop> LoopProgress::Watch() {
+std::shared_ptr<LoopProgress::Loop> LoopProgress::Watch(
+    std::function<void(Clock::duration)> stuck) {
   auto loop = std::make_shared<Loop>();
+  loop->stuck_ = std::move(stuck);
   std::lock_guard lock(mutex_);
   loops_.push_back(loop);
   return loop;
+}
+
+void LoopProgress::Unwatch(const Loop* loop) {
+  std::lock_guard lock(mutex_);
+  std::erase_if(loops_, [loop](const std::weak_ptr<Loop>& watched) {
+    return watched.expired() || watched.lock().get() == loop;
+  });
 }
 
 void LoopProgress::MarkOnThisThread(Loop* loop) {
@@ -50,9 +59,16 @@ std::optional<LoopProgress::Clock::duration> LoopProgress::Stuck(Clock::time_poi
   std::erase_if(loops_, [](const std::weak_ptr<Loop>& loop) { return loop.expired(); });
   Clock::duration longest{};
   for (const std::weak_ptr<Loop>& watched : loops_) {
-    if (const std::shared_ptr<Loop> loop = watched.lock()) {
-      longest = std::max(longest, loop->Busy(now));
+    const std::shared_ptr<Loop> loop = watched.lock();
+    if (!loop) continue;
+    const Clock::duration busy = loop->Busy(now);
+    if (!loop->stuck_) {
+      longest = std::max(longest, busy);
+      continue;
     }
+    const bool stuck = busy > allowedStall_;
+    if (stuck && !loop->told_) loop->stuck_(busy);
+    loop->told_ = stuck;
   }
   if (longest > allowedStall_) return longest;
   return std::nullopt;

@@ -1,13 +1,17 @@
-// Whether the host's event loops come round. A loop may stay inside one event for as long
-// as a collection may wait on its databases; longer, it is stuck, and the service manager
-// is to restart the host. The thread of each watched loop marks the events it handles
-// (InEvent, around every event the application delivers) and its waits for the next one,
-// so that a loop asleep between collections wakes for nobody, and one host can watch
-// several loops, one per thread.
+// Whether the event loops of the host and of its drivers come round. A loop may stay inside
+// one event for as long as a collection may wait on its databases; longer, it is stuck. A
+// stuck loop of the host's own is for the service manager to end by a restart; a driver's
+// loop is stuck on a database that does not answer (a frozen server does not end a
+// statement at QueryTimeout), which a restart would not mend and which holds up that
+// driver alone, so it is told, and the host goes on. The thread of each watched loop marks
+// the events it handles (InEvent, around every event the application delivers) and its
+// waits for the next one, so that a loop asleep between collections wakes for nobody, and
+// one host can watch several loops, one per thread.
 #pragma once
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -32,9 +36,13 @@ class LoopProgress {
     Clock::duration Busy(Clock::time_point now) const;
 
    private:
+    friend class LoopProgress;
     std::atomic<int> depth_ = 0;
     std::atomic<bool> waiting_ = false;
     std::atomic<Clock::rep> last_ = 0;
+    // A driver's loop: told of its stall, under the watcher's lock.
+    std::function<void(Clock::duration)> stuck_;
+    bool told_ = false;
   };
 
   // While it lives, the loop watched on the calling thread, if any, is inside an event.
@@ -52,12 +60,16 @@ class LoopProgress {
   // A loop is stuck once it has been busy for longer than `allowedStall`.
   explicit LoopProgress(Clock::duration allowedStall) : allowedStall_(allowedStall) {}
 
-  // Watches one more loop while it lives.
-  std::shared_ptr<Loop> Watch();
+  // Watches one more loop while it lives: the host's own, or with `stuck` a driver's, whose
+  // stall is not the host's: Stuck calls `stuck` once the loop has been busy for longer than
+  // allowed, and again only after it came round.
+  std::shared_ptr<Loop> Watch(std::function<void(Clock::duration)> stuck = nullptr);
+  // Ends the watch of `loop`; a call of its `stuck` under way has returned by then.
+  void Unwatch(const Loop* loop);
   // Makes `loop` the one InEvent marks on the calling thread; nullptr ends that.
   static void MarkOnThisThread(Loop* loop);
-  // How long the loop busy longest has been busy, when that is longer than allowed;
-  // nullopt while every watched loop comes round in time.
+  // How long the host's loop busy longest has been busy, when that is longer than allowed;
+  // nullopt while each comes round in time. Tells the drivers' loops that became stuck.
   std::optional<Clock::duration> Stuck(Clock::time_point now);
   Clock::duration AllowedStall() const { return allowedStall_; }
 

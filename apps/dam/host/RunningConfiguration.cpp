@@ -137,7 +137,9 @@ RunningConfiguration::Outcome RunningConfiguration::Begin(const std::string& tex
       throw apps::Failure(apps::kExitFailure, "the activity window could not be shown");
     }
     // The run's own thread is watched by the run.
-    if (!settings_.activity) watch_ = service_.WatchThisLoop();
+    if (!settings_.activity) {
+      watch_ = service_.WatchThisDriver([this](std::chrono::seconds busy) { Stuck(busy); });
+    }
     QObject::connect(whileSpooled_.get(), &QTimer::timeout, [this] { Refresh(); });
     // The status changes with what the event loop handles (a collection, a save, an
     // error), so it is taken whenever the loop has handled its events, and an idle driver
@@ -255,6 +257,20 @@ void RunningConfiguration::Refresh() {
     errors_.insert(errors_.end(), errors.begin(), errors.end());
   }
   if (!changed) return;
+  news_ = true;
+  changed_();
+}
+
+void RunningConfiguration::Stuck(std::chrono::seconds busy) {
+  const RunError error{"Driver Not Answering: inside one database call for " +
+                           std::to_string(busy.count()) +
+                           " s, longer than its time limits allow; the other configurations go on",
+                       0, "dam run"};
+  {
+    std::lock_guard lock(mutex_);
+    last_.lastError = error.message;
+    errors_.push_back(error);
+  }
   news_ = true;
   changed_();
 }

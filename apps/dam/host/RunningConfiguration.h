@@ -13,6 +13,7 @@
 #include <QThread>
 #include <QTimer>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <functional>
@@ -111,6 +112,9 @@ class RunningConfiguration {
   void Halt();
   // Takes the status on the driver's thread after each round of its event loop.
   void Refresh();
+  // The driver's loop has been inside one event for `busy`, longer than its database waits
+  // may take: told from the watcher's thread, as the driver's cannot.
+  void Stuck(std::chrono::seconds busy);
 
   const std::string file_;
   const Settings settings_;

@@ -12,6 +12,8 @@ namespace {
 using std::chrono::seconds;
 
 constexpr seconds kStallMargin{10};
+// How often the loops are looked at, at least: a driver's stall is told this much late.
+constexpr seconds kLookPeriod{5};
 
 }  // namespace
 
@@ -24,17 +26,18 @@ seconds AllowedStall(const platform::OdbcPolicy& policy) {
 
 ServiceNotifier::ServiceNotifier(seconds allowedStall) : progress_(allowedStall) {
   uint64_t interval = 0;
-  if (sd_watchdog_enabled(0, &interval) <= 0 || interval == 0) return;
-  interval_ = std::chrono::microseconds(interval);
-  pinger_ = std::thread([this] { Ping(); });
+  if (sd_watchdog_enabled(0, &interval) > 0) interval_ = std::chrono::microseconds(interval);
+  watcher_ = std::thread([this] { Watch(); });
 }
 
 ServiceNotifier::~ServiceNotifier() {
-  EndPings();
+  EndWatch();
 }
 
-ServiceNotifier::LoopWatch::LoopWatch(std::shared_ptr<LoopProgress::Loop> loop)
-    : loop_(std::move(loop)),
+ServiceNotifier::LoopWatch::LoopWatch(LoopProgress& progress,
+                                      std::shared_ptr<LoopProgress::Loop> loop)
+    : progress_(progress),
+      loop_(std::move(loop)),
       waits_(QObject::connect(QAbstractEventDispatcher::instance(),
                               &QAbstractEventDispatcher::aboutToBlock,
                               [loop = loop_.get()] { loop->Waiting(); })) {
@@ -44,11 +47,20 @@ ServiceNotifier::LoopWatch::LoopWatch(std::shared_ptr<LoopProgress::Loop> loop)
 ServiceNotifier::LoopWatch::~LoopWatch() {
   LoopProgress::MarkOnThisThread(nullptr);
   QObject::disconnect(waits_);
+  progress_.Unwatch(loop_.get());
 }
 
 std::unique_ptr<ServiceNotifier::LoopWatch> ServiceNotifier::WatchThisLoop() {
-  if (!pinger_.joinable()) return nullptr;
-  return std::make_unique<LoopWatch>(progress_.Watch());
+  if (interval_.count() == 0) return nullptr;
+  return std::make_unique<LoopWatch>(progress_, progress_.Watch());
+}
+
+std::unique_ptr<ServiceNotifier::LoopWatch> ServiceNotifier::WatchThisDriver(
+    std::function<void(seconds)> stuck) {
+  return std::make_unique<LoopWatch>(
+      progress_, progress_.Watch([stuck = std::move(stuck)](LoopProgress::Clock::duration busy) {
+        stuck(std::chrono::duration_cast<seconds>(busy));
+      }));
 }
 
 void ServiceNotifier::Ready() {
@@ -70,14 +82,17 @@ void ServiceNotifier::Status(const std::string& line) {
 }
 
 void ServiceNotifier::Stopping() {
-  EndPings();
+  EndWatch();
   Notify("STOPPING=1");
 }
 
-void ServiceNotifier::Ping() {
+void ServiceNotifier::Watch() {
+  const auto period = interval_.count() == 0
+                          ? std::chrono::microseconds(kLookPeriod)
+                          : std::min<std::chrono::microseconds>(interval_ / 2, kLookPeriod);
   std::unique_lock lock(mutex_);
   bool stuck = false;
-  while (!wake_.wait_for(lock, interval_ / 2, [this] { return ending_; })) {
+  while (!wake_.wait_for(lock, period, [this] { return ending_; })) {
     const auto stalled = progress_.Stuck(LoopProgress::Clock::now());
     if (stalled && !stuck) {
       std::cerr << "dam run: the event loop has not come round for "
@@ -88,18 +103,18 @@ void ServiceNotifier::Ping() {
                 << std::endl;
     }
     stuck = stalled.has_value();
-    if (!stuck) Notify("WATCHDOG=1");
+    if (!stuck && interval_.count() != 0) Notify("WATCHDOG=1");
   }
 }
 
-void ServiceNotifier::EndPings() {
-  if (!pinger_.joinable()) return;
+void ServiceNotifier::EndWatch() {
+  if (!watcher_.joinable()) return;
   {
     std::lock_guard lock(mutex_);
     ending_ = true;
   }
   wake_.notify_all();
-  pinger_.join();
+  watcher_.join();
 }
 
 void ServiceNotifier::Notify(const std::string& message) {

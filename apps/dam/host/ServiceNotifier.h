@@ -1,16 +1,19 @@
 // Tells the service manager how a `dam run` started by systemd is doing (sd_notify): ready
 // once the drivers started, reloading, the status line whenever it changes, watchdog pings, and
 // stopping. The pings come from a thread of their own, so that a collection waiting on a
-// database within its time limits never starves them; they stop once a watched event loop
-// has been inside one event for longer than its database waits may take, so that systemd
-// restarts a host that truly hangs. A loop that waits for its next event is never stuck
-// and is not woken to prove it. Outside systemd (no NOTIFY_SOCKET) every call does nothing.
+// database within its time limits never starves them; they stop once the run's own event
+// loop has been inside one event for longer than its database waits may take, so that
+// systemd restarts a host that truly hangs. The same thread watches each driver's loop and
+// tells of one stuck that long, which holds up that driver alone. A loop that waits for its
+// next event is never stuck and is not woken to prove it. Outside systemd (no NOTIFY_SOCKET)
+// nothing is sent.
 #pragma once
 
 #include <QMetaObject>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -29,7 +32,7 @@ std::chrono::seconds AllowedStall(const platform::OdbcPolicy& policy);
 class ServiceNotifier {
  public:
   // Pings the watchdog at half the interval the service manager asks for, when it asks for
-  // any, while every watched loop comes round within `allowedStall`.
+  // any, while the run's loop comes round within `allowedStall`.
   explicit ServiceNotifier(std::chrono::seconds allowedStall);
   ~ServiceNotifier();
   ServiceNotifier(const ServiceNotifier&) = delete;
@@ -39,19 +42,24 @@ class ServiceNotifier {
   // application's LoopProgress::InEvent. Ended on that thread, outside any event.
   class LoopWatch {
    public:
-    explicit LoopWatch(std::shared_ptr<LoopProgress::Loop> loop);
+    LoopWatch(LoopProgress& progress, std::shared_ptr<LoopProgress::Loop> loop);
     ~LoopWatch();
     LoopWatch(const LoopWatch&) = delete;
     LoopWatch& operator=(const LoopWatch&) = delete;
 
    private:
+    LoopProgress& progress_;
     std::shared_ptr<LoopProgress::Loop> loop_;
     QMetaObject::Connection waits_;
   };
 
-  // Watches the event loop of the calling thread while the object returned lives. Null
-  // when there is no watchdog to serve.
+  // Watches the run's event loop, on the calling thread, while the object returned lives.
+  // Null when there is no watchdog to serve.
   std::unique_ptr<LoopWatch> WatchThisLoop();
+  // Watches a driver's event loop, on the calling thread, while the object returned lives:
+  // `stuck` is called on the watcher's thread, with how long the loop has been inside one
+  // event, once that is longer than allowed, and again only after the loop came round.
+  std::unique_ptr<LoopWatch> WatchThisDriver(std::function<void(std::chrono::seconds)> stuck);
   void Ready();
   // The host rereads its configurations; Ready once it has.
   void Reloading();
@@ -61,19 +69,21 @@ class ServiceNotifier {
   void Stopping();
 
  private:
-  void Ping();
-  void EndPings();
+  // Looks at the loops until the end, and pings the watchdog if there is one.
+  void Watch();
+  void EndWatch();
   // A message the manager cannot be sent is reported on stderr once, not per ping.
   void Notify(const std::string& message);
 
   LoopProgress progress_;
+  // The watchdog's; zero without one.
   std::chrono::microseconds interval_{0};
   std::string status_;
   std::atomic<bool> reported_ = false;
   std::mutex mutex_;
   std::condition_variable wake_;
   bool ending_ = false;
-  std::thread pinger_;
+  std::thread watcher_;
 };
 
 }  // namespace dam

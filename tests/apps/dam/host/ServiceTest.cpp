@@ -145,12 +145,26 @@ TEST(ServiceNotifier, TellsTheManagerReadyStatusChangesWatchdogPingsAndStopping)
   EXPECT_GE(waiting, 2);
   EXPECT_LE(inEvent, 1) << "a ping under way as the event began";
   EXPECT_GE(again, 2);
+
+  // A driver's loop stuck as long holds up that driver alone: the pings go on, and the
+  // driver is told, once.
+  std::atomic<int> told = 0;
+  {
+    dam::ServiceNotifier service(0s);
+    const auto watch = service.WatchThisDriver([&](std::chrono::seconds) { ++told; });
+    waiting = Times(stuck.Received(), "WATCHDOG=1");
+    QTimer::singleShot(0, [] { std::this_thread::sleep_for(300ms); });
+    RunEventLoop(400, stuck);
+  }
+  EXPECT_GE(Times(stuck.Received(), "WATCHDOG=1") - waiting, 5);
+  EXPECT_EQ(told, 1);
   for (const char* name : {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID"}) unsetenv(name);
 }
 
-// Several loops, each marking its events: the one inside an event longest decides once that
-// exceeds the allowance; an idle loop, or one waiting in a loop of its own, is never stuck;
-// an event begun or ended inside it counts as progress; an ended watch counts no more.
+// Several loops, each marking its events: the one of the host's inside an event longest
+// decides once that exceeds the allowance; an idle loop, or one waiting in a loop of its
+// own, is never stuck; an event begun or ended inside it counts as progress; an ended watch
+// counts no more.
 TEST(LoopProgress, TheLoopInsideAnEventLongestDecidesOnceItExceedsTheAllowance) {
   using Clock = dam::LoopProgress::Clock;
   const Clock::time_point start{};
@@ -178,6 +192,24 @@ TEST(LoopProgress, TheLoopInsideAnEventLongestDecidesOnceItExceedsTheAllowance) 
   one->Enter(start + 1000s);
   one.reset();
   EXPECT_FALSE(progress.Stuck(start + 2000s)) << "an ended loop";
+
+  // A driver's loop is never the host's stall: it is told once it is stuck, and again only
+  // after it came round; an unwatched one no more.
+  std::vector<Clock::duration> told;
+  std::shared_ptr<dam::LoopProgress::Loop> driver =
+      progress.Watch([&](Clock::duration busy) { told.push_back(busy); });
+  driver->Enter(start);
+  EXPECT_FALSE(progress.Stuck(start + 90s));
+  EXPECT_FALSE(progress.Stuck(start + 100s));
+  EXPECT_FALSE(progress.Stuck(start + 110s));
+  driver->Leave(start + 120s);
+  progress.Stuck(start + 120s);
+  driver->Enter(start + 130s);
+  progress.Stuck(start + 300s);
+  EXPECT_EQ(told, (std::vector<Clock::duration>{100s, 170s}));
+  progress.Unwatch(driver.get());
+  progress.Stuck(start + 500s);
+  EXPECT_EQ(told.size(), 2u);
 
   // The application marks the loop watched on the thread the event runs on.
   std::shared_ptr<dam::LoopProgress::Loop> mine = progress.Watch();
