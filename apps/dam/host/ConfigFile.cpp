@@ -111,10 +111,12 @@ std::string Normalised(const std::string& text) {
   return normalised;
 }
 
-std::vector<ConfigurationRead> ReadBytes(const std::vector<std::string>& paths,
-                                         const Pause& pause) {
+// The bytes of each file, looked at twice across one pause when it may be half written.
+std::vector<ConfigurationRead> ReadSettled(const std::vector<std::string>& paths,
+                                           const Pause& pause) {
   std::vector<ConfigurationRead> reads(paths.size());
-  std::vector<std::optional<Look>> unsettled(paths.size());
+  // As the first look left them.
+  std::vector<std::optional<struct stat>> unsettled(paths.size());
   bool again = false;
   for (size_t i = 0; i < paths.size(); ++i) {
     try {
@@ -122,7 +124,7 @@ std::vector<ConfigurationRead> ReadBytes(const std::vector<std::string>& paths,
       if (Steady(look) && !Recent(look.after)) {
         reads[i].text = std::move(look.bytes);
       } else {
-        unsettled[i] = std::move(look);
+        unsettled[i] = look.after;
         again = true;
       }
     } catch (...) {
@@ -135,7 +137,7 @@ std::vector<ConfigurationRead> ReadBytes(const std::vector<std::string>& paths,
     if (!unsettled[i]) continue;
     try {
       Look look = LookAt(paths[i]);
-      if (!Steady(look) || !Same(look.after, unsettled[i]->after)) {
+      if (!Steady(look) || !Same(look.after, *unsettled[i])) {
         Refuse(paths[i] + " is being written; reload or run again once it is complete");
       }
       reads[i].text = std::move(look.bytes);
@@ -153,14 +155,14 @@ void Sleep(std::chrono::milliseconds time) {
 }
 
 std::string ReadConfigurationFile(const std::string& path, bool raw) {
-  ConfigurationRead read = std::move(ReadBytes({path}, Sleep)[0]);
+  ConfigurationRead read = std::move(ReadSettled({path}, Sleep)[0]);
   if (read.failure) std::rethrow_exception(read.failure);
   return raw ? read.text : Normalised(read.text);
 }
 
 std::vector<ConfigurationRead> ReadConfigurationFiles(const std::vector<std::string>& paths,
                                                       const Pause& pause) {
-  std::vector<ConfigurationRead> reads = ReadBytes(paths, pause);
+  std::vector<ConfigurationRead> reads = ReadSettled(paths, pause);
   for (ConfigurationRead& read : reads) {
     if (!read.failure) read.text = Normalised(read.text);
   }
