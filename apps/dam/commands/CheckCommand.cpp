@@ -29,10 +29,13 @@ int CheckCommand(const CheckOptions& options) {
   }
   // By name, the file that has it first.
   std::map<std::string, std::string> names;
-  for (const std::string& file : list.files) {
+  const std::vector<ConfigurationRead> reads = ReadConfigurationFiles(list.files);
+  for (size_t i = 0; i < list.files.size(); ++i) {
+    const std::string& file = list.files[i];
     std::vector<host::CheckFinding> findings;
     try {
-      const std::string text = ReadConfigurationFile(file, false);
+      if (reads[i].failure) std::rethrow_exception(reads[i].failure);
+      const std::string& text = reads[i].text;
       findings = handle.Check(text);
       const std::string name = ConfigurationNameIn(file, text);
       const auto [first, added] = names.emplace(name, file);

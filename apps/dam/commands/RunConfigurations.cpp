@@ -71,14 +71,15 @@ void RunConfigurations::Start() {
   order_ = files;
   several_ = files.size() > 1;
   if (!several_) return Begin({{files[0], ReadConfigurationFile(files[0], false)}});
+  const std::vector<ConfigurationRead> reads = ReadConfigurationFiles(files);
   std::vector<std::pair<std::string, std::string>> texts;
-  for (const std::string& file : files) {
-    try {
-      texts.emplace_back(file, ReadConfigurationFile(file, false));
-    } catch (...) {
-      Skipped(file, std::current_exception(), "; it does not run");
-      failures_.emplace(file, std::current_exception());
+  for (size_t i = 0; i < files.size(); ++i) {
+    if (!reads[i].failure) {
+      texts.emplace_back(files[i], reads[i].text);
+      continue;
     }
+    Skipped(files[i], reads[i].failure, "; it does not run");
+    failures_.emplace(files[i], reads[i].failure);
   }
   Begin(texts);
 }
@@ -111,14 +112,13 @@ void RunConfigurations::Reload() {
     shown = running_.erase(shown);
   }
   std::vector<std::pair<std::string, std::string>> added;
-  for (const std::string& file : files) {
+  const std::vector<ConfigurationRead> reads = ReadConfigurationFiles(files);
+  for (size_t i = 0; i < files.size(); ++i) {
+    const std::string& file = files[i];
+    const std::string& text = reads[i].text;
     Shown* shown = Find(file);
-    std::string text;
-    try {
-      text = ReadConfigurationFile(file, false);
-    } catch (...) {
-      Skipped(file, std::current_exception(),
-              shown ? "; it runs on as it was" : "; it does not run");
+    if (reads[i].failure) {
+      Skipped(file, reads[i].failure, shown ? "; it runs on as it was" : "; it does not run");
       continue;
     }
     // One still starting or reloading is taken as it was begun.

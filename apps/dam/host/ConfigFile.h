@@ -1,15 +1,39 @@
 // Configuration text files as users edit them.
 #pragma once
 
+#include <chrono>
+#include <exception>
+#include <functional>
 #include <string>
+#include <vector>
 
 namespace dam {
 
+// How a reader waits for a file an editor or a deployment tool may still be writing.
+using Pause = std::function<void(std::chrono::milliseconds)>;
+
+// Sleeps on the calling thread.
+void Sleep(std::chrono::milliseconds time);
+
 // The file's text as a host stores it: line ends made CR LF, trailing line ends dropped.
 // With `raw` the bytes as they are. A file that is not there or cannot be read, that is no
-// regular file (a folder, a FIFO, a device) or that is larger than 16 MB is an apps::Failure
-// with exit status kExitNoFile naming it; nothing waits on a FIFO or reads a device.
+// regular file (a folder, a FIFO, a device), that is larger than 16 MB, or that is still
+// being written (below) is an apps::Failure with exit status kExitNoFile naming it; nothing
+// waits on a FIFO or reads a device.
 std::string ReadConfigurationFile(const std::string& path, bool raw);
+
+// One file of ReadConfigurationFiles: its text, or why it cannot be read.
+struct ConfigurationRead {
+  std::string text;
+  std::exception_ptr failure;
+};
+
+// The texts of `paths` as ReadConfigurationFile gives them, in their order. A file that
+// changed while it was read, or within the last quarter second, may be caught half
+// written: it is looked at again after one `pause` (one for all of them), and refused when
+// it changed meanwhile. A file written earlier is read once, without a pause.
+std::vector<ConfigurationRead> ReadConfigurationFiles(const std::vector<std::string>& paths,
+                                                      const Pause& pause = Sleep);
 
 // Writes a configuration text (CR LF between lines) as a file users edit: one line per
 // line, ending in LF. The new file replaces the old at once and durably (host::ReplaceFile);

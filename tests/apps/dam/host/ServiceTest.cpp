@@ -377,8 +377,11 @@ TEST_F(ServiceRun, UnderSystemdItNotifiesAndMarksLinesForTheJournalElseItIsPlain
 
     const std::vector<std::string> messages = manager.Received();
     ASSERT_FALSE(messages.empty());
-    EXPECT_EQ(messages.front(), "READY=1");
-    EXPECT_EQ(messages.back(), "STOPPING=1");
+    ASSERT_EQ(messages.back(), "STOPPING=1");
+    // Pings may come first: a configuration written just now is read again after a pause.
+    EXPECT_EQ(*std::find_if(messages.begin(), messages.end(),
+                            [](const std::string& m) { return m != "WATCHDOG=1"; }),
+              "READY=1");
     const auto reloading = std::find_if(messages.begin(), messages.end(), [](const auto& m) {
       return m.starts_with("RELOADING=1\nMONOTONIC_USEC=");
     });
