@@ -177,7 +177,8 @@ void RunConfigurations::CollectChanges(bool finishing) {
   }
   // Those that waited for the names this collects, and those renamed: each starts once no
   // other holds its name or may still give it up.
-  std::vector<std::pair<std::string, std::string>> anew = std::exchange(waiting_, {});
+  const std::vector<std::pair<std::string, std::string>> waited = std::exchange(waiting_, {});
+  std::vector<std::pair<std::string, std::string>> anew;
   for (auto reload = reloading_.begin(); reload != reloading_.end();) {
     if (!done(reload->outcome)) {
       ++reload;
@@ -209,7 +210,17 @@ void RunConfigurations::CollectChanges(bool finishing) {
     // A check left behind still reports to its configuration once its database answers.
     if (behind.contains(one.shown.get())) static_cast<void>(one.shown.release());
   }
-  if (finishing) return;
+  if (finishing) {
+    for (const auto& [file, text] : waited) {
+      Skipped(file,
+              std::make_exception_ptr(apps::Failure(
+                  apps::kExitFailure, "the run stopped while it waited for its name " +
+                                          ConfigurationNameIn(file, text) + " to be freed")),
+              "; it does not run");
+    }
+    return;
+  }
+  Begin(waited);
   Begin(anew);
   if (!reloadUnderway_ || !reloading_.empty() || !leaving_.empty()) return;
   reloadUnderway_ = false;

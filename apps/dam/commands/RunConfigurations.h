@@ -143,8 +143,9 @@ class RunConfigurations {
 
   // Takes the reloads and stops that are done, or when `finishing` all of them, and says so,
   // after what the out-of-control checks of those stopped found in what they saved; the
-  // service is ready once none is left of a reload. A configuration renamed starts anew unless
-  // the run is finishing.
+  // service is ready once none is left of a reload. A configuration renamed, and one that
+  // waited for a name this frees, start anew unless the run is finishing: one that waited is
+  // then said not to run.
   void CollectChanges(bool finishing);
 
   // The configurations in the order of the paths.
