@@ -37,6 +37,20 @@ host::CheckFinding Masked(host::CheckFinding finding) {
   return finding;
 }
 
+// Waits for `future` until `deadline`; with `cancel`, the process's database calls are
+// cancelled every half second meanwhile, as the run's stop has it.
+template <class Future>
+bool Settled(const Future& future, std::chrono::steady_clock::time_point deadline, bool cancel) {
+  if (!cancel) return future.wait_until(deadline) == std::future_status::ready;
+  for (;;) {
+    const auto until = std::min(deadline, std::chrono::steady_clock::now() + 500ms);
+    if (future.wait_until(until) == std::future_status::ready) return true;
+    if (std::chrono::steady_clock::now() >= deadline) return false;
+    // Never on this thread: a cancel asks the server, and one that is frozen never answers.
+    std::thread(platform::CancelRunningStatements).detach();
+  }
+}
+
 }  // namespace
 
 RunError FailureError(std::exception_ptr failure) {
@@ -106,7 +120,6 @@ void RunConfigurations::Reload() {
       continue;
     }
     std::erase_if(reloading_, [&](const Reloading& one) { return one.shown == shown->get(); });
-    (*shown)->outOfControl.reset();
     std::future<void> stopped = (*shown)->configuration->Stop();
     leaving_.push_back({std::move(*shown), std::move(stopped)});
     shown = running_.erase(shown);
@@ -143,22 +156,29 @@ void RunConfigurations::CollectChanges(bool finishing) {
   const auto done = [finishing](const auto& future) {
     return finishing || future.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
   };
+  // Those stopped for good, with what the run says of them once their checks are done.
+  struct Gone {
+    std::unique_ptr<Shown> shown;
+    const char* kind;
+    std::string what;
+  };
+  std::vector<Gone> gone;
   for (auto leaving = leaving_.begin(); leaving != leaving_.end();) {
     if (!done(leaving->stopped)) {
       ++leaving;
       continue;
     }
     leaving->stopped.wait();
-    const Shown* shown = leaving->shown.get();
-    const int32_t saved = shown->configuration->Look().saved;
+    const int32_t saved = leaving->shown->configuration->Look().saved;
     savedByGone_ += saved;
-    Say(shown, "removed", "removed: stopped after " + std::to_string(saved) + " subgroup(s)");
-    if (observers_.board) observers_.board->Remove(shown->configuration->Name());
+    gone.push_back({std::move(leaving->shown), "removed",
+                    "removed: stopped after " + std::to_string(saved) + " subgroup(s)"});
     leaving = leaving_.erase(leaving);
   }
   // Those that waited for the names this collects, and those renamed: each starts once no
   // other holds its name or may still give it up.
-  std::vector<std::pair<std::string, std::string>> anew = std::exchange(waiting_, {});
+  const std::vector<std::pair<std::string, std::string>> waited = std::exchange(waiting_, {});
+  std::vector<std::pair<std::string, std::string>> anew;
   for (auto reload = reloading_.begin(); reload != reloading_.end();) {
     if (!done(reload->outcome)) {
       ++reload;
@@ -169,17 +189,38 @@ void RunConfigurations::CollectChanges(bool finishing) {
     Report(*shown->configuration, outcome);
     if (outcome.failure) Skipped(shown->configuration->File(), outcome.failure, "");
     if (outcome.renamed) {
-      Say(shown, "renamed", "renamed: stopped, to start again");
-      if (observers_.board) observers_.board->Remove(shown->configuration->Name());
       anew.emplace_back(shown->configuration->File(), reload->text);
       // Counted once stopped: a collection under way may still save.
       shown->configuration->Stop().wait();
       savedByGone_ += shown->configuration->Look().saved;
-      std::erase_if(running_, [&](const auto& one) { return one.get() == shown; });
+      const auto at = std::find_if(running_.begin(), running_.end(),
+                                   [&](const auto& one) { return one.get() == shown; });
+      gone.push_back({std::move(*at), "renamed", "renamed: stopped, to start again"});
+      running_.erase(at);
     }
     reload = reloading_.erase(reload);
   }
-  if (finishing) return;
+  // What they saved up to their stop is checked and told before they go, as at the run's end.
+  std::vector<Shown*> stopped;
+  for (const Gone& one : gone) stopped.push_back(one.shown.get());
+  const std::set<const Shown*> behind = FinishChecks(stopped, finishing);
+  for (Gone& one : gone) {
+    Say(one.shown.get(), one.kind, one.what);
+    if (observers_.board) observers_.board->Remove(one.shown->configuration->Name());
+    // A check left behind still reports to its configuration once its database answers.
+    if (behind.contains(one.shown.get())) static_cast<void>(one.shown.release());
+  }
+  if (finishing) {
+    for (const auto& [file, text] : waited) {
+      Skipped(file,
+              std::make_exception_ptr(apps::Failure(
+                  apps::kExitFailure, "the run stopped while it waited for its name " +
+                                          ConfigurationNameIn(file, text) + " to be freed")),
+              "; it does not run");
+    }
+    return;
+  }
+  Begin(waited);
   Begin(anew);
   if (!reloadUnderway_ || !reloading_.empty() || !leaving_.empty()) return;
   reloadUnderway_ = false;
@@ -273,15 +314,7 @@ int RunConfigurations::Finish() {
   // A database call is cancelled, a connect is not: one that does not answer (with no login
   // timeout, for good) holds its driver's thread until the process ends.
   auto deadline = std::chrono::steady_clock::now() + 1s;
-  const auto settled = [&deadline](const auto& future) {
-    for (;;) {
-      const auto until = std::min(deadline, std::chrono::steady_clock::now() + 500ms);
-      if (future.wait_until(until) == std::future_status::ready) return true;
-      if (std::chrono::steady_clock::now() >= deadline) return false;
-      // Never on this thread: a cancel asks the server, and one that is frozen never answers.
-      std::thread(platform::CancelRunningStatements).detach();
-    }
-  };
+  const auto settled = [&deadline](const auto& future) { return Settled(future, deadline, true); };
   const auto leave = [](std::unique_ptr<RunningConfiguration>& configuration) {
     // Its thread is inside the driver: nothing may join it, the process ends around it.
     static_cast<void>(configuration.release());
@@ -312,7 +345,8 @@ int RunConfigurations::Finish() {
     }
     savedByGone_ += leaving->shown->configuration->Look().saved;
     leftBehind_.push_back(leaving->shown->configuration->File());
-    leave(leaving->shown->configuration);
+    // Its check, on the same database, may be waiting as well: nothing of it may be joined.
+    static_cast<void>(leaving->shown.release());
     leaving = leaving_.erase(leaving);
   }
   Collect(true);
@@ -331,21 +365,10 @@ int RunConfigurations::Finish() {
     leftBehind_.push_back(shown->configuration->File());
   }
   // What the drivers saved up to their stop is checked, and told before the run says it
-  // stopped; a check still waiting on the SPC database 3 s on is left behind like a driver.
-  std::vector<std::pair<Shown*, std::future<void>>> checking;
-  for (const std::unique_ptr<Shown>& shown : running_) {
-    if (shown->outOfControl) checking.emplace_back(shown.get(), shown->outOfControl->Finish());
-  }
-  deadline = std::chrono::steady_clock::now() + 3s;
-  for (auto& [shown, checked] : checking) {
-    const bool done = settled(checked);
-    shown->outOfControl->TellNow();
-    if (done) continue;
-    static_cast<void>(shown->outOfControl.release());
-    checkLeftBehind_ = true;
-    OutOfControlFailed(
-        *shown, runtime::Error(0, "stopped while it waited on a database that does not answer"));
-  }
+  // stopped.
+  std::vector<Shown*> stopped;
+  for (const std::unique_ptr<Shown>& shown : running_) stopped.push_back(shown.get());
+  FinishChecks(stopped, true);
   stop_.Stopped();
   for (const std::string& file : leftBehind_) {
     Skipped(
@@ -385,6 +408,27 @@ int RunConfigurations::Finish() {
   running_.clear();
   if (outputClosed_) return apps::kExitOutputClosed;
   return stopping.empty() && !leftBehind_.empty() ? apps::kExitUnreachable : apps::kExitOk;
+}
+
+std::set<const RunConfigurations::Shown*> RunConfigurations::FinishChecks(
+    const std::vector<Shown*>& stopped, bool cancel) {
+  std::vector<std::pair<Shown*, std::future<void>>> checking;
+  for (Shown* shown : stopped) {
+    if (shown->outOfControl) checking.emplace_back(shown, shown->outOfControl->Finish());
+  }
+  const auto deadline = std::chrono::steady_clock::now() + 3s;
+  std::set<const Shown*> behind;
+  for (auto& [shown, checked] : checking) {
+    const bool done = Settled(checked, deadline, cancel);
+    shown->outOfControl->TellNow();
+    if (done) continue;
+    static_cast<void>(shown->outOfControl.release());
+    checkLeftBehind_ = true;
+    behind.insert(shown);
+    OutOfControlFailed(
+        *shown, runtime::Error(0, "stopped while it waited on a database that does not answer"));
+  }
+  return behind;
 }
 
 std::string RunConfigurations::Paths() const {

@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -140,9 +141,11 @@ class RunConfigurations {
 
   bool StillStarting(const std::string& file) const;
 
-  // Takes the reloads and stops that are done, or when `finishing` all of them, and says so;
-  // the service is ready once none is left of a reload. A configuration renamed starts anew
-  // unless the run is finishing.
+  // Takes the reloads and stops that are done, or when `finishing` all of them, and says so,
+  // after what the out-of-control checks of those stopped found in what they saved; the
+  // service is ready once none is left of a reload. A configuration renamed, and one that
+  // waited for a name this frees, start anew unless the run is finishing: one that waited is
+  // then said not to run.
   void CollectChanges(bool finishing);
 
   // The configurations in the order of the paths.
@@ -163,6 +166,12 @@ class RunConfigurations {
 
   // Shows what changed in `shown` since its last look: its status line or event, its errors.
   void Show(Shown& shown, bool several);
+
+  // Finishes the out-of-control checks of `stopped`, whose drivers stopped: what each found in
+  // what its driver saved is told now. One still waiting on the SPC database 3 s on is left
+  // behind and said so; gives those, whose callbacks may still come. `cancel`: the run stops,
+  // and the process's database calls are cancelled meanwhile.
+  std::set<const Shown*> FinishChecks(const std::vector<Shown*>& stopped, bool cancel);
 
   // A rule break found in what `shown` saved: a line, or an event.
   void OutOfControlFound(Shown& shown, const OutOfControl& found);

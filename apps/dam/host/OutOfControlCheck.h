@@ -54,7 +54,8 @@ class OutOfControlCheck {
   // Something was saved: the check reads what is new. Returns at once, from any thread.
   void Saved();
 
-  // The run ends: the check reads what was saved up to now, checks it, and ends. Ready once it
+  // The configuration stopped (the run ends, or a reload stopped it): the check reads what was
+  // saved up to now, checks it, and ends. Ready once it
   // has; until TellNow, what it found waits for the event loop. Returns at once.
   std::future<void> Finish();
 

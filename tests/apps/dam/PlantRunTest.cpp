@@ -69,7 +69,8 @@ class PlantRun : public damtest::DamProcesses {
 // itself and a second file of line B's name are named and left out, the others run, a file
 // named again (a link to it, its own path) runs once. Then line C's historian is locked by another
 // program, with no query timeout, so its collection waits for good: lines A and B go on saving on
-// time, a reload is not held up by it, and SIGTERM still stops every driver.
+// time, a reload is not held up by it, and SIGTERM still stops every driver; a file that waits
+// for line C's name meanwhile is said not to run.
 TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn) {
   StartHistorian();
   const std::string locked = work_.File("locked.db");
@@ -110,9 +111,10 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
   EXPECT_TRUE(Saves(*run, "Line B", bBefore + 4)) << output_;
   EXPECT_LE(SavedBy("Line C"), lockedAt + 1) << "at most the collection under way got through";
   // A reload meanwhile takes line C's file away and brings D's: D starts at once, while C
-  // still waits on its historian.
+  // still waits on its historian, and so does a file that takes C's name.
   std::filesystem::remove(work_.File("plant.d/c.cfg"));
   Line("plant.d/d.cfg", "Line D", historian_);
+  Line("plant.d/c2.cfg", "Line C", historian_);
   kill(run->processId(), SIGHUP);
   EXPECT_TRUE(Saves(*run, "Line D", 2)) << output_ << errors_;
   EXPECT_EQ(output_.find("Line C: removed"), std::string::npos) << output_;
@@ -120,6 +122,10 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
   Follow(*run);
   EXPECT_EQ(run->exitCode(), 0) << output_ << errors_;
   EXPECT_NE(output_.find("Line C: removed: stopped after"), std::string::npos) << output_;
+  EXPECT_NE(errors_.find("plant.d/c2.cfg: the run stopped while it waited for its name Line C "
+                         "to be freed; it does not run"),
+            std::string::npos)
+      << errors_;
   holder.Execute("ROLLBACK");
 
   const auto saved = SavedByName(Spc());

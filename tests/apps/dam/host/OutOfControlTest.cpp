@@ -1,15 +1,20 @@
 // Saved subgroups checked against their control limits while dam runs, on a real SQLite SPC
 // database: a point beyond the limits is reported once, an in-control one never, and a
-// database the check cannot read is reported without ending anything. A run that ends still
-// hears of its last subgroups, and of the failures, after its event loop ended.
+// database the check cannot read is reported without ending anything. A run that ends, or a
+// reload that removes a line, still hears of its last subgroups, and of the failures.
+
+#include <signal.h>
 
 #include <QEventLoop>
 #include <chrono>
+#include <filesystem>
 
 #include "apps/dam/host/OutOfControlCheck.h"
 #include "apps/dam/output/JsonOutput.h"
+#include "platform/odbc/OdbcConnection.h"
 #include "runtime/Clock.h"
 #include "tests/apps/dam/DamProcesses.h"
+#include "tests/support/Historian.h"
 
 namespace {
 
@@ -90,7 +95,8 @@ TEST(OutOfControlCheck, APointBeyondTheLimitsIsReportedOnceAnUnreadableDatabaseA
 using OutOfControlRun = damtest::DamProcesses;
 
 // Subgroups of about 1000 saved before the run: the historian's weights of about 500 are far
-// below their limits, the run's last one too, which is reported before the run ends.
+// below their limits, the run's last one too, which is reported before the run ends. So is
+// the last one of a line a reload removes while its collection waits on a locked historian.
 TEST_F(OutOfControlRun, ARunReportsAPointBeyondTheLimitsAsOneEventAndOneLine) {
   const auto before = damtest::SpcWriter(Spc(), "Line 1");
   runtime::Date time = *runtime::ParseDate("2026-11-23 08:00:00");
@@ -122,6 +128,41 @@ TEST_F(OutOfControlRun, ARunReportsAPointBeyondTheLimitsAsOneEventAndOneLine) {
     }
     EXPECT_EQ(run->readAllStandardError().toStdString().find("check failed"), std::string::npos);
   }
+
+  const std::string locked = work_.File("locked.db"), plant = work_.Subfolder("plant.d");
+  damtest::CreateLockableHistorian(locked);
+  WriteFile("settings/dam.ini", "[Connections]\r\nQueryTimeout=0\r\n");
+  Line("plant.d/line.cfg", "Line 1", locked);
+  Line("plant.d/clock.cfg", "Clock", historian_);
+  auto run = Start(DAM_PROGRAM, {"run", QString::fromStdString(plant), "--rules", "1"});
+  std::string output;
+  ASSERT_TRUE(Says(*run, output, "Line 1: running | saved 1 ")) << output;
+  platform::OdbcConnection holder;
+  holder.Open(testsupport::SqliteLink(locked), "", "");
+  holder.Execute("BEGIN EXCLUSIVE");
+  // Two of the clock line's saves on, line 1's collection waits on the lock.
+  const size_t from = output.size();
+  ASSERT_TRUE(WaitFor(
+      [&] {
+        run->waitForReadyRead(50);
+        output += run->readAllStandardOutput().toStdString();
+        return Count(output.substr(from), "Clock: running | saved") >= 2;
+      },
+      30))
+      << output;
+  std::filesystem::remove(plant + "/line.cfg");
+  kill(run->processId(), SIGHUP);
+  ASSERT_TRUE(Says(*run, output, "reloading ")) << output;
+  holder.Execute("ROLLBACK");
+  ASSERT_TRUE(Says(*run, output, "Line 1: removed: stopped after")) << output;
+  Terminate(*run);
+  runtime::Date last{};
+  for (const platform::SpcSubgroupData& subgroup : Saved(Spc())) {
+    if (subgroup.configuration == "Line 1") last = subgroup.time;
+  }
+  const size_t told =
+      output.find("out of control: Line 1 Fill/Weight at " + runtime::FormatGeneralDate(last));
+  EXPECT_LT(told, output.find("Line 1: removed")) << output;
 }
 
 }  // namespace
