@@ -195,7 +195,9 @@ void RunConfigurations::CollectChanges(bool finishing) {
       savedByGone_ += shown->configuration->Look().saved;
       const auto at = std::find_if(running_.begin(), running_.end(),
                                    [&](const auto& one) { return one.get() == shown; });
-      gone.push_back({std::move(*at), "renamed", "renamed: stopped, to start again"});
+      gone.push_back({std::move(*at), "renamed",
+                      finishing ? "renamed: stopped; the run stops before it starts again"
+                                : "renamed: stopped, to start again"});
       running_.erase(at);
     }
     reload = reloading_.erase(reload);
