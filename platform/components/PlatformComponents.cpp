@@ -26,6 +26,9 @@ namespace platform {
 namespace {
 
 constexpr int64_t kDefaultSpoolBytes = int64_t{1} << 30;
+// Seconds an interactive host's historian statement waits for a lock: what the SPC
+// database's statements wait, long enough for a writer's commit.
+constexpr int32_t kInteractiveLockWaitSeconds = 2;
 
 // Keys made on this host: the machine and the data folder, which tell two hosts on one
 // machine apart.
@@ -82,7 +85,9 @@ bool PlatformComponents::SecuritySettingsTrusted(const std::string& key) {
 }
 
 std::unique_ptr<host::Connection> PlatformComponents::CreateConnection() {
-  return std::make_unique<OdbcConnection>(ReadOdbcPolicy());
+  OdbcPolicy policy = ReadOdbcPolicy();
+  if (interactive_) policy.lockWait = kInteractiveLockWaitSeconds;
+  return std::make_unique<OdbcConnection>(policy);
 }
 
 std::unique_ptr<host::HostTimer> PlatformComponents::CreateTimer() {
