@@ -12,6 +12,7 @@
 #include "platform/components/ConsoleError.h"
 #include "platform/components/HostWindows.h"
 #include "platform/odbc/OdbcConnection.h"
+#include "platform/spcdb/SpcDialect.h"
 #include "platform/spcdb/SpcRecord.h"
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSubgroup.h"
@@ -26,9 +27,6 @@ namespace platform {
 namespace {
 
 constexpr int64_t kDefaultSpoolBytes = int64_t{1} << 30;
-// Seconds an interactive host's historian statement waits for a lock: what the SPC
-// database's statements wait, long enough for a writer's commit.
-constexpr int32_t kInteractiveLockWaitSeconds = 2;
 
 // Keys made on this host: the machine and the data folder, which tell two hosts on one
 // machine apart.
@@ -86,7 +84,8 @@ bool PlatformComponents::SecuritySettingsTrusted(const std::string& key) {
 
 std::unique_ptr<host::Connection> PlatformComponents::CreateConnection() {
   OdbcPolicy policy = ReadOdbcPolicy();
-  if (interactive_) policy.lockWait = kInteractiveLockWaitSeconds;
+  // As long as the SPC database's statements wait: enough for a writer's commit.
+  if (interactive_) policy.lockWait = kSpcLockWaitSeconds;
   return std::make_unique<OdbcConnection>(policy);
 }
 
