@@ -12,6 +12,7 @@
 #include "platform/components/ConsoleError.h"
 #include "platform/components/HostWindows.h"
 #include "platform/odbc/OdbcConnection.h"
+#include "platform/spcdb/SpcDialect.h"
 #include "platform/spcdb/SpcRecord.h"
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSubgroup.h"
@@ -82,7 +83,10 @@ bool PlatformComponents::SecuritySettingsTrusted(const std::string& key) {
 }
 
 std::unique_ptr<host::Connection> PlatformComponents::CreateConnection() {
-  return std::make_unique<OdbcConnection>(ReadOdbcPolicy());
+  OdbcPolicy policy = ReadOdbcPolicy();
+  // As long as the SPC database's statements wait: enough for a writer's commit.
+  if (interactive_) policy.lockWait = kSpcLockWaitSeconds;
+  return std::make_unique<OdbcConnection>(policy);
 }
 
 std::unique_ptr<host::HostTimer> PlatformComponents::CreateTimer() {

@@ -74,6 +74,11 @@ class PlatformComponents : public host::Components {
   // what it holds.
   SpcSpool& Spool();
 
+  // For a host whose user waits at a window for every connection made here (no collection
+  // runs): a historian statement that finds an SQLite database locked gives up within 2 s,
+  // or QueryTimeout when that is shorter, and the window says so.
+  void SetInteractive() { interactive_ = true; }
+
   // What dam.ini allows the connections made here and how long they may wait: read once,
   // as a connection is made at every collection and dam.ini changes only with a restart.
   OdbcPolicy ReadOdbcPolicy();
@@ -99,6 +104,7 @@ class PlatformComponents : public host::Components {
   std::atomic<bool> warnedUntrustedSettings_{false};
   std::once_flag policyRead_;
   OdbcPolicy policy_;
+  bool interactive_ = false;
 };
 
 }  // namespace platform

@@ -17,10 +17,18 @@ struct OdbcPolicy {
   int32_t loginTimeout = 10;
   // Seconds a statement may take, waits for a lock included; 0 is no limit.
   int32_t queryTimeout = 30;
+  // Seconds a statement waits for a lock where this host waits on locks itself (SQLite),
+  // when shorter than queryTimeout; 0: as long as queryTimeout allows. For a user waiting
+  // at a window, who should hear of a locked database in seconds, not minutes.
+  int32_t lockWait = 0;
   // Seconds a closed connection is kept for the next Open of the same connection string;
   // 0 disconnects on close.
   int32_t poolIdleSeconds = 60;
 };
+
+// Seconds a statement under `policy` may wait for a lock (lockWait within queryTimeout);
+// 0 is no limit.
+int32_t LockWaitSeconds(const OdbcPolicy& policy);
 
 // What makes two connections interchangeable: the same connection string opened under the
 // same bounds (the idle time a closed one is kept changes nothing about it).

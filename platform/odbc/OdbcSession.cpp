@@ -69,7 +69,8 @@ void SetTimeout(const OdbcHandle& handle, SQLRETURN rc, const char* call) {
 OdbcSession::OdbcSession(const std::string& connectionString, const OdbcPolicy& policy)
     : environment_(SharedEnvironment()),
       connection_(SQL_HANDLE_DBC, environment_.get()),
-      queryTimeout_(policy.queryTimeout) {
+      queryTimeout_(policy.queryTimeout),
+      lockWait_(LockWaitSeconds(policy)) {
   const OdbcDriverLists& drivers = OdbcDriverLists::Installed(*environment_);
   if (!policy.allowDriverPaths) RefuseUnsafeConnectionString(connectionString, drivers);
   RefuseSqliteWithoutFile(connectionString, drivers);
@@ -236,7 +237,7 @@ SQLRETURN OdbcSession::Run(const OdbcHandle& statement, const std::function<SQLR
 SQLRETURN OdbcSession::Repeat(const OdbcHandle& handle, const std::function<SQLRETURN()>& call,
                               const char* name, const RunningStatement* running) const {
   using Clock = std::chrono::steady_clock;
-  const Clock::time_point deadline = Clock::now() + std::chrono::seconds(queryTimeout_);
+  const Clock::time_point deadline = Clock::now() + std::chrono::seconds(lockWait_);
   auto cancelled = [&] { return running != nullptr && running->Cancelled(); };
   for (;;) {
     SQLRETURN rc = cancelled() ? SQL_ERROR : call();
@@ -254,7 +255,7 @@ SQLRETURN OdbcSession::Repeat(const OdbcHandle& handle, const std::function<SQLR
           kCancelledState);
     }
     bool again =
-        repeatsLockWaits_ && FoundLocked(handle) && (queryTimeout_ == 0 || Clock::now() < deadline);
+        repeatsLockWaits_ && FoundLocked(handle) && (lockWait_ == 0 || Clock::now() < deadline);
     if (!again) return Check(handle, rc, name);
   }
 }

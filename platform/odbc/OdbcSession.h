@@ -53,7 +53,7 @@ class OdbcSession {
   // Runs `call`, one ODBC call running `statement` ("SQLExecute"), where
   // CancelRunningStatements reaches it, and checks its result as OdbcHandle::Check does.
   // On SQLite a call that finds the database locked is repeated until the lock is gone,
-  // the query timeout has passed (the driver's "database is locked" error) or the
+  // the policy's lock wait has passed (the driver's "database is locked" error) or the
   // statement is cancelled.
   SQLRETURN Run(const OdbcHandle& statement, const std::function<SQLRETURN()>& call,
                 const char* name) const;
@@ -102,6 +102,7 @@ class OdbcSession {
   // Hashes of the texts that ran here, the most recent last.
   std::deque<size_t> ran_;
   int32_t queryTimeout_ = 0;
+  int32_t lockWait_ = 0;
   bool repeatsLockWaits_ = false;
   bool typedPerRow_ = false;
   bool manualCommit_ = false;

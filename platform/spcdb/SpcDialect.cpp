@@ -11,9 +11,9 @@
 namespace platform {
 
 int32_t SqliteLockWaitSeconds(const OdbcPolicy& policy) {
-  if (policy.queryTimeout == 0 || policy.queryTimeout > kSpcLockWaitSeconds)
-    return kSpcLockWaitSeconds;
-  return policy.queryTimeout;
+  OdbcPolicy bounded = policy;
+  bounded.lockWait = kSpcLockWaitSeconds;
+  return LockWaitSeconds(bounded);
 }
 
 SpcDialect SpcDialect::For(OdbcConnection& connection) {

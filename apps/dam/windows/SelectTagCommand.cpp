@@ -1,4 +1,5 @@
 #include <iostream>
+#include <memory>
 
 #include "apps/dam/host/ConfigFile.h"
 #include "apps/dam/host/DriverHandle.h"
@@ -10,8 +11,11 @@ namespace dam {
 
 int SelectTagCommand(const SelectTagOptions& options) {
   std::string value = options.value;
-  const auto application = MakeWindowsApplication();
+  // Qt allows one application a process; a caller that already runs one keeps it.
+  std::unique_ptr<QCoreApplication> application;
+  if (QCoreApplication::instance() == nullptr) application = MakeWindowsApplication();
   DriverHandle handle;
+  handle.Components().SetInteractive();
   handle.Read(ReadConfigurationFile(options.config, false));
   if (!ui::SelectTag(handle.Components(), handle.Reading(), value)) return 1;
   std::cout << value << std::endl;

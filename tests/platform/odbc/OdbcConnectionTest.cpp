@@ -248,8 +248,11 @@ TEST_P(OdbcConnectionTest, ClosedConnectionsServeTheNextOpenOfTheSameStringAndPo
   };
   OdbcPolicy otherTimeout = KeptFor(60);
   otherTimeout.queryTimeout = 5;
+  OdbcPolicy otherLockWait = KeptFor(60);
+  otherLockWait.lockWait = 2;
   const Case cases[] = {
       {"another policy", link_, otherTimeout, false},
+      {"another lock wait", link_, otherLockWait, false},
       {"another string", link_ + ";", KeptFor(60), false},
       {"the same", link_, KeptFor(60), true},
       {"the same again", link_, KeptFor(60), true},
@@ -469,8 +472,8 @@ void ExpectCancelled(OdbcConnection& connection, const char* sql) {
 }
 
 // Another connection holds the SQLite file with BEGIN EXCLUSIVE, as a writer would: a
-// statement fails within the query timeout or the string's own, or when cancelled. A
-// commit, though, waits for a reader to finish.
+// statement fails within the query timeout, the lock wait or the string's own, or when
+// cancelled. A commit, though, waits for a reader to finish.
 TEST(OdbcWaits, SqliteLocksEndAStatementInTimeButACommitOutwaitsAReader) {
   testsupport::TempFolder folder;
   const std::string link =
@@ -479,12 +482,14 @@ TEST(OdbcWaits, SqliteLocksEndAStatementInTimeButACommitOutwaitsAReader) {
   holder.Open(link, "", "");
   holder.Execute("BEGIN EXCLUSIVE");
   struct Case {
-    int queryTimeout;
+    int queryTimeout, lockWait;
     std::string extra;
     double least, most;
-  } cases[] = {{1, "", 0.9, 2.0}, {0, ";Timeout=300", 0.2, 1.5}};
+  } cases[] = {{1, 0, "", 0.9, 2.0}, {0, 1, "", 0.9, 2.0}, {0, 0, ";Timeout=300", 0.2, 1.5}};
   for (const Case& c : cases) {
-    OdbcConnection waiting(QueryTimeout(c.queryTimeout));
+    OdbcPolicy policy = QueryTimeout(c.queryTimeout);
+    policy.lockWait = c.lockWait;
+    OdbcConnection waiting(policy);
     Failure failure = TimeFailure([&] {
       waiting.Open(link + c.extra, "", "");
       waiting.Execute("INSERT INTO t VALUES (1)");

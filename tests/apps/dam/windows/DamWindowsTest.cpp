@@ -5,6 +5,7 @@
 
 #include <QLabel>
 #include <QMessageBox>
+#include <QTreeWidget>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +17,7 @@
 #include "apps/dam/windows/MainWindow.h"
 #include "apps/dam/windows/WindowsCommands.h"
 #include "platform/components/PlatformComponents.h"
+#include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcSubgroup.h"
 #include "tests/support/DialogDriving.h"
 #include "tests/support/Historian.h"
@@ -231,6 +233,31 @@ TEST_F(DamWindowsTest, SetupWritesOnlyOnOkAndReplacesTheFileByANewOneKeepingTheO
   struct stat status {};
   ASSERT_EQ(stat(path.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0640u) << "the owner's mode is kept";
+}
+
+// A historian another program holds locked, with no query timeout: `dam select-tag` and
+// `dam setup` still answer within seconds, the tag browser's list saying why it has no tags.
+TEST_F(DamWindowsTest, ALockedHistorianIsToldInSecondsNotWaitedForAtEveryStep) {
+  std::ofstream(state.File("dam.ini")) << "[Connections]\nQueryTimeout=0\n";
+  const std::string path = files.File("line.cfg");
+  std::ofstream(path) << "NAME=Line A\nDATALINK=" + historian + "\n";
+  platform::OdbcConnection holder;
+  holder.Open(historian, "", "");
+  holder.Execute("BEGIN EXCLUSIVE");
+  std::string row, tip;
+  uitest::WhenModal([&](QDialog& browser) {
+    const auto& list = uitest::Control<QTreeWidget>(browser, "ListView1");
+    row = list.topLevelItem(0)->text(0).toStdString();
+    tip = list.toolTip().toStdString();
+    uitest::Click(browser, "CancelButton");
+  });
+  dam::SelectTagOptions options;
+  options.config = path;
+  EXPECT_EQ(dam::SelectTagCommand(options), 1);
+  EXPECT_EQ(row, "<Tag Access Error>");
+  EXPECT_NE(tip.find("database is locked"), std::string::npos) << tip;
+  EXPECT_EQ(Setup(path, "", kCancelButton), 1);
+  EXPECT_EQ(shownName, "Line A");
 }
 
 // The chart of the weights (n 2) worked by hand: X 5.75 +- 1.880 * R 1.5, R times 3.267;
