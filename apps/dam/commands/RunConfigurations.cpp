@@ -121,8 +121,12 @@ void RunConfigurations::Reload() {
     }
     std::erase_if(reloading_, [&](const Reloading& one) { return one.shown == shown->get(); });
     std::future<void> stopped = (*shown)->configuration->Stop();
-    leaving_.push_back({std::move(*shown), std::move(stopped)});
+    leaving_.push_back({std::move(*shown), std::move(stopped), std::nullopt});
     shown = running_.erase(shown);
+  }
+  // One renamed and still stopping starts anew with its file's text as the stop finds it.
+  for (Leaving& leaving : leaving_) {
+    if (!wanted.contains(leaving.shown->configuration->File())) leaving.renamed.reset();
   }
   std::vector<std::pair<std::string, std::string>> added;
   const std::vector<ConfigurationRead> reads = ReadConfigurationFiles(files);
@@ -132,6 +136,13 @@ void RunConfigurations::Reload() {
     Shown* shown = Find(file);
     if (reads[i].failure) {
       Skipped(file, reads[i].failure, shown ? "; it runs on as it was" : "; it does not run");
+      continue;
+    }
+    const auto renamed = std::find_if(leaving_.begin(), leaving_.end(), [&](const Leaving& one) {
+      return one.renamed && one.shown->configuration->File() == file;
+    });
+    if (renamed != leaving_.end()) {
+      renamed->renamed = text;
       continue;
     }
     // One still starting or reloading is taken as it was begun.
@@ -163,18 +174,6 @@ void RunConfigurations::CollectChanges(bool finishing) {
     std::string what;
   };
   std::vector<Gone> gone;
-  for (auto leaving = leaving_.begin(); leaving != leaving_.end();) {
-    if (!done(leaving->stopped)) {
-      ++leaving;
-      continue;
-    }
-    leaving->stopped.wait();
-    const int32_t saved = leaving->shown->configuration->Look().saved;
-    savedByGone_ += saved;
-    gone.push_back({std::move(leaving->shown), "removed",
-                    "removed: stopped after " + std::to_string(saved) + " subgroup(s)"});
-    leaving = leaving_.erase(leaving);
-  }
   // Those that waited for the names this collects, and those renamed: each starts once no
   // other holds its name or may still give it up.
   const std::vector<std::pair<std::string, std::string>> waited = std::exchange(waiting_, {});
@@ -189,18 +188,47 @@ void RunConfigurations::CollectChanges(bool finishing) {
     Report(*shown->configuration, outcome);
     if (outcome.failure) Skipped(shown->configuration->File(), outcome.failure, "");
     if (outcome.renamed) {
-      anew.emplace_back(shown->configuration->File(), reload->text);
-      // Counted once stopped: a collection under way may still save.
-      shown->configuration->Stop().wait();
-      savedByGone_ += shown->configuration->Look().saved;
+      // Counted once stopped, as a removed one: a collection under way may still save.
       const auto at = std::find_if(running_.begin(), running_.end(),
                                    [&](const auto& one) { return one.get() == shown; });
-      gone.push_back({std::move(*at), "renamed",
-                      finishing ? "renamed: stopped; the run stops before it starts again"
-                                : "renamed: stopped, to start again"});
+      std::future<void> stopped = shown->configuration->Stop();
+      leaving_.push_back({std::move(*at), std::move(stopped), reload->text});
       running_.erase(at);
     }
     reload = reloading_.erase(reload);
+  }
+  // A stop that waits on a database never holds up the run's thread: at the run's end it is
+  // waited for as the others are, and left behind after that.
+  const auto deadline = std::chrono::steady_clock::now() + 5s;
+  for (auto leaving = leaving_.begin(); leaving != leaving_.end();) {
+    const bool stopped =
+        finishing ? Settled(leaving->stopped, deadline, true)
+                  : leaving->stopped.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    RunningConfiguration& configuration = *leaving->shown->configuration;
+    const int32_t saved = configuration.Look().saved;
+    if (!stopped && finishing) {
+      savedByGone_ += saved;
+      leftBehind_.push_back(configuration.File());
+      static_cast<void>(leaving->shown.release());
+      leaving = leaving_.erase(leaving);
+      continue;
+    }
+    if (!stopped) {
+      ++leaving;
+      continue;
+    }
+    savedByGone_ += saved;
+    if (!leaving->renamed) {
+      gone.push_back({std::move(leaving->shown), "removed",
+                      "removed: stopped after " + std::to_string(saved) + " subgroup(s)"});
+    } else if (finishing) {
+      gone.push_back({std::move(leaving->shown), "renamed",
+                      "renamed: stopped; the run stops before it starts again"});
+    } else {
+      anew.emplace_back(configuration.File(), *leaving->renamed);
+      gone.push_back({std::move(leaving->shown), "renamed", "renamed: stopped, to start again"});
+    }
+    leaving = leaving_.erase(leaving);
   }
   // What they saved up to their stop is checked and told before they go, as at the run's end.
   std::vector<Shown*> stopped;

@@ -111,6 +111,8 @@ class RunConfigurations {
   struct Leaving {
     std::unique_ptr<Shown> shown;
     std::future<void> stopped;
+    // Renamed: the text to start anew once it stopped.
+    std::optional<std::string> renamed;
   };
 
   std::string Paths() const;
