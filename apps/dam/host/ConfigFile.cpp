@@ -138,7 +138,10 @@ std::vector<ConfigurationRead> ReadSettled(const std::vector<std::string>& paths
     try {
       Look look = LookAt(paths[i]);
       if (!Steady(look) || !Same(look.after, *unsettled[i])) {
-        Refuse(paths[i] + " is being written; reload or run again once it is complete");
+        // Not kExitNoFile: a service restarted a moment later finds the file complete.
+        throw apps::Failure(
+            apps::kExitFailure,
+            paths[i] + " is being written; reload or run again once it is complete");
       }
       reads[i].text = std::move(look.bytes);
     } catch (...) {

@@ -17,9 +17,9 @@ void Sleep(std::chrono::milliseconds time);
 
 // The file's text as a host stores it: line ends made CR LF, trailing line ends dropped.
 // With `raw` the bytes as they are. A file that is not there or cannot be read, that is no
-// regular file (a folder, a FIFO, a device), that is larger than 16 MB, or that is still
-// being written (below) is an apps::Failure with exit status kExitNoFile naming it; nothing
-// waits on a FIFO or reads a device.
+// regular file (a folder, a FIFO, a device) or that is larger than 16 MB is an
+// apps::Failure with exit status kExitNoFile naming it, one still being written (below)
+// one with kExitFailure; nothing waits on a FIFO or reads a device.
 std::string ReadConfigurationFile(const std::string& path, bool raw);
 
 // One file of ReadConfigurationFiles: its text, or why it cannot be read.

@@ -51,7 +51,7 @@ TEST(ConfigFile, AFileChangedJustNowIsReadAgainAfterOnePauseAndRefusedWhileItSti
     }
   };
   EXPECT_EQ(failure(reads[0]),
-            "6 " + writing + " is being written; reload or run again once it is complete");
+            "1 " + writing + " is being written; reload or run again once it is complete");
   for (const size_t i : {1, 2})
     EXPECT_EQ(reads[i].text, "NAME=Line\r\nTEST=Fill\tWeight\t%TAG(W)\t");
   EXPECT_EQ(failure(reads[3]), "6 there is no configuration file " + folder.File("none.cfg"));
