@@ -263,8 +263,7 @@ void RunningConfiguration::Refresh() {
 
 void RunningConfiguration::Stuck(std::chrono::seconds busy) {
   const RunError error{"Driver Not Answering: inside one database call for " +
-                           std::to_string(busy.count()) +
-                           " s, longer than its time limits allow; the other configurations go on",
+                           std::to_string(busy.count()) + " s, longer than its time limits allow",
                        0, "dam run"};
   {
     std::lock_guard lock(mutex_);
