@@ -145,16 +145,17 @@ void RunConfigurations::Reload() {
       renamed->renamed = text;
       continue;
     }
-    // One still starting or reloading is taken as it was begun.
     if (!shown && !StillStarting(file)) {
       added.emplace_back(file, text);
       continue;
     }
-    if (!shown || shown->configuration->Text() == text) continue;
-    if (std::any_of(reloading_.begin(), reloading_.end(),
-                    [&](const Reloading& one) { return one.shown == shown; })) {
+    // One still starting or reloading takes the change once it is done.
+    if (!shown || std::any_of(reloading_.begin(), reloading_.end(),
+                              [&](const Reloading& one) { return one.shown == shown; })) {
+      rereads_.insert(file);
       continue;
     }
+    if (shown->configuration->Text() == text) continue;
     reloading_.push_back({shown, text, shown->configuration->Reload(text)});
   }
   Begin(added);
@@ -252,6 +253,7 @@ void RunConfigurations::CollectChanges(bool finishing) {
   }
   Begin(waited);
   Begin(anew);
+  Reread();
   if (!reloadUnderway_ || !reloading_.empty() || !leaving_.empty()) return;
   reloadUnderway_ = false;
   if (running_.empty() && starting_.empty()) Say(nullptr, "message", "no configuration runs");
@@ -563,6 +565,30 @@ std::exception_ptr RunConfigurations::Collect(bool wait) {
   }
   if (collected) InOrder();
   return failure;
+}
+
+void RunConfigurations::Reread() {
+  for (auto file = rereads_.begin(); file != rereads_.end();) {
+    Shown* shown = Find(*file);
+    const bool busy = StillStarting(*file) ||
+                      std::any_of(reloading_.begin(), reloading_.end(),
+                                  [&](const Reloading& one) { return one.shown == shown; });
+    if (busy) {
+      ++file;
+      continue;
+    }
+    if (shown) {
+      try {
+        const std::string text = ReadConfigurationFile(*file, false);
+        if (text != shown->configuration->Text()) {
+          reloading_.push_back({shown, text, shown->configuration->Reload(text)});
+        }
+      } catch (...) {
+        Skipped(*file, std::current_exception(), "; it runs on as it was");
+      }
+    }
+    file = rereads_.erase(file);
+  }
 }
 
 bool RunConfigurations::StillStarting(const std::string& file) const {

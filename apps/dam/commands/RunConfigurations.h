@@ -143,6 +143,10 @@ class RunConfigurations {
 
   bool StillStarting(const std::string& file) const;
 
+  // Hands each file of rereads_ whose configuration is done starting or changing its text
+  // as it reads now, when that changed.
+  void Reread();
+
   // Takes the reloads and stops that are done, or when `finishing` all of them, and says so,
   // after what the out-of-control checks of those stopped found in what they saved; the
   // service is ready once none is left of a reload. A configuration renamed, and one that
@@ -200,6 +204,9 @@ class RunConfigurations {
   std::vector<Starting> starting_;
   std::vector<Reloading> reloading_;
   std::vector<Leaving> leaving_;
+  // Files a reload found changed while their configurations still started or took an
+  // earlier change: read again once that is done.
+  std::set<std::string> rereads_;
   // Files to start once the reload that frees their names is done, with their texts.
   std::vector<std::pair<std::string, std::string>> waiting_;
   // Reloaded, and not yet told the service it is ready again.
