@@ -145,13 +145,13 @@ void RunConfigurations::Reload() {
       renamed->renamed = text;
       continue;
     }
-    if (!shown && !StillStarting(file)) {
+    const bool busy = Busy(file);
+    if (!shown && !busy) {
       added.emplace_back(file, text);
       continue;
     }
-    // One still starting or reloading takes the change once it is done.
-    if (!shown || std::any_of(reloading_.begin(), reloading_.end(),
-                              [&](const Reloading& one) { return one.shown == shown; })) {
+    // One still starting or taking an earlier change takes this one once it is done.
+    if (busy) {
       rereads_.insert(file);
       continue;
     }
@@ -205,21 +205,17 @@ void RunConfigurations::CollectChanges(bool finishing) {
     const bool stopped =
         finishing ? Settled(leaving->stopped, deadline, true)
                   : leaving->stopped.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-    RunningConfiguration& configuration = *leaving->shown->configuration;
-    const int32_t saved = configuration.Look().saved;
-    if (!stopped && finishing) {
-      savedByGone_ += saved;
-      leftBehind_.push_back(configuration.File());
-      static_cast<void>(leaving->shown.release());
-      leaving = leaving_.erase(leaving);
-      continue;
-    }
-    if (!stopped) {
+    if (!stopped && !finishing) {
       ++leaving;
       continue;
     }
+    RunningConfiguration& configuration = *leaving->shown->configuration;
+    const int32_t saved = configuration.Look().saved;
     savedByGone_ += saved;
-    if (!leaving->renamed) {
+    if (!stopped) {
+      leftBehind_.push_back(configuration.File());
+      static_cast<void>(leaving->shown.release());
+    } else if (!leaving->renamed) {
       gone.push_back({std::move(leaving->shown), "removed",
                       "removed: stopped after " + std::to_string(saved) + " subgroup(s)"});
     } else if (finishing) {
@@ -569,15 +565,11 @@ std::exception_ptr RunConfigurations::Collect(bool wait) {
 
 void RunConfigurations::Reread() {
   for (auto file = rereads_.begin(); file != rereads_.end();) {
-    Shown* shown = Find(*file);
-    const bool busy = StillStarting(*file) ||
-                      std::any_of(reloading_.begin(), reloading_.end(),
-                                  [&](const Reloading& one) { return one.shown == shown; });
-    if (busy) {
+    if (Busy(*file)) {
       ++file;
       continue;
     }
-    if (shown) {
+    if (Shown* shown = Find(*file)) {
       try {
         const std::string text = ReadConfigurationFile(*file, false);
         if (text != shown->configuration->Text()) {
@@ -591,9 +583,12 @@ void RunConfigurations::Reread() {
   }
 }
 
-bool RunConfigurations::StillStarting(const std::string& file) const {
+bool RunConfigurations::Busy(const std::string& file) const {
   return std::any_of(starting_.begin(), starting_.end(),
-                     [&](const Starting& start) { return start.configuration->File() == file; });
+                     [&](const Starting& start) { return start.configuration->File() == file; }) ||
+         std::any_of(reloading_.begin(), reloading_.end(), [&](const Reloading& reload) {
+           return reload.shown->configuration->File() == file;
+         });
 }
 
 void RunConfigurations::InOrder() {

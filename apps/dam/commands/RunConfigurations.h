@@ -141,7 +141,8 @@ class RunConfigurations {
   // and the failures of several. Gives the first failure among them.
   std::exception_ptr Collect(bool wait);
 
-  bool StillStarting(const std::string& file) const;
+  // The configuration of `file` still starts, or still takes a text it was handed.
+  bool Busy(const std::string& file) const;
 
   // Hands each file of rereads_ whose configuration is done starting or changing its text
   // as it reads now, when that changed.
