@@ -294,7 +294,7 @@ void RunConfigurations::Look() {
   const std::vector<RunningConfiguration::Status> starting(starting_.size());
   for (const RunningConfiguration::Status& status : starting) statuses.push_back(&status);
   const std::string summary =
-      several || running_.empty() ? SummaryLine(statuses, lastError_) : running_[0]->line;
+      several || running_.empty() ? SummaryLine(statuses, LastError()) : running_[0]->line;
   if (!options_.ndjson && terminal_ && summary != shownSummary_) {
     std::cout << "\r\033[K" << summary << std::flush;
   }
@@ -313,7 +313,7 @@ void RunConfigurations::Show(Shown& shown, bool several) {
   const std::vector<RunError> errors = configuration.TakeErrors();
   if (errors.empty() && shown.status == status) return;
   shown.status = status;
-  if (!errors.empty()) lastError_ = configuration.Name() + ": " + errors.back().message;
+  if (!errors.empty()) shown.errorAt = ++errorsTaken_;
   if (status.unavailable != shown.unavailable && !status.unavailable.empty()) {
     if (shown.events) {
       shown.events->Error({"status unavailable: " + status.unavailable, 0, "dam run"});
@@ -615,6 +615,17 @@ void RunConfigurations::Started(std::unique_ptr<RunningConfiguration> configurat
   }
   shown->configuration = std::move(configuration);
   running_.push_back(std::move(shown));
+}
+
+std::string RunConfigurations::LastError() const {
+  uint64_t newest = 0;
+  std::string said;
+  for (const std::unique_ptr<Shown>& shown : running_) {
+    if (shown->errorAt <= newest) continue;
+    newest = shown->errorAt;
+    said = shown->configuration->Name() + ": " + shown->status->lastError;
+  }
+  return said;
 }
 
 void RunConfigurations::Report(const RunningConfiguration& configuration,

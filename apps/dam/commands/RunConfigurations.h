@@ -5,6 +5,7 @@
 
 #include <QObject>
 #include <atomic>
+#include <cstdint>
 #include <exception>
 #include <future>
 #include <map>
@@ -98,6 +99,8 @@ class RunConfigurations {
     // With rules: told of each count of saved subgroups the driver reaches.
     std::unique_ptr<OutOfControlCheck> outOfControl;
     int32_t checkedAt = 0;
+    // When its newest error came, in the order of the run's errors; 0: none yet.
+    uint64_t errorAt = 0;
   };
 
   // A configuration handed a changed text, until its driver took it.
@@ -160,6 +163,10 @@ class RunConfigurations {
 
   void Started(std::unique_ptr<RunningConfiguration> configuration);
 
+  // "NAME: error" of the configuration whose error came last, of those that run now;
+  // "" when none had any.
+  std::string LastError() const;
+
   // The check's findings and the historian's status; a failure is the caller's to show.
   void Report(const RunningConfiguration& configuration,
               const RunningConfiguration::Outcome& outcome);
@@ -196,7 +203,8 @@ class RunConfigurations {
   std::atomic<bool> lookPending_ = false;
   std::vector<std::unique_ptr<Shown>> running_;
   std::string shownSummary_;
-  std::string lastError_;
+  // The errors the run has taken from its configurations so far.
+  uint64_t errorsTaken_ = 0;
   bool outputClosed_ = false;
   // Named more than one configuration: every line names its configuration.
   bool several_ = false;

@@ -102,7 +102,10 @@ RunningConfiguration::Outcome RunningConfiguration::Begin(const std::string& tex
     } catch (...) {
       unreadable = std::current_exception();
     }
-    name_ = handle_->NameFor(file_);
+    {
+      std::lock_guard lock(mutex_);
+      name_ = handle_->NameFor(file_);
+    }
     if (!settings_.activity) {
       note_ = std::make_unique<platform::LineNote>(platform::LineFields{.configuration = name_});
     }
@@ -138,7 +141,8 @@ RunningConfiguration::Outcome RunningConfiguration::Begin(const std::string& tex
     }
     // The run's own thread is watched by the run.
     if (!settings_.activity) {
-      watch_ = service_.WatchThisDriver([this](std::chrono::seconds busy) { Stuck(busy); });
+      watch_ = service_.WatchThisDriver([this](std::chrono::seconds busy) { Stuck(busy); },
+                                        [this](std::chrono::seconds busy) { Answering(busy); });
     }
     QObject::connect(whileSpooled_.get(), &QTimer::timeout, [this] { Refresh(); });
     // The status changes with what the event loop handles (a collection, a save, an
@@ -262,14 +266,27 @@ void RunningConfiguration::Refresh() {
 }
 
 void RunningConfiguration::Stuck(std::chrono::seconds busy) {
-  const RunError error{"Driver Not Answering: inside one database call for " +
-                           std::to_string(busy.count()) + " s, longer than its time limits allow",
-                       0, "dam run"};
+  Tell("Driver Not Answering", "inside one database call for " + std::to_string(busy.count()) +
+                                   " s, longer than its time limits allow");
+}
+
+void RunningConfiguration::Answering(std::chrono::seconds busy) {
+  Tell("Driver Answering Again",
+       "back after " + std::to_string(busy.count()) + " s inside one database call");
+}
+
+// As the run tells a collection log line of the driver's; the line names the configuration,
+// not dam, so that it is found with the driver's own.
+void RunningConfiguration::Tell(const std::string& description, const std::string& detail) {
+  const RunError error{description + ": " + detail, 0, "dam run"};
+  std::string name;
   {
     std::lock_guard lock(mutex_);
+    name = name_;
     last_.lastError = error.message;
     errors_.push_back(error);
   }
+  log_.WriteLogLine(name, description, detail, file_);
   news_ = true;
   changed_();
 }

@@ -30,6 +30,7 @@
 #include "apps/dam/host/RunStatus.h"
 #include "apps/dam/host/ServiceNotifier.h"
 #include "platform/components/LineFields.h"
+#include "platform/components/PlatformComponents.h"
 #include "runtime/Date.h"
 
 namespace dam {
@@ -113,13 +114,17 @@ class RunningConfiguration {
   // Takes the status on the driver's thread after each round of its event loop.
   void Refresh();
   // The driver's loop has been inside one event for `busy`, longer than its database waits
-  // may take: told from the watcher's thread, as the driver's cannot.
+  // may take, or came round after `busy` inside it: told from the watcher's thread, as the
+  // driver's cannot, and in the collection log.
   void Stuck(std::chrono::seconds busy);
+  void Answering(std::chrono::seconds busy);
+  void Tell(const std::string& description, const std::string& detail);
 
   const std::string file_;
   const Settings settings_;
   ServiceNotifier& service_;
   const std::function<void()> changed_;
+  // Written on the driver's thread under mutex_: the watcher's reads it too.
   std::string name_;
   std::string text_;
 
@@ -135,6 +140,8 @@ class RunningConfiguration {
   std::unique_ptr<QTimer> whileSpooled_;
   QMetaObject::Connection looking_;
 
+  // Writes the lines of the watcher's thread, whatever the driver's thread does.
+  platform::PlatformComponents log_;
   mutable std::mutex mutex_;
   std::atomic<bool> news_ = true;
   Status last_;

@@ -121,14 +121,26 @@ TEST_F(SpoolHost, APostgresOutageLosesNoSubgroup) {
       "\tSPC database unavailable, keeping subgroups locally\t");
 }
 
-// A server frozen mid-save answers neither the save nor its cancel: the stop leaves that
-// driver behind after a few seconds and says so, instead of waiting for systemd's SIGKILL.
-TEST_F(SpoolHost, AFrozenServerDoesNotHoldUpTheStop) {
+// A server frozen mid-save answers neither the save nor its cancel. Frozen for longer than
+// the time limits allow, the driver is said not to answer, and to answer again once the server
+// does. Frozen again, the stop leaves that driver behind after a few seconds and says so,
+// instead of waiting for systemd's SIGKILL.
+TEST_F(SpoolHost, AFrozenServerIsToldAndDoesNotHoldUpTheStop) {
   auto database = spcdbtest::MakeStoppableDatabase(spcdbtest::Backend::PostgreSQL);
   if (!database) GTEST_SKIP() << "no PostgreSQL server here";
+  // Inside one call for 2 * (1 + 1) + 10 s is stuck.
+  WriteFile("settings/dam.ini", "[Connections]\r\nLoginTimeout=1\r\nQueryTimeout=1\r\n");
   StartHistorian();
   auto run = RunOn(database->ConnectionString(), Configuration());
   ASSERT_TRUE(TwoMoreSaved(database->ConnectionString())) << Log();
+  ASSERT_TRUE(database->Freeze(true));
+  std::string output;
+  EXPECT_TRUE(Says(*run, output, "| last error Driver Not Answering: inside one database call", 30))
+      << output;
+  database->Freeze(false);
+  EXPECT_TRUE(Says(*run, output, "| last error Driver Answering Again: back after", 15)) << output;
+  EXPECT_TRUE(Logged("\tDriver Not Answering\t") && Logged("\tDriver Answering Again\t")) << Log();
+
   ASSERT_TRUE(database->Freeze(true));
   QThread::sleep(2);
   QElapsedTimer clock;
@@ -138,9 +150,10 @@ TEST_F(SpoolHost, AFrozenServerDoesNotHoldUpTheStop) {
   database->Freeze(false);
   ASSERT_TRUE(finished);
   EXPECT_LT(clock.elapsed(), 10'000);
-  EXPECT_NE(run->readAll().toStdString().find(
-                "stopped while it waited on a database that does not answer"),
-            std::string::npos);
+  output += run->readAll().toStdString();
+  EXPECT_NE(output.find("stopped while it waited on a database that does not answer"),
+            std::string::npos)
+      << output;
 }
 
 TEST_F(SpoolHost, AHostKilledWhileForwardingForwardsTheRestOnceAfterARestart) {
