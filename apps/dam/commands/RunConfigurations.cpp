@@ -387,8 +387,12 @@ int RunConfigurations::Finish() {
   // A driver whose database stopped answering (a server frozen, not down) is not waited
   // for past systemd's patience: the others stop, and the process ends around it.
   deadline = std::chrono::steady_clock::now() + 5s;
+  bool anyStopped = false;
   for (auto& [shown, stopped] : stopping) {
-    if (settled(stopped)) continue;
+    if (settled(stopped)) {
+      anyStopped = true;
+      continue;
+    }
     hung.insert(shown);
     leftBehind_.push_back(shown->configuration->File());
   }
@@ -435,7 +439,8 @@ int RunConfigurations::Finish() {
   }
   running_.clear();
   if (outputClosed_) return apps::kExitOutputClosed;
-  return stopping.empty() && !leftBehind_.empty() ? apps::kExitUnreachable : apps::kExitOk;
+  // A restart may find the database answering again.
+  return !anyStopped && !leftBehind_.empty() ? apps::kExitUnreachable : apps::kExitOk;
 }
 
 std::set<const RunConfigurations::Shown*> RunConfigurations::FinishChecks(
