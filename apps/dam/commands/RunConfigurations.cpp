@@ -250,7 +250,23 @@ void RunConfigurations::CollectChanges(bool finishing) {
   Begin(waited);
   Begin(anew);
   Reread();
-  if (!reloadUnderway_ || !reloading_.empty() || !leaving_.empty()) return;
+  // A driver inside a database call that does not answer takes its change once it comes
+  // round: the service manager is not kept waiting for that.
+  for (Reloading& reload : reloading_) {
+    if (reload.waits || !reload.shown->configuration->NotAnswering()) continue;
+    reload.waits = true;
+    Say(reload.shown, "message", "not answering: its change is taken once it answers again");
+  }
+  for (Leaving& leaving : leaving_) {
+    if (leaving.waits || !leaving.shown->configuration->NotAnswering()) continue;
+    leaving.waits = true;
+    Say(leaving.shown.get(), "message", "not answering: it stops once it answers again");
+  }
+  const auto waits = [](const auto& change) { return change.waits; };
+  if (!reloadUnderway_ || !std::all_of(reloading_.begin(), reloading_.end(), waits) ||
+      !std::all_of(leaving_.begin(), leaving_.end(), waits)) {
+    return;
+  }
   reloadUnderway_ = false;
   if (running_.empty() && starting_.empty()) Say(nullptr, "message", "no configuration runs");
   service_.Ready();

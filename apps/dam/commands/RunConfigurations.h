@@ -108,6 +108,8 @@ class RunConfigurations {
     Shown* shown;
     std::string text;
     std::future<RunningConfiguration::Outcome> outcome;
+    // Said to wait for its driver, which does not answer.
+    bool waits = false;
   };
 
   // A configuration whose file went, until its driver stopped.
@@ -116,6 +118,7 @@ class RunConfigurations {
     std::future<void> stopped;
     // Renamed: the text to start anew once it stopped.
     std::optional<std::string> renamed;
+    bool waits = false;
   };
 
   std::string Paths() const;
@@ -153,9 +156,10 @@ class RunConfigurations {
 
   // Takes the reloads and stops that are done, or when `finishing` all of them, and says so,
   // after what the out-of-control checks of those stopped found in what they saved; the
-  // service is ready once none is left of a reload. A configuration renamed, and one that
-  // waited for a name this frees, start anew unless the run is finishing: one that waited is
-  // then said not to run.
+  // service is ready once none is left of a reload but those of drivers that do not answer,
+  // which are said to wait and are taken once their drivers come round. A configuration
+  // renamed, and one that waited for a name this frees, start anew unless the run is
+  // finishing: one that waited is then said not to run.
   void CollectChanges(bool finishing);
 
   // The configurations in the order of the paths.

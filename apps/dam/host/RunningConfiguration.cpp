@@ -266,11 +266,13 @@ void RunningConfiguration::Refresh() {
 }
 
 void RunningConfiguration::Stuck(std::chrono::seconds busy) {
+  notAnswering_ = true;
   Tell("Driver Not Answering", "inside one database call for " + std::to_string(busy.count()) +
                                    " s, longer than its time limits allow");
 }
 
 void RunningConfiguration::Answering(std::chrono::seconds busy) {
+  notAnswering_ = false;
   Tell("Driver Answering Again",
        "back after " + std::to_string(busy.count()) + " s inside one database call");
 }

@@ -99,6 +99,9 @@ class RunningConfiguration {
   std::future<void> Stop();
 
   Status Look() const;
+  // The driver's loop has been inside one database call for longer than its time limits
+  // allow, and has not come round since; safe from any thread.
+  bool NotAnswering() const { return notAnswering_; }
   // True once after the status or the errors changed: a look at hundreds of configurations
   // reads only the few that did something since the last.
   bool TakeNews() { return news_.exchange(false); }
@@ -142,6 +145,7 @@ class RunningConfiguration {
 
   // Writes the lines of the watcher's thread, whatever the driver's thread does.
   platform::PlatformComponents log_;
+  std::atomic<bool> notAnswering_ = false;
   mutable std::mutex mutex_;
   std::atomic<bool> news_ = true;
   Status last_;
