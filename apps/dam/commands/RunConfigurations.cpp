@@ -297,6 +297,7 @@ void RunConfigurations::Look() {
     }
   }
   const bool several = several_ || running_.size() > 1;
+  for (Starting& start : starting_) ShowStarting(start);
   bool allSaved = options_.subgroups > 0 && starting_.empty();
   std::vector<const RunningConfiguration::Status*> statuses;
   for (const std::unique_ptr<Shown>& shown : running_) {
@@ -575,7 +576,7 @@ std::exception_ptr RunConfigurations::Collect(bool wait) {
       if (several_) Skipped(start->configuration->File(), outcome.failure, "; it does not run");
     } else if (std::find(order_.begin(), order_.end(), start->configuration->File()) !=
                order_.end()) {
-      Started(std::move(start->configuration));
+      Started(*start);
     }
     start = starting_.erase(start);
     collected = true;
@@ -624,8 +625,10 @@ void RunConfigurations::InOrder() {
                    [&](const auto& a, const auto& b) { return at(a) < at(b); });
 }
 
-void RunConfigurations::Started(std::unique_ptr<RunningConfiguration> configuration) {
+void RunConfigurations::Started(Starting& start) {
+  std::unique_ptr<RunningConfiguration>& configuration = start.configuration;
   auto shown = std::make_unique<Shown>();
+  shown->errorAt = start.errorAt;
   if (options_.ndjson) shown->events.emplace(std::cout, configuration->Name());
   if (observers_.rules) {
     Shown* told = shown.get();
@@ -638,6 +641,22 @@ void RunConfigurations::Started(std::unique_ptr<RunningConfiguration> configurat
   running_.push_back(std::move(shown));
 }
 
+void RunConfigurations::ShowStarting(Starting& start) {
+  if (!start.configuration->TakeNews()) return;
+  const std::vector<RunError> errors = start.configuration->TakeErrors();
+  if (errors.empty()) return;
+  start.errorAt = ++errorsTaken_;
+  start.lastError = errors.back().message;
+  for (const RunError& error : errors) {
+    if (options_.ndjson) {
+      RunEvents(std::cout, start.name).Error(error);
+    } else {
+      std::cerr << "dam run: " << (several_ ? start.name + ": " : "")
+                << apps::Printable(error.message) << std::endl;
+    }
+  }
+}
+
 std::string RunConfigurations::LastError() const {
   uint64_t newest = 0;
   std::string said;
@@ -645,6 +664,11 @@ std::string RunConfigurations::LastError() const {
     if (shown->errorAt <= newest) continue;
     newest = shown->errorAt;
     said = shown->configuration->Name() + ": " + shown->status->lastError;
+  }
+  for (const Starting& start : starting_) {
+    if (start.errorAt <= newest) continue;
+    newest = start.errorAt;
+    said = start.name + ": " + start.lastError;
   }
   return said;
 }

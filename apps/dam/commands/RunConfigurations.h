@@ -87,6 +87,9 @@ class RunConfigurations {
     std::future<RunningConfiguration::Outcome> outcome;
     // As its text gives it: known before its driver is.
     std::string name;
+    // Its newest error, and when it came, as a shown one's.
+    uint64_t errorAt = 0;
+    std::string lastError{};
   };
 
   struct Shown {
@@ -165,9 +168,13 @@ class RunConfigurations {
   // The configurations in the order of the paths.
   void InOrder();
 
-  void Started(std::unique_ptr<RunningConfiguration> configuration);
+  void Started(Starting& start);
 
-  // "NAME: error" of the configuration whose error came last, of those that run now;
+  // What a configuration still starting said since the last look: its driver does not
+  // answer, or answers again.
+  void ShowStarting(Starting& start);
+
+  // "NAME: error" of the configuration whose error came last, of those the run holds now;
   // "" when none had any.
   std::string LastError() const;
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "apps/dam/host/ConfigurationName.h"
 #include "apps/shared/Failures.h"
 #include "apps/shared/TerminalText.h"
 #include "common/TypeTables.h"
@@ -36,6 +37,14 @@ RunningConfiguration::RunningConfiguration(std::string file, Settings settings,
   if (settings_.activity) return;
   context_->moveToThread(&thread_);
   thread_.start();
+  // Before any step: the watch marks only the events that begin after it.
+  QMetaObject::invokeMethod(
+      context_.get(),
+      [this] {
+        watch_ = service_.WatchThisDriver([this](std::chrono::seconds busy) { Stuck(busy); },
+                                          [this](std::chrono::seconds busy) { Answering(busy); });
+      },
+      Qt::QueuedConnection);
 }
 
 RunningConfiguration::~RunningConfiguration() {
@@ -68,6 +77,11 @@ std::future<Result> RunningConfiguration::OnDriverThread(std::function<Result()>
 }
 
 std::future<RunningConfiguration::Outcome> RunningConfiguration::Start(std::string text) {
+  {
+    // A start stuck before its driver read the text is told under this name.
+    std::lock_guard lock(mutex_);
+    name_ = ConfigurationNameIn(file_, text);
+  }
   return OnDriverThread<Outcome>([this, text = std::move(text)] { return Begin(text); });
 }
 
@@ -138,11 +152,6 @@ RunningConfiguration::Outcome RunningConfiguration::Begin(const std::string& tex
     if (settings_.board) metrics_ = std::make_unique<RunMetrics>(configuration);
     if (settings_.activity && !handle_->Driver().ShowActivity()) {
       throw apps::Failure(apps::kExitFailure, "the activity window could not be shown");
-    }
-    // The run's own thread is watched by the run.
-    if (!settings_.activity) {
-      watch_ = service_.WatchThisDriver([this](std::chrono::seconds busy) { Stuck(busy); },
-                                        [this](std::chrono::seconds busy) { Answering(busy); });
     }
     QObject::connect(whileSpooled_.get(), &QTimer::timeout, [this] { Refresh(); });
     // The status changes with what the event loop handles (a collection, a save, an

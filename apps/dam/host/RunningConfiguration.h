@@ -84,7 +84,7 @@ class RunningConfiguration {
   RunningConfiguration& operator=(const RunningConfiguration&) = delete;
 
   const std::string& File() const { return file_; }
-  // The configuration's NAME, else the file's stem; known once Start is done.
+  // The configuration's NAME, else the file's stem; known once Start is called.
   const std::string& Name() const { return name_; }
   // The text the driver was last handed.
   const std::string& Text() const { return text_; }
@@ -139,6 +139,7 @@ class RunningConfiguration {
   std::unique_ptr<RunMetrics> metrics_;
   // On a thread of its own, every line the driver's thread writes names its configuration.
   std::unique_ptr<platform::LineNote> note_;
+  // Made before the start: a start stuck on its databases is told as a collection is.
   std::unique_ptr<ServiceNotifier::LoopWatch> watch_;
   std::unique_ptr<QTimer> whileSpooled_;
   QMetaObject::Connection looking_;
