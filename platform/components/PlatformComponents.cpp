@@ -131,17 +131,18 @@ std::shared_ptr<SpcSpool> PlatformComponents::MakeSpool() {
     spool_ = std::make_shared<SpcSpool>(
         fileSystem_.JoinPath(data, "spool.db"), HostId(data), SpoolBytes(SettingsPath()),
         [this](const std::string& description, const std::string& detail,
-               const std::string& extended) { WriteLogLine(description, detail, extended); });
+               const std::string& extended) {
+          WriteLogLine("SPC database", description, detail, extended);
+        });
   }
   return spool_;
 }
 
-// The collection log's format; the name field says who wrote the line.
-void PlatformComponents::WriteLogLine(const std::string& description, const std::string& detail,
-                                      const std::string& extended) {
+// The collection log's format.
+void PlatformComponents::WriteLogLine(const std::string& writer, const std::string& description,
+                                      const std::string& detail, const std::string& extended) {
   const std::string line = runtime::Join(
-      {"SPC database", runtime::FormatGeneralDate(runtime::Now()), description, detail, extended},
-      "\t");
+      {writer, runtime::FormatGeneralDate(runtime::Now()), description, detail, extended}, "\t");
   try {
     // The host's own line, not its driver's: not told as one.
     fileSystem_.platform::FileSystem::AppendToFile(

@@ -83,11 +83,14 @@ class PlatformComponents : public host::Components {
   // as a connection is made at every collection and dam.ini changes only with a restart.
   OdbcPolicy ReadOdbcPolicy();
 
+  // A line of the host's own in the collection log, from any thread: `writer` fills the name
+  // field, which says who wrote it. Not told as the driver's (CollectionLogLine).
+  void WriteLogLine(const std::string& writer, const std::string& description,
+                    const std::string& detail, const std::string& extended);
+
  private:
   std::string SettingsPath();
   std::shared_ptr<SpcSpool> MakeSpool();
-  void WriteLogLine(const std::string& description, const std::string& detail,
-                    const std::string& extended);
 
   platform::DateMath dateMath_;
   platform::Comparer comparer_;

@@ -250,7 +250,23 @@ void RunConfigurations::CollectChanges(bool finishing) {
   Begin(waited);
   Begin(anew);
   Reread();
-  if (!reloadUnderway_ || !reloading_.empty() || !leaving_.empty()) return;
+  // A driver inside a database call that does not answer takes its change once it comes
+  // round: the service manager is not kept waiting for that.
+  for (Reloading& reload : reloading_) {
+    if (reload.waits || !reload.shown->configuration->NotAnswering()) continue;
+    reload.waits = true;
+    Say(reload.shown, "message", "not answering: its change is taken once it answers again");
+  }
+  for (Leaving& leaving : leaving_) {
+    if (leaving.waits || !leaving.shown->configuration->NotAnswering()) continue;
+    leaving.waits = true;
+    Say(leaving.shown.get(), "message", "not answering: it stops once it answers again");
+  }
+  const auto waits = [](const auto& change) { return change.waits; };
+  if (!reloadUnderway_ || !std::all_of(reloading_.begin(), reloading_.end(), waits) ||
+      !std::all_of(leaving_.begin(), leaving_.end(), waits)) {
+    return;
+  }
   reloadUnderway_ = false;
   if (running_.empty() && starting_.empty()) Say(nullptr, "message", "no configuration runs");
   service_.Ready();
@@ -281,6 +297,7 @@ void RunConfigurations::Look() {
     }
   }
   const bool several = several_ || running_.size() > 1;
+  for (Starting& start : starting_) ShowStarting(start);
   bool allSaved = options_.subgroups > 0 && starting_.empty();
   std::vector<const RunningConfiguration::Status*> statuses;
   for (const std::unique_ptr<Shown>& shown : running_) {
@@ -294,7 +311,7 @@ void RunConfigurations::Look() {
   const std::vector<RunningConfiguration::Status> starting(starting_.size());
   for (const RunningConfiguration::Status& status : starting) statuses.push_back(&status);
   const std::string summary =
-      several || running_.empty() ? SummaryLine(statuses, lastError_) : running_[0]->line;
+      several || running_.empty() ? SummaryLine(statuses, LastError()) : running_[0]->line;
   if (!options_.ndjson && terminal_ && summary != shownSummary_) {
     std::cout << "\r\033[K" << summary << std::flush;
   }
@@ -313,7 +330,7 @@ void RunConfigurations::Show(Shown& shown, bool several) {
   const std::vector<RunError> errors = configuration.TakeErrors();
   if (errors.empty() && shown.status == status) return;
   shown.status = status;
-  if (!errors.empty()) lastError_ = configuration.Name() + ": " + errors.back().message;
+  if (!errors.empty()) shown.errorAt = ++errorsTaken_;
   if (status.unavailable != shown.unavailable && !status.unavailable.empty()) {
     if (shown.events) {
       shown.events->Error({"status unavailable: " + status.unavailable, 0, "dam run"});
@@ -387,8 +404,12 @@ int RunConfigurations::Finish() {
   // A driver whose database stopped answering (a server frozen, not down) is not waited
   // for past systemd's patience: the others stop, and the process ends around it.
   deadline = std::chrono::steady_clock::now() + 5s;
+  bool anyStopped = false;
   for (auto& [shown, stopped] : stopping) {
-    if (settled(stopped)) continue;
+    if (settled(stopped)) {
+      anyStopped = true;
+      continue;
+    }
     hung.insert(shown);
     leftBehind_.push_back(shown->configuration->File());
   }
@@ -435,7 +456,8 @@ int RunConfigurations::Finish() {
   }
   running_.clear();
   if (outputClosed_) return apps::kExitOutputClosed;
-  return stopping.empty() && !leftBehind_.empty() ? apps::kExitUnreachable : apps::kExitOk;
+  // A restart may find the database answering again.
+  return !anyStopped && !leftBehind_.empty() ? apps::kExitUnreachable : apps::kExitOk;
 }
 
 std::set<const RunConfigurations::Shown*> RunConfigurations::FinishChecks(
@@ -554,7 +576,7 @@ std::exception_ptr RunConfigurations::Collect(bool wait) {
       if (several_) Skipped(start->configuration->File(), outcome.failure, "; it does not run");
     } else if (std::find(order_.begin(), order_.end(), start->configuration->File()) !=
                order_.end()) {
-      Started(std::move(start->configuration));
+      Started(*start);
     }
     start = starting_.erase(start);
     collected = true;
@@ -603,8 +625,10 @@ void RunConfigurations::InOrder() {
                    [&](const auto& a, const auto& b) { return at(a) < at(b); });
 }
 
-void RunConfigurations::Started(std::unique_ptr<RunningConfiguration> configuration) {
+void RunConfigurations::Started(Starting& start) {
+  std::unique_ptr<RunningConfiguration>& configuration = start.configuration;
   auto shown = std::make_unique<Shown>();
+  shown->errorAt = start.errorAt;
   if (options_.ndjson) shown->events.emplace(std::cout, configuration->Name());
   if (observers_.rules) {
     Shown* told = shown.get();
@@ -615,6 +639,38 @@ void RunConfigurations::Started(std::unique_ptr<RunningConfiguration> configurat
   }
   shown->configuration = std::move(configuration);
   running_.push_back(std::move(shown));
+}
+
+void RunConfigurations::ShowStarting(Starting& start) {
+  if (!start.configuration->TakeNews()) return;
+  const std::vector<RunError> errors = start.configuration->TakeErrors();
+  if (errors.empty()) return;
+  start.errorAt = ++errorsTaken_;
+  start.lastError = errors.back().message;
+  for (const RunError& error : errors) {
+    if (options_.ndjson) {
+      RunEvents(std::cout, start.name).Error(error);
+    } else {
+      std::cerr << "dam run: " << (several_ ? start.name + ": " : "")
+                << apps::Printable(error.message) << std::endl;
+    }
+  }
+}
+
+std::string RunConfigurations::LastError() const {
+  uint64_t newest = 0;
+  std::string said;
+  for (const std::unique_ptr<Shown>& shown : running_) {
+    if (shown->errorAt <= newest) continue;
+    newest = shown->errorAt;
+    said = shown->configuration->Name() + ": " + shown->status->lastError;
+  }
+  for (const Starting& start : starting_) {
+    if (start.errorAt <= newest) continue;
+    newest = start.errorAt;
+    said = start.name + ": " + start.lastError;
+  }
+  return said;
 }
 
 void RunConfigurations::Report(const RunningConfiguration& configuration,

@@ -5,6 +5,7 @@
 
 #include <QObject>
 #include <atomic>
+#include <cstdint>
 #include <exception>
 #include <future>
 #include <map>
@@ -86,6 +87,9 @@ class RunConfigurations {
     std::future<RunningConfiguration::Outcome> outcome;
     // As its text gives it: known before its driver is.
     std::string name;
+    // Its newest error, and when it came, as a shown one's.
+    uint64_t errorAt = 0;
+    std::string lastError{};
   };
 
   struct Shown {
@@ -98,6 +102,8 @@ class RunConfigurations {
     // With rules: told of each count of saved subgroups the driver reaches.
     std::unique_ptr<OutOfControlCheck> outOfControl;
     int32_t checkedAt = 0;
+    // When its newest error came, in the order of the run's errors; 0: none yet.
+    uint64_t errorAt = 0;
   };
 
   // A configuration handed a changed text, until its driver took it.
@@ -105,6 +111,8 @@ class RunConfigurations {
     Shown* shown;
     std::string text;
     std::future<RunningConfiguration::Outcome> outcome;
+    // Said to wait for its driver, which does not answer.
+    bool waits = false;
   };
 
   // A configuration whose file went, until its driver stopped.
@@ -113,6 +121,7 @@ class RunConfigurations {
     std::future<void> stopped;
     // Renamed: the text to start anew once it stopped.
     std::optional<std::string> renamed;
+    bool waits = false;
   };
 
   std::string Paths() const;
@@ -150,15 +159,24 @@ class RunConfigurations {
 
   // Takes the reloads and stops that are done, or when `finishing` all of them, and says so,
   // after what the out-of-control checks of those stopped found in what they saved; the
-  // service is ready once none is left of a reload. A configuration renamed, and one that
-  // waited for a name this frees, start anew unless the run is finishing: one that waited is
-  // then said not to run.
+  // service is ready once none is left of a reload but those of drivers that do not answer,
+  // which are said to wait and are taken once their drivers come round. A configuration
+  // renamed, and one that waited for a name this frees, start anew unless the run is
+  // finishing: one that waited is then said not to run.
   void CollectChanges(bool finishing);
 
   // The configurations in the order of the paths.
   void InOrder();
 
-  void Started(std::unique_ptr<RunningConfiguration> configuration);
+  void Started(Starting& start);
+
+  // What a configuration still starting said since the last look: its driver does not
+  // answer, or answers again.
+  void ShowStarting(Starting& start);
+
+  // "NAME: error" of the configuration whose error came last, of those the run holds now;
+  // "" when none had any.
+  std::string LastError() const;
 
   // The check's findings and the historian's status; a failure is the caller's to show.
   void Report(const RunningConfiguration& configuration,
@@ -196,7 +214,8 @@ class RunConfigurations {
   std::atomic<bool> lookPending_ = false;
   std::vector<std::unique_ptr<Shown>> running_;
   std::string shownSummary_;
-  std::string lastError_;
+  // The errors the run has taken from its configurations so far.
+  uint64_t errorsTaken_ = 0;
   bool outputClosed_ = false;
   // Named more than one configuration: every line names its configuration.
   bool several_ = false;

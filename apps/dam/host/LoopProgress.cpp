@@ -1,6 +1,7 @@
 #include "apps/dam/host/LoopProgress.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace dam {
 namespace {
@@ -35,9 +36,10 @@ LoopProgress::InEvent::~InEvent() {
 }
 
 std::shared_ptr<LoopProgress::Loop> LoopProgress::Watch(
-    std::function<void(Clock::duration)> stuck) {
+    std::function<void(Clock::duration)> stuck, std::function<void(Clock::duration)> answering) {
   auto loop = std::make_shared<Loop>();
   loop->stuck_ = std::move(stuck);
+  loop->answering_ = std::move(answering);
   std::lock_guard lock(mutex_);
   loops_.push_back(loop);
   return loop;
@@ -67,8 +69,13 @@ std::optional<LoopProgress::Clock::duration> LoopProgress::Stuck(Clock::time_poi
       continue;
     }
     const bool stuck = busy > allowedStall_;
-    if (stuck && !loop->told_) loop->stuck_(busy);
-    loop->told_ = stuck;
+    if (stuck && !loop->stalledSince_) {
+      loop->stalledSince_ = now - busy;
+      loop->stuck_(busy);
+    } else if (!stuck && loop->stalledSince_) {
+      const Clock::duration took = now - *std::exchange(loop->stalledSince_, std::nullopt);
+      if (loop->answering_) loop->answering_(took);
+    }
   }
   if (longest > allowedStall_) return longest;
   return std::nullopt;

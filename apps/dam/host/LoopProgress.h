@@ -40,9 +40,11 @@ class LoopProgress {
     std::atomic<int> depth_ = 0;
     std::atomic<bool> waiting_ = false;
     std::atomic<Clock::rep> last_ = 0;
-    // A driver's loop: told of its stall, under the watcher's lock.
+    // A driver's loop: told of its stall and of its end, under the watcher's lock.
     std::function<void(Clock::duration)> stuck_;
-    bool told_ = false;
+    std::function<void(Clock::duration)> answering_;
+    // Since when the loop told stuck has been inside its event.
+    std::optional<Clock::time_point> stalledSince_;
   };
 
   // While it lives, the loop watched on the calling thread, if any, is inside an event.
@@ -62,14 +64,17 @@ class LoopProgress {
 
   // Watches one more loop while it lives: the host's own, or with `stuck` a driver's, whose
   // stall is not the host's: Stuck calls `stuck` once the loop has been busy for longer than
-  // allowed, and again only after it came round.
-  std::shared_ptr<Loop> Watch(std::function<void(Clock::duration)> stuck = nullptr);
+  // allowed, and `answering` once it came round after that, with how long it was inside
+  // that event (to the look that found it out).
+  std::shared_ptr<Loop> Watch(std::function<void(Clock::duration)> stuck = nullptr,
+                              std::function<void(Clock::duration)> answering = nullptr);
   // Ends the watch of `loop`; a call of its `stuck` under way has returned by then.
   void Unwatch(const Loop* loop);
   // Makes `loop` the one InEvent marks on the calling thread; nullptr ends that.
   static void MarkOnThisThread(Loop* loop);
   // How long the host's loop busy longest has been busy, when that is longer than allowed;
-  // nullopt while each comes round in time. Tells the drivers' loops that became stuck.
+  // nullopt while each comes round in time. Tells the drivers' loops that became stuck, and
+  // those that came round again.
   std::optional<Clock::duration> Stuck(Clock::time_point now);
   Clock::duration AllowedStall() const { return allowedStall_; }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "apps/dam/host/ConfigurationName.h"
 #include "apps/shared/Failures.h"
 #include "apps/shared/TerminalText.h"
 #include "common/TypeTables.h"
@@ -36,6 +37,14 @@ RunningConfiguration::RunningConfiguration(std::string file, Settings settings,
   if (settings_.activity) return;
   context_->moveToThread(&thread_);
   thread_.start();
+  // Before any step: the watch marks only the events that begin after it.
+  QMetaObject::invokeMethod(
+      context_.get(),
+      [this] {
+        watch_ = service_.WatchThisDriver([this](std::chrono::seconds busy) { Stuck(busy); },
+                                          [this](std::chrono::seconds busy) { Answering(busy); });
+      },
+      Qt::QueuedConnection);
 }
 
 RunningConfiguration::~RunningConfiguration() {
@@ -68,6 +77,11 @@ std::future<Result> RunningConfiguration::OnDriverThread(std::function<Result()>
 }
 
 std::future<RunningConfiguration::Outcome> RunningConfiguration::Start(std::string text) {
+  {
+    // A start stuck before its driver read the text is told under this name.
+    std::lock_guard lock(mutex_);
+    name_ = ConfigurationNameIn(file_, text);
+  }
   return OnDriverThread<Outcome>([this, text = std::move(text)] { return Begin(text); });
 }
 
@@ -102,7 +116,10 @@ RunningConfiguration::Outcome RunningConfiguration::Begin(const std::string& tex
     } catch (...) {
       unreadable = std::current_exception();
     }
-    name_ = handle_->NameFor(file_);
+    {
+      std::lock_guard lock(mutex_);
+      name_ = handle_->NameFor(file_);
+    }
     if (!settings_.activity) {
       note_ = std::make_unique<platform::LineNote>(platform::LineFields{.configuration = name_});
     }
@@ -135,10 +152,6 @@ RunningConfiguration::Outcome RunningConfiguration::Begin(const std::string& tex
     if (settings_.board) metrics_ = std::make_unique<RunMetrics>(configuration);
     if (settings_.activity && !handle_->Driver().ShowActivity()) {
       throw apps::Failure(apps::kExitFailure, "the activity window could not be shown");
-    }
-    // The run's own thread is watched by the run.
-    if (!settings_.activity) {
-      watch_ = service_.WatchThisDriver([this](std::chrono::seconds busy) { Stuck(busy); });
     }
     QObject::connect(whileSpooled_.get(), &QTimer::timeout, [this] { Refresh(); });
     // The status changes with what the event loop handles (a collection, a save, an
@@ -262,14 +275,29 @@ void RunningConfiguration::Refresh() {
 }
 
 void RunningConfiguration::Stuck(std::chrono::seconds busy) {
-  const RunError error{"Driver Not Answering: inside one database call for " +
-                           std::to_string(busy.count()) + " s, longer than its time limits allow",
-                       0, "dam run"};
+  notAnswering_ = true;
+  Tell("Driver Not Answering", "inside one database call for " + std::to_string(busy.count()) +
+                                   " s, longer than its time limits allow");
+}
+
+void RunningConfiguration::Answering(std::chrono::seconds busy) {
+  notAnswering_ = false;
+  Tell("Driver Answering Again",
+       "back after " + std::to_string(busy.count()) + " s inside one database call");
+}
+
+// As the run tells a collection log line of the driver's; the line names the configuration,
+// not dam, so that it is found with the driver's own.
+void RunningConfiguration::Tell(const std::string& description, const std::string& detail) {
+  const RunError error{description + ": " + detail, 0, "dam run"};
+  std::string name;
   {
     std::lock_guard lock(mutex_);
+    name = name_;
     last_.lastError = error.message;
     errors_.push_back(error);
   }
+  log_.WriteLogLine(name, description, detail, file_);
   news_ = true;
   changed_();
 }

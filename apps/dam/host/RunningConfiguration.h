@@ -30,6 +30,7 @@
 #include "apps/dam/host/RunStatus.h"
 #include "apps/dam/host/ServiceNotifier.h"
 #include "platform/components/LineFields.h"
+#include "platform/components/PlatformComponents.h"
 #include "runtime/Date.h"
 
 namespace dam {
@@ -83,7 +84,7 @@ class RunningConfiguration {
   RunningConfiguration& operator=(const RunningConfiguration&) = delete;
 
   const std::string& File() const { return file_; }
-  // The configuration's NAME, else the file's stem; known once Start is done.
+  // The configuration's NAME, else the file's stem; known once Start is called.
   const std::string& Name() const { return name_; }
   // The text the driver was last handed.
   const std::string& Text() const { return text_; }
@@ -98,6 +99,9 @@ class RunningConfiguration {
   std::future<void> Stop();
 
   Status Look() const;
+  // The driver's loop has been inside one database call for longer than its time limits
+  // allow, and has not come round since; safe from any thread.
+  bool NotAnswering() const { return notAnswering_; }
   // True once after the status or the errors changed: a look at hundreds of configurations
   // reads only the few that did something since the last.
   bool TakeNews() { return news_.exchange(false); }
@@ -113,13 +117,17 @@ class RunningConfiguration {
   // Takes the status on the driver's thread after each round of its event loop.
   void Refresh();
   // The driver's loop has been inside one event for `busy`, longer than its database waits
-  // may take: told from the watcher's thread, as the driver's cannot.
+  // may take, or came round after `busy` inside it: told from the watcher's thread, as the
+  // driver's cannot, and in the collection log.
   void Stuck(std::chrono::seconds busy);
+  void Answering(std::chrono::seconds busy);
+  void Tell(const std::string& description, const std::string& detail);
 
   const std::string file_;
   const Settings settings_;
   ServiceNotifier& service_;
   const std::function<void()> changed_;
+  // Written on the driver's thread under mutex_: the watcher's reads it too.
   std::string name_;
   std::string text_;
 
@@ -131,10 +139,14 @@ class RunningConfiguration {
   std::unique_ptr<RunMetrics> metrics_;
   // On a thread of its own, every line the driver's thread writes names its configuration.
   std::unique_ptr<platform::LineNote> note_;
+  // Made before the start: a start stuck on its databases is told as a collection is.
   std::unique_ptr<ServiceNotifier::LoopWatch> watch_;
   std::unique_ptr<QTimer> whileSpooled_;
   QMetaObject::Connection looking_;
 
+  // Writes the lines of the watcher's thread, whatever the driver's thread does.
+  platform::PlatformComponents log_;
+  std::atomic<bool> notAnswering_ = false;
   mutable std::mutex mutex_;
   std::atomic<bool> news_ = true;
   Status last_;

@@ -56,11 +56,14 @@ std::unique_ptr<ServiceNotifier::LoopWatch> ServiceNotifier::WatchThisLoop() {
 }
 
 std::unique_ptr<ServiceNotifier::LoopWatch> ServiceNotifier::WatchThisDriver(
-    std::function<void(seconds)> stuck) {
+    std::function<void(seconds)> stuck, std::function<void(seconds)> answering) {
+  const auto inSeconds = [](std::function<void(seconds)> tell) {
+    return [tell = std::move(tell)](LoopProgress::Clock::duration busy) {
+      tell(std::chrono::duration_cast<seconds>(busy));
+    };
+  };
   return std::make_unique<LoopWatch>(
-      progress_, progress_.Watch([stuck = std::move(stuck)](LoopProgress::Clock::duration busy) {
-        stuck(std::chrono::duration_cast<seconds>(busy));
-      }));
+      progress_, progress_.Watch(inSeconds(std::move(stuck)), inSeconds(std::move(answering))));
 }
 
 void ServiceNotifier::Ready() {

@@ -58,8 +58,10 @@ class ServiceNotifier {
   std::unique_ptr<LoopWatch> WatchThisLoop();
   // Watches a driver's event loop, on the calling thread, while the object returned lives:
   // `stuck` is called on the watcher's thread, with how long the loop has been inside one
-  // event, once that is longer than allowed, and again only after the loop came round.
-  std::unique_ptr<LoopWatch> WatchThisDriver(std::function<void(std::chrono::seconds)> stuck);
+  // event, once that is longer than allowed; `answering` once the loop came round after
+  // that, with how long it was inside that event (at most one look late).
+  std::unique_ptr<LoopWatch> WatchThisDriver(std::function<void(std::chrono::seconds)> stuck,
+                                             std::function<void(std::chrono::seconds)> answering);
   void Ready();
   // The host rereads its configurations; Ready once it has.
   void Reloading();

@@ -37,8 +37,9 @@ TEST_F(HostFaults, UnknownUnitCodesAreLoggedAndRetriedNotLooped) {
 // Another writer holds the historian: each collection fails within the query timeout
 // with one line, the next start logs the collection times it ran past, and SIGTERM stops
 // dam in time even while a collection waits on the lock without any limit, or a start on a
-// historian server that takes the connection and never answers: that driver is left behind,
-// said so, and the run fails with 4 when nothing else ran.
+// historian server that takes the connection and never answers: that start is said not to
+// answer once it waits longer than the time limits allow, as a collection would be, and at the
+// stop it is left behind, said so, and the run fails with 4 when nothing else ran.
 TEST_F(HostFaults, ALockedHistorianFailsInTimeAndSigtermStillStopsTheHost) {
   damtest::CreateLockableHistorian(historian_);
   platform::OdbcConnection holder;
@@ -69,7 +70,8 @@ TEST_F(HostFaults, ALockedHistorianFailsInTimeAndSigtermStillStopsTheHost) {
   // The kernel takes the connection; nobody ever answers on it.
   QTcpServer server;
   ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
-  WriteFile("settings/dam.ini", "[Connections]\r\nLoginTimeout=0\r\n");
+  // Inside one call for 2 * (10, the default for 0, + 1) + 10 s is stuck.
+  WriteFile("settings/dam.ini", "[Connections]\r\nLoginTimeout=0\r\nQueryTimeout=1\r\n");
   const QString silent =
       WriteFile("silent.cfg",
                 "NAME=Silent\nACTIVE=1\nDATALINK=Driver={PostgreSQL Unicode};"
@@ -86,9 +88,12 @@ TEST_F(HostFaults, ALockedHistorianFailsInTimeAndSigtermStillStopsTheHost) {
           [&] {
             run->waitForReadyRead(100);
             said += run->readAll().toStdString();
-            return said.find("Line 1: running") != std::string::npos;
+            return said.find("Silent: Driver Not Answering: inside one database call") !=
+                   std::string::npos;
           },
-          15));
+          45))
+          << said;
+      EXPECT_NE(said.find("Line 1: running"), std::string::npos) << said;
       Terminate(*run);
     }
     said += run->readAll().toStdString();

@@ -147,17 +147,19 @@ TEST(ServiceNotifier, TellsTheManagerReadyStatusChangesWatchdogPingsAndStopping)
   EXPECT_GE(again, 2);
 
   // A driver's loop stuck as long holds up that driver alone: the pings go on, and the
-  // driver is told, once.
-  std::atomic<int> told = 0;
+  // driver is told, once, and once that it came round.
+  std::atomic<int> told = 0, answering = 0;
   {
     dam::ServiceNotifier service(0s);
-    const auto watch = service.WatchThisDriver([&](std::chrono::seconds) { ++told; });
+    const auto watch = service.WatchThisDriver([&](std::chrono::seconds) { ++told; },
+                                               [&](std::chrono::seconds) { ++answering; });
     waiting = Times(stuck.Received(), "WATCHDOG=1");
     QTimer::singleShot(0, [] { std::this_thread::sleep_for(300ms); });
     RunEventLoop(400, stuck);
   }
   EXPECT_GE(Times(stuck.Received(), "WATCHDOG=1") - waiting, 5);
   EXPECT_EQ(told, 1);
+  EXPECT_EQ(answering, 1);
   for (const char* name : {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID"}) unsetenv(name);
 }
 
@@ -193,23 +195,28 @@ TEST(LoopProgress, TheLoopInsideAnEventLongestDecidesOnceItExceedsTheAllowance) 
   one.reset();
   EXPECT_FALSE(progress.Stuck(start + 2000s)) << "an ended loop";
 
-  // A driver's loop is never the host's stall: it is told once it is stuck, and again only
-  // after it came round; an unwatched one no more.
-  std::vector<Clock::duration> told;
+  // A driver's loop is never the host's stall: it is told once it is stuck, and once that it
+  // came round, with how long it was inside that event as of the look; an unwatched one no
+  // more.
+  std::vector<Clock::duration> told, answering;
   std::shared_ptr<dam::LoopProgress::Loop> driver =
-      progress.Watch([&](Clock::duration busy) { told.push_back(busy); });
+      progress.Watch([&](Clock::duration busy) { told.push_back(busy); },
+                     [&](Clock::duration busy) { answering.push_back(busy); });
   driver->Enter(start);
   EXPECT_FALSE(progress.Stuck(start + 90s));
   EXPECT_FALSE(progress.Stuck(start + 100s));
   EXPECT_FALSE(progress.Stuck(start + 110s));
   driver->Leave(start + 120s);
-  progress.Stuck(start + 120s);
+  progress.Stuck(start + 125s);
+  progress.Stuck(start + 126s);
   driver->Enter(start + 130s);
   progress.Stuck(start + 300s);
   EXPECT_EQ(told, (std::vector<Clock::duration>{100s, 170s}));
+  EXPECT_EQ(answering, (std::vector<Clock::duration>{125s}));
   progress.Unwatch(driver.get());
   progress.Stuck(start + 500s);
   EXPECT_EQ(told.size(), 2u);
+  EXPECT_EQ(answering.size(), 1u);
 
   // The application marks the loop watched on the thread the event runs on.
   std::shared_ptr<dam::LoopProgress::Loop> mine = progress.Watch();
