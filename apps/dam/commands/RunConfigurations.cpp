@@ -124,6 +124,18 @@ void RunConfigurations::Reload() {
     leaving_.push_back({std::move(*shown), std::move(stopped), std::nullopt});
     shown = running_.erase(shown);
   }
+  // One still starting stops once its start is done: until then its name is not free.
+  for (auto start = starting_.begin(); start != starting_.end();) {
+    if (wanted.contains(start->configuration->File())) {
+      ++start;
+      continue;
+    }
+    auto shown = std::make_unique<Shown>();
+    shown->configuration = std::move(start->configuration);
+    std::future<void> stopped = shown->configuration->Stop();
+    leaving_.push_back({std::move(shown), std::move(stopped), std::nullopt});
+    start = starting_.erase(start);
+  }
   // One renamed and still stopping starts anew with its file's text as the stop finds it.
   for (Leaving& leaving : leaving_) {
     if (!wanted.contains(leaving.shown->configuration->File())) leaving.renamed.reset();
@@ -574,8 +586,7 @@ std::exception_ptr RunConfigurations::Collect(bool wait) {
       if (!failure) failure = outcome.failure;
       if (!started_) failures_.emplace(start->configuration->File(), outcome.failure);
       if (several_) Skipped(start->configuration->File(), outcome.failure, "; it does not run");
-    } else if (std::find(order_.begin(), order_.end(), start->configuration->File()) !=
-               order_.end()) {
+    } else {
       Started(*start);
     }
     start = starting_.erase(start);

@@ -164,8 +164,8 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
 // its new items, one that cannot be read now runs on as it was, a copy of one under its name
 // does not run, and the unchanged one saves every second across the reload. Names change
 // hands: two files swap theirs, and a new file takes the one another file gave up; each
-// starts under its new name once the old holder stopped. The total at the end counts the
-// removed and renamed ones too.
+// starts under its new name once the old holder stopped, so does a file moved while its line
+// still starts. The total at the end counts the removed and renamed ones too.
 TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection) {
   StartHistorian();
   const std::string plant = work_.Subfolder("plant.d");
@@ -197,34 +197,40 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
   Line("plant.d/hand.cfg", "Handed", historian_);
   Line("plant.d/take.cfg", "Hand", historian_);
   // Slow's change waits on its historian, and it changes again meanwhile: both are taken.
+  // Late still starts when its file moves.
   platform::OdbcConnection holder;
   holder.Open(testsupport::SqliteLink(slow), "", "");
   holder.Execute("BEGIN EXCLUSIVE");
   Line("plant.d/slow.cfg", "Slow", slow, damtest::kWeight + weight2);
+  Line("plant.d/late.cfg", "Late", slow);
   Follow(*run);
   const int keep = SavedBy("Keep"), unread = SavedBy("Unread");
   kill(run->processId(), SIGHUP);
   ASSERT_TRUE(WaitFor([&] { return Follow(*run), Count(output_, "Add: historian") == 1; }, 10));
   Line("plant.d/slow.cfg", "Slow", slow,
        damtest::kWeight + weight2 + "TEST=Fill\tWeight 3\t%TAG(LINE1.WEIGHT)\t\n");
+  std::filesystem::rename(plant + "/late.cfg", plant + "/late2.cfg");
   kill(run->processId(), SIGHUP);
   ASSERT_TRUE(WaitFor([&] { return Follow(*run), Count(output_, "reloading ") == 2; }, 10));
   holder.Execute("ROLLBACK");
-  // Eight at the start; the changed, the added, the taker, the three renamed, Slow twice.
+  // Eight at the start; the changed, the added, the taker, the three renamed, Slow twice, Late
+  // from its new file.
   ASSERT_TRUE(WaitFor(
       [&] {
         Follow(*run);
-        return Count(output_, "historian: ") >= 16;
+        return Count(output_, "historian: ") >= 17;
       },
       60))
       << output_ << errors_;
   const size_t reloaded = output_.size();
-  for (const char* name : {"Add", "Left", "Right", "Hand", "Handed"}) {
+  for (const char* name : {"Add", "Left", "Right", "Hand", "Handed", "Late"}) {
     ASSERT_TRUE(Saves(*run, name, 2, reloaded)) << name << output_ << errors_;
   }
   EXPECT_TRUE(Saves(*run, "Keep", keep + 3)) << output_;
   EXPECT_TRUE(Saves(*run, "Unread", unread + 3)) << output_;
-  EXPECT_NE(output_.find("Remove: removed: stopped after"), std::string::npos) << output_;
+  for (const char* removed : {"Remove: removed: stopped after", "Late: removed: stopped after 0"}) {
+    EXPECT_NE(output_.find(removed), std::string::npos) << removed << output_;
+  }
   EXPECT_NE(errors_.find("unread.cfg is a FIFO, not a configuration file; it runs on as it was"),
             std::string::npos)
       << errors_;
@@ -238,7 +244,7 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
   EXPECT_NE(output_.find("\nstopped after " + std::to_string(Saved(Spc()).size()) + " subgroup"),
             std::string::npos)
       << output_;
-  EXPECT_EQ(Count(output_, "historian: "), 16u) << output_;
+  EXPECT_EQ(Count(output_, "historian: "), 17u) << output_;
 
   const auto saved = SavedByName(Spc());
   // Keep saved one subgroup a second, the reload's second included.
