@@ -150,10 +150,7 @@ void RunConfigurations::Reload() {
       Skipped(file, reads[i].failure, shown ? "; it runs on as it was" : "; it does not run");
       continue;
     }
-    const auto renamed = std::find_if(leaving_.begin(), leaving_.end(), [&](const Leaving& one) {
-      return one.renamed && one.shown->configuration->File() == file;
-    });
-    if (renamed != leaving_.end()) {
+    if (Leaving* renamed = Renaming(file)) {
       renamed->renamed = text;
       continue;
     }
@@ -210,6 +207,8 @@ void RunConfigurations::CollectChanges(bool finishing) {
     }
     reload = reloading_.erase(reload);
   }
+  // Before a renamed one starts anew: it takes the text its file holds now.
+  if (!finishing) Reread();
   // A stop that waits on a database never holds up the run's thread: at the run's end it is
   // waited for as the others are, and left behind after that.
   const auto deadline = std::chrono::steady_clock::now() + 5s;
@@ -261,7 +260,6 @@ void RunConfigurations::CollectChanges(bool finishing) {
   }
   Begin(waited);
   Begin(anew);
-  Reread();
   // A driver inside a database call that does not answer takes its change once it comes
   // round: the service manager is not kept waiting for that.
   for (Reloading& reload : reloading_) {
@@ -533,6 +531,13 @@ std::string RunConfigurations::Named(const std::string& file) {
   return shown ? shown->configuration->Name() : file;
 }
 
+RunConfigurations::Leaving* RunConfigurations::Renaming(const std::string& file) {
+  const auto renamed = std::find_if(leaving_.begin(), leaving_.end(), [&](const Leaving& one) {
+    return one.renamed && one.shown->configuration->File() == file;
+  });
+  return renamed == leaving_.end() ? nullptr : &*renamed;
+}
+
 RunConfigurations::Shown* RunConfigurations::Find(const std::string& file) {
   for (const std::unique_ptr<Shown>& shown : running_) {
     if (shown->configuration->File() == file) return shown.get();
@@ -602,14 +607,18 @@ void RunConfigurations::Reread() {
       ++file;
       continue;
     }
-    if (Shown* shown = Find(*file)) {
+    Leaving* renamed = Renaming(*file);
+    if (Shown* shown = Find(*file); shown || renamed) {
       try {
         const std::string text = ReadConfigurationFile(*file, false);
-        if (text != shown->configuration->Text()) {
+        if (renamed) {
+          renamed->renamed = text;
+        } else if (text != shown->configuration->Text()) {
           reloading_.push_back({shown, text, shown->configuration->Reload(text)});
         }
       } catch (...) {
-        Skipped(*file, std::current_exception(), "; it runs on as it was");
+        Skipped(*file, std::current_exception(),
+                renamed ? "; it starts anew as it read before" : "; it runs on as it was");
       }
     }
     file = rereads_.erase(file);

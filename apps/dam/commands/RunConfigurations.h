@@ -142,6 +142,9 @@ class RunConfigurations {
 
   Shown* Find(const std::string& file);
 
+  // The configuration of `file` that stops to start anew under another name, else null.
+  Leaving* Renaming(const std::string& file);
+
   // Starts each (file, text) on a thread of its own, all at once; one whose name a reload
   // is freeing waits until the holder is done with it.
   void Begin(const std::vector<std::pair<std::string, std::string>>& texts);
@@ -154,7 +157,7 @@ class RunConfigurations {
   bool Busy(const std::string& file) const;
 
   // Hands each file of rereads_ whose configuration is done starting or changing its text
-  // as it reads now, when that changed.
+  // as it reads now, when that changed; one that turned out renamed starts anew with it.
   void Reread();
 
   // Takes the reloads and stops that are done, or when `finishing` all of them, and says so,
