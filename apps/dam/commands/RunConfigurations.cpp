@@ -170,6 +170,7 @@ void RunConfigurations::Reload() {
   Begin(added);
   InOrder();
   reloadUnderway_ = true;
+  idleSaid_ = false;
   CollectChanges(false);
 }
 
@@ -278,9 +279,16 @@ void RunConfigurations::CollectChanges(bool finishing) {
     return;
   }
   reloadUnderway_ = false;
-  if (running_.empty() && starting_.empty()) Say(nullptr, "message", "no configuration runs");
   service_.Ready();
   LookSoon();
+}
+
+void RunConfigurations::SayIfIdle() {
+  const bool idle = !reloadUnderway_ && running_.empty() && starting_.empty() && waiting_.empty() &&
+                    std::none_of(leaving_.begin(), leaving_.end(),
+                                 [](const Leaving& one) { return one.renamed.has_value(); });
+  if (idle && !idleSaid_) Say(nullptr, "message", "no configuration runs");
+  idleSaid_ = idle;
 }
 
 void RunConfigurations::LookSoon() {
@@ -306,6 +314,7 @@ void RunConfigurations::Look() {
       return;
     }
   }
+  SayIfIdle();
   const bool several = several_ || running_.size() > 1;
   for (Starting& start : starting_) ShowStarting(start);
   bool allSaved = options_.subgroups > 0 && starting_.empty();
@@ -590,7 +599,10 @@ std::exception_ptr RunConfigurations::Collect(bool wait) {
       if (observers_.board) observers_.board->Remove(start->name);
       if (!failure) failure = outcome.failure;
       if (!started_) failures_.emplace(start->configuration->File(), outcome.failure);
-      if (several_) Skipped(start->configuration->File(), outcome.failure, "; it does not run");
+      // A run of one fails as its first start does; after that it runs on, and says why.
+      if (several_ || started_) {
+        Skipped(start->configuration->File(), outcome.failure, "; it does not run");
+      }
     } else {
       Started(*start);
     }

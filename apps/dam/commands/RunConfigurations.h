@@ -171,6 +171,10 @@ class RunConfigurations {
   // The configurations in the order of the paths.
   void InOrder();
 
+  // Says once that no configuration runs, starts or is to start, once a reload or a start
+  // that failed left the run so: it waits for the next reload.
+  void SayIfIdle();
+
   void Started(Starting& start);
 
   // What a configuration still starting said since the last look: its driver does not
@@ -234,6 +238,8 @@ class RunConfigurations {
   std::vector<std::pair<std::string, std::string>> waiting_;
   // Reloaded, and not yet told the service it is ready again.
   bool reloadUnderway_ = false;
+  // Said "no configuration runs" since the last reload.
+  bool idleSaid_ = false;
   // Why each configuration of the first start could not run, and, once each has started or
   // failed, the first one's failure when none runs.
   std::map<std::string, std::exception_ptr> failures_;

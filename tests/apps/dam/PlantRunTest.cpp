@@ -165,7 +165,8 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
 // does not run, and the unchanged one saves every second across the reload. Names change
 // hands: two files swap theirs, and a new file takes the one another file gave up; each
 // starts under its new name once the old holder stopped, so does a file moved while its line
-// still starts. The total at the end counts the removed and renamed ones too.
+// still starts. The total at the end counts the removed and renamed ones too. A run of one
+// that a reload leaves with nothing to run says why, and runs on.
 TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection) {
   StartHistorian();
   const std::string plant = work_.Subfolder("plant.d");
@@ -270,6 +271,21 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
   EXPECT_TRUE(std::any_of(all.begin(), all.end(), [](const platform::SpcSubgroupData& subgroup) {
     return subgroup.configuration == "Shift" && subgroup.readings.size() == 2;
   })) << "the change made while the rename waited";
+
+  const QString one = Line("one.cfg", "One", historian_);
+  auto alone = Start(DAM_PROGRAM, {"run", one});
+  std::string said;
+  ASSERT_TRUE(Says(*alone, said, "| saved 1 ")) << said;
+  WriteFile("one.cfg", "NAME=Two\nACTIVE=0\n");
+  kill(alone->processId(), SIGHUP);
+  EXPECT_TRUE(Says(*alone, said, "no configuration runs", 10)) << said;
+  Terminate(*alone);
+  said += alone->readAll().toStdString();
+  EXPECT_EQ(alone->exitCode(), 0) << said;
+  EXPECT_NE(said.find("one.cfg: the configuration " + one.toStdString() +
+                      " is inactive (ACTIVE=0): there is nothing to collect; it does not run"),
+            std::string::npos)
+      << said;
 }
 
 }  // namespace
