@@ -124,6 +124,18 @@ void RunConfigurations::Reload() {
     leaving_.push_back({std::move(*shown), std::move(stopped), std::nullopt});
     shown = running_.erase(shown);
   }
+  // One still starting stops once its start is done: until then its name is not free.
+  for (auto start = starting_.begin(); start != starting_.end();) {
+    if (wanted.contains(start->configuration->File())) {
+      ++start;
+      continue;
+    }
+    auto shown = std::make_unique<Shown>();
+    shown->configuration = std::move(start->configuration);
+    std::future<void> stopped = shown->configuration->Stop();
+    leaving_.push_back({std::move(shown), std::move(stopped), std::nullopt});
+    start = starting_.erase(start);
+  }
   // One renamed and still stopping starts anew with its file's text as the stop finds it.
   for (Leaving& leaving : leaving_) {
     if (!wanted.contains(leaving.shown->configuration->File())) leaving.renamed.reset();
@@ -138,10 +150,7 @@ void RunConfigurations::Reload() {
       Skipped(file, reads[i].failure, shown ? "; it runs on as it was" : "; it does not run");
       continue;
     }
-    const auto renamed = std::find_if(leaving_.begin(), leaving_.end(), [&](const Leaving& one) {
-      return one.renamed && one.shown->configuration->File() == file;
-    });
-    if (renamed != leaving_.end()) {
+    if (Leaving* renamed = Renaming(file)) {
       renamed->renamed = text;
       continue;
     }
@@ -161,6 +170,7 @@ void RunConfigurations::Reload() {
   Begin(added);
   InOrder();
   reloadUnderway_ = true;
+  idleSaid_ = false;
   CollectChanges(false);
 }
 
@@ -198,6 +208,8 @@ void RunConfigurations::CollectChanges(bool finishing) {
     }
     reload = reloading_.erase(reload);
   }
+  // Before a renamed one starts anew: it takes the text its file holds now.
+  if (!finishing) Reread();
   // A stop that waits on a database never holds up the run's thread: at the run's end it is
   // waited for as the others are, and left behind after that.
   const auto deadline = std::chrono::steady_clock::now() + 5s;
@@ -249,7 +261,6 @@ void RunConfigurations::CollectChanges(bool finishing) {
   }
   Begin(waited);
   Begin(anew);
-  Reread();
   // A driver inside a database call that does not answer takes its change once it comes
   // round: the service manager is not kept waiting for that.
   for (Reloading& reload : reloading_) {
@@ -268,9 +279,16 @@ void RunConfigurations::CollectChanges(bool finishing) {
     return;
   }
   reloadUnderway_ = false;
-  if (running_.empty() && starting_.empty()) Say(nullptr, "message", "no configuration runs");
   service_.Ready();
   LookSoon();
+}
+
+void RunConfigurations::SayIfIdle() {
+  const bool idle = !reloadUnderway_ && running_.empty() && starting_.empty() && waiting_.empty() &&
+                    std::none_of(leaving_.begin(), leaving_.end(),
+                                 [](const Leaving& one) { return one.renamed.has_value(); });
+  if (idle && !idleSaid_) Say(nullptr, "message", "no configuration runs");
+  idleSaid_ = idle;
 }
 
 void RunConfigurations::LookSoon() {
@@ -296,6 +314,7 @@ void RunConfigurations::Look() {
       return;
     }
   }
+  SayIfIdle();
   const bool several = several_ || running_.size() > 1;
   for (Starting& start : starting_) ShowStarting(start);
   bool allSaved = options_.subgroups > 0 && starting_.empty();
@@ -521,6 +540,13 @@ std::string RunConfigurations::Named(const std::string& file) {
   return shown ? shown->configuration->Name() : file;
 }
 
+RunConfigurations::Leaving* RunConfigurations::Renaming(const std::string& file) {
+  const auto renamed = std::find_if(leaving_.begin(), leaving_.end(), [&](const Leaving& one) {
+    return one.renamed && one.shown->configuration->File() == file;
+  });
+  return renamed == leaving_.end() ? nullptr : &*renamed;
+}
+
 RunConfigurations::Shown* RunConfigurations::Find(const std::string& file) {
   for (const std::unique_ptr<Shown>& shown : running_) {
     if (shown->configuration->File() == file) return shown.get();
@@ -573,9 +599,11 @@ std::exception_ptr RunConfigurations::Collect(bool wait) {
       if (observers_.board) observers_.board->Remove(start->name);
       if (!failure) failure = outcome.failure;
       if (!started_) failures_.emplace(start->configuration->File(), outcome.failure);
-      if (several_) Skipped(start->configuration->File(), outcome.failure, "; it does not run");
-    } else if (std::find(order_.begin(), order_.end(), start->configuration->File()) !=
-               order_.end()) {
+      // A run of one fails as its first start does; after that it runs on, and says why.
+      if (several_ || started_) {
+        Skipped(start->configuration->File(), outcome.failure, "; it does not run");
+      }
+    } else {
       Started(*start);
     }
     start = starting_.erase(start);
@@ -591,14 +619,18 @@ void RunConfigurations::Reread() {
       ++file;
       continue;
     }
-    if (Shown* shown = Find(*file)) {
+    Leaving* renamed = Renaming(*file);
+    if (Shown* shown = Find(*file); shown || renamed) {
       try {
         const std::string text = ReadConfigurationFile(*file, false);
-        if (text != shown->configuration->Text()) {
+        if (renamed) {
+          renamed->renamed = text;
+        } else if (text != shown->configuration->Text()) {
           reloading_.push_back({shown, text, shown->configuration->Reload(text)});
         }
       } catch (...) {
-        Skipped(*file, std::current_exception(), "; it runs on as it was");
+        Skipped(*file, std::current_exception(),
+                renamed ? "; it starts anew as it read before" : "; it runs on as it was");
       }
     }
     file = rereads_.erase(file);

@@ -142,6 +142,9 @@ class RunConfigurations {
 
   Shown* Find(const std::string& file);
 
+  // The configuration of `file` that stops to start anew under another name, else null.
+  Leaving* Renaming(const std::string& file);
+
   // Starts each (file, text) on a thread of its own, all at once; one whose name a reload
   // is freeing waits until the holder is done with it.
   void Begin(const std::vector<std::pair<std::string, std::string>>& texts);
@@ -154,7 +157,7 @@ class RunConfigurations {
   bool Busy(const std::string& file) const;
 
   // Hands each file of rereads_ whose configuration is done starting or changing its text
-  // as it reads now, when that changed.
+  // as it reads now, when that changed; one that turned out renamed starts anew with it.
   void Reread();
 
   // Takes the reloads and stops that are done, or when `finishing` all of them, and says so,
@@ -167,6 +170,10 @@ class RunConfigurations {
 
   // The configurations in the order of the paths.
   void InOrder();
+
+  // Says once that no configuration runs, starts or is to start, once a reload or a start
+  // that failed left the run so: it waits for the next reload.
+  void SayIfIdle();
 
   void Started(Starting& start);
 
@@ -231,6 +238,8 @@ class RunConfigurations {
   std::vector<std::pair<std::string, std::string>> waiting_;
   // Reloaded, and not yet told the service it is ready again.
   bool reloadUnderway_ = false;
+  // Said "no configuration runs" since the last reload.
+  bool idleSaid_ = false;
   // Why each configuration of the first start could not run, and, once each has started or
   // failed, the first one's failure when none runs.
   std::map<std::string, std::exception_ptr> failures_;

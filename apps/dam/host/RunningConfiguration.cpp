@@ -93,6 +93,11 @@ std::future<void> RunningConfiguration::Stop() {
   return OnDriverThread<void>([this] { Halt(); });
 }
 
+std::string RunningConfiguration::Name() const {
+  std::lock_guard lock(mutex_);
+  return name_;
+}
+
 RunningConfiguration::Status RunningConfiguration::Look() const {
   std::lock_guard lock(mutex_);
   return last_;

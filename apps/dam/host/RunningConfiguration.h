@@ -84,8 +84,9 @@ class RunningConfiguration {
   RunningConfiguration& operator=(const RunningConfiguration&) = delete;
 
   const std::string& File() const { return file_; }
-  // The configuration's NAME, else the file's stem; known once Start is called.
-  const std::string& Name() const { return name_; }
+  // The configuration's NAME, else the file's stem; known once Start is called. Safe while
+  // a start still reads it on the driver's thread.
+  std::string Name() const;
   // The text the driver was last handed.
   const std::string& Text() const { return text_; }
 

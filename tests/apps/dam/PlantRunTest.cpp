@@ -164,8 +164,9 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
 // its new items, one that cannot be read now runs on as it was, a copy of one under its name
 // does not run, and the unchanged one saves every second across the reload. Names change
 // hands: two files swap theirs, and a new file takes the one another file gave up; each
-// starts under its new name once the old holder stopped. The total at the end counts the
-// removed and renamed ones too.
+// starts under its new name once the old holder stopped, so does a file moved while its line
+// still starts. The total at the end counts the removed and renamed ones too. A run of one
+// that a reload leaves with nothing to run says why, and runs on.
 TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection) {
   StartHistorian();
   const std::string plant = work_.Subfolder("plant.d");
@@ -180,8 +181,10 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
   damtest::CreateLockableHistorian(slow);
   const std::string weight2 = "TEST=Fill\tWeight 2\t%TAG(LINE1.WEIGHT)\t\n";
   Line("plant.d/slow.cfg", "Slow", slow);
+  Line("plant.d/shift.cfg", "Shift", slow);
   auto run = Start(DAM_PROGRAM, {"run", QString::fromStdString(plant)}, QProcess::SeparateChannels);
-  for (const char* name : {"Keep", "Change", "Remove", "Unread", "Left", "Right", "Hand", "Slow"}) {
+  for (const char* name :
+       {"Keep", "Change", "Remove", "Unread", "Left", "Right", "Hand", "Slow", "Shift"}) {
     ASSERT_TRUE(Saves(*run, name, 2)) << name << output_ << errors_;
   }
 
@@ -196,35 +199,43 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
   Line("plant.d/right.cfg", "Left", historian_);
   Line("plant.d/hand.cfg", "Handed", historian_);
   Line("plant.d/take.cfg", "Hand", historian_);
-  // Slow's change waits on its historian, and it changes again meanwhile: both are taken.
+  // Slow's change waits on its historian, and it changes again meanwhile: both are taken; so
+  // is Shift's name given back while its rename waits. Late still starts when its file moves.
   platform::OdbcConnection holder;
   holder.Open(testsupport::SqliteLink(slow), "", "");
   holder.Execute("BEGIN EXCLUSIVE");
   Line("plant.d/slow.cfg", "Slow", slow, damtest::kWeight + weight2);
+  Line("plant.d/shift.cfg", "Shifted", slow);
+  Line("plant.d/late.cfg", "Late", slow);
   Follow(*run);
   const int keep = SavedBy("Keep"), unread = SavedBy("Unread");
   kill(run->processId(), SIGHUP);
   ASSERT_TRUE(WaitFor([&] { return Follow(*run), Count(output_, "Add: historian") == 1; }, 10));
   Line("plant.d/slow.cfg", "Slow", slow,
        damtest::kWeight + weight2 + "TEST=Fill\tWeight 3\t%TAG(LINE1.WEIGHT)\t\n");
+  Line("plant.d/shift.cfg", "Shift", slow, damtest::kWeight + weight2);
+  std::filesystem::rename(plant + "/late.cfg", plant + "/late2.cfg");
   kill(run->processId(), SIGHUP);
   ASSERT_TRUE(WaitFor([&] { return Follow(*run), Count(output_, "reloading ") == 2; }, 10));
   holder.Execute("ROLLBACK");
-  // Eight at the start; the changed, the added, the taker, the three renamed, Slow twice.
+  // Nine at the start; the changed, the added, the taker, the three renamed, Slow twice, Shift
+  // anew, Late from its new file.
   ASSERT_TRUE(WaitFor(
       [&] {
         Follow(*run);
-        return Count(output_, "historian: ") >= 16;
+        return Count(output_, "historian: ") >= 19;
       },
       60))
       << output_ << errors_;
   const size_t reloaded = output_.size();
-  for (const char* name : {"Add", "Left", "Right", "Hand", "Handed"}) {
+  for (const char* name : {"Add", "Left", "Right", "Hand", "Handed", "Shift", "Late"}) {
     ASSERT_TRUE(Saves(*run, name, 2, reloaded)) << name << output_ << errors_;
   }
   EXPECT_TRUE(Saves(*run, "Keep", keep + 3)) << output_;
   EXPECT_TRUE(Saves(*run, "Unread", unread + 3)) << output_;
-  EXPECT_NE(output_.find("Remove: removed: stopped after"), std::string::npos) << output_;
+  for (const char* removed : {"Remove: removed: stopped after", "Late: removed: stopped after 0"}) {
+    EXPECT_NE(output_.find(removed), std::string::npos) << removed << output_;
+  }
   EXPECT_NE(errors_.find("unread.cfg is a FIFO, not a configuration file; it runs on as it was"),
             std::string::npos)
       << errors_;
@@ -238,9 +249,10 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
   EXPECT_NE(output_.find("\nstopped after " + std::to_string(Saved(Spc()).size()) + " subgroup"),
             std::string::npos)
       << output_;
-  EXPECT_EQ(Count(output_, "historian: "), 16u) << output_;
+  EXPECT_EQ(Count(output_, "historian: "), 19u) << output_;
 
   const auto saved = SavedByName(Spc());
+  EXPECT_FALSE(saved.contains("Shifted")) << "the name given back before the rename was taken";
   // Keep saved one subgroup a second, the reload's second included.
   const std::vector<runtime::Date>& kept = saved.at("Keep");
   ASSERT_GE(kept.size(), 5u);
@@ -256,6 +268,24 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
   EXPECT_TRUE(std::any_of(all.begin(), all.end(), [](const platform::SpcSubgroupData& subgroup) {
     return subgroup.configuration == "Slow" && subgroup.readings.size() == 3;
   })) << "the second change";
+  EXPECT_TRUE(std::any_of(all.begin(), all.end(), [](const platform::SpcSubgroupData& subgroup) {
+    return subgroup.configuration == "Shift" && subgroup.readings.size() == 2;
+  })) << "the change made while the rename waited";
+
+  const QString one = Line("one.cfg", "One", historian_);
+  auto alone = Start(DAM_PROGRAM, {"run", one});
+  std::string said;
+  ASSERT_TRUE(Says(*alone, said, "| saved 1 ")) << said;
+  WriteFile("one.cfg", "NAME=Two\nACTIVE=0\n");
+  kill(alone->processId(), SIGHUP);
+  EXPECT_TRUE(Says(*alone, said, "no configuration runs", 10)) << said;
+  Terminate(*alone);
+  said += alone->readAll().toStdString();
+  EXPECT_EQ(alone->exitCode(), 0) << said;
+  EXPECT_NE(said.find("one.cfg: the configuration " + one.toStdString() +
+                      " is inactive (ACTIVE=0): there is nothing to collect; it does not run"),
+            std::string::npos)
+      << said;
 }
 
 }  // namespace
