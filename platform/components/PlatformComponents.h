@@ -45,6 +45,9 @@ class PlatformComponents : public host::Components {
   WatchedFileSystem& FileSystem() override { return fileSystem_; }
 
   std::unique_ptr<host::Connection> CreateConnection() override;
+  // Its statements give up on a locked SQLite historian within 2 s, or QueryTimeout when
+  // that is shorter, and the window says so.
+  std::unique_ptr<host::Connection> CreateWindowConnection() override;
   std::unique_ptr<host::HostTimer> CreateTimer() override;
   std::unique_ptr<host::HostError> CreateError() override;
   std::unique_ptr<host::SettingsFile> OpenSettingsFile(const std::string& path) override;
@@ -75,8 +78,7 @@ class PlatformComponents : public host::Components {
   SpcSpool& Spool();
 
   // For a host whose user waits at a window for every connection made here (no collection
-  // runs): a historian statement that finds an SQLite database locked gives up within 2 s,
-  // or QueryTimeout when that is shorter, and the window says so.
+  // runs): every connection is a window's (CreateWindowConnection).
   void SetInteractive() { interactive_ = true; }
 
   // What dam.ini allows the connections made here and how long they may wait: read once,

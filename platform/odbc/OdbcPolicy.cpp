@@ -10,8 +10,7 @@ int32_t LockWaitSeconds(const OdbcPolicy& policy) {
 
 std::string ConnectionIdentity(const std::string& connectionString, const OdbcPolicy& policy) {
   return std::to_string(policy.allowDriverPaths) + ' ' + std::to_string(policy.loginTimeout) + ' ' +
-         std::to_string(policy.queryTimeout) + ' ' + std::to_string(policy.lockWait) + ' ' +
-         connectionString;
+         std::to_string(policy.queryTimeout) + ' ' + connectionString;
 }
 
 }  // namespace platform

@@ -19,7 +19,8 @@ struct OdbcPolicy {
   int32_t queryTimeout = 30;
   // Seconds a statement waits for a lock where this host waits on locks itself (SQLite),
   // when shorter than queryTimeout; 0: as long as queryTimeout allows. For a user waiting
-  // at a window, who should hear of a locked database in seconds, not minutes.
+  // at a window, who should hear of a locked database in seconds, not minutes. Each Open
+  // sets it anew on a kept connection.
   int32_t lockWait = 0;
   // Seconds a closed connection is kept for the next Open of the same connection string;
   // 0 disconnects on close.
@@ -31,7 +32,8 @@ struct OdbcPolicy {
 int32_t LockWaitSeconds(const OdbcPolicy& policy);
 
 // What makes two connections interchangeable: the same connection string opened under the
-// same bounds (the idle time a closed one is kept changes nothing about it).
+// same bounds (the idle time a closed one is kept and the lock wait, which each Open sets,
+// change nothing about it).
 std::string ConnectionIdentity(const std::string& connectionString, const OdbcPolicy& policy);
 
 }  // namespace platform

@@ -235,22 +235,25 @@ TEST_F(DamWindowsTest, SetupWritesOnlyOnOkAndReplacesTheFileByANewOneKeepingTheO
   EXPECT_EQ(status.st_mode & 0777, 0640u) << "the owner's mode is kept";
 }
 
-// A historian another program holds locked, with no query timeout: `dam select-tag` and
-// `dam setup` still answer within seconds, the tag browser's list saying why it has no tags.
+// A historian another program holds locked, with no query timeout: `dam select-tag`, `dam
+// setup` and the windows of `dam gui`, whose collections keep QueryTimeout, answer within
+// seconds; the list and the link box say why.
 TEST_F(DamWindowsTest, ALockedHistorianIsToldInSecondsNotWaitedForAtEveryStep) {
   std::ofstream(state.File("dam.ini")) << "[Connections]\nQueryTimeout=0\n";
   const std::string path = files.File("line.cfg");
-  std::ofstream(path) << "NAME=Line A\nDATALINK=" + historian + "\n";
+  std::ofstream(path) << "NAME=Line A\nDATALINK=" + historian + "\nDESCRIPTOR=1\tParts\tP-1\n";
+  dam::MainWindow gui({path}, "", "oxaGEPDAD6.Version1");
   platform::OdbcConnection holder;
   holder.Open(historian, "", "");
   holder.Execute("BEGIN EXCLUSIVE");
   std::string row, tip;
-  uitest::WhenModal([&](QDialog& browser) {
+  const Action browse = [&](QDialog& browser) {
     const auto& list = uitest::Control<QTreeWidget>(browser, "ListView1");
     row = list.topLevelItem(0)->text(0).toStdString();
     tip = list.toolTip().toStdString();
     uitest::Click(browser, "CancelButton");
-  });
+  };
+  uitest::WhenModal(browse);
   dam::SelectTagOptions options;
   options.config = path;
   EXPECT_EQ(dam::SelectTagCommand(options), 1);
@@ -258,6 +261,24 @@ TEST_F(DamWindowsTest, ALockedHistorianIsToldInSecondsNotWaitedForAtEveryStep) {
   EXPECT_NE(tip.find("database is locked"), std::string::npos) << tip;
   EXPECT_EQ(Setup(path, "", kCancelButton), 1);
   EXPECT_EQ(shownName, "Line A");
+
+  std::string link;
+  row.clear();
+  uitest::WhenModal([&](QDialog& setup) {
+    link = uitest::Box(setup, "txtConnection").toolTip().toStdString();
+    auto& descriptors = uitest::Control<QTreeWidget>(setup, "lvwDescriptors");
+    descriptors.setCurrentItem(descriptors.topLevelItem(0));
+    uitest::WhenModal([&](QDialog& descriptor) {
+      uitest::WhenModal(browse);
+      uitest::Click(descriptor, "bnItem");
+      uitest::Click(descriptor, "CancelButton");
+    });
+    uitest::Click(setup, "bnEditDesc");
+    uitest::Click(setup, "bnCancel");
+  });
+  uitest::Click(gui, "bnSetup");
+  EXPECT_NE(link.find("database is locked"), std::string::npos) << link;
+  EXPECT_EQ(row, "<Tag Access Error>");
 }
 
 // The chart of the weights (n 2) worked by hand: X 5.75 +- 1.880 * R 1.5, R times 3.267;
