@@ -91,7 +91,7 @@ std::unique_ptr<host::Connection> PlatformComponents::CreateWindowConnection() {
   OdbcPolicy policy = ReadOdbcPolicy();
   // As long as the SPC database's statements wait: enough for a writer's commit.
   policy.lockWait = kSpcLockWaitSeconds;
-  return std::make_unique<OdbcConnection>(policy);
+  return std::make_unique<WindowConnection>(policy, windowLocks_);
 }
 
 std::unique_ptr<host::HostTimer> PlatformComponents::CreateTimer() {

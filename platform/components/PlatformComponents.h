@@ -25,6 +25,7 @@
 #include "platform/components/ConsoleError.h"
 #include "platform/components/SpoolForwarder.h"
 #include "platform/components/WatchedFileSystem.h"
+#include "platform/components/WindowConnection.h"
 #include "platform/odbc/OdbcPolicy.h"
 #include "platform/spcdb/SpcSaveCount.h"
 #include "platform/spcdb/SpcSpool.h"
@@ -45,8 +46,8 @@ class PlatformComponents : public host::Components {
   WatchedFileSystem& FileSystem() override { return fileSystem_; }
 
   std::unique_ptr<host::Connection> CreateConnection() override;
-  // Its statements give up on a locked SQLite historian within 2 s, or QueryTimeout when
-  // that is shorter, and the window says so.
+  // A WindowConnection: its statements give up on a locked SQLite historian in seconds, and
+  // tell one its window's earlier statements waited for at once.
   std::unique_ptr<host::Connection> CreateWindowConnection() override;
   std::unique_ptr<host::HostTimer> CreateTimer() override;
   std::unique_ptr<host::HostError> CreateError() override;
@@ -107,6 +108,7 @@ class PlatformComponents : public host::Components {
   std::once_flag policyRead_;
   OdbcPolicy policy_;
   bool interactive_ = false;
+  WindowLocks windowLocks_;
 };
 
 }  // namespace platform

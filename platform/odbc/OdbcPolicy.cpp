@@ -3,6 +3,7 @@
 namespace platform {
 
 int32_t LockWaitSeconds(const OdbcPolicy& policy) {
+  if (policy.lockWait == kNoLockWait) return kNoLockWait;
   if (policy.lockWait > 0 && (policy.queryTimeout == 0 || policy.lockWait < policy.queryTimeout))
     return policy.lockWait;
   return policy.queryTimeout;
