@@ -2,6 +2,10 @@
 
 namespace host {
 
+std::unique_ptr<Connection> Components::CreateWindowConnection() {
+  return CreateConnection();
+}
+
 std::optional<DataLinkTest> Components::SharedDataLinkTest(const std::string&) {
   return std::nullopt;
 }

@@ -68,6 +68,10 @@ class Components {
 
   // A new, closed connection for a database reached by connection string (the historian).
   virtual std::unique_ptr<Connection> CreateConnection() = 0;
+  // The same for statements a user waits for at a window (the tag list, the configuration
+  // dialog's data link test), which a host may let give up on a locked database sooner than
+  // a collection's. CreateConnection's by default.
+  virtual std::unique_ptr<Connection> CreateWindowConnection();
   // A stopped timer, raising OnTimer on the thread that calls this.
   virtual std::unique_ptr<HostTimer> CreateTimer() = 0;
   // An error display; its Show never raises.

@@ -25,6 +25,9 @@ class ComponentsWrapper : public Components {
   HostFileSystem& FileSystem() override { return target_.FileSystem(); }
 
   std::unique_ptr<Connection> CreateConnection() override { return target_.CreateConnection(); }
+  std::unique_ptr<Connection> CreateWindowConnection() override {
+    return target_.CreateWindowConnection();
+  }
   std::unique_ptr<HostTimer> CreateTimer() override { return target_.CreateTimer(); }
   std::unique_ptr<HostError> CreateError() override { return target_.CreateError(); }
   std::unique_ptr<SettingsFile> OpenSettingsFile(const std::string& path) override {

@@ -69,8 +69,9 @@ int SelectedRow(const QTreeWidget& list) {
 frmConfigure::frmConfigure(host::Components& components, QWidget* parent)
     : QDialog(parent),
       components_(components),
+      windowComponents_(components),
       ui_(std::make_unique<Ui::frmConfigure>()),
-      configuration_(std::make_shared<config::Configuration1>(components)) {
+      configuration_(std::make_shared<config::Configuration1>(windowComponents_)) {
   ui_->setupUi(this);
   IgnoreStrayAccelerators(*this);
   connect(ui_->bnDataLink, &QPushButton::clicked, this, &frmConfigure::bnDataLink_Click);
@@ -203,7 +204,7 @@ void frmConfigure::bnDataLink_Click() {
     // Only a real change re-tests the link: letter case alone is none.
     // The dialog's test is the configuration's own, on a scratch configuration.
     const auto test = [this](const std::string& candidate) {
-      config::Configuration1 scratch(components_);
+      config::Configuration1 scratch(windowComponents_);
       scratch.SetDataLink(candidate);
       std::string state = common::GetDataLinkStatus(scratch.DataLinkState());
       if (!scratch.DataLinkError().empty()) state += ": " + scratch.DataLinkError();

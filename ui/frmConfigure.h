@@ -12,6 +12,7 @@
 #include "config/Configuration1.h"
 #include "host/Components.h"
 #include "runtime/Event.h"
+#include "ui/WindowConnections.h"
 
 class QComboBox;
 class QTreeWidget;
@@ -74,6 +75,8 @@ class frmConfigure : public QDialog {
   void bnCancel_Click();
 
   host::Components& components_;
+  // What the dialog's configurations test their data link with: the user waits for it.
+  WindowConnections windowComponents_;
   std::unique_ptr<Ui::frmConfigure> ui_;
   std::shared_ptr<config::Configuration1> configuration_;
   bool okPressed_ = false;

@@ -82,7 +82,7 @@ void frmTagSetup::RefreshTagNames() {
   list.setToolTip(QString());
   std::unique_ptr<host::Connection> connection;
   try {
-    connection = components_.CreateConnection();
+    connection = components_.CreateWindowConnection();
     connection->Open(dataLink_, "", "");
   } catch (...) {
     ShowPlaceholder("<Connection Error>", runtime::ToError(std::current_exception()).Description());

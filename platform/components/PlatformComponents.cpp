@@ -83,10 +83,15 @@ bool PlatformComponents::SecuritySettingsTrusted(const std::string& key) {
 }
 
 std::unique_ptr<host::Connection> PlatformComponents::CreateConnection() {
+  if (interactive_) return CreateWindowConnection();
+  return std::make_unique<OdbcConnection>(ReadOdbcPolicy());
+}
+
+std::unique_ptr<host::Connection> PlatformComponents::CreateWindowConnection() {
   OdbcPolicy policy = ReadOdbcPolicy();
   // As long as the SPC database's statements wait: enough for a writer's commit.
-  if (interactive_) policy.lockWait = kSpcLockWaitSeconds;
-  return std::make_unique<OdbcConnection>(policy);
+  policy.lockWait = kSpcLockWaitSeconds;
+  return std::make_unique<WindowConnection>(policy, windowLocks_);
 }
 
 std::unique_ptr<host::HostTimer> PlatformComponents::CreateTimer() {

@@ -25,6 +25,7 @@
 #include "platform/components/ConsoleError.h"
 #include "platform/components/SpoolForwarder.h"
 #include "platform/components/WatchedFileSystem.h"
+#include "platform/components/WindowConnection.h"
 #include "platform/odbc/OdbcPolicy.h"
 #include "platform/spcdb/SpcSaveCount.h"
 #include "platform/spcdb/SpcSpool.h"
@@ -45,6 +46,9 @@ class PlatformComponents : public host::Components {
   WatchedFileSystem& FileSystem() override { return fileSystem_; }
 
   std::unique_ptr<host::Connection> CreateConnection() override;
+  // A WindowConnection: its statements give up on a locked SQLite historian in seconds, and
+  // tell one its window's earlier statements waited for at once.
+  std::unique_ptr<host::Connection> CreateWindowConnection() override;
   std::unique_ptr<host::HostTimer> CreateTimer() override;
   std::unique_ptr<host::HostError> CreateError() override;
   std::unique_ptr<host::SettingsFile> OpenSettingsFile(const std::string& path) override;
@@ -75,8 +79,7 @@ class PlatformComponents : public host::Components {
   SpcSpool& Spool();
 
   // For a host whose user waits at a window for every connection made here (no collection
-  // runs): a historian statement that finds an SQLite database locked gives up within 2 s,
-  // or QueryTimeout when that is shorter, and the window says so.
+  // runs): every connection is a window's (CreateWindowConnection).
   void SetInteractive() { interactive_ = true; }
 
   // What dam.ini allows the connections made here and how long they may wait: read once,
@@ -108,6 +111,7 @@ class PlatformComponents : public host::Components {
   std::once_flag policyRead_;
   OdbcPolicy policy_;
   bool interactive_ = false;
+  WindowLocks windowLocks_;
 };
 
 }  // namespace platform

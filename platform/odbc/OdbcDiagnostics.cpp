@@ -45,6 +45,10 @@ bool IsConnectionLost(std::string_view sqlState) {
   return sqlState.starts_with("08") || sqlState.starts_with("57P0");
 }
 
+bool IsSqliteLocked(int32_t native) {
+  return native == 5 || native == 6;
+}
+
 std::string DescribedWithState(const OdbcDiagnostic& diagnostic) {
   return std::string(kStatePrefix) + diagnostic.state + "] " + diagnostic.text;
 }

@@ -27,6 +27,10 @@ bool IsConnectionLost(std::string_view sqlState);
 // The SQLSTATE of a connection lost under a call (communication link failure).
 inline constexpr char kConnectionLostState[] = "08S01";
 
+// SQLITE_BUSY or SQLITE_LOCKED: the native numbers of the SQLite ODBC driver's "database is
+// locked" (other drivers may use them for other errors).
+bool IsSqliteLocked(int32_t native);
+
 // "[SQLSTATE state] text", as each record stands in an error's description.
 std::string DescribedWithState(const OdbcDiagnostic& diagnostic);
 

@@ -8,6 +8,9 @@
 
 namespace platform {
 
+// A lock wait of none: a statement that finds the database locked fails at its first try.
+inline constexpr int32_t kNoLockWait = -1;
+
 struct OdbcPolicy {
   // Off: connection strings pass only with the keys their driver documents, drivers named
   // by their registered name and no key that loads code, touches files or sets the
@@ -18,8 +21,9 @@ struct OdbcPolicy {
   // Seconds a statement may take, waits for a lock included; 0 is no limit.
   int32_t queryTimeout = 30;
   // Seconds a statement waits for a lock where this host waits on locks itself (SQLite),
-  // when shorter than queryTimeout; 0: as long as queryTimeout allows. For a user waiting
-  // at a window, who should hear of a locked database in seconds, not minutes.
+  // when shorter than queryTimeout; 0: as long as queryTimeout allows; kNoLockWait: not at
+  // all. For a user waiting at a window, who should hear of a locked database in seconds,
+  // not minutes. Each Open sets it anew on a kept connection.
   int32_t lockWait = 0;
   // Seconds a closed connection is kept for the next Open of the same connection string;
   // 0 disconnects on close.
@@ -27,11 +31,12 @@ struct OdbcPolicy {
 };
 
 // Seconds a statement under `policy` may wait for a lock (lockWait within queryTimeout);
-// 0 is no limit.
+// 0 is no limit, kNoLockWait none.
 int32_t LockWaitSeconds(const OdbcPolicy& policy);
 
 // What makes two connections interchangeable: the same connection string opened under the
-// same bounds (the idle time a closed one is kept changes nothing about it).
+// same bounds (the idle time a closed one is kept and the lock wait, which each Open sets,
+// change nothing about it).
 std::string ConnectionIdentity(const std::string& connectionString, const OdbcPolicy& policy);
 
 }  // namespace platform

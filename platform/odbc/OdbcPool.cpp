@@ -40,7 +40,10 @@ std::shared_ptr<OdbcSession> OdbcPool::TakeKept(const std::string& connectionStr
       kept = std::move(found->session);
       idle_.erase(std::next(found).base());
     }
-    if (kept->Reset()) return Held(key, policy.poolIdleSeconds, std::move(kept));
+    if (kept->Reset()) {
+      kept->SetLockWait(LockWaitSeconds(policy));
+      return Held(key, policy.poolIdleSeconds, std::move(kept));
+    }
   }
 }
 

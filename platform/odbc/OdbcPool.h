@@ -48,7 +48,8 @@ class OdbcPool {
   static constexpr size_t kMaxInUse = 16;
   static constexpr std::chrono::milliseconds kWaitForKept{100};
 
-  // A connection kept for `connectionString` and `policy`, or null when there is none.
+  // A connection kept for `connectionString` and `policy`, now waiting for locks as
+  // `policy` says, or null when there is none.
   std::shared_ptr<OdbcSession> TakeKept(const std::string& connectionString,
                                         const OdbcPolicy& policy);
   // A new connection (see OdbcSession), kept here once let go.

@@ -48,10 +48,9 @@ bool ConnectionFailed(const OdbcHandle& handle) {
   return first && IsConnectionLost(first->state);
 }
 
-// SQLITE_BUSY or SQLITE_LOCKED, as the SQLite ODBC driver reports them.
 bool FoundLocked(const OdbcHandle& handle) {
   const std::optional<OdbcDiagnostic> first = Diagnostic(handle.type(), handle.get());
-  return first && (first->native == 5 || first->native == 6);
+  return first && IsSqliteLocked(first->native);
 }
 
 // A driver without the timeout ("optional feature not implemented") still connects and

@@ -53,10 +53,13 @@ class OdbcSession {
   // Runs `call`, one ODBC call running `statement` ("SQLExecute"), where
   // CancelRunningStatements reaches it, and checks its result as OdbcHandle::Check does.
   // On SQLite a call that finds the database locked is repeated until the lock is gone,
-  // the policy's lock wait has passed (the driver's "database is locked" error) or the
+  // the lock wait has passed (the driver's "database is locked" error) or the
   // statement is cancelled.
   SQLRETURN Run(const OdbcHandle& statement, const std::function<SQLRETURN()>& call,
                 const char* name) const;
+
+  // The lock wait of the session's present user (LockWaitSeconds), who took it from the pool.
+  void SetLockWait(int32_t seconds) { lockWait_ = seconds; }
 
   // Readies the session for its next user: rolls back a transaction left open. False when
   // the connection is no longer worth keeping: a call on it failed with a connection-class

@@ -252,8 +252,8 @@ TEST_P(OdbcConnectionTest, ClosedConnectionsServeTheNextOpenOfTheSameStringAndPo
   otherLockWait.lockWait = 2;
   const Case cases[] = {
       {"another policy", link_, otherTimeout, false},
-      {"another lock wait", link_, otherLockWait, false},
       {"another string", link_ + ";", KeptFor(60), false},
+      {"another lock wait, which each Open sets", link_, otherLockWait, true},
       {"the same", link_, KeptFor(60), true},
       {"the same again", link_, KeptFor(60), true},
   };
@@ -472,8 +472,9 @@ void ExpectCancelled(OdbcConnection& connection, const char* sql) {
 }
 
 // Another connection holds the SQLite file with BEGIN EXCLUSIVE, as a writer would: a
-// statement fails within the query timeout, the lock wait or the string's own, or when
-// cancelled. A commit, though, waits for a reader to finish.
+// statement fails within the query timeout, the lock wait (the present Open's, on a
+// connection kept from another) or the string's own, or when cancelled. A commit, though,
+// waits for a reader to finish.
 TEST(OdbcWaits, SqliteLocksEndAStatementInTimeButACommitOutwaitsAReader) {
   testsupport::TempFolder folder;
   const std::string link =
@@ -485,7 +486,10 @@ TEST(OdbcWaits, SqliteLocksEndAStatementInTimeButACommitOutwaitsAReader) {
     int queryTimeout, lockWait;
     std::string extra;
     double least, most;
-  } cases[] = {{1, 0, "", 0.9, 2.0}, {0, 1, "", 0.9, 2.0}, {0, 0, ";Timeout=300", 0.2, 1.5}};
+  } cases[] = {{1, 0, "", 0.9, 2.0},
+               {0, 1, "", 0.9, 2.0},
+               {0, platform::kNoLockWait, "", 0.0, 0.5},
+               {0, 0, ";Timeout=300", 0.2, 1.5}};
   for (const Case& c : cases) {
     OdbcPolicy policy = QueryTimeout(c.queryTimeout);
     policy.lockWait = c.lockWait;
