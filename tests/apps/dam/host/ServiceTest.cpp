@@ -196,8 +196,8 @@ TEST(LoopProgress, TheLoopInsideAnEventLongestDecidesOnceItExceedsTheAllowance) 
   EXPECT_FALSE(progress.Stuck(start + 2000s)) << "an ended loop";
 
   // A driver's loop is never the host's stall: it is told once it is stuck, and once that it
-  // came round, with how long it was inside that event as of the look; an unwatched one no
-  // more.
+  // came round, with how long it was inside that event as of the look, or at once when its
+  // own thread marks that it came round; an unwatched one no more.
   std::vector<Clock::duration> told, answering;
   std::shared_ptr<dam::LoopProgress::Loop> driver =
       progress.Watch([&](Clock::duration busy) { told.push_back(busy); },
@@ -213,10 +213,16 @@ TEST(LoopProgress, TheLoopInsideAnEventLongestDecidesOnceItExceedsTheAllowance) 
   progress.Stuck(start + 300s);
   EXPECT_EQ(told, (std::vector<Clock::duration>{100s, 170s}));
   EXPECT_EQ(answering, (std::vector<Clock::duration>{125s}));
+  progress.CameRound(*driver, start + 310s);
+  EXPECT_EQ(answering, (std::vector<Clock::duration>{125s, 180s}));
+  progress.CameRound(*driver, start + 320s);
+  progress.Stuck(start + 400s);
+  EXPECT_EQ(answering.size(), 2u) << "told once";
+  EXPECT_EQ(told.size(), 2u) << "busy since it came round, no longer than allowed";
   progress.Unwatch(driver.get());
   progress.Stuck(start + 500s);
   EXPECT_EQ(told.size(), 2u);
-  EXPECT_EQ(answering.size(), 1u);
+  EXPECT_EQ(answering.size(), 2u);
 
   // The application marks the loop watched on the thread the event runs on.
   std::shared_ptr<dam::LoopProgress::Loop> mine = progress.Watch();
