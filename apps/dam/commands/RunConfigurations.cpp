@@ -451,13 +451,15 @@ int RunConfigurations::Finish() {
   int64_t saved = savedByGone_;
   for (const std::unique_ptr<Shown>& shown : running_) {
     const RunningConfiguration::Status status = shown->configuration->Look();
+    saved += status.saved;
+    // One left behind did not stop: stderr said so above.
+    if (hung.contains(shown.get())) continue;
     if (shown->events) {
       shown->events->Write("stopped", status.saved, status.spooled, status.lost, "", {});
     }
     if (several_ && !options_.ndjson) {
       Say(shown.get(), "stopped", "stopped after " + std::to_string(status.saved) + " subgroup(s)");
     }
-    saved += status.saved;
   }
   // A milestone of the run: a notice to the journal, of its configuration when it has one.
   const platform::LineNote notice(
