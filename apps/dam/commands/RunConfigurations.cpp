@@ -113,6 +113,7 @@ void RunConfigurations::Reload() {
   order_ = files;
   // Read again below, as they are now.
   waiting_.clear();
+  waitSaid_.clear();
   const std::set<std::string> wanted(files.begin(), files.end());
   for (auto shown = running_.begin(); shown != running_.end();) {
     if (wanted.contains((*shown)->configuration->File())) {
@@ -527,14 +528,17 @@ std::string RunConfigurations::TakenBy(const std::string& name) const {
   return "";
 }
 
-bool RunConfigurations::Freeing(const std::string& name) const {
-  return std::any_of(
-             leaving_.begin(), leaving_.end(),
-             [&](const Leaving& one) { return one.shown->configuration->Name() == name; }) ||
-         std::any_of(reloading_.begin(), reloading_.end(), [&](const Reloading& one) {
-           const RunningConfiguration& holder = *one.shown->configuration;
-           return holder.Name() == name && ConfigurationNameIn(holder.File(), one.text) != name;
-         });
+const RunningConfiguration* RunConfigurations::Freeing(const std::string& name) const {
+  for (const Leaving& one : leaving_) {
+    if (one.shown->configuration->Name() == name) return one.shown->configuration.get();
+  }
+  for (const Reloading& one : reloading_) {
+    const RunningConfiguration& holder = *one.shown->configuration;
+    if (holder.Name() == name && ConfigurationNameIn(holder.File(), one.text) != name) {
+      return &holder;
+    }
+  }
+  return nullptr;
 }
 
 std::string RunConfigurations::Named(const std::string& file) {
@@ -559,7 +563,13 @@ RunConfigurations::Shown* RunConfigurations::Find(const std::string& file) {
 void RunConfigurations::Begin(const std::vector<std::pair<std::string, std::string>>& texts) {
   for (const auto& [file, text] : texts) {
     const std::string name = ConfigurationNameIn(file, text);
-    if (Freeing(name)) {
+    if (const RunningConfiguration* holder = Freeing(name)) {
+      if (waitSaid_.insert(file).second) {
+        Say(nullptr, "message",
+            file + ": waits for its name " + name + " to be freed" +
+                (holder->NotAnswering() ? " by " + holder->File() + ", which does not answer"
+                                        : ""));
+      }
       waiting_.emplace_back(file, text);
       continue;
     }
