@@ -330,8 +330,12 @@ void RunConfigurations::Look() {
   // A status's state is "starting" until its driver runs.
   const std::vector<RunningConfiguration::Status> starting(starting_.size());
   for (const RunningConfiguration::Status& status : starting) statuses.push_back(&status);
-  const std::string summary =
-      several || running_.empty() ? SummaryLine(statuses, LastError()) : running_[0]->line;
+  // Those a reload stops still count what they saved.
+  int64_t savedByGone = savedByGone_;
+  for (const Leaving& leaving : leaving_) savedByGone += leaving.shown->configuration->Look().saved;
+  const std::string summary = several || running_.empty()
+                                  ? SummaryLine(statuses, savedByGone, LastError())
+                                  : running_[0]->line;
   if (!options_.ndjson && terminal_ && summary != shownSummary_) {
     std::cout << "\r\033[K" << summary << std::flush;
   }

@@ -18,9 +18,11 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <regex>
 #include <sstream>
 #include <thread>
 
@@ -477,14 +479,18 @@ TEST_F(ServiceRun, AJournaldTakesEachLineAsOneEntryWithItsPriorityAndFields) {
 
 // A save that waits on a locked SPC database until QueryTimeout (3 s) before the subgroup
 // goes to the spool keeps the event loop longer than the 2 s watchdog interval: the pings go
-// on, from their own thread, without a gap beyond the interval.
+// on, from their own thread, without a gap beyond the interval. The status's saved count
+// keeps what a line a reload removed saved: it never goes back.
 TEST_F(ServiceRun, TheWatchdogIsPingedWhileASaveWaitsOnALockedSpcDatabase) {
   StartHistorian();
   WriteFile("settings/dam.ini", "[Connections]\nQueryTimeout=3\n");
   NotifySocket manager(work_.File("notify"));
   environment_.insert("NOTIFY_SOCKET", QString::fromStdString(manager.Path()));
   environment_.insert("WATCHDOG_USEC", "2000000");
-  auto run = Start(DAM_PROGRAM, {"run", Configuration()});
+  const std::string plant = work_.Subfolder("plant");
+  Line("plant/line1.cfg", "Line 1", historian_);
+  const QString removed = Line("plant/line2.cfg", "Line 2", historian_);
+  auto run = Start(DAM_PROGRAM, {"run", QString::fromStdString(plant)});
   const auto said = [&](const std::string& part) {
     return WaitFor(
         [&] {
@@ -496,6 +502,9 @@ TEST_F(ServiceRun, TheWatchdogIsPingedWhileASaveWaitsOnALockedSpcDatabase) {
         30);
   };
   ASSERT_TRUE(said("| saved 2"));
+  std::filesystem::remove(removed.toStdString());
+  kill(run->processId(), SIGHUP);
+  ASSERT_TRUE(said("1 configuration: 1 running"));
   // Not pooled: a pool's thread would take the signals StopSignalsTest sends.
   platform::OdbcConnection holder(platform::OdbcPolicy{.poolIdleSeconds = 0});
   holder.Open(Spc(), "", "");
@@ -507,6 +516,14 @@ TEST_F(ServiceRun, TheWatchdogIsPingedWhileASaveWaitsOnALockedSpcDatabase) {
   Terminate(*run);
   EXPECT_LT(gap, 2s) << gap.count() << " ms without a ping";
   EXPECT_TRUE(Logged("SPC database unavailable")) << Log();
+  int saved = 0;
+  for (const std::string& m : manager.Received()) {
+    std::smatch count;
+    if (!m.starts_with("STATUS=") || !std::regex_search(m, count, std::regex("\\| saved (\\d+)")))
+      continue;
+    EXPECT_GE(std::stoi(count[1]), saved) << m;
+    saved = std::stoi(count[1]);
+  }
 }
 
 // Each signal to a running dam run: SIGTERM and SIGINT stop it (0); SIGHUP of an unchanged
