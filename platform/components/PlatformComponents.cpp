@@ -50,19 +50,45 @@ int64_t SpoolBytes(const std::string& settingsPath) {
   return bytes;
 }
 
+// The whole number from `least` to `most` that dam.ini holds for `key`, else `fallback` when it
+// holds none. Anything else is refused, as MaxBytes is: read as the default, a typing error
+// would change how long a run waits on its databases without a word.
+int32_t SettingNumber(const std::string& settingsPath, const std::string& section,
+                      const std::string& key, int32_t fallback, int32_t least, int32_t most,
+                      const std::string& meaning) {
+  const std::string text = ProfileFile(settingsPath).ReadString(section, key, "");
+  if (text.empty()) return fallback;
+  int32_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size() || number < least || number > most) {
+    throw runtime::Error(runtime::kTypeMismatch,
+                         "[" + section + "] " + key + " in " + settingsPath + " must be " +
+                             meaning + ", not \"" + text + "\"",
+                         "PlatformComponents");
+  }
+  return number;
+}
+
+bool SettingSwitch(const std::string& settingsPath, const std::string& section,
+                   const std::string& key) {
+  return SettingNumber(settingsPath, section, key, 0, 0, 1, "0 (off) or 1 (on)") != 0;
+}
+
+int32_t SettingSeconds(const std::string& settingsPath, const std::string& key, int32_t fallback) {
+  return SettingNumber(settingsPath, "Connections", key, fallback, 0, INT32_MAX,
+                       "a whole number of seconds, 0 or more");
+}
+
 }  // namespace
 
 OdbcPolicy PlatformComponents::ReadOdbcPolicy() {
   std::call_once(policyRead_, [this] {
-    const ProfileFile settings(SettingsPath());
-    policy_.allowDriverPaths = settings.ReadInteger("Security", "AllowDriverPaths", 0) != 0 &&
+    const std::string path = SettingsPath();
+    policy_.allowDriverPaths = SettingSwitch(path, "Security", "AllowDriverPaths") &&
                                SecuritySettingsTrusted("AllowDriverPaths");
-    policy_.loginTimeout =
-        std::max(0, settings.ReadInteger("Connections", "LoginTimeout", policy_.loginTimeout));
-    policy_.queryTimeout =
-        std::max(0, settings.ReadInteger("Connections", "QueryTimeout", policy_.queryTimeout));
-    policy_.poolIdleSeconds = std::max(
-        0, settings.ReadInteger("Connections", "PoolIdleSeconds", policy_.poolIdleSeconds));
+    policy_.loginTimeout = SettingSeconds(path, "LoginTimeout", policy_.loginTimeout);
+    policy_.queryTimeout = SettingSeconds(path, "QueryTimeout", policy_.queryTimeout);
+    policy_.poolIdleSeconds = SettingSeconds(path, "PoolIdleSeconds", policy_.poolIdleSeconds);
   });
   return policy_;
 }
@@ -113,7 +139,7 @@ std::shared_ptr<host::DatabaseSession> PlatformComponents::CreateDatabaseSession
   session->CountSavesIn(saves_);
   session->SetConfigurationName(configurationName_);
   session->Settings().SetOdbcPolicy(ReadOdbcPolicy());
-  const bool strict = ProfileFile(SettingsPath()).ReadInteger("Database", "StrictTests", 0) != 0;
+  const bool strict = SettingSwitch(SettingsPath(), "Database", "StrictTests");
   session->Settings().SetStrictTests(strict);
   session->KeepIn(MakeSpool());
   if (!forwarder_ && QCoreApplication::instance()) {

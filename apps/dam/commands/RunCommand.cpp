@@ -103,7 +103,7 @@ int Running(const RunOptions& options) {
   WarnIfSettingsShowPasswords(settings);
   RunObservers observers{.rules = CheckedRules(settings, options),
                          .spc = SpcConnection(settings, options.spc),
-                         .policy = settings.ReadOdbcPolicy()};
+                         .policy = SettingUpThisHost([&] { return settings.ReadOdbcPolicy(); })};
   // A metrics address that cannot be served stops the run before any driver starts.
   MetricsBoard board;
   std::optional<MetricsServer> metricsServer;

@@ -113,6 +113,7 @@ void RunConfigurations::Reload() {
   order_ = files;
   // Read again below, as they are now.
   waiting_.clear();
+  waitSaid_.clear();
   const std::set<std::string> wanted(files.begin(), files.end());
   for (auto shown = running_.begin(); shown != running_.end();) {
     if (wanted.contains((*shown)->configuration->File())) {
@@ -329,8 +330,12 @@ void RunConfigurations::Look() {
   // A status's state is "starting" until its driver runs.
   const std::vector<RunningConfiguration::Status> starting(starting_.size());
   for (const RunningConfiguration::Status& status : starting) statuses.push_back(&status);
-  const std::string summary =
-      several || running_.empty() ? SummaryLine(statuses, LastError()) : running_[0]->line;
+  // Those a reload stops still count what they saved.
+  int64_t savedByGone = savedByGone_;
+  for (const Leaving& leaving : leaving_) savedByGone += leaving.shown->configuration->Look().saved;
+  const std::string summary = several || running_.empty()
+                                  ? SummaryLine(statuses, savedByGone, LastError())
+                                  : running_[0]->line;
   if (!options_.ndjson && terminal_ && summary != shownSummary_) {
     std::cout << "\r\033[K" << summary << std::flush;
   }
@@ -451,13 +456,15 @@ int RunConfigurations::Finish() {
   int64_t saved = savedByGone_;
   for (const std::unique_ptr<Shown>& shown : running_) {
     const RunningConfiguration::Status status = shown->configuration->Look();
+    saved += status.saved;
+    // One left behind did not stop: stderr said so above.
+    if (hung.contains(shown.get())) continue;
     if (shown->events) {
       shown->events->Write("stopped", status.saved, status.spooled, status.lost, "", {});
     }
     if (several_ && !options_.ndjson) {
       Say(shown.get(), "stopped", "stopped after " + std::to_string(status.saved) + " subgroup(s)");
     }
-    saved += status.saved;
   }
   // A milestone of the run: a notice to the journal, of its configuration when it has one.
   const platform::LineNote notice(
@@ -525,14 +532,17 @@ std::string RunConfigurations::TakenBy(const std::string& name) const {
   return "";
 }
 
-bool RunConfigurations::Freeing(const std::string& name) const {
-  return std::any_of(
-             leaving_.begin(), leaving_.end(),
-             [&](const Leaving& one) { return one.shown->configuration->Name() == name; }) ||
-         std::any_of(reloading_.begin(), reloading_.end(), [&](const Reloading& one) {
-           const RunningConfiguration& holder = *one.shown->configuration;
-           return holder.Name() == name && ConfigurationNameIn(holder.File(), one.text) != name;
-         });
+const RunningConfiguration* RunConfigurations::Freeing(const std::string& name) const {
+  for (const Leaving& one : leaving_) {
+    if (one.shown->configuration->Name() == name) return one.shown->configuration.get();
+  }
+  for (const Reloading& one : reloading_) {
+    const RunningConfiguration& holder = *one.shown->configuration;
+    if (holder.Name() == name && ConfigurationNameIn(holder.File(), one.text) != name) {
+      return &holder;
+    }
+  }
+  return nullptr;
 }
 
 std::string RunConfigurations::Named(const std::string& file) {
@@ -557,7 +567,13 @@ RunConfigurations::Shown* RunConfigurations::Find(const std::string& file) {
 void RunConfigurations::Begin(const std::vector<std::pair<std::string, std::string>>& texts) {
   for (const auto& [file, text] : texts) {
     const std::string name = ConfigurationNameIn(file, text);
-    if (Freeing(name)) {
+    if (const RunningConfiguration* holder = Freeing(name)) {
+      if (waitSaid_.insert(file).second) {
+        Say(nullptr, "message",
+            file + ": waits for its name " + name + " to be freed" +
+                (holder->NotAnswering() ? " by " + holder->File() + ", which does not answer"
+                                        : ""));
+      }
       waiting_.emplace_back(file, text);
       continue;
     }

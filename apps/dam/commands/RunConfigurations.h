@@ -134,8 +134,8 @@ class RunConfigurations {
   std::string TakenBy(const std::string& name) const;
 
   // A configuration of `name` that a reload stops, or hands a text of another name: until it
-  // is done, who holds `name` after the reload is not known yet.
-  bool Freeing(const std::string& name) const;
+  // is done, who holds `name` after the reload is not known yet. Null when there is none.
+  const RunningConfiguration* Freeing(const std::string& name) const;
 
   // The name of the configuration `file` holds, once it ran; else the file.
   std::string Named(const std::string& file);
@@ -236,6 +236,8 @@ class RunConfigurations {
   std::set<std::string> rereads_;
   // Files to start once the reload that frees their names is done, with their texts.
   std::vector<std::pair<std::string, std::string>> waiting_;
+  // Those of waiting_ said to wait since the last reload: said once each.
+  std::set<std::string> waitSaid_;
   // Reloaded, and not yet told the service it is ready again.
   bool reloadUnderway_ = false;
   // Said "no configuration runs" since the last reload.

@@ -52,6 +52,17 @@ void LoopProgress::Unwatch(const Loop* loop) {
   });
 }
 
+void LoopProgress::CameRound(Loop& loop, Clock::time_point now) {
+  // A look that computed the loop's business before this mark still tells it stuck first.
+  loop.last_ = now.time_since_epoch().count();
+  if (!loop.stalled_) return;
+  std::lock_guard lock(mutex_);
+  if (!loop.stalledSince_) return;
+  loop.stalled_ = false;
+  const Clock::duration took = now - *std::exchange(loop.stalledSince_, std::nullopt);
+  if (loop.answering_) loop.answering_(took);
+}
+
 void LoopProgress::MarkOnThisThread(Loop* loop) {
   marked = loop;
 }
@@ -71,9 +82,11 @@ std::optional<LoopProgress::Clock::duration> LoopProgress::Stuck(Clock::time_poi
     const bool stuck = busy > allowedStall_;
     if (stuck && !loop->stalledSince_) {
       loop->stalledSince_ = now - busy;
+      loop->stalled_ = true;
       loop->stuck_(busy);
     } else if (!stuck && loop->stalledSince_) {
       const Clock::duration took = now - *std::exchange(loop->stalledSince_, std::nullopt);
+      loop->stalled_ = false;
       if (loop->answering_) loop->answering_(took);
     }
   }

@@ -45,6 +45,8 @@ class LoopProgress {
     std::function<void(Clock::duration)> answering_;
     // Since when the loop told stuck has been inside its event.
     std::optional<Clock::time_point> stalledSince_;
+    // Whether stalledSince_ holds a time: read without the lock by the loop's own thread.
+    std::atomic<bool> stalled_ = false;
   };
 
   // While it lives, the loop watched on the calling thread, if any, is inside an event.
@@ -68,6 +70,10 @@ class LoopProgress {
   // that event (to the look that found it out).
   std::shared_ptr<Loop> Watch(std::function<void(Clock::duration)> stuck = nullptr,
                               std::function<void(Clock::duration)> answering = nullptr);
+  // On `loop`'s own thread, which is between two events or steps, so it answers: tells it
+  // answering at once when it was told stuck, rather than at the next look, so that nothing
+  // that follows on that thread is taken for a stuck loop's doing. Cheap when it was not.
+  void CameRound(Loop& loop, Clock::time_point now);
   // Ends the watch of `loop`; a call of its `stuck` under way has returned by then.
   void Unwatch(const Loop* loop);
   // Makes `loop` the one InEvent marks on the calling thread; nullptr ends that.

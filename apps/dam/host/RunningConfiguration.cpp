@@ -2,6 +2,7 @@
 
 #include <QAbstractEventDispatcher>
 #include <algorithm>
+#include <type_traits>
 #include <utility>
 
 #include "apps/dam/host/ConfigurationName.h"
@@ -56,7 +57,20 @@ RunningConfiguration::~RunningConfiguration() {
 
 template <class Result>
 std::future<Result> RunningConfiguration::OnDriverThread(std::function<Result()> step) {
-  auto task = std::make_shared<std::packaged_task<Result()>>(std::move(step));
+  // A step runs once the loop came round, and a step that waited on a database has come round
+  // by its end: either is told before the run hears of the step, which must not find its
+  // driver still taken for one that does not answer.
+  auto task = std::make_shared<std::packaged_task<Result()>>([this, step = std::move(step)] {
+    CameRound();
+    if constexpr (std::is_void_v<Result>) {
+      step();
+      CameRound();
+    } else {
+      Result result = step();
+      CameRound();
+      return result;
+    }
+  });
   std::future<Result> done = task->get_future();
   // Each step is news to the run once its future is ready: a start that failed, too.
   if (context_->thread() == QThread::currentThread()) {
@@ -236,6 +250,7 @@ void RunningConfiguration::Halt() {
 void RunningConfiguration::Refresh() {
   // A look that blocks is a stuck loop to the watchdog.
   const LoopProgress::InEvent inEvent;
+  CameRound();
   Status now;
   std::vector<RunError> errors;
   // Nothing may escape into the event loop: a status that cannot be read is shown, and the
@@ -277,6 +292,10 @@ void RunningConfiguration::Refresh() {
   if (!changed) return;
   news_ = true;
   changed_();
+}
+
+void RunningConfiguration::CameRound() {
+  if (watch_) watch_->CameRound();
 }
 
 void RunningConfiguration::Stuck(std::chrono::seconds busy) {

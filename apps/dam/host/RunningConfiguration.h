@@ -101,7 +101,8 @@ class RunningConfiguration {
 
   Status Look() const;
   // The driver's loop has been inside one database call for longer than its time limits
-  // allow, and has not come round since; safe from any thread.
+  // allow, and has not come round since: a step of the driver's that is done has found it
+  // come round; safe from any thread.
   bool NotAnswering() const { return notAnswering_; }
   // True once after the status or the errors changed: a look at hundreds of configurations
   // reads only the few that did something since the last.
@@ -121,6 +122,8 @@ class RunningConfiguration {
   // may take, or came round after `busy` inside it: told from the watcher's thread, as the
   // driver's cannot, and in the collection log.
   void Stuck(std::chrono::seconds busy);
+  // On the driver's thread, which came round: a stall told is told over at once.
+  void CameRound();
   void Answering(std::chrono::seconds busy);
   void Tell(const std::string& description, const std::string& detail);
 

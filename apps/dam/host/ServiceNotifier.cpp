@@ -45,9 +45,14 @@ ServiceNotifier::LoopWatch::LoopWatch(LoopProgress& progress,
 }
 
 ServiceNotifier::LoopWatch::~LoopWatch() {
+  CameRound();
   LoopProgress::MarkOnThisThread(nullptr);
   QObject::disconnect(waits_);
   progress_.Unwatch(loop_.get());
+}
+
+void ServiceNotifier::LoopWatch::CameRound() {
+  progress_.CameRound(*loop_, LoopProgress::Clock::now());
 }
 
 std::unique_ptr<ServiceNotifier::LoopWatch> ServiceNotifier::WatchThisLoop() {

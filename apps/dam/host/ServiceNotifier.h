@@ -39,11 +39,14 @@ class ServiceNotifier {
   ServiceNotifier& operator=(const ServiceNotifier&) = delete;
 
   // The watch of one thread's event loop, through its dispatcher's aboutToBlock and the
-  // application's LoopProgress::InEvent. Ended on that thread, outside any event.
+  // application's LoopProgress::InEvent. Ended on that thread, outside any event: a loop
+  // told stuck is told answering then, since it came round to end its watch.
   class LoopWatch {
    public:
     LoopWatch(LoopProgress& progress, std::shared_ptr<LoopProgress::Loop> loop);
     ~LoopWatch();
+    // On the watched thread, between two of its steps: see LoopProgress::CameRound.
+    void CameRound();
     LoopWatch(const LoopWatch&) = delete;
     LoopWatch& operator=(const LoopWatch&) = delete;
 

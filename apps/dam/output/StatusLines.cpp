@@ -24,10 +24,10 @@ std::string StatusLine(const RunningConfiguration::Status& status) {
 }
 
 std::string SummaryLine(const std::vector<const RunningConfiguration::Status*>& statuses,
-                        const std::string& lastError) {
+                        int64_t savedByGone, const std::string& lastError) {
   static const std::string kUnavailable = "status unavailable";
   std::vector<std::pair<std::string, int>> states;
-  int64_t saved = 0, spooled = 0, lost = 0;
+  int64_t saved = savedByGone, spooled = 0, lost = 0;
   for (const RunningConfiguration::Status* one : statuses) {
     const RunningConfiguration::Status& status = *one;
     const std::string& state = status.unavailable.empty() ? status.state : kUnavailable;

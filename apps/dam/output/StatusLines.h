@@ -1,6 +1,7 @@
 // The status lines of `dam run`: one per configuration, and one for a run of several.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,9 +16,10 @@ std::string StatusLine(const RunningConfiguration::Status& status);
 
 // "3 configurations: 2 running, 1 stopped | saved 45 | spooled 2 | last error line2: ...":
 // the states counted in the order first seen, the counts summed (the spool, which they
-// share, counted once), and `lastError` (the
+// share, counted once) with `savedByGone`, what those a reload stopped saved, so that the
+// run's count never goes back, and `lastError` (the
 // newest error of any configuration, with its name), "none" when there was none.
 std::string SummaryLine(const std::vector<const RunningConfiguration::Status*>& statuses,
-                        const std::string& lastError);
+                        int64_t savedByGone, const std::string& lastError);
 
 }  // namespace dam

@@ -70,7 +70,7 @@ class PlantRun : public damtest::DamProcesses {
 // named again (a link to it, its own path) runs once. Then line C's historian is locked by another
 // program, with no query timeout, so its collection waits for good: lines A and B go on saving on
 // time, a reload is not held up by it, and SIGTERM still stops every driver; a file that waits
-// for line C's name meanwhile is said not to run.
+// for line C's name meanwhile says so at once, and at the stop that it does not run.
 TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn) {
   StartHistorian();
   const std::string locked = work_.File("locked.db");
@@ -118,6 +118,9 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
   kill(run->processId(), SIGHUP);
   EXPECT_TRUE(Saves(*run, "Line D", 2)) << output_ << errors_;
   EXPECT_EQ(output_.find("Line C: removed"), std::string::npos) << output_;
+  EXPECT_NE(output_.find("plant.d/c2.cfg: waits for its name Line C to be freed\n"),
+            std::string::npos)
+      << output_;
   Terminate(*run);
   Follow(*run);
   EXPECT_EQ(run->exitCode(), 0) << output_ << errors_;

@@ -124,33 +124,50 @@ TEST_F(SpoolHost, APostgresOutageLosesNoSubgroup) {
 }
 
 // A server frozen mid-save answers neither the save nor its cancel. Frozen for longer than
-// the time limits allow, the driver is said not to answer; a reload of its changed file does
-// not wait for it and is taken, as said, once the server answers again. Frozen again, the stop
-// leaves that driver behind after a few seconds and says so, instead of waiting for systemd's
-// SIGKILL, and fails with 4: a restart may find the server answering.
+// the time limits allow, each driver is said not to answer; a reload of a changed file does
+// not wait for it and is taken, as said, once the server answers again, and so is a second
+// change that renames it meanwhile: the driver is told answering first, and not said to wait
+// again. Frozen again, the stop leaves both drivers behind after a few seconds and says so,
+// never that they stopped, instead of waiting for systemd's SIGKILL, and fails with 4: a
+// restart may find the server answering.
 TEST_F(SpoolHost, AFrozenServerIsToldAndHoldsUpNeitherAReloadNorTheStop) {
   auto database = spcdbtest::MakeStoppableDatabase(spcdbtest::Backend::PostgreSQL);
   if (!database) GTEST_SKIP() << "no PostgreSQL server here";
   // Inside one call for 2 * (1 + 1) + 10 s is stuck.
   WriteFile("settings/dam.ini", "[Connections]\r\nLoginTimeout=1\r\nQueryTimeout=1\r\n");
   StartHistorian();
-  auto run = RunOn(database->ConnectionString(), Configuration());
+  const std::string width = damtest::kWeight + "TEST=Fill\tWidth\t%TAG(LINE1.WIDTH)\t\n";
+  auto run =
+      Start(DAM_PROGRAM, {"run", Configuration(), Line("line2.cfg", "Line 2", historian_), "--spc",
+                          QString::fromStdString(database->ConnectionString()), "--for", "120"});
   ASSERT_TRUE(TwoMoreSaved(database->ConnectionString())) << Log();
   ASSERT_TRUE(database->Freeze(true));
   std::string output;
   EXPECT_TRUE(Says(*run, output, "| last error Driver Not Answering: inside one database call", 30))
       << output;
-  Configuration(damtest::kWeight + "TEST=Fill\tWidth\t%TAG(LINE1.WIDTH)\t\n");
+  Configuration(width);
   kill(run->processId(), SIGHUP);
   EXPECT_TRUE(
       Says(*run, output, "Line 1: not answering: its change is taken once it answers again", 5))
       << output;
+  Line("line.cfg", "Line 1x", historian_, width);
+  kill(run->processId(), SIGHUP);
+  EXPECT_TRUE(WaitFor([&] { return Says(*run, output, ""), Count(output, "reloading ") == 2; }, 5));
   database->Freeze(false);
   EXPECT_TRUE(Says(*run, output, "| last error Driver Answering Again: back after", 15)) << output;
   EXPECT_TRUE(
-      WaitFor([&] { return Says(*run, output, ""), Count(output, "historian: ") == 2; }, 15))
-      << "the change taken: " << output;
-  EXPECT_TRUE(Logged("\tDriver Not Answering\t") && Logged("\tDriver Answering Again\t")) << Log();
+      WaitFor([&] { return Says(*run, output, ""), Count(output, "historian: ") == 4; }, 15))
+      << "both changes taken: " << output;
+  EXPECT_NE(output.find("Line 1: renamed: stopped, to start again"), std::string::npos) << output;
+  EXPECT_EQ(Count(output, "not answering"), 1u) << output;
+  const std::string log = Log();
+  for (const char* line : {"Line 1", "Line 2"}) {
+    for (const char* told : {"Driver Not Answering", "Driver Answering Again"}) {
+      EXPECT_TRUE(std::regex_search(log, std::regex(std::string(line) + "\t[^\t]*\t" + told)))
+          << line << " " << told << "\n"
+          << log;
+    }
+  }
 
   ASSERT_TRUE(database->Freeze(true));
   QThread::sleep(2);
@@ -162,9 +179,9 @@ TEST_F(SpoolHost, AFrozenServerIsToldAndHoldsUpNeitherAReloadNorTheStop) {
   ASSERT_TRUE(finished);
   EXPECT_LT(clock.elapsed(), 10'000);
   output += run->readAll().toStdString();
-  EXPECT_NE(output.find("stopped while it waited on a database that does not answer"),
-            std::string::npos)
+  EXPECT_EQ(Count(output, "stopped while it waited on a database that does not answer"), 2u)
       << output;
+  EXPECT_EQ(output.find(": stopped after"), std::string::npos) << output;
   EXPECT_EQ(run->exitCode(), 4) << output;
 }
 

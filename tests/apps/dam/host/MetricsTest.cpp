@@ -260,6 +260,8 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
        "[Metrics] Listen in " + ini, 1},
       {"[Run]\nRules=1,9\n", "[Run] Rules in " + ini, 3},
       {"[Spool]\nMaxBytes=0\n", "[Spool] MaxBytes in " + ini, 3},
+      {"[Connections]\nLoginTimeout=abc\n", "[Connections] LoginTimeout in " + ini, 3},
+      {"[Database]\nStrictTests=yes\n", "[Database] StrictTests in " + ini, 3},
       // A folder in its place: the defaults would send the subgroups to another database.
       {"", "cannot read " + ini + ": Is a directory", 3}};
   for (const auto& [settings, said, status] : badSettings) {
