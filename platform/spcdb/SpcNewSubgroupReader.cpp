@@ -1,5 +1,7 @@
 #include "platform/spcdb/SpcNewSubgroupReader.h"
 
+#include <algorithm>
+
 #include "platform/spcdb/SpcReader.h"
 
 namespace platform {
@@ -15,20 +17,26 @@ SpcNewSubgroupReader::SpcNewSubgroupReader(SpcSession& session, int32_t after,
     : session_(session), last_(after), holeWait_(holeWait) {}
 
 std::vector<SpcSubgroupData> SpcNewSubgroupReader::Poll(Clock::time_point now) {
+  const std::vector<int32_t> ids = SubgroupIdsAfter(session_, last_, kBatch);
+  if (ids.empty()) return {};
+  // A full batch hides the gaps above it, which are as old as the newest identifier.
+  const int32_t newest = ids.size() < static_cast<size_t>(kBatch)
+                             ? ids.back()
+                             : std::max(ids.back(), LastSubgroupId(session_));
+  if (seen_.empty() || seen_.back().newest < newest) seen_.push_back({newest, now});
   int32_t ready = last_;
-  for (const int32_t id : SubgroupIdsAfter(session_, last_, kBatch)) {
+  for (const int32_t id : ids) {
     if (id != ready + 1) {
-      if (hole_ != ready + 1) {
-        hole_ = ready + 1;
-        holeSince_ = now;
-      }
-      if (now - holeSince_ < holeWait_) break;
+      const auto since =
+          std::ranges::find_if(seen_, [&](const Seen& seen) { return seen.newest > ready + 1; });
+      if (now - since->at < holeWait_) break;
     }
     ready = id;
   }
   if (ready == last_) return {};
   std::vector<SpcSubgroupData> subgroups = ReadSubgroupRange(session_, last_ + 1, ready);
   last_ = ready;
+  while (!seen_.empty() && seen_.front().newest <= last_) seen_.pop_front();
   return subgroups;
 }
 

@@ -2,13 +2,14 @@
 // identifier: each subgroup is given once, in identifier order, and none is skipped. A writer
 // may commit a lower identifier after a higher one (PostgreSQL hands identifiers out before
 // the commit, and several hosts save at once), so an identifier missing below newer ones is
-// waited for before anything above it is given; after `holeWait` it is taken for a save that
-// was rolled back and never comes.
+// waited for before anything above it is given; `holeWait` after a newer one was first seen it
+// is taken for a save that was rolled back and never comes. Gaps seen together end together,
+// however many there are: a reader behind a thousand unused identifiers waits once.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
-#include <optional>
+#include <deque>
 #include <vector>
 
 #include "platform/spcdb/SpcSession.h"
@@ -35,9 +36,13 @@ class SpcNewSubgroupReader {
   SpcSession& session_;
   int32_t last_;
   std::chrono::milliseconds holeWait_;
-  // The first identifier waited for, and since when.
-  std::optional<int32_t> hole_;
-  Clock::time_point holeSince_;
+  // When each newest identifier above last_ was first seen: one missing below `newest` has
+  // been missing since `at`.
+  struct Seen {
+    int32_t newest;
+    Clock::time_point at;
+  };
+  std::deque<Seen> seen_;
 };
 
 }  // namespace platform

@@ -51,18 +51,25 @@ TEST(SpcNewSubgroupReader, WaitsForAMissingIdentifierThenGivesItUpButNeverRepeat
     std::chrono::seconds at;
     std::vector<int32_t> given;
   } steps[] = {
-      {{2, 4}, 0s, {1, 2}},                     // 3 is missing below 4: 4 waits
-      {{}, 9s, {}},         {{3}, 9s, {3, 4}},  // committed late, given in order
-      {{7, 6}, 12s, {}},                        // 5 is missing now
-      {{}, 21s, {}},        {{}, 22s, {6, 7}},  // 5 never came: given up after ten seconds
-      {{5}, 23s, {}},                           // too late: never given out of order or twice
+      {{2, 4}, 0s, {1, 2}},  // 3 is missing below 4: 4 waits
+      {{}, 9s, {}},
+      {{3}, 9s, {3, 4}},  // committed late, given in order
+      {{7, 6}, 12s, {}},  // 5 is missing now
+      {{}, 21s, {}},
+      {{}, 22s, {6, 7}},  // 5 never came: given up after ten seconds
+      {{5}, 23s, {}},     // too late: never given out of order or twice
       {{8}, 23s, {8}},
+      {{14, 12, 10}, 24s, {}},  // 9, 11 and 13 missing at once
+      {{16}, 30s, {}},          // 15 missing since now
+      {{}, 34s, {10, 12, 14}},  // one wait for the gaps seen together
+      {{}, 39s, {}},
+      {{}, 40s, {16}},
   };
   for (const auto& step : steps) {
     for (const int32_t id : step.committed) commit(id);
     EXPECT_EQ(Ids(reader.Poll(start + step.at)), step.given) << "at " << step.at.count() << " s";
   }
-  EXPECT_EQ(reader.Last(), 8);
+  EXPECT_EQ(reader.Last(), 16);
 }
 
 class Follow : public damtest::DamProcesses, public ::testing::WithParamInterface<Backend> {
