@@ -1,18 +1,18 @@
 #include "platform/odbc/OdbcCancel.h"
 
-#include <chrono>
 #include <mutex>
 #include <unordered_set>
+#include <vector>
 
 #include <sqlext.h>
 
 namespace platform {
 namespace {
 
-// The lock also keeps a statement's handle alive while another thread cancels it: a
-// statement leaves the registry before its handle is freed.
-std::timed_mutex& RegistryLock() {
-  static std::timed_mutex lock;
+// Held only to look at the registry, never across a call into a driver: a statement leaves
+// the registry before its handle is freed.
+std::mutex& RegistryLock() {
+  static std::mutex lock;
   return lock;
 }
 
@@ -24,13 +24,24 @@ std::unordered_set<RunningStatement*>& Running() {
 }  // namespace
 
 void CancelRunningStatements() {
-  // A cancel can itself hang (psqlODBC asks a server that stopped answering): the next one
-  // gives up waiting for it rather than hang behind it, so that its caller can stop.
-  std::unique_lock lock(RegistryLock(), std::chrono::milliseconds(100));
-  if (!lock) return;
-  for (RunningStatement* statement : Running()) {
-    statement->cancelled_ = true;
-    if (statement->driverCancels_) SQLCancel(statement->statement_);
+  std::vector<RunningStatement*> seen;
+  {
+    std::lock_guard lock(RegistryLock());
+    seen.assign(Running().begin(), Running().end());
+  }
+  for (RunningStatement* statement : seen) {
+    std::unique_lock<std::mutex> cancelling;
+    {
+      std::lock_guard lock(RegistryLock());
+      if (!Running().contains(statement)) continue;
+      statement->cancelled_ = true;
+      if (!statement->driverCancels_) continue;
+      // A cancel can itself hang (psqlODBC asks a server that stopped answering): the next
+      // one passes that statement by and reaches the others.
+      cancelling = std::unique_lock(statement->cancelling_, std::try_to_lock);
+      if (!cancelling) continue;
+    }
+    SQLCancel(statement->statement_);
   }
 }
 
@@ -41,8 +52,12 @@ RunningStatement::RunningStatement(SQLHSTMT statement, bool driverCancels)
 }
 
 RunningStatement::~RunningStatement() {
-  std::lock_guard lock(RegistryLock());
-  Running().erase(this);
+  {
+    std::lock_guard lock(RegistryLock());
+    Running().erase(this);
+  }
+  // The handle outlives a cancel of it under way.
+  std::lock_guard cancelled(cancelling_);
 }
 
 }  // namespace platform

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <atomic>
+#include <mutex>
 
 #include <sql.h>
 
@@ -16,7 +17,8 @@ namespace platform {
 // runtime::Error "[SQLSTATE HY008] The statement was cancelled: <the driver's error>".
 // Safe from any thread, not from a signal handler: call it from the thread that learns of
 // the signal. A statement that starts while this runs may miss it; statements started
-// afterwards run normally.
+// afterwards run normally. A cancel that hangs (a server that stopped answering) holds up
+// no other statement, and the next call passes that one by.
 void CancelRunningStatements();
 
 // Registers `statement` as running until destroyed. `driverCancels`: the driver's SQLCancel
@@ -38,6 +40,8 @@ class RunningStatement {
   SQLHSTMT statement_;
   bool driverCancels_;
   std::atomic<bool> cancelled_{false};
+  // Held while a driver's SQLCancel runs on the statement.
+  std::mutex cancelling_;
 };
 
 }  // namespace platform

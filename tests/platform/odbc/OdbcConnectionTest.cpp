@@ -540,6 +540,23 @@ TEST(OdbcWaits, PostgreSqlStatementsEndAtTheQueryTimeoutOrWhenCancelled) {
   ExpectCancelled(unbounded, "SELECT pg_sleep(10)");
   EXPECT_EQ(unbounded.Execute("SELECT 1 AS one")->Field("one").AsLong(), 1)
       << "a cancelled statement leaves its connection usable";
+
+  // A cancel that hangs on a frozen server holds up neither the statements of another
+  // server nor the next cancel of them.
+  auto frozen = spcdbtest::MakeStoppableDatabase(spcdbtest::Backend::PostgreSQL);
+  OdbcConnection stuck(QueryTimeout(0));
+  stuck.Open(frozen->ConnectionString(), "", "");
+  ASSERT_TRUE(frozen->Freeze(true));
+  std::thread hung([&] { ErrorFrom([&] { stuck.Execute("SELECT 1"); }); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  std::thread(platform::CancelRunningStatements).detach();
+  std::thread thaw([&] {
+    std::this_thread::sleep_for(std::chrono::seconds(6));
+    frozen->Freeze(false);
+  });
+  ExpectCancelled(unbounded, "SELECT pg_sleep(10)");
+  thaw.join();
+  hung.join();
 }
 
 TEST(OdbcWaits, ConnectingToAServerThatNeverAnswersEndsAtTheLoginTimeout) {
