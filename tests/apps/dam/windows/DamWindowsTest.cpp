@@ -318,14 +318,14 @@ TEST_F(DamWindowsTest, SetupWritesOnlyOnOkAndReplacesTheFileByANewOneKeepingTheO
   // A file someone changed since it was read is overwritten only when the user says so;
   // else their text is kept aside.
   std::filesystem::permissions(path, std::filesystem::perms(0640));
-  const auto changedMeanwhile = [&](const std::string& name) {
-    return [&, name](QDialog& d) {
-      std::ofstream(path, std::ios::binary) << "NAME=Theirs\n";
-      uitest::Box(d, "txtName").setText(QString::fromStdString(name));
+  const auto changedMeanwhile = [&](const std::string& theirs) {
+    return [&, theirs](QDialog& d) {
+      std::ofstream(path, std::ios::binary) << theirs;
+      uitest::Box(d, "txtName").setText("Mine");
       uitest::Click(d, "bnOK");
     };
   };
-  WhenModals({changedMeanwhile("Mine"), Answer("")});
+  WhenModals({changedMeanwhile("NAME=Theirs\n"), Answer("")});
   EXPECT_EQ(Setup(path), -1);
   EXPECT_EQ(told, path +
                       " was changed by someone else since it was read. Overwrite their "
@@ -336,10 +336,12 @@ TEST_F(DamWindowsTest, SetupWritesOnlyOnOkAndReplacesTheFileByANewOneKeepingTheO
                          " was changed by someone else and is left as it is; your "
                          "text is in " +
                          path + ".mine");
-  WhenModals({changedMeanwhile("Mine"), Answer("&Overwrite")});
+  told.clear();
+  WhenModals({changedMeanwhile("NAME=Others\n"), Answer("&Overwrite")});
   EXPECT_EQ(Setup(path), 0);
+  EXPECT_FALSE(told.empty()) << "asked";
   EXPECT_TRUE(FileText(path).starts_with("NAME=Mine\n"));
-  EXPECT_EQ(FileText(path + ".bak"), "NAME=Theirs\n");
+  EXPECT_EQ(FileText(path + ".bak"), "NAME=Others\n");
 }
 
 // A historian another program holds locked, with no query timeout: `dam select-tag`, `dam
