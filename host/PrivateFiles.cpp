@@ -35,15 +35,42 @@ bool WriteAll(int fd, std::string_view content) {
   return true;
 }
 
+enum FileKind { kNotRegular = 1, kReadOnly };
+
 class FileKindCategory : public std::error_category {
  public:
   const char* name() const noexcept override { return "file kind"; }
-  std::string message(int) const override { return "not a regular file (a FIFO or a device)"; }
+  std::string message(int kind) const override {
+    return kind == kReadOnly ? "the file is read-only" : "not a regular file (a FIFO or a device)";
+  }
 };
 
+const FileKindCategory kFileKind;
+
 std::error_code NotARegularFile() {
-  static const FileKindCategory category;
-  return {1, category};
+  return {kNotRegular, kFileKind};
+}
+
+// A link stays a link: what is replaced is the file it points to.
+std::string Target(const std::string& path) {
+  std::error_code error;
+  if (!fs::is_symlink(path, error)) return path;
+  const fs::path target = fs::weakly_canonical(path, error);
+  return error ? path : target.string();
+}
+
+// Owner and group may be given only by root, or by the owner to a group of theirs: where
+// that is refused the file is written over in place (no rename can keep them).
+std::error_code WriteInPlace(const std::string& path, std::string_view content) {
+  const int fd = open(path.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
+  if (fd < 0) return LastError();
+  std::error_code error;
+  if (!WriteAll(fd, content) || ftruncate(fd, static_cast<off_t>(content.size())) != 0 ||
+      fsync(fd) != 0) {
+    error = LastError();
+  }
+  if (close(fd) != 0 && !error) error = LastError();
+  return error;
 }
 
 // A rename is durable once the folder that holds the name is synced.
@@ -71,18 +98,41 @@ std::error_code CreatePrivateFolders(const std::string& folder) {
   return error;
 }
 
-std::error_code ReplaceFile(const std::string& path, std::string_view content) {
-  std::error_code error;
-  const fs::file_status existing = fs::status(path, error);
-  const fs::perms mode = fs::exists(existing) ? existing.permissions() : kOwnerFile;
+std::error_code ReadOnly() {
+  return {kReadOnly, kFileKind};
+}
+
+std::error_code CheckWritable(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return errno == ENOENT ? std::error_code() : LastError();
+  // Root may write anything: a mode without any write bit still says "leave it".
+  if ((status.st_mode & 0222) == 0 || access(path.c_str(), W_OK) != 0) return ReadOnly();
+  return {};
+}
+
+std::error_code ReplaceFile(const std::string& given, std::string_view content) {
+  const std::string path = Target(given);
+  struct stat old {};
+  const bool existed = stat(path.c_str(), &old) == 0;
+  if (std::error_code error = CheckWritable(path)) return error;
+  const mode_t mode = existed ? old.st_mode & 07777 : static_cast<mode_t>(kOwnerFile);
   const std::string temporary = TemporaryBeside(path);
   // Owner-only from the start, so that the content is never readable by others.
   const int fd = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
   if (fd < 0) return LastError();
-  error.clear();
-  if (!WriteAll(fd, content) || fchmod(fd, static_cast<mode_t>(mode)) != 0 || fsync(fd) != 0) {
-    error = LastError();
+  std::error_code error;
+  struct stat made {};
+  bool owned = !existed;
+  if (existed && fstat(fd, &made) == 0) {
+    owned = (made.st_uid == old.st_uid && made.st_gid == old.st_gid) ||
+            fchown(fd, old.st_uid, old.st_gid) == 0;
   }
+  if (!owned) {
+    close(fd);
+    unlink(temporary.c_str());
+    return WriteInPlace(path, content);
+  }
+  if (!WriteAll(fd, content) || fchmod(fd, mode) != 0 || fsync(fd) != 0) error = LastError();
   if (close(fd) != 0 && !error) error = LastError();
   if (!error && rename(temporary.c_str(), path.c_str()) != 0) error = LastError();
   if (error) {

@@ -162,8 +162,10 @@ const std::vector<Command>& Commands() {
       {{"dam setup",
         "CONFIG [--spc CONNECTION] [--driver CLASS]",
         "Opens the driver's configuration dialog on CONFIG (a new file starts from the driver's "
-        "defaults) and writes the file back on OK, keeping the old one as CONFIG.bak. Exit "
-        "status 1 on Cancel.",
+        "defaults) and writes the file back on OK, keeping the old one as CONFIG.bak. A save "
+        "that fails shows the dialog again; a file changed since it was read is overwritten "
+        "only when confirmed, else the text is kept as CONFIG.mine. Exit status 1 on Cancel, "
+        "6 when the text was not saved to CONFIG.",
         {{"CONFIG", "a configuration text file"}},
         1,
         1,

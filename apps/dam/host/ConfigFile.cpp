@@ -172,21 +172,41 @@ std::vector<ConfigurationRead> ReadConfigurationFiles(const std::vector<std::str
   return reads;
 }
 
-void WriteConfigurationFile(const std::string& path, const std::string& text) {
-  const std::string content = runtime::Join(runtime::Split(text, "\r\n"), "\n") + "\n";
+std::optional<std::string> ConfigurationNow(const std::string& path) {
   std::error_code error;
-  if (std::filesystem::exists(path, error)) {
-    error = host::ReplaceFile(path + ".bak", LookAt(path).bytes);
-    if (error) {
-      throw runtime::Error(runtime::kPathFileAccessError,
-                           "Cannot keep " + path + " as " + path + ".bak: " + error.message());
+  if (!std::filesystem::exists(path, error) && !std::filesystem::is_symlink(path, error)) {
+    return std::nullopt;
+  }
+  return Normalised(LookAt(path).bytes);
+}
+
+void WriteConfigurationFile(const std::string& path, const std::string& text,
+                            const std::optional<std::string>& read) {
+  const auto cannot = [&](const std::string& doing, std::error_code error) {
+    if (error == host::ReadOnly()) {
+      throw runtime::Error(runtime::kPathFileAccessError, path + " is read-only");
     }
+    // The file itself may be written: what refuses is its folder, which takes the new file.
+    if (error == std::errc::permission_denied || error == std::errc::read_only_file_system) {
+      const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+      throw runtime::Error(runtime::kPathFileAccessError,
+                           doing + ": the folder " + (folder.empty() ? "." : folder.string()) +
+                               " does not take new files (" + error.message() + ")");
+    }
+    throw runtime::Error(runtime::kPathFileAccessError, doing + ": " + error.message());
+  };
+  if (ConfigurationNow(path) != read) {
+    throw ChangedMeanwhile(path + " was changed by someone else since it was read");
+  }
+  const std::string content = runtime::Join(runtime::Split(text, "\r\n"), "\n") + "\n";
+  std::error_code error = host::CheckWritable(path);
+  if (error) cannot("Cannot write the configuration " + path, error);
+  if (read) {
+    error = host::ReplaceFile(path + ".bak", LookAt(path).bytes);
+    if (error) cannot("Cannot keep " + path + " as " + path + ".bak", error);
   }
   error = host::ReplaceFile(path, content);
-  if (error) {
-    throw runtime::Error(runtime::kPathFileAccessError,
-                         "Cannot write the configuration " + path + ": " + error.message());
-  }
+  if (error) cannot("Cannot write the configuration " + path, error);
 }
 
 }  // namespace dam

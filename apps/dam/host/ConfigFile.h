@@ -4,6 +4,8 @@
 #include <chrono>
 #include <exception>
 #include <functional>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -35,10 +37,25 @@ struct ConfigurationRead {
 std::vector<ConfigurationRead> ReadConfigurationFiles(const std::vector<std::string>& paths,
                                                       const Pause& pause = Sleep);
 
+// The file's text as ReadConfigurationFile gives it, without waiting on a file being
+// written, or none when there is no file: what an editor compares with what it read.
+std::optional<std::string> ConfigurationNow(const std::string& path);
+
+// WriteConfigurationFile's refusal to overwrite a file that is no longer as it was read.
+class ChangedMeanwhile : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
 // Writes a configuration text (CR LF between lines) as a file users edit: one line per
-// line, ending in LF. The new file replaces the old at once and durably (host::ReplaceFile);
-// the old content is kept beside it as `path`.bak, replaced the same way. A failure is an
-// error naming the file and leaves the old file as it was.
-void WriteConfigurationFile(const std::string& path, const std::string& text);
+// line, ending in LF. `read` is the file's text as the editor read it (none: there was no
+// file); when the file is not that any more (ConfigurationNow), ChangedMeanwhile is raised
+// and nothing is written: an editor overwrites another's change only when told to. The new
+// file replaces the old at once and durably (host::ReplaceFile: a link's target, keeping
+// mode, owner and group); the old content is kept beside it as `path`.bak, replaced the same
+// way. A read-only file is refused ("PATH is read-only"). A failure is an error naming the
+// file, or the folder that does not take new files, and leaves the old file as it was.
+void WriteConfigurationFile(const std::string& path, const std::string& text,
+                            const std::optional<std::string>& read);
 
 }  // namespace dam

@@ -9,6 +9,7 @@
 #include "apps/dam/host/DriverHandle.h"
 #include "apps/dam/host/RunStatus.h"
 #include "apps/dam/windows/ChartWindow.h"
+#include "apps/dam/windows/SaveEdited.h"
 #include "apps/shared/Failures.h"
 #include "host/DriverState.h"
 #include "platform/odbc/ConnectionSecrets.h"
@@ -31,6 +32,8 @@ std::string Reason(std::exception_ptr thrown) {
 // saves are counted apart from the other rows'. A setup that renames it gives it a new one.
 struct MainWindow::Row {
   std::string path;
+  // The file's text as last read or written here: a change made outside shows against it.
+  std::string text;
   QTreeWidgetItem* item = nullptr;
   std::unique_ptr<DriverHandle> handle;
   bool loaded = false;
@@ -101,6 +104,7 @@ void MainWindow::LoadDriver(Row& row, const std::string& text) {
     RefreshRows();
   };
   handle.Load(text);
+  row.text = text;
   row.loaded = true;
   row.state = handle.Driver().State();
   row.status = std::make_unique<RunStatus>(handle.Components(), handle.Reading());
@@ -185,22 +189,48 @@ void MainWindow::bnPause_Click() {
 
 void MainWindow::bnSetup_Click() {
   Row* row = SelectedRow();
-  if (!row || !row->handle->Driver().ShowSetup(host::kTrue)) return;
+  if (!row) return;
   try {
-    const std::string text = row->handle->Text();
-    WriteConfigurationFile(row->path, text);
-    SetError(*row, "");
-    if (ConfigurationNameIn(row->path, text) != row->handle->NameFor(row->path)) {
-      Rename(*row, text);
-    } else {
-      row->handle->Read(text);
-      if (row->chart) row->chart->TestsChanged(row->handle->Reading());
+    // An edit made outside since is what the dialog starts from, as a reload would take it.
+    if (row->state == host::kDriverStopped) {
+      if (const std::optional<std::string> now = ConfigurationNow(row->path);
+          now && *now != row->text) {
+        TakeText(*row, *now, true);
+      }
     }
   } catch (...) {
     SetError(*row, Reason(std::current_exception()));
   }
+  row = SelectedRow();
+  std::string failure;
+  while (row && row->handle->Driver().ShowSetup(host::kTrue)) {
+    const std::string text = row->handle->Text();
+    const SaveOutcome outcome = SaveEdited(row->path, text, row->text, failure);
+    if (outcome == SaveOutcome::kFailed) continue;
+    if (outcome == SaveOutcome::kKeptAside) break;
+    failure.clear();
+    try {
+      SetError(*row, "");
+      TakeText(*row, text, false);
+    } catch (...) {
+      SetError(*row, Reason(std::current_exception()));
+    }
+    break;
+  }
+  if (row && !failure.empty()) SetError(*row, failure);
   RefreshRows();
   UpdateButtons();
+}
+
+void MainWindow::TakeText(Row& row, const std::string& text, bool load) {
+  if (ConfigurationNameIn(row.path, text) != row.handle->NameFor(row.path)) {
+    Rename(row, text);
+    return;
+  }
+  row.handle->Read(text);
+  if (load) row.handle->Load(text);
+  row.text = text;
+  if (row.chart) row.chart->TestsChanged(row.handle->Reading());
 }
 
 void MainWindow::bnActivity_Click() {

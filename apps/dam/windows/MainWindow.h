@@ -38,6 +38,9 @@ class MainWindow : public QMainWindow {
   void LoadDriver(Row& row, const std::string& text);
   // After a setup gave the row's driver another name: a driver made under that one.
   void Rename(Row& row, const std::string& text);
+  // Takes `text`, now the row's file's, into its driver (Load when `load`, else the driver
+  // holds it already), renaming the row when its name changed.
+  void TakeText(Row& row, const std::string& text, bool load);
   void ShowChart(Row& row);
   // Shows the newest error of each row, whatever reported it.
   void RefreshRows();

@@ -2,6 +2,7 @@
 // module from a registry of the test's own, the configuration dialog answered the ways a
 // user ends it, and the file on disk afterwards.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <QLabel>
 #include <QMessageBox>
@@ -17,6 +18,7 @@
 #include "apps/dam/windows/ChartWindow.h"
 #include "apps/dam/windows/MainWindow.h"
 #include "apps/dam/windows/WindowsCommands.h"
+#include "apps/shared/Failures.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcDialect.h"
@@ -66,12 +68,42 @@ class DamWindowsTest : public ::testing::Test {
       end(dialog);
     });
   }
-  // Runs `dam setup file` and returns its exit status.
+  // Runs `dam setup file` and returns its exit status, or -1 with `failure` set for the
+  // Failure it raises.
   int Setup(const std::string& file, const std::string& rename, const Action& end) {
     WhenSetup(rename, end);
+    return Setup(file);
+  }
+  int Setup(const std::string& file) {
     dam::SetupOptions options;
     options.config = file;
-    return dam::SetupCommand(options);
+    try {
+      return dam::SetupCommand(options);
+    } catch (const apps::Failure& raised) {
+      failure = std::to_string(raised.Code()) + " " + raised.what();
+      return -1;
+    }
+  }
+  // Acts on the modal windows that come one after another: the dialog, a box, ...
+  static void WhenModals(std::vector<Action> actions) {
+    if (actions.empty()) return;
+    const Action first = actions.front();
+    actions.erase(actions.begin());
+    uitest::WhenModal([=](QDialog& dialog) {
+      WhenModals(actions);
+      first(dialog);
+    });
+  }
+  // Answers a message box with `button` ("" for Escape), keeping its text in `told`.
+  Action Answer(const QString& button) {
+    return [this, button](QDialog& dialog) {
+      auto& box = dynamic_cast<QMessageBox&>(dialog);
+      told = box.text().toStdString();
+      for (QAbstractButton* each : box.buttons()) {
+        if (each->text() == button) return each->click();
+      }
+      QTest::keyClick(&box, Qt::Key_Escape);
+    };
   }
 
   testsupport::TempFolder state;
@@ -79,6 +111,8 @@ class DamWindowsTest : public ::testing::Test {
   std::string historian =
       testsupport::CreateSqliteDatabase(state.File("historian.db"), testsupport::kHistorianTables);
   std::string shownName;
+  std::string failure;
+  std::string told;
 };
 
 TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOne) {
@@ -140,6 +174,14 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
   EXPECT_TRUE(FileText(config).starts_with("NAME=Line B\n")) << FileText(config);
   EXPECT_EQ(row(0), "Line B | oxaGEPDAD6.Version1 | stopped | 0 | none");
   EXPECT_EQ(chartTitles(), "Control Chart - Line B;");
+  // An edit made outside meanwhile (sed -i) is what the dialog opens with, and stays.
+  std::string edited = FileText(config);
+  edited.replace(edited.find("SUBGROUPINTERVAL=1\n"), 19, "SUBGROUPINTERVAL=7\n");
+  std::ofstream(config + ".new", std::ios::binary) << edited;
+  std::filesystem::rename(config + ".new", config);
+  WhenSetup("", kOkButton);
+  click("bnSetup");
+  EXPECT_NE(FileText(config).find("\nSUBGROUPINTERVAL=7\n"), std::string::npos) << FileText(config);
 
   const std::pair<const char*, std::string> steps[] = {
       {"bnStart", "running"}, {"bnPause", "paused"}, {"bnStop", "stopped"}, {"bnStart", "running"}};
@@ -177,11 +219,14 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
   click("bnStop");
   std::filesystem::remove(config + ".bak");
   std::filesystem::create_directories(config + ".bak/in");
-  uitest::WhenModal([](QDialog& dialog) {
-    uitest::Control<QCheckBox>(dialog, "chkActive").setChecked(false);
-    uitest::Click(dialog, "bnOK");
-  });
+  watchdog.stop();
+  WhenModals({[](QDialog& dialog) {
+                uitest::Control<QCheckBox>(dialog, "chkActive").setChecked(false);
+                uitest::Click(dialog, "bnOK");
+              },
+              Answer("OK"), kCancelButton});
   click("bnSetup");
+  watchdog.start(200);
   EXPECT_TRUE(
       row(0).ends_with(" | Cannot keep " + config + " as " + config + ".bak: Is a directory"))
       << row(0);
@@ -235,6 +280,68 @@ TEST_F(DamWindowsTest, SetupWritesOnlyOnOkAndReplacesTheFileByANewOneKeepingTheO
   struct stat status {};
   ASSERT_EQ(stat(path.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0640u) << "the owner's mode is kept";
+
+  // Through a link the file it points to is written, keeping its owner and group (only
+  // root may give them away); the link stays.
+  const std::string link = files.File("link.cfg");
+  std::filesystem::create_symlink(path, link);
+  const bool root = geteuid() == 0;
+  if (root) {
+    ASSERT_EQ(chown(path.c_str(), 4321, 4322), 0);
+  }
+  EXPECT_EQ(Setup(link, "Line C", kOkButton), 0);
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
+  EXPECT_TRUE(FileText(path).starts_with("NAME=Line C\n")) << FileText(path);
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  if (root) {
+    EXPECT_EQ(std::pair(status.st_uid, status.st_gid), std::pair(4321u, 4322u));
+  }
+
+  // A save that fails is told, and the dialog comes back with the user's text until they
+  // give up; the exit status is not Cancel's.
+  std::filesystem::permissions(path, std::filesystem::perms(0444));
+  WhenModals({[](QDialog& d) {
+                uitest::Box(d, "txtName").setText("Line D");
+                uitest::Click(d, "bnOK");
+              },
+              Answer("OK"),
+              [this](QDialog& d) {
+                shownName = uitest::Box(d, "txtName").text().toStdString();
+                kCancelButton(d);
+              }});
+  EXPECT_EQ(Setup(path), -1);
+  EXPECT_EQ(shownName, "Line D");
+  EXPECT_EQ(told, path + " is read-only");
+  EXPECT_EQ(failure, "6 not saved: " + path + " is read-only");
+  EXPECT_TRUE(FileText(path).starts_with("NAME=Line C\n"));
+
+  // A file someone changed since it was read is overwritten only when the user says so;
+  // else their text is kept aside.
+  std::filesystem::permissions(path, std::filesystem::perms(0640));
+  const auto changedMeanwhile = [&](const std::string& theirs) {
+    return [&, theirs](QDialog& d) {
+      std::ofstream(path, std::ios::binary) << theirs;
+      uitest::Box(d, "txtName").setText("Mine");
+      uitest::Click(d, "bnOK");
+    };
+  };
+  WhenModals({changedMeanwhile("NAME=Theirs\n"), Answer("")});
+  EXPECT_EQ(Setup(path), -1);
+  EXPECT_EQ(told, path +
+                      " was changed by someone else since it was read. Overwrite their "
+                      "change with yours?");
+  EXPECT_EQ(FileText(path), "NAME=Theirs\n");
+  EXPECT_TRUE(FileText(path + ".mine").starts_with("NAME=Mine\n"));
+  EXPECT_EQ(failure, "6 " + path +
+                         " was changed by someone else and is left as it is; your "
+                         "text is in " +
+                         path + ".mine");
+  told.clear();
+  WhenModals({changedMeanwhile("NAME=Others\n"), Answer("&Overwrite")});
+  EXPECT_EQ(Setup(path), 0);
+  EXPECT_FALSE(told.empty()) << "asked";
+  EXPECT_TRUE(FileText(path).starts_with("NAME=Mine\n"));
+  EXPECT_EQ(FileText(path + ".bak"), "NAME=Others\n");
 }
 
 // A historian another program holds locked, with no query timeout: `dam select-tag`, `dam
