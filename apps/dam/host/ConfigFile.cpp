@@ -151,6 +151,15 @@ std::vector<ConfigurationRead> ReadSettled(const std::vector<std::string>& paths
   return reads;
 }
 
+// The file's bytes without waiting on a writer, or none when there is no file.
+std::optional<std::string> BytesNow(const std::string& path) {
+  std::error_code error;
+  if (!std::filesystem::exists(path, error) && !std::filesystem::is_symlink(path, error)) {
+    return std::nullopt;
+  }
+  return LookAt(path).bytes;
+}
+
 }  // namespace
 
 void Sleep(std::chrono::milliseconds time) {
@@ -173,11 +182,9 @@ std::vector<ConfigurationRead> ReadConfigurationFiles(const std::vector<std::str
 }
 
 std::optional<std::string> ConfigurationNow(const std::string& path) {
-  std::error_code error;
-  if (!std::filesystem::exists(path, error) && !std::filesystem::is_symlink(path, error)) {
-    return std::nullopt;
-  }
-  return Normalised(LookAt(path).bytes);
+  const std::optional<std::string> bytes = BytesNow(path);
+  if (!bytes) return std::nullopt;
+  return Normalised(*bytes);
 }
 
 void WriteConfigurationFile(const std::string& path, const std::string& text,
@@ -195,14 +202,15 @@ void WriteConfigurationFile(const std::string& path, const std::string& text,
     }
     throw runtime::Error(runtime::kPathFileAccessError, doing + ": " + error.message());
   };
-  if (ConfigurationNow(path) != read) {
+  const std::optional<std::string> bytes = BytesNow(path);
+  if ((bytes ? std::optional(Normalised(*bytes)) : std::nullopt) != read) {
     throw ChangedMeanwhile(path + " was changed by someone else since it was read");
   }
   const std::string content = runtime::Join(runtime::Split(text, "\r\n"), "\n") + "\n";
   std::error_code error = host::CheckWritable(path);
   if (error) cannot("Cannot write the configuration " + path, error);
-  if (read) {
-    error = host::ReplaceFile(path + ".bak", LookAt(path).bytes);
+  if (bytes) {
+    error = host::ReplaceFile(path + ".bak", *bytes);
     if (error) cannot("Cannot keep " + path + " as " + path + ".bak", error);
   }
   error = host::ReplaceFile(path, content);
