@@ -511,7 +511,11 @@ TEST_P(SpoolOnDatabase, ForwardsOfOneSpoolTakeTurnsAndSaveAndCountEachSubgroupOn
     release.get_future().wait();
   });
   std::thread first([&] { EXPECT_EQ(spools[0]->Forward(busy, true), 2); });
-  entered.get_future().wait();
+  if (entered.get_future().wait_for(std::chrono::seconds(30)) != std::future_status::ready) {
+    release.set_value();
+    first.join();
+    FAIL() << "the first forward never reached the database";
+  }
   EXPECT_EQ(spools[1]->Forward(*sessions[1], true), 0);
   EXPECT_EQ(spools[1]->Depth(), 2);
   release.set_value();
