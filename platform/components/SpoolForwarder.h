@@ -22,7 +22,7 @@ namespace platform {
 class SpoolForwarder {
  public:
   SpoolForwarder(std::shared_ptr<SpcSpool> spool, bool strictTests, const OdbcPolicy& policy);
-  // Waits for the subgroup a forward has under way: its database may still commit it. The
+  // Waits for the batch a forward has under way: its database may still commit it. The
   // rest wait in the spool for the next start, so that a stop is not held up by a backlog.
   ~SpoolForwarder();
   SpoolForwarder(const SpoolForwarder&) = delete;

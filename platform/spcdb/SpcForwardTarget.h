@@ -2,9 +2,10 @@
 // The spool knows the database through this face only, so that a session may hold a spool.
 #pragma once
 
-#include <string>
+#include <span>
+#include <vector>
 
-#include "platform/spcdb/SpcSubgroupData.h"
+#include "platform/spcdb/SpcSpoolFile.h"
 #include "platform/spcdb/SpcWriter.h"
 
 namespace platform {
@@ -14,8 +15,9 @@ class SpcForwardTarget {
   virtual ~SpcForwardTarget() = default;
   // Raises what the database answers when it cannot be reached.
   virtual void Reach() = 0;
-  // Writes `subgroup` under `key` in one transaction of its own; raises on a failure.
-  virtual SpcWritten Forward(const SpcSubgroupData& subgroup, const std::string& key) = 0;
+  // Writes each subgroup of `batch` under its key, all in one transaction of their own;
+  // gives what was written for each, in order. Raises on a failure: then none was written.
+  virtual std::vector<SpcWritten> Forward(std::span<const SpooledSubgroup> batch) = 0;
 };
 
 }  // namespace platform

@@ -39,10 +39,16 @@ void SpcSession::Reach() {
   Use([](SpcLink&) {});
 }
 
-SpcWritten SpcSession::Forward(const SpcSubgroupData& subgroup, const std::string& key) {
-  SpcWritten written;
+std::vector<SpcWritten> SpcSession::Forward(std::span<const SpooledSubgroup> batch) {
+  std::vector<SpcWritten> written;
   const bool strict = settings_.StrictTests();
-  Transact([&](SpcLink& link) { written = WriteSubgroup(link, subgroup, strict, key); });
+  Transact([&](SpcLink& link) {
+    // Again from the start when repeated on a new connection.
+    written.clear();
+    for (const SpooledSubgroup& spooled : batch) {
+      written.push_back(WriteSubgroup(link, spooled.data, strict, spooled.key));
+    }
+  });
   return written;
 }
 

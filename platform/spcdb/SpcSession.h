@@ -11,8 +11,10 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "host/DatabaseSession.h"
 #include "platform/spcdb/SpcForwardTarget.h"
@@ -73,7 +75,7 @@ class SpcSession : public host::DatabaseSession, public SpcForwardTarget {
 
   // What a spool forwards goes through Use and Transact, with this session's StrictTests.
   void Reach() override;
-  SpcWritten Forward(const SpcSubgroupData& subgroup, const std::string& key) override;
+  std::vector<SpcWritten> Forward(std::span<const SpooledSubgroup> batch) override;
 
  private:
   using Held = std::unique_lock<std::recursive_timed_mutex>;

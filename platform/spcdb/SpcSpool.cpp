@@ -18,6 +18,11 @@ namespace platform {
 namespace {
 
 constexpr std::chrono::seconds kLongestBackoff{60};
+// A batch of kept subgroups: enough that its commits (each an fsync, on the server and in
+// the spool file) are shared by many, few enough that a host's stop, which waits for the
+// batch under way, is not held up, and that large subgroups make small batches.
+constexpr size_t kBatchSubgroups = 50;
+constexpr size_t kBatchReadings = 5000;
 // The SQLite result codes of a file that is no database, or a damaged one.
 constexpr int32_t kSqliteCorrupt = 11;
 constexpr int32_t kSqliteNotADatabase = 26;
@@ -56,7 +61,8 @@ SpcSpool::SpcSpool(std::string path, std::string hostId, int64_t maxBytes, LogLi
       maxBytes_(maxBytes),
       log_(std::move(log)),
       now_(std::move(now)),
-      run_(RunId()) {
+      run_(RunId()),
+      lane_(SpcSpoolLaneOf(path_, "")) {
   if (!std::filesystem::exists(path_)) return;
   try {
     Refresh();
@@ -71,7 +77,7 @@ SpcSpool::SpcSpool(std::string path, std::string hostId, int64_t maxBytes, LogLi
   }
   Sweep();
   // Left by an earlier run: its "unavailable" line is in the log already.
-  spooling_ = waiting_ > 0;
+  Spooling(waiting_ > 0);
 }
 
 void SpcSpool::MoveAside(const runtime::Error& error) {
@@ -128,9 +134,7 @@ void SpcSpool::Keep(const SpcSubgroupData& subgroup, const std::string& key,
   Refresh();
   if (cause) Failed();
   if (!spooling_) {
-    spooling_ = true;
-    forwarded_ = 0;
-    foundForwarded_ = 0;
+    Spooling(true);
     log_("SPC database unavailable, keeping subgroups locally", cause ? Said(*cause) : "", path_);
   }
 }
@@ -183,73 +187,55 @@ void SpcSpool::WakeWith(std::function<void()> wake) {
 // The spool's lock is held only around its own file and state, never while the database is
 // waited for: a save may keep its subgroup behind the ones being forwarded meanwhile.
 int64_t SpcSpool::Forward(SpcForwardTarget& target, bool now, std::stop_token stop) {
-  std::lock_guard forwarding(forwarding_);
+  std::shared_ptr<SpcSpoolLane> lane;
+  {
+    std::lock_guard lock(mutex_);
+    lane = lane_;
+  }
+  // The forward under way drains what this one would; this one's counts and lines follow on
+  // its next round.
+  std::unique_lock turn(lane->forwarding, std::try_to_lock);
+  if (!turn) return 0;
   int64_t count = 0;
   try {
     {
       std::lock_guard lock(mutex_);
       if (!file_ && !std::filesystem::exists(path_)) return 0;
-      if (!now && now_() < nextAttempt_) return 0;
+      // Another forward reaching the database since the last failure shows it is back.
+      if (!now && now_() < nextAttempt_ && lane->forwarded == laneAtFailure_) return 0;
       // Asked for by a person, who may have fixed what the database refused.
       if (now) File().ClearRefusals(database_);
     }
     if (!Reachable(target)) return 0;
     while (!stop.stop_requested()) {
-      std::optional<SpooledSubgroup> next;
+      std::vector<SpooledSubgroup> batch;
       {
         std::lock_guard lock(mutex_);
-        next = File().Oldest(database_);
+        batch = File().Oldest(database_, kBatchSubgroups, kBatchReadings);
       }
-      if (!next) break;
-      SpcWritten written;
-      const auto write = [&] { written = target.Forward(next->data, next->key); };
-      try {
-        try {
-          write();
-        } catch (const runtime::Error& error) {
-          // Another host on this spool may have committed the same key meanwhile (the
-          // unique key refused this one): written again, it is found.
-          if (IsUnavailable(error)) throw;
-          write();
-        }
-      } catch (...) {
-        const runtime::Error error = runtime::ToError(std::current_exception());
-        std::lock_guard lock(mutex_);
-        if (IsUnavailable(error)) {
-          Failed();
-          break;
-        }
-        File().Refuse(next->id, Said(error));
-        log_("A kept subgroup was refused by the SPC database and stays in the spool", Said(error),
-             "collected " + runtime::FormatGeneralDate(next->data.time) + " (dam spool)");
-        continue;
-      }
-      std::lock_guard lock(mutex_);
-      File().MarkForwarded(next->id);
-      if (written.existed) {
-        ++foundForwarded_;
-      } else {
-        ++count;
-        ++forwarded_;
-      }
+      if (batch.empty() || !ForwardBatch(target, *lane, batch, stop, count)) break;
     }
     std::lock_guard lock(mutex_);
     Refresh();
     Sweep();
     if (waiting_ == 0 && spooling_) {
-      spooling_ = false;
-      savingAhead_ = false;
       backoff_ = std::chrono::seconds(1);
       nextAttempt_ = std::chrono::nanoseconds::min();
       std::string detail = "forwarded " + std::to_string(forwarded_) + " kept subgroup(s)";
+      if (const int64_t others = lane->forwarded - laneAtSpooling_ - forwarded_; others > 0) {
+        detail +=
+            "; " + std::to_string(others) + " more were forwarded by another line's forwarder";
+      }
       if (foundForwarded_ > 0) {
         detail += "; " + std::to_string(foundForwarded_) +
-                  " more were in the SPC database already (forwarded by another line's "
-                  "forwarder, a run cut short or another process)";
+                  " more were in the SPC database already (forwarded by a run cut short or "
+                  "another process)";
       }
       if (depth_ > 0) {
         detail += "; " + std::to_string(depth_) + " refused, still in the spool (dam spool)";
       }
+      Spooling(false);
+      savingAhead_ = false;
       log_("SPC database available again", detail, path_);
     }
   } catch (...) {
@@ -259,6 +245,77 @@ int64_t SpcSpool::Forward(SpcForwardTarget& target, bool now, std::stop_token st
          Said(runtime::ToError(std::current_exception())), path_);
   }
   return count;
+}
+
+bool SpcSpool::ForwardBatch(SpcForwardTarget& target, SpcSpoolLane& lane,
+                            std::span<const SpooledSubgroup> batch, const std::stop_token& stop,
+                            int64_t& count) {
+  if (batch.size() > 1) {
+    std::vector<SpcWritten> written;
+    try {
+      written = target.Forward(batch);
+    } catch (...) {
+      if (IsUnavailable(runtime::ToError(std::current_exception()))) {
+        std::lock_guard lock(mutex_);
+        Failed();
+        return false;
+      }
+    }
+    if (!written.empty()) {
+      std::vector<int32_t> ids;
+      for (const SpooledSubgroup& spooled : batch) ids.push_back(spooled.id);
+      Settle(ids, written, lane, count);
+      return true;
+    }
+  }
+  // One at a time, so that only what the database refuses for itself is set aside.
+  std::vector<int32_t> ids;
+  std::vector<SpcWritten> written;
+  bool reached = true;
+  for (const SpooledSubgroup& spooled : batch) {
+    if (stop.stop_requested()) break;
+    const std::span<const SpooledSubgroup> one(&spooled, 1);
+    try {
+      try {
+        written.push_back(target.Forward(one).at(0));
+      } catch (const runtime::Error& error) {
+        // Another host on this spool may have committed the same key meanwhile (the
+        // unique key refused this one): written again, it is found.
+        if (IsUnavailable(error)) throw;
+        written.push_back(target.Forward(one).at(0));
+      }
+      ids.push_back(spooled.id);
+    } catch (...) {
+      const runtime::Error error = runtime::ToError(std::current_exception());
+      std::lock_guard lock(mutex_);
+      if (IsUnavailable(error)) {
+        Failed();
+        reached = false;
+        break;
+      }
+      File().Refuse(spooled.id, Said(error));
+      log_("A kept subgroup was refused by the SPC database and stays in the spool", Said(error),
+           "collected " + runtime::FormatGeneralDate(spooled.data.time) + " (dam spool)");
+    }
+  }
+  Settle(ids, written, lane, count);
+  return reached;
+}
+
+void SpcSpool::Settle(const std::vector<int32_t>& ids, const std::vector<SpcWritten>& written,
+                      SpcSpoolLane& lane, int64_t& count) {
+  if (ids.empty()) return;
+  std::lock_guard lock(mutex_);
+  File().MarkForwarded(ids);
+  for (const SpcWritten& one : written) {
+    if (one.existed) {
+      ++foundForwarded_;
+    } else {
+      ++count;
+      ++forwarded_;
+      ++lane.forwarded;
+    }
+  }
 }
 
 std::string SpcSpool::Target() const {
@@ -271,11 +328,12 @@ void SpcSpool::SetTarget(const std::string& connection) {
   if (connection == target_) return;
   target_ = connection;
   database_ = DatabaseId(connection);
+  lane_ = SpcSpoolLaneOf(path_, database_);
   if (!file_ && !std::filesystem::exists(path_)) return;
   try {
     Refresh();
     // What an earlier run kept for this database: its "unavailable" line is in the log.
-    spooling_ = waiting_ > 0;
+    Spooling(waiting_ > 0);
   } catch (const runtime::Error& error) {
     log_("The local spool could not be read or written", Said(error), path_);
   }
@@ -345,7 +403,15 @@ void SpcSpool::Refresh() {
   waiting_ = File().Waiting(database_);
 }
 
+void SpcSpool::Spooling(bool spooling) {
+  spooling_ = spooling;
+  forwarded_ = 0;
+  foundForwarded_ = 0;
+  laneAtSpooling_ = lane_->forwarded;
+}
+
 void SpcSpool::Failed() {
+  laneAtFailure_ = lane_->forwarded;
   nextAttempt_ = now_() + backoff_;
   backoff_ = std::min(backoff_ * 2, kLongestBackoff);
 }

@@ -19,12 +19,14 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <stop_token>
 #include <string>
 #include <vector>
 
 #include "platform/spcdb/SpcForwardTarget.h"
 #include "platform/spcdb/SpcSpoolFile.h"
+#include "platform/spcdb/SpcSpoolLane.h"
 #include "platform/spcdb/SpcSubgroupData.h"
 #include "runtime/Clock.h"
 #include "runtime/Error.h"
@@ -71,14 +73,18 @@ class SpcSpool {
   // True while subgroups wait to be forwarded: a new one must queue behind them.
   bool Holding();
 
-  // Forwards what the spool holds to `target`, oldest first, until it is empty or
-  // the database fails to take one. Unless `now`, it does nothing before the back-off after
-  // the last failure has passed (1 s doubling to 60 s). A subgroup the database refuses
-  // for itself is set aside in the spool and logged; `now` tries those again too. Gives
-  // how many this call wrote into the database (one found there already, written by a
-  // forward that was cut short or by another process forwarding the same spool, is taken
-  // out of the spool but not counted). Never fails: what goes wrong is logged. Once `stop`
-  // is requested it ends after the subgroup under way, however many wait.
+  // Forwards what the spool holds to `target`, oldest first, until it is empty or the
+  // database is away, in batches of a few dozen, each written in one transaction and marked
+  // forwarded in one. Unless `now`, it does nothing before the back-off after the last
+  // failure has passed (1 s doubling to 60 s), unless another spool object forwarded into
+  // the database since. A batch the database refuses for a reason of its own is written one
+  // subgroup at a time: one it refuses for itself is set aside in the spool and logged, and
+  // the others go on; `now` tries those again too. Gives how many this call wrote into the
+  // database (one found there already, written by a forward that was cut short or by another
+  // process forwarding the same spool, is taken out of the spool but not counted). Does
+  // nothing while another spool object of this process forwards the same file into the
+  // same database: that one drains it. Never fails: what goes wrong is logged. Once `stop`
+  // is requested it ends after the batch under way, however many wait.
   int64_t Forward(SpcForwardTarget& target, bool now, std::stop_token stop = {});
   // After a save kept its subgroup: wakes the forwarder given to WakeWith, which forwards
   // on its own thread; forwards here to `target` without one.
@@ -109,10 +115,19 @@ class SpcSpool {
   // since it was opened is copied to the path (or beside it, when another file is there)
   // and left: what it holds stays kept.
   SpcSpoolFile& File();
+  // Writes `batch` (see Forward) and marks what it wrote; false once the database is away.
+  bool ForwardBatch(SpcForwardTarget& target, SpcSpoolLane& lane,
+                    std::span<const SpooledSubgroup> batch, const std::stop_token& stop,
+                    int64_t& count);
+  // Marks the subgroups `ids` forwarded and counts those the database did not hold already.
+  void Settle(const std::vector<int32_t>& ids, const std::vector<SpcWritten>& written,
+              SpcSpoolLane& lane, int64_t& count);
   // Whether `target` connects; puts the next attempt off and logs a failure that is not
   // the database's absence when not.
   bool Reachable(SpcForwardTarget& target);
   void Refresh();
+  // Starts or ends the time between the "unavailable" and "available again" lines.
+  void Spooling(bool spooling);
   // Puts the next attempt off by the back-off, which doubles.
   void Failed();
   // Deletes what was forwarded; on a full disk it waits for the next forward.
@@ -132,10 +147,10 @@ class SpcSpool {
   const std::string run_;
   std::string movedAsideTo_;
   std::unique_ptr<SpcSpoolFile> file_;
-  // One forward at a time; taken before mutex_.
-  std::mutex forwarding_;
   // The file and the state below.
   mutable std::mutex mutex_;
+  // Of the file into the target's database; its lock is taken before mutex_.
+  std::shared_ptr<SpcSpoolLane> lane_;
   std::function<void()> wake_;
   std::atomic<int64_t> depth_{0};
   std::atomic<int64_t> lost_{0};
@@ -150,6 +165,9 @@ class SpcSpool {
   bool sweepFailed_ = false;
   int64_t forwarded_ = 0;
   int64_t foundForwarded_ = 0;
+  // lane_->forwarded at the "unavailable" line, and at the last failure.
+  int64_t laneAtSpooling_ = 0;
+  int64_t laneAtFailure_ = 0;
   std::chrono::seconds backoff_{1};
   std::chrono::nanoseconds nextAttempt_{std::chrono::nanoseconds::min()};
   std::string target_;

@@ -176,48 +176,61 @@ void SpcSpoolFile::Append(const SpcSubgroupData& s, const std::string& key,
   });
 }
 
-std::optional<SpooledSubgroup> SpcSpoolFile::Oldest(const std::string& database) {
-  auto row = connection_.Execute(std::string("SELECT * FROM spooled WHERE refused IS NULL AND"
-                                             " forwarded = 0") +
-                                     kFor + " ORDER BY id LIMIT 1",
-                                 For(database));
-  if (row->Eof()) return std::nullopt;
-  SpooledSubgroup spooled;
-  spooled.id = runtime::ToLong(row->Field("id"));
-  spooled.key = Text(*row, "idempotency_key");
-  SpcSubgroupData& s = spooled.data;
-  s.time = runtime::Date{runtime::ToDouble(row->Field("time_serial"))};
-  s.size = runtime::ToLong(row->Field("size"));
-  s.sessionNumber = runtime::ToLong(row->Field("session_number"));
-  s.part = Named(*row, "part_group", "part");
-  s.process = Named(*row, "process_group", "process");
-  s.job = Named(*row, "job_group", "job");
-  s.shift = Named(*row, "shift_group", "shift");
-  if (!row->Field("lot").IsNull()) s.lot = Text(*row, "lot");
-  if (!row->Field("configuration_name").IsNull()) {
-    s.configuration = Text(*row, "configuration_name");
+std::vector<SpooledSubgroup> SpcSpoolFile::Oldest(const std::string& database, size_t most,
+                                                  size_t mostReadings) {
+  std::vector<SpooledSubgroup> oldest;
+  const Parameters parameters{database, database, static_cast<int32_t>(most)};
+  size_t readings = 0;
+  for (auto row = connection_.Execute(
+           std::string("SELECT s.*, (SELECT COUNT(*) FROM spooled_readings r"
+                       " WHERE r.spool_id = s.id) AS reading_count FROM spooled s"
+                       " WHERE refused IS NULL AND forwarded = 0") +
+               kFor + " ORDER BY id LIMIT ?",
+           parameters);
+       !row->Eof(); row->MoveNext()) {
+    readings += runtime::ToLong(row->Field("reading_count"));
+    if (!oldest.empty() && readings > mostReadings) break;
+    SpooledSubgroup& spooled = oldest.emplace_back();
+    spooled.id = runtime::ToLong(row->Field("id"));
+    spooled.key = Text(*row, "idempotency_key");
+    SpcSubgroupData& s = spooled.data;
+    s.time = runtime::Date{runtime::ToDouble(row->Field("time_serial"))};
+    s.size = runtime::ToLong(row->Field("size"));
+    s.sessionNumber = runtime::ToLong(row->Field("session_number"));
+    s.part = Named(*row, "part_group", "part");
+    s.process = Named(*row, "process_group", "process");
+    s.job = Named(*row, "job_group", "job");
+    s.shift = Named(*row, "shift_group", "shift");
+    if (!row->Field("lot").IsNull()) s.lot = Text(*row, "lot");
+    if (!row->Field("configuration_name").IsNull()) {
+      s.configuration = Text(*row, "configuration_name");
+    }
   }
-  const Parameters id{spooled.id};
-  for (auto d = connection_.Execute(
-           "SELECT group_name, name FROM spooled_descriptors WHERE spool_id = ? ORDER BY ordinal",
-           id);
-       !d->Eof(); d->MoveNext()) {
-    s.descriptors.push_back({Text(*d, "group_name"), Text(*d, "name")});
+  for (SpooledSubgroup& spooled : oldest) {
+    SpcSubgroupData& s = spooled.data;
+    const Parameters id{spooled.id};
+    for (auto d = connection_.Execute(
+             "SELECT group_name, name FROM spooled_descriptors WHERE spool_id = ? ORDER BY ordinal",
+             id);
+         !d->Eof(); d->MoveNext()) {
+      s.descriptors.push_back({Text(*d, "group_name"), Text(*d, "name")});
+    }
+    for (auto r = connection_.Execute(
+             "SELECT * FROM spooled_readings WHERE spool_id = ? ORDER BY ordinal", id);
+         !r->Eof(); r->MoveNext()) {
+      s.readings.push_back({Text(*r, "test_group"), Text(*r, "test"),
+                            runtime::ToLong(r->Field("sample")), ExactValue(*r),
+                            Text(*r, "serial_number"), Text(*r, "defect_code")});
+    }
   }
-  for (auto r = connection_.Execute(
-           "SELECT * FROM spooled_readings WHERE spool_id = ? ORDER BY ordinal", id);
-       !r->Eof(); r->MoveNext()) {
-    s.readings.push_back({Text(*r, "test_group"), Text(*r, "test"),
-                          runtime::ToLong(r->Field("sample")), ExactValue(*r),
-                          Text(*r, "serial_number"), Text(*r, "defect_code")});
-  }
-  return spooled;
+  return oldest;
 }
 
-void SpcSpoolFile::MarkForwarded(int32_t id) {
+void SpcSpoolFile::MarkForwarded(const std::vector<int32_t>& ids) {
   // 0 and 1 take no bytes in a row: the row keeps its size and its page.
   Transact([&] {
-    connection_.Execute("UPDATE spooled SET forwarded = 1 WHERE id = ?", Parameters{id});
+    auto mark = connection_.Prepare("UPDATE spooled SET forwarded = 1 WHERE id = ?");
+    for (int32_t id : ids) mark->Execute({id});
   });
 }
 

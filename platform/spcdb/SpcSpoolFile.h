@@ -11,6 +11,7 @@
 // when there is room again.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -57,10 +58,14 @@ class SpcSpoolFile {
   // secrets (SpcSpool::DatabaseId). The functions that take a `database` read only its
   // subgroups and those kept without one; "" reads them all.
   void Append(const SpcSubgroupData& subgroup, const std::string& key, const std::string& database);
-  // The oldest subgroup not refused and not forwarded; nothing when there is none.
-  std::optional<SpooledSubgroup> Oldest(const std::string& database);
-  // Marks the subgroup forwarded: it is gone from every count and listing.
-  void MarkForwarded(int32_t id);
+  // The oldest subgroups not refused and not forwarded, oldest first: up to `most`, with no
+  // more than `mostReadings` readings in all unless the first alone has more; none when
+  // there is none.
+  std::vector<SpooledSubgroup> Oldest(const std::string& database, size_t most,
+                                      size_t mostReadings);
+  // Marks the subgroups forwarded, in one transaction: they are gone from every count and
+  // listing.
+  void MarkForwarded(const std::vector<int32_t>& ids);
   // Deletes the subgroups marked forwarded and gives their pages back to the file system.
   // Needs room on the disk, unlike the mark.
   void DeleteForwarded();

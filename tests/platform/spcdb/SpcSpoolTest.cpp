@@ -10,13 +10,18 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <future>
 #include <mutex>
 #include <regex>
+#include <span>
 #include <thread>
+#include <utility>
 
 #include "platform/spcdb/SpcSpool.h"
 #include "platform/spcdb/SpcUnavailable.h"
 #include "platform/spcdb/SpcWriter.h"
+#include "runtime/Conversions.h"
 #include "tests/platform/spcdb/SpcFixture.h"
 #include "tests/support/FileMode.h"
 #include "tests/support/TempFolder.h"
@@ -25,6 +30,20 @@ namespace spcdbtest {
 namespace {
 
 using platform::SpcSubgroupData;
+
+// Forwards to a real session, showing it each batch first.
+struct Through : platform::SpcForwardTarget {
+  Through(platform::SpcSession& session, std::function<void(size_t)> before)
+      : session(session), before(std::move(before)) {}
+  void Reach() override { session.Reach(); }
+  std::vector<platform::SpcWritten> Forward(
+      std::span<const platform::SpooledSubgroup> batch) override {
+    before(batch.size());
+    return session.Forward(batch);
+  }
+  platform::SpcSession& session;
+  std::function<void(size_t)> before;
+};
 
 class SpoolTest {
  protected:
@@ -384,10 +403,10 @@ TEST_P(SpoolOnDatabase, AForwardCommittedButNotRemovedIsNotSavedTwice) {
   Keep(*spool, 0, 3);
   // What a host killed between the database's commit and the spool's delete leaves.
   platform::SpcSpoolFile file(folder_.File("spool.db"));
-  const auto first = file.Oldest("");
-  ASSERT_TRUE(first);
+  const auto first = file.Oldest("", 1, 1);
+  ASSERT_EQ(first.size(), 1u);
   session->Transact([&](platform::SpcLink& link) {
-    platform::WriteSubgroup(link, first->data, false, first->key);
+    platform::WriteSubgroup(link, first[0].data, false, first[0].key);
   });
 
   // A forward asked to stop (the host stops) leaves what waits for the next start.
@@ -451,26 +470,62 @@ TEST_P(SpoolOnDatabase, AConnectionTheServerEndsMidSaveIsTheDatabasesAbsence) {
   }
 }
 
-TEST_P(SpoolOnDatabase, ThreeForwardsOfOneSpoolSaveAndCountEachSubgroupOnce) {
-  auto first = MakeSpool();
-  Keep(*first, 0, 30);
+// Each line of a host has a spool object of its own on the one file: one forwards while the
+// others leave the subgroups to it, so that none uses up a server's identifier on a subgroup
+// another wrote, and each says once the spool is empty.
+TEST_P(SpoolOnDatabase, ForwardsOfOneSpoolTakeTurnsAndSaveAndCountEachSubgroupOnce) {
+  std::vector<std::shared_ptr<platform::SpcSpool>> spools;
+  std::vector<std::shared_ptr<platform::SpcSession>> sessions;
+  for (int line = 0; line < 3; ++line) {
+    spools.push_back(MakeSpool());
+    sessions.push_back(SpoolingSession(database_->ConnectionString(), spools.back()));
+  }
+  Keep(*spools[0], 0, 30);
   std::vector<std::thread> racing;
   std::atomic<int64_t> forwarded{0};
-  for (int host = 0; host < 3; ++host) {
-    racing.emplace_back([&] {
-      auto spool = MakeSpool();
-      forwarded += spool->Forward(*SpoolingSession(database_->ConnectionString(), spool), true);
-    });
+  for (int line = 0; line < 3; ++line) {
+    racing.emplace_back([&, line] { forwarded += spools[line]->Forward(*sessions[line], true); });
   }
   for (std::thread& forward : racing) forward.join();
 
   EXPECT_EQ(forwarded, 30);
-  EXPECT_EQ(first->List().size(), 0u) << "none left, none refused";
-  auto stored = Stored(*SpoolingSession(database_->ConnectionString(), first));
+  EXPECT_EQ(spools[0]->List().size(), 0u) << "none left, none refused";
+  auto stored = Stored(*sessions[0]);
   std::sort(stored.begin(), stored.end(),
             [](const auto& a, const auto& b) { return a.time < b.time; });
   EXPECT_EQ(stored, Samples(0, 30));
+  int32_t lastId = 0;
+  sessions[0]->Use([&](platform::SpcLink& link) {
+    lastId = runtime::ToLong(
+        link.Connection().Execute("SELECT MAX(id) AS n FROM subgroups")->Field("n"));
+  });
+  EXPECT_EQ(lastId, 30) << "identifiers used up";
   EXPECT_TRUE(Logged("A kept subgroup was refused").empty()) << log_.back();
+
+  // The second line finds the first one's forward under way and leaves it the subgroups.
+  Keep(*spools[1], 30, 32);
+  std::promise<void> entered, release;
+  Through busy(*sessions[0], [&, waited = false](size_t) mutable {
+    if (std::exchange(waited, true)) return;
+    entered.set_value();
+    release.get_future().wait();
+  });
+  std::thread first([&] { EXPECT_EQ(spools[0]->Forward(busy, true), 2); });
+  if (entered.get_future().wait_for(std::chrono::seconds(30)) != std::future_status::ready) {
+    release.set_value();
+    first.join();
+    FAIL() << "the first forward never reached the database";
+  }
+  EXPECT_EQ(spools[1]->Forward(*sessions[1], true), 0);
+  EXPECT_EQ(spools[1]->Depth(), 2);
+  release.set_value();
+  first.join();
+  EXPECT_EQ(spools[1]->Forward(*sessions[1], false), 0);
+  EXPECT_EQ(spools[1]->Depth(), 0);
+  EXPECT_TRUE(log_.back().starts_with(
+      "SPC database available again | forwarded 0 kept subgroup(s); 2 more were forwarded by "
+      "another line's forwarder |"))
+      << log_.back();
 }
 
 TEST_P(SpoolOnDatabase, TheSubgroupsOwnFailuresAreNeverKept) {
@@ -482,14 +537,15 @@ TEST_P(SpoolOnDatabase, TheSubgroupsOwnFailuresAreNeverKept) {
   EXPECT_TRUE(log_.empty());
 
   // Kept while the database was away, refused when forwarded: set aside and logged, and
-  // the subgroups behind it go on.
+  // the subgroups around it go on, in order.
   SpcSubgroupData unknownTest = SampleSubgroup(1);
   unknownTest.readings = {{"Dimensions", "Never Made", 1, 1, "", ""}};
   auto lenient = SpoolingSession(database_->ConnectionString(), spool);
   SaveSubgroup(lenient, SampleSubgroup(2));
-  spool->Keep(unknownTest, spool->NewKey(unknownTest), std::nullopt);
   Keep(*spool, 3, 4);
-  EXPECT_EQ(spool->Forward(*strict, true), 1);
+  spool->Keep(unknownTest, spool->NewKey(unknownTest), std::nullopt);
+  Keep(*spool, 4, 6);
+  EXPECT_EQ(spool->Forward(*strict, true), 3);
   EXPECT_EQ(spool->Depth(), 1);
   EXPECT_FALSE(spool->Holding());
   ASSERT_EQ(Logged("A kept subgroup was refused by the SPC database").size(), 1u);
@@ -497,7 +553,15 @@ TEST_P(SpoolOnDatabase, TheSubgroupsOwnFailuresAreNeverKept) {
   const auto listed = spool->List();
   ASSERT_EQ(listed.size(), 1u);
   EXPECT_NE(listed[0].refused.find("Never Made"), std::string::npos) << listed[0].refused;
-  EXPECT_EQ(Stored(*strict), (std::vector<SpcSubgroupData>{SampleSubgroup(2), SampleSubgroup(3)}));
+  EXPECT_EQ(Stored(*strict), Samples(2, 6));
+
+  // Kept subgroups the database takes are written in one transaction.
+  Keep(*spool, 6, 9);
+  std::vector<size_t> batches;
+  Through counting(*strict, [&](size_t size) { batches.push_back(size); });
+  EXPECT_EQ(spool->Forward(counting, false), 3);
+  EXPECT_EQ(batches, std::vector<size_t>{3});
+  EXPECT_EQ(Stored(*strict), Samples(2, 9));
 }
 
 }  // namespace
