@@ -17,7 +17,8 @@ class SpcFile {
   // The file an SQLite `connection` has open as its main database; nothing for a database
   // in memory. A file still empty, so just created, is made owner-only: SQLite creates it
   // readable by everyone and gives its journals the file's mode, so this must come before
-  // the first write.
+  // the first write. Its write-ahead log and index left at the path by a file moved or
+  // deleted away are removed first, which that file's readers keep open.
   static std::optional<SpcFile> Opened(OdbcConnection& connection);
 
   // False when the path is gone or names another file than the one opened.

@@ -193,6 +193,27 @@ TEST(SpcFile, ASaveAfterTheFileWasDeletedOrReplacedLandsInTheFileAtThePath) {
   }
 }
 
+// Moved away while another connection reads it: the log and index left at the path belong
+// to the moved file, and a new file that took them would have its pages checkpointed into
+// the moved one.
+TEST(SpcFile, AFileMovedAwayWhileReadKeepsItsSubgroupsAndTheNewOneItsOwn) {
+  testsupport::TempFolder folder;
+  const std::string path = folder.File("spc.db");
+  auto session = SessionOn(path);
+  SaveSubgroup(session, SampleSubgroup(1));
+  platform::OdbcConnection reader;
+  reader.Open(testsupport::SqliteLink(path), "", "");
+  reader.Execute("SELECT COUNT(*) FROM subgroups");
+  std::filesystem::rename(path, folder.File("moved.db"));
+  SaveSubgroup(session, SampleSubgroup(2));
+  SaveSubgroup(session, SampleSubgroup(3));
+  reader.Execute("SELECT COUNT(*) FROM subgroups");
+  reader.Execute("PRAGMA wal_checkpoint(TRUNCATE)");
+
+  EXPECT_EQ(ReadSubgroups(*SessionOn(folder.File("moved.db")), 10).size(), 1u);
+  EXPECT_EQ(ReadSubgroups(*SessionOn(path), 10).size(), 2u);
+}
+
 // A folder moved away while the run saves is an outage: its subgroups wait in the spool. A
 // path that holds no database at the start is a mistake that waiting does not mend.
 TEST(SpcFile, SubgroupsWaitForAFolderMovedAwayButAStartOnAWrongPathFails) {
