@@ -17,7 +17,14 @@ SpcNewSubgroupReader::SpcNewSubgroupReader(SpcSession& session, int32_t after,
     : session_(session), last_(after), holeWait_(holeWait) {}
 
 std::vector<SpcSubgroupData> SpcNewSubgroupReader::Poll(Clock::time_point now) {
-  const std::vector<int32_t> ids = SubgroupIdsAfter(session_, last_, kBatch);
+  std::vector<int32_t> ids = SubgroupIdsAfter(session_, last_, kBatch);
+  // Newer than the newest the database holds: it is another one (a file replaced at its path,
+  // a database made anew), whose identifiers start again.
+  if (ids.empty() && last_ > 0 && LastSubgroupId(session_) < last_) {
+    ids = SubgroupIdsAfter(session_, 0, kBatch);
+    last_ = 0;
+    seen_.clear();
+  }
   if (ids.empty()) return {};
   // A full batch hides the gaps above it, which are as old as the newest identifier.
   const int32_t newest = ids.size() < static_cast<size_t>(kBatch)

@@ -4,7 +4,8 @@
 // the commit, and several hosts save at once), so an identifier missing below newer ones is
 // waited for before anything above it is given; `holeWait` after a newer one was first seen it
 // is taken for a save that was rolled back and never comes. Gaps seen together end together,
-// however many there are: a reader behind a thousand unused identifiers waits once.
+// however many there are: a reader behind a thousand unused identifiers waits once. A
+// database that no longer holds the last subgroup given is another one, read from its first.
 #pragma once
 
 #include <chrono>
@@ -29,7 +30,8 @@ class SpcNewSubgroupReader {
   // with the database's error; the next call tries again from where this one started.
   std::vector<SpcSubgroupData> Poll(Clock::time_point now);
 
-  // The identifier of the last subgroup given.
+  // The identifier of the last subgroup given; lower than before once the database was
+  // found replaced.
   int32_t Last() const { return last_; }
 
  private:

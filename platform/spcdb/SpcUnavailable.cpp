@@ -54,7 +54,8 @@ constexpr std::string_view kSettingTexts[] = {
 
 bool IsUnopenedFile(const runtime::Error& error) {
   const std::string folded = runtime::FoldCase(error.Description());
-  for (std::string_view phrase : {"unable to open database file", "[sqlite]connect failed"}) {
+  for (std::string_view phrase : {"unable to open database file", "[sqlite]connect failed",
+                                  "file is not a database", "database disk image is malformed"}) {
     if (folded.find(phrase) != std::string::npos) return true;
   }
   return false;

@@ -19,9 +19,10 @@ namespace platform {
 // server refused for the settings it was given (password, database name) is not among them.
 bool IsUnavailable(const runtime::Error& error);
 
-// True for an SQLite file that cannot be opened (IsUnavailable counts it): its folder moved or
-// unmounted while the database was in use, which waiting may mend, or a wrong path at the
-// start, which it does not.
+// True for an SQLite file that cannot be opened as a database (IsUnavailable counts it): its
+// folder moved or unmounted, or another file at its path (a backup still being copied back),
+// while the database was in use, which waiting may mend, or a wrong path at the start, which
+// it does not.
 bool IsUnopenedFile(const runtime::Error& error);
 
 // After a failure: whether `connection` still runs a statement. One that does not was lost,

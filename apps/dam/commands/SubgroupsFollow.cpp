@@ -51,7 +51,15 @@ int WriteSubgroupsAsSaved(platform::SpcSession& session, int32_t last, std::ostr
   bool away = false;
   while (!stop.WaitFor(interval)) {
     try {
-      if (!Write(out, saved.Poll(platform::SpcNewSubgroupReader::Clock::now()))) return 1;
+      const int32_t printed = saved.Last();
+      const std::vector<platform::SpcSubgroupData> subgroups =
+          saved.Poll(platform::SpcNewSubgroupReader::Clock::now());
+      if (saved.Last() < printed) {
+        errors << "dam subgroups: the SPC database no longer holds the subgroups printed (it was "
+                  "replaced or made anew): following it from its first subgroup"
+               << std::endl;
+      }
+      if (!Write(out, subgroups)) return 1;
       if (away) errors << "dam subgroups: the SPC database answers again" << std::endl;
       away = false;
     } catch (const runtime::Error& error) {

@@ -1,6 +1,7 @@
 // Following the saved subgroups: each one given once, in identifier order, none skipped,
-// also when a writer commits a lower identifier after a higher one; and the real
-// `dam subgroups --follow --ndjson` against writers saving while it follows.
+// also when a writer commits a lower identifier after a higher one or the database is
+// replaced; and the real `dam subgroups --follow --ndjson` against writers saving while it
+// follows.
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -70,6 +71,14 @@ TEST(SpcNewSubgroupReader, WaitsForAMissingIdentifierThenGivesItUpButNeverRepeat
     EXPECT_EQ(Ids(reader.Poll(start + step.at)), step.given) << "at " << step.at.count() << " s";
   }
   EXPECT_EQ(reader.Last(), 16);
+
+  // Another database in its place (a file replaced at its path): its identifiers start again.
+  sql.Execute("DELETE FROM subgroups");
+  EXPECT_EQ(Ids(reader.Poll(start + 41s)), std::vector<int32_t>{});
+  EXPECT_EQ(reader.Last(), 0);
+  commit(1);
+  commit(2);
+  EXPECT_EQ(Ids(reader.Poll(start + 41s)), (std::vector<int32_t>{1, 2}));
 }
 
 class Follow : public damtest::DamProcesses, public ::testing::WithParamInterface<Backend> {

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <fstream>
 #include <future>
 #include <set>
 
@@ -214,7 +215,8 @@ TEST(SpcFile, AFileMovedAwayWhileReadKeepsItsSubgroupsAndTheNewOneItsOwn) {
   EXPECT_EQ(ReadSubgroups(*SessionOn(path), 10).size(), 2u);
 }
 
-// A folder moved away while the run saves is an outage: its subgroups wait in the spool. A
+// A folder moved away while the run saves is an outage: its subgroups wait in the spool, as
+// they do while the path holds a file that is no database (a backup being copied back). A
 // path that holds no database at the start is a mistake that waiting does not mend.
 TEST(SpcFile, SubgroupsWaitForAFolderMovedAwayButAStartOnAWrongPathFails) {
   testsupport::TempFolder folder;
@@ -239,6 +241,16 @@ TEST(SpcFile, SubgroupsWaitForAFolderMovedAwayButAStartOnAWrongPathFails) {
   steady += std::chrono::seconds(2);
   EXPECT_EQ(spool->Forward(*session, false), 1);
   EXPECT_EQ(ReadSubgroups(*session, 10).size(), 2u);
+
+  std::filesystem::rename(folder.File("spc/spc.db"), folder.File("spc.db"));
+  std::ofstream(folder.File("spc/spc.db")) << std::string(8192, 'x');
+  EXPECT_EQ(SaveSubgroup(session, SampleSubgroup(3)), 0);
+  EXPECT_EQ(spool->Depth(), 1);
+  EXPECT_THROW(open(folder.File("spc/spc.db")), runtime::Error);
+  std::filesystem::rename(folder.File("spc.db"), folder.File("spc/spc.db"));
+  steady += std::chrono::seconds(4);
+  EXPECT_EQ(spool->Forward(*session, false), 1);
+  EXPECT_EQ(ReadSubgroups(*session, 10).size(), 3u);
 
   EXPECT_THROW(open(folder.File("nowhere/spc.db")), runtime::Error);
 }
