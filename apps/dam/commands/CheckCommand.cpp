@@ -27,6 +27,10 @@ int CheckCommand(const CheckOptions& options) {
               << '\n';
     warnings = true;
   }
+  for (const ConfigurationFileList::PassedOver& over : list.passedOver) {
+    std::cout << FormatFinding(over.folder, {0, false, PassedOverText(over)}) << '\n';
+    warnings = true;
+  }
   // By name, the file that has it first.
   std::map<std::string, std::string> names;
   const std::vector<ConfigurationRead> reads = ReadConfigurationFiles(list.files);

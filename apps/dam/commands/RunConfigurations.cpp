@@ -519,6 +519,10 @@ std::vector<std::string> RunConfigurations::Files() const {
     std::cerr << "dam run: " << apps::Printable(again.path + ": the same file as " + again.first)
               << "; it runs once" << std::endl;
   }
+  for (const ConfigurationFileList::PassedOver& over : list.passedOver) {
+    std::cerr << "dam run: " << apps::Printable(over.folder + ": " + PassedOverText(over))
+              << std::endl;
+  }
   return std::move(list.files);
 }
 

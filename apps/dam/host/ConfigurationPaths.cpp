@@ -27,10 +27,14 @@ std::string Resolved(const std::string& path) {
 
 ConfigurationFileList ConfigurationFiles(const std::vector<std::string>& paths) {
   namespace fs = std::filesystem;
+  ConfigurationFileList list;
   std::vector<std::string> named;
   for (const std::string& path : paths) {
     std::error_code error;
     const std::string folder = Resolved(path);
+    if (folder == path + ".cfg" && fs::is_directory(path + ".d", error)) {
+      list.passedOver.push_back({path + ".d", folder});
+    }
     if (!fs::is_directory(folder, error)) {
       named.push_back(folder);
       continue;
@@ -55,7 +59,6 @@ ConfigurationFileList ConfigurationFiles(const std::vector<std::string>& paths) 
     for (const std::string& path : paths) all += (all.empty() ? "" : " ") + path;
     throw apps::Failure(apps::kExitNoFile, "no configuration (*.cfg) in " + all);
   }
-  ConfigurationFileList list;
   std::map<std::pair<dev_t, ino_t>, std::string> seen;
   for (std::string& file : named) {
     struct stat status {};
@@ -70,6 +73,10 @@ ConfigurationFileList ConfigurationFiles(const std::vector<std::string>& paths) 
     list.files.push_back(std::move(file));
   }
   return list;
+}
+
+std::string PassedOverText(const ConfigurationFileList::PassedOver& over) {
+  return "its configurations do not run, as " + over.file + " is there and comes first";
 }
 
 }  // namespace dam

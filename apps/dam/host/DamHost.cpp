@@ -34,6 +34,16 @@ bool UsersOwnGroup(gid_t gid) {
   return true;
 }
 
+// Owner-only would lock out a reader that is not the owner: the service reads root's
+// /etc/dam/dam.ini through its group.
+std::string PrivateModeAdvice(const std::string& path, const struct stat& file) {
+  if (file.st_uid == geteuid()) return "make it owner-only: chmod 600 " + path;
+  const group* own = getgrgid(getegid());
+  const std::string name = own ? own->gr_name : std::to_string(getegid());
+  return "make it readable by its owner and your group alone: chgrp " + name + " " + path +
+         " && chmod 640 " + path;
+}
+
 }  // namespace
 
 DamHost::DamHost(host::Components& components, const std::string& spcConnection)
@@ -81,9 +91,8 @@ void WarnIfSettingsShowPasswords(host::Components& components) {
   for (std::string line; std::getline(in, line);) {
     if (line.ends_with('\r')) line.pop_back();
     if (platform::HoldsConnectionSecret(line)) {
-      std::cerr << "dam: warning: " << path
-                << " holds a password that other users can read; make it owner-only: chmod 600 "
-                << path << '\n';
+      std::cerr << "dam: warning: " << path << " holds a password that other users can read; "
+                << PrivateModeAdvice(path, file) << '\n';
       return;
     }
   }

@@ -4,6 +4,7 @@
 #include <optional>
 #include <utility>
 
+#include "apps/dam/host/MissingSpcFile.h"
 #include "apps/shared/Failures.h"
 #include "host/ComponentsWrapper.h"
 #include "host/HostTextCodec.h"
@@ -73,9 +74,10 @@ std::vector<host::CheckFinding> DriverHandle::Check(const std::string& text) {
 
 void DriverHandle::Create(const std::string& spc, const std::string& name) {
   platform_.SetConfigurationName(name);
-  host_ = apps::Doing(apps::kExitUnreachable, "cannot open the SPC database", [&] {
-    return std::make_shared<DamHost>(*components_, SpcConnection(*components_, spc));
-  });
+  const std::string connection = SpcConnection(*components_, spc);
+  host_ = apps::Doing(apps::kExitUnreachable,
+                      "cannot open the SPC database" + SpcFileTrouble(connection),
+                      [&] { return std::make_shared<DamHost>(*components_, connection); });
   driver_ = module_->ClassObject(driverClass_).CreateInstance(*components_);
   if (!driver_->Initialize(host_, name)) {
     throw apps::Failure(apps::kExitFailure, "the driver could not be initialised");

@@ -1,6 +1,9 @@
 // The whole job through the real programs: histsim moves a SQLite historian, dam runs the
 // registered driver on it, and the subgroups land in a SQLite SPC database.
 
+#include <grp.h>
+#include <unistd.h>
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -290,6 +293,17 @@ TEST_F(EndToEnd, TheSpcDatabaseIsTheFlagElseTheEnvironmentElseDamIniElseTheDataF
     }
   }
   EXPECT_FALSE(std::filesystem::exists(work_.File("data/spool.db")));
+  // Another's file, as the service reads root's: owner-only would lock the reader out.
+  WriteFile("settings/dam.ini", "[Database]\r\nConnection=" + sqlite + password + "\r\n");
+  std::filesystem::permissions(ini, std::filesystem::perms(0644));
+  if (chown(ini.c_str(), 4242, -1) == 0) {
+    const std::string group = getgrgid(getegid())->gr_name;
+    const std::string said = Dam(subgroups).second;
+    EXPECT_NE(said.find("make it readable by its owner and your group alone: chgrp " + group + " " +
+                        ini + " && chmod 640 " + ini),
+              std::string::npos)
+        << said;
+  }
 }
 
 TEST_F(EndToEnd, ConfigShowMasksPasswordsAndReportsAnUnreadableConfiguration) {
