@@ -29,9 +29,12 @@ ConfigurationFileList ConfigurationFiles(const std::vector<std::string>& paths) 
   namespace fs = std::filesystem;
   ConfigurationFileList list;
   std::vector<std::string> named;
+  // As found: a service's NAME is told as the folder NAME.d it stood for.
+  std::string searched;
   for (const std::string& path : paths) {
     std::error_code error;
     const std::string folder = Resolved(path);
+    searched += (searched.empty() ? "" : " ") + folder;
     if (folder == path + ".cfg" && fs::is_directory(path + ".d", error)) {
       list.passedOver.push_back({path + ".d", folder});
     }
@@ -55,9 +58,7 @@ ConfigurationFileList ConfigurationFiles(const std::vector<std::string>& paths) 
     named.insert(named.end(), found.begin(), found.end());
   }
   if (named.empty()) {
-    std::string all;
-    for (const std::string& path : paths) all += (all.empty() ? "" : " ") + path;
-    throw apps::Failure(apps::kExitNoFile, "no configuration (*.cfg) in " + all);
+    throw apps::Failure(apps::kExitNoFile, "no configuration (*.cfg) in " + searched);
   }
   std::map<std::pair<dev_t, ino_t>, std::string> seen;
   for (std::string& file : named) {

@@ -332,6 +332,12 @@ TEST_F(CommandLine, UnreadableFilesExitSixInactiveOnesFiveAndControlCharactersSh
   Outcome outcome = Exec("dam register " + work_.File("none.so"));
   EXPECT_EQ(outcome.exitCode, 6) << outcome.err;
   EXPECT_NE(outcome.err.find("there is no driver module file"), std::string::npos) << outcome.err;
+  // A service's NAME that stands for an empty NAME.d is told by the folder's name.
+  work_.Subfolder("plant.d");
+  outcome = Exec("dam run " + work_.File("plant"));
+  EXPECT_NE(outcome.err.find("no configuration (*.cfg) in " + work_.File("plant.d")),
+            std::string::npos)
+      << outcome.err;
   outcome = Exec("dam run CFG --for 1", WriteFile("off.cfg", "NAME=Off\nACTIVE=0\n").toStdString());
   EXPECT_EQ(outcome.exitCode, 5) << outcome.err;
   EXPECT_NE(outcome.err.find("off.cfg is inactive (ACTIVE=0)"), std::string::npos) << outcome.err;
