@@ -6,17 +6,6 @@
 namespace dam {
 namespace {
 
-// The engine's errors when the historian could not be reached or queried.
-int64_t HistorianErrors(const std::map<std::string, int64_t>& counts) {
-  int64_t errors = 0;
-  for (const char* description : {"Unable to Access Database", "Unable to get record set"}) {
-    if (const auto found = counts.find(description); found != counts.end()) {
-      errors += found->second;
-    }
-  }
-  return errors;
-}
-
 // The engine falls back to a minute when the retry settings cannot be planned by.
 double RetrySeconds(const config::Configuration1& configuration) {
   constexpr double kUnitSeconds[] = {1, 60, 3600, 86400};
@@ -34,7 +23,7 @@ RunMetrics::RunMetrics(const config::Configuration1& configuration)
 
 ConfigurationMetrics RunMetrics::Take(const std::string& state, const RunStatus& status,
                                       const CollectionTimes& collections, int64_t spooled) {
-  const int64_t historianErrors = HistorianErrors(status.ErrorCounts());
+  const int64_t historianErrors = status.HistorianErrors();
   if (collections.collections != collectionsSeen_) {
     historianReachable_ = historianErrors == historianErrorsSeen_;
     collectionsSeen_ = collections.collections;

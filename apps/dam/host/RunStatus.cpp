@@ -72,7 +72,14 @@ std::vector<RunError> RunStatus::ReadNewLogLines() {
     if (const auto read = DescriptionAndDetail(line)) {
       errors.push_back({platform::MaskConnectionSecrets(read->first + ": " + read->second), 0,
                         "collection log"});
-      ++errorCounts_[platform::MaskConnectionSecrets(read->first)];
+      std::string description = platform::MaskConnectionSecrets(read->first);
+      if (description == "Unable to Access Database" || description == "Unable to get record set") {
+        ++historianErrors_;
+      }
+      if (errorCounts_.size() >= kDistinctErrors && !errorCounts_.contains(description)) {
+        description = kOtherErrors;
+      }
+      ++errorCounts_[description];
     }
   }
   return errors;

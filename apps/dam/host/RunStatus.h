@@ -40,8 +40,15 @@ class RunStatus {
   // collection log line of the driver as "description: detail", or an error the host's
   // error display showed.
   std::vector<RunError> NewErrors();
-  // The driver's collection log lines read so far by NewErrors, by description.
+  // The driver's collection log lines read so far by NewErrors, by description. A save
+  // error's description is the database's own text, numbers and all: past kDistinctErrors
+  // descriptions, new ones are counted together under kOtherErrors, so that a run of months
+  // keeps a bounded set.
   const std::map<std::string, int64_t>& ErrorCounts() const { return errorCounts_; }
+  static constexpr size_t kDistinctErrors = 32;
+  static constexpr char kOtherErrors[] = "(other descriptions)";
+  // Of those, the lines saying the historian could not be reached or queried.
+  int64_t HistorianErrors() const { return historianErrors_; }
 
   // "stopped", "running", ... for the codes of host/DriverState.h; "state N" for another.
   static std::string StateName(int32_t state);
@@ -56,6 +63,7 @@ class RunStatus {
   std::vector<std::string> logLines_;
   runtime::Subscription logged_;
   std::map<std::string, int64_t> errorCounts_;
+  int64_t historianErrors_ = 0;
   uint64_t shownErrors_ = 0;
 };
 

@@ -181,6 +181,19 @@ TEST(PlatformComponents, TwoHostsOnOneDatabaseCountOnlyTheSubgroupsAndErrorsThei
   }
   EXPECT_EQ(newest(), "Down: no\tthere");
   EXPECT_EQ(status.ErrorCounts(), (std::map<std::string, int64_t>{{"Down", 1}}));
+  // Descriptions that carry numbers stay a bounded set over a long run; the historian's own
+  // are told apart all the same.
+  host::HostFileSystem& files = first.components.FileSystem();
+  for (int n = 0; n < 41; ++n) {
+    const std::string description =
+        n == 40 ? "Unable to Access Database" : "full (" + std::to_string(n) + " bytes)";
+    files.AppendToFile(files.JoinPath(files.LogFolder(), "oxaGEPDAD6.LOG"),
+                       "Line\t2026-11-26 09:00:00\t" + description + "\tx\ty\r\n");
+  }
+  status.NewErrors();
+  EXPECT_EQ(status.ErrorCounts().size(), dam::RunStatus::kDistinctErrors + 1);
+  EXPECT_EQ(status.ErrorCounts().at(dam::RunStatus::kOtherErrors), 10);
+  EXPECT_EQ(status.HistorianErrors(), 1);
   unsetenv("DAM_LOG_DIR");
 }
 
