@@ -57,7 +57,10 @@ void LoopProgress::CameRound(Loop& loop, Clock::time_point now) {
   loop.last_ = now.time_since_epoch().count();
   if (!loop.stalled_) return;
   std::lock_guard lock(mutex_);
-  if (!loop.stalledSince_) return;
+  if (loop.stalledSince_) Answered(loop, now);
+}
+
+void LoopProgress::Answered(Loop& loop, Clock::time_point now) {
   loop.stalled_ = false;
   const Clock::duration took = now - *std::exchange(loop.stalledSince_, std::nullopt);
   if (loop.answering_) loop.answering_(took);
@@ -85,9 +88,7 @@ std::optional<LoopProgress::Clock::duration> LoopProgress::Stuck(Clock::time_poi
       loop->stalled_ = true;
       loop->stuck_(busy);
     } else if (!stuck && loop->stalledSince_) {
-      const Clock::duration took = now - *std::exchange(loop->stalledSince_, std::nullopt);
-      loop->stalled_ = false;
-      if (loop->answering_) loop->answering_(took);
+      Answered(*loop, now);
     }
   }
   if (longest > allowedStall_) return longest;

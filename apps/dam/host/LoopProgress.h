@@ -85,6 +85,9 @@ class LoopProgress {
   Clock::duration AllowedStall() const { return allowedStall_; }
 
  private:
+  // Under mutex_: `loop`, told stuck, came round by `now`; tells it answering.
+  void Answered(Loop& loop, Clock::time_point now);
+
   const Clock::duration allowedStall_;
   std::mutex mutex_;
   std::vector<std::weak_ptr<Loop>> loops_;

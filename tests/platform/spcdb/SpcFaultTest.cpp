@@ -165,54 +165,44 @@ std::shared_ptr<platform::SpcSession> SessionOn(const std::string& path) {
   return session;
 }
 
-TEST(SpcFile, ASaveAfterTheFileWasDeletedOrReplacedLandsInTheFileAtThePath) {
-  for (const bool replaced : {false, true}) {
-    SCOPED_TRACE(replaced ? "replaced" : "deleted");
+// A file moved away while another connection reads it leaves its log and index at the path:
+// a new file that took them would have its pages checkpointed into the moved one.
+TEST(SpcFile, ASaveAfterTheFileWasDeletedReplacedOrMovedLandsInTheFileAtThePath) {
+  for (const std::string gone : {"deleted", "replaced", "moved while read"}) {
+    SCOPED_TRACE(gone);
+    const bool moved = gone == "moved while read";
     testsupport::TempFolder folder;
     const std::string path = folder.File("spc.db");
     auto session = SessionOn(path);
     SaveSubgroup(session, SampleSubgroup(1));
-    if (replaced) {
+    platform::OdbcConnection reader;
+    if (gone == "replaced") {
       const std::string other = folder.File("other.db");
       testsupport::CreateSqliteDatabase(
           other, {"CREATE TABLE notes (note TEXT)", "INSERT INTO notes VALUES ('kept')"});
       std::filesystem::rename(other, path);
+    } else if (moved) {
+      reader.Open(testsupport::SqliteLink(path), "", "");
+      reader.Execute("SELECT COUNT(*) FROM subgroups");
+      std::filesystem::rename(path, folder.File("moved.db"));
     } else {
       std::filesystem::remove(path);
     }
     SaveSubgroup(session, SampleSubgroup(2));
+    if (moved) reader.Execute("PRAGMA wal_checkpoint(TRUNCATE)");
 
     const auto saved = ReadSubgroups(*SessionOn(path), 10);
     ASSERT_EQ(saved.size(), 1u);
     EXPECT_EQ(saved[0].time, SampleSubgroup(2).time);
-    if (replaced) {
+    if (gone == "replaced") {
       platform::OdbcConnection connection;
       connection.Open(testsupport::SqliteLink(path), "", "");
       EXPECT_EQ(runtime::ToText(connection.Execute("SELECT note FROM notes")->Field("note")),
                 "kept");
+    } else if (moved) {
+      EXPECT_EQ(ReadSubgroups(*SessionOn(folder.File("moved.db")), 10).size(), 1u);
     }
   }
-}
-
-// Moved away while another connection reads it: the log and index left at the path belong
-// to the moved file, and a new file that took them would have its pages checkpointed into
-// the moved one.
-TEST(SpcFile, AFileMovedAwayWhileReadKeepsItsSubgroupsAndTheNewOneItsOwn) {
-  testsupport::TempFolder folder;
-  const std::string path = folder.File("spc.db");
-  auto session = SessionOn(path);
-  SaveSubgroup(session, SampleSubgroup(1));
-  platform::OdbcConnection reader;
-  reader.Open(testsupport::SqliteLink(path), "", "");
-  reader.Execute("SELECT COUNT(*) FROM subgroups");
-  std::filesystem::rename(path, folder.File("moved.db"));
-  SaveSubgroup(session, SampleSubgroup(2));
-  SaveSubgroup(session, SampleSubgroup(3));
-  reader.Execute("SELECT COUNT(*) FROM subgroups");
-  reader.Execute("PRAGMA wal_checkpoint(TRUNCATE)");
-
-  EXPECT_EQ(ReadSubgroups(*SessionOn(folder.File("moved.db")), 10).size(), 1u);
-  EXPECT_EQ(ReadSubgroups(*SessionOn(path), 10).size(), 2u);
 }
 
 // A folder moved away while the run saves is an outage: its subgroups wait in the spool, as
