@@ -91,7 +91,7 @@ TEST_F(CommandLine, MistakesNameTheArgumentOnOneLineAndExitTwo) {
     const Outcome outcome = Exec(c.line, config);
     EXPECT_EQ(outcome.exitCode, 2);
     EXPECT_EQ(outcome.out, "");
-    EXPECT_NE(outcome.err.find(Expand(c.named, config)), std::string::npos) << outcome.err;
+    EXPECT_HAS(outcome.err, Expand(c.named, config));
     EXPECT_TRUE(outcome.err.ends_with("Try '" + std::string(c.help) + " --help'.\n"))
         << outcome.err;
     EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
@@ -134,7 +134,7 @@ TEST_F(CommandLine, HelpAndVersionGoToStdoutAndExitZero) {
     EXPECT_EQ(outcome.exitCode, 0);
     EXPECT_EQ(outcome.err, "");
     for (const std::string& text : c.shown) {
-      EXPECT_NE(outcome.out.find(text), std::string::npos) << text << " in\n" << outcome.out;
+      EXPECT_HAS(outcome.out, text);
     }
   }
 }
@@ -217,11 +217,11 @@ TEST_F(CommandLine, CheckExitsZeroOneOrThreeAndRunRefusesErrors) {
     EXPECT_EQ(outcome.exitCode, c.exitCode) << outcome.out << outcome.err;
     EXPECT_EQ(static_cast<size_t>(std::count(outcome.out.begin(), outcome.out.end(), '\n')),
               c.out.size());
-    EXPECT_EQ(outcome.out.find("SQLSTATE"), std::string::npos) << outcome.out;
+    EXPECT_LACKS(outcome.out, "SQLSTATE");
     for (const auto& [said, stream] :
          {std::pair(c.out, outcome.out), std::pair(c.err, outcome.err)}) {
       for (const std::string& line : said) {
-        EXPECT_NE(stream.find(line), std::string::npos) << line << " in\n" << stream;
+        EXPECT_HAS(stream, line);
       }
       if (said.empty()) {
         EXPECT_EQ(stream, "");
@@ -254,14 +254,14 @@ TEST_F(CommandLine, FailuresArePlainSentencesWithTheirNumbersOnlyWhenVerbose) {
     SCOPED_TRACE(c.line);
     Outcome outcome = Exec("dam " + c.line);
     EXPECT_EQ(outcome.exitCode, c.exitCode) << outcome.err;
-    EXPECT_NE(outcome.err.find(c.said), std::string::npos) << outcome.err;
-    EXPECT_EQ(outcome.err.find("SQLSTATE"), std::string::npos) << outcome.err;
-    EXPECT_EQ(outcome.err.find(" - "), std::string::npos) << outcome.err;
-    EXPECT_EQ(outcome.out.find("NAME="), std::string::npos) << outcome.out;
+    EXPECT_HAS(outcome.err, c.said);
+    EXPECT_LACKS(outcome.err, "SQLSTATE");
+    EXPECT_LACKS(outcome.err, " - ");
+    EXPECT_LACKS(outcome.out, "NAME=");
 
     outcome = Exec("dam --verbose " + c.line);
     EXPECT_EQ(outcome.exitCode, c.exitCode) << outcome.err;
-    EXPECT_NE(outcome.err.find(" - "), std::string::npos) << "a number: " << outcome.err;
+    EXPECT_HAS(outcome.err, " - ") << "a number: ";
   }
 
   // Windows without a display: a sentence, where Qt would abort the program (exit 1). A dam
@@ -287,8 +287,7 @@ TEST_F(CommandLine, FailuresArePlainSentencesWithTheirNumbersOnlyWhenVerbose) {
     if (!c.line.starts_with("chart")) {
       const Outcome outcome = Exec("dam " + c.line, config);
       EXPECT_EQ(outcome.exitCode, 1) << outcome.err;
-      EXPECT_NE(outcome.err.find(": cannot show windows: no display"), std::string::npos)
-          << outcome.err;
+      EXPECT_HAS(outcome.err, ": cannot show windows: no display");
     }
     auto process = Start(alone.c_str(), QString::fromStdString(Expand(c.line, config)).split(' '),
                          QProcess::SeparateChannels);
@@ -325,22 +324,19 @@ TEST_F(CommandLine, UnreadableFilesExitSixInactiveOnesFiveAndControlCharactersSh
                                    ? "no configuration (*.cfg) in " + file.file
                                    : file.said;
       EXPECT_EQ(outcome.exitCode, 6);
-      EXPECT_NE((outcome.out + outcome.err).find(said), std::string::npos)
-          << outcome.out << outcome.err;
+      EXPECT_HAS(outcome.out + outcome.err, said);
     }
   }
   Outcome outcome = Exec("dam register " + work_.File("none.so"));
   EXPECT_EQ(outcome.exitCode, 6) << outcome.err;
-  EXPECT_NE(outcome.err.find("there is no driver module file"), std::string::npos) << outcome.err;
+  EXPECT_HAS(outcome.err, "there is no driver module file");
   // A service's NAME that stands for an empty NAME.d is told by the folder's name.
   work_.Subfolder("plant.d");
   outcome = Exec("dam run " + work_.File("plant"));
-  EXPECT_NE(outcome.err.find("no configuration (*.cfg) in " + work_.File("plant.d")),
-            std::string::npos)
-      << outcome.err;
+  EXPECT_HAS(outcome.err, "no configuration (*.cfg) in " + work_.File("plant.d"));
   outcome = Exec("dam run CFG --for 1", WriteFile("off.cfg", "NAME=Off\nACTIVE=0\n").toStdString());
   EXPECT_EQ(outcome.exitCode, 5) << outcome.err;
-  EXPECT_NE(outcome.err.find("off.cfg is inactive (ACTIVE=0)"), std::string::npos) << outcome.err;
+  EXPECT_HAS(outcome.err, "off.cfg is inactive (ACTIVE=0)");
 
   const std::string config =
       WriteFile("escapes.cfg",
@@ -360,9 +356,9 @@ TEST_F(CommandLine, UnreadableFilesExitSixInactiveOnesFiveAndControlCharactersSh
     outcome = Exec("dam " + view.command + " " + config);
     const std::string shown = outcome.out + outcome.err;
     EXPECT_EQ(shown.find('\x1b'), std::string::npos) << shown;
-    EXPECT_EQ(shown.find("\xc2\x9b"), std::string::npos) << shown;
+    EXPECT_LACKS(shown, "\xc2\x9b");
     for (const std::string& part : view.shown) {
-      EXPECT_NE(shown.find(part), std::string::npos) << part << " in\n" << shown;
+      EXPECT_HAS(shown, part);
     }
   }
 }

@@ -9,7 +9,6 @@
 #include <regex>
 #include <sstream>
 
-#include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcReader.h"
 #include "platform/spcdb/SpcSubgroup.h"
 #include "runtime/Conversions.h"
@@ -177,6 +176,13 @@ void CreateLockableHistorian(const std::string& path) {
                          "', '2024-05-01 10:00:00', 1, 'CurrentValue')");
   }
   testsupport::CreateSqliteDatabase(path, statements);
+}
+
+std::unique_ptr<platform::OdbcConnection> Lock(const std::string& connection) {
+  auto holder = std::make_unique<platform::OdbcConnection>();
+  holder->Open(connection, "", "");
+  holder->Execute("BEGIN EXCLUSIVE");
+  return holder;
 }
 
 int32_t SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session, runtime::Date time,

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "apps/dam/host/HeadlessApplication.h"
+#include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSubgroupData.h"
 #include "runtime/Date.h"
@@ -24,6 +25,17 @@ namespace damtest {
 
 // The one test most configurations collect: the weight histsim moves.
 inline const std::string kWeight = "TEST=Fill\tWeight\t%TAG(LINE1.WEIGHT)\t\n";
+
+// Whether `text` holds `part` as `holds` says; a failure shows both.
+inline ::testing::AssertionResult HoldsText(const char*, const char*, const char*,
+                                            const std::string& text, const std::string& part,
+                                            bool holds) {
+  if ((text.find(part) != std::string::npos) == holds) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << (holds ? "no " : "unexpected ") << part << " in\n"
+                                       << text;
+}
+#define EXPECT_HAS(text, part) EXPECT_PRED_FORMAT3(damtest::HoldsText, text, part, true)
+#define EXPECT_LACKS(text, part) EXPECT_PRED_FORMAT3(damtest::HoldsText, text, part, false)
 
 class DamProcesses : public ::testing::Test {
  public:
@@ -94,6 +106,9 @@ inline void EnsureApplication() {
 // A historian at `path` holding a part number and a weight, in rollback-journal mode, where a
 // writer's lock keeps readers out.
 void CreateLockableHistorian(const std::string& path);
+// A connection to `connection` that holds its SQLite database's write lock until it ends its
+// transaction.
+std::unique_ptr<platform::OdbcConnection> Lock(const std::string& connection);
 // Saves a subgroup of part P-7 with one weight, `value`, of serial S1; gives its identifier.
 int32_t SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session, runtime::Date time,
                      double value);

@@ -91,17 +91,15 @@ TEST_F(EndToEnd, TwoRunsOutliveALateHistorianThenEachSavesAndCountsItsOwnSubgrou
   EXPECT_EQ(points[0]["id"].toInt(), saved[0].id);
   EXPECT_EQ(points[0]["time"].toString().toStdString(), dam::IsoTime(saved[0].time));
   EXPECT_TRUE(Read(work_.File("weight.svg")).starts_with("<?xml")) << "--out draws the chart";
-  EXPECT_NE(Read(work_.File("weight.svg")).find("<svg"), std::string::npos);
+  EXPECT_HAS(Read(work_.File("weight.svg")), "<svg");
   const auto [shown, text] =
       Dam({"chart", "--test", "Fill/Width", "--out", QString::fromStdString(work_.File("w.PNG"))});
   EXPECT_EQ(shown, 0) << text;
   EXPECT_TRUE(Read(work_.File("w.PNG")).starts_with("\x89PNG"));
-  EXPECT_NE(text.find("Fill/Width: i-mr chart, n 1, "), std::string::npos) << text;
+  EXPECT_HAS(text, "Fill/Width: i-mr chart, n 1, ");
   const auto [missingTest, said] = Dam({"chart", "--test", "Fill/Depth"});
   EXPECT_EQ(missingTest, 1);
-  EXPECT_NE(said.find("dam chart: there is no test Fill/Depth in the SPC database"),
-            std::string::npos)
-      << said;
+  EXPECT_HAS(said, "dam chart: there is no test Fill/Depth in the SPC database");
   // A test whose every reading records a defect: no point, the readings counted, and a title
   // the SVG holds as text.
   platform::SpcSubgroup leak;
@@ -127,9 +125,7 @@ TEST_F(EndToEnd, TwoRunsOutliveALateHistorianThenEachSavesAndCountsItsOwnSubgrou
   const auto [full, cut] = Dam(
       {"chart", "--test", "Fill/Weight", "--out", QString::fromStdString(work_.File("full.svg"))});
   EXPECT_EQ(full, 1);
-  EXPECT_NE(cut.find("dam chart: cannot draw the chart: cannot write the chart to "),
-            std::string::npos)
-      << cut;
+  EXPECT_HAS(cut, "dam chart: cannot draw the chart: cannot write the chart to ");
 
   const QRegularExpression isoTime(R"(^\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}[+-]\d\d:\d\d$)");
   eventLines += events->readAllStandardOutput().toStdString();
@@ -209,7 +205,7 @@ TEST_F(EndToEnd, SubgroupsInJsonCarryTheirIdConfigurationAndTimeWithOffsetAndMil
         << csv[i + 1];
   }
   const std::string table = Dam({"subgroups"}).second;
-  EXPECT_NE(table.find("by Line 3\\x1B[2J\n"), std::string::npos) << table;
+  EXPECT_HAS(table, "by Line 3\\x1B[2J\n");
   EXPECT_EQ(table.find('\x1b'), std::string::npos) << "shown escaped: " << table;
   auto ndjson = Start(DAM_PROGRAM, {"subgroups", "--ndjson"}, QProcess::SeparateChannels);
   ASSERT_TRUE(ndjson->waitForFinished());
@@ -240,7 +236,8 @@ TEST_F(EndToEnd, TheSpcDatabaseIsTheFlagElseTheEnvironmentElseDamIniElseTheDataF
                     setting = work_.File("setting.db"), fallback = work_.File("data/spc.db");
   const std::string ini = work_.File("settings/dam.ini"), sqlite = "Driver=SQLite3;Database=";
   const std::string password = setting + ";MyPassword=hunter2";
-  const QStringList subgroups = {"subgroups"};
+  const QStringList subgroups = {"subgroups"},
+                    flagged = {"subgroups", "--spc", QString::fromStdString(sqlite + flag)};
   // Each case names the database the command looked for, `at`.
   const struct {
     QStringList args;
@@ -249,12 +246,7 @@ TEST_F(EndToEnd, TheSpcDatabaseIsTheFlagElseTheEnvironmentElseDamIniElseTheDataF
     std::string at;
     bool warned;
   } cases[] = {
-      {{"subgroups", "--spc", QString::fromStdString(sqlite + flag)},
-       environment,
-       setting,
-       0644,
-       flag,
-       false},
+      {flagged, environment, setting, 0644, flag, false},
       {subgroups, environment, setting, 0644, environment, false},
       {subgroups, "", setting, 0644, setting, false},
       {{"subgroups", "--follow", "--ndjson"}, "", setting, 0644, setting, false},
@@ -280,14 +272,14 @@ TEST_F(EndToEnd, TheSpcDatabaseIsTheFlagElseTheEnvironmentElseDamIniElseTheDataF
     }
     const auto [exitCode, output] = Dam(c.args);
     EXPECT_EQ(exitCode, 4) << output;
-    EXPECT_NE(output.find(said), std::string::npos) << output;
+    EXPECT_HAS(output, said);
     EXPECT_EQ(output.find("dam: warning: " + ini +
                           " holds a password that other users can read; make it owner-only: "
                           "chmod 600 " +
                           ini) != std::string::npos,
               c.warned)
         << output;
-    EXPECT_EQ(output.find("hunter2"), std::string::npos) << output;
+    EXPECT_LACKS(output, "hunter2");
     for (const std::string& file : {flag, environment, setting, fallback}) {
       EXPECT_FALSE(std::filesystem::exists(file)) << file;
     }
@@ -299,10 +291,8 @@ TEST_F(EndToEnd, TheSpcDatabaseIsTheFlagElseTheEnvironmentElseDamIniElseTheDataF
   if (chown(ini.c_str(), 4242, -1) == 0) {
     const std::string group = getgrgid(getegid())->gr_name;
     const std::string said = Dam(subgroups).second;
-    EXPECT_NE(said.find("make it readable by its owner and your group alone: chgrp " + group + " " +
-                        ini + " && chmod 640 " + ini),
-              std::string::npos)
-        << said;
+    EXPECT_HAS(said, "make it readable by its owner and your group alone: chgrp " + group + " " +
+                         ini + " && chmod 640 " + ini);
   }
 }
 
@@ -313,20 +303,19 @@ TEST_F(EndToEnd, ConfigShowMasksPasswordsAndReportsAnUnreadableConfiguration) {
   for (const QStringList& args :
        {QStringList{"config", "show", config}, QStringList{"config", "show", "--json", config}}) {
     const std::string output = Dam(args).second;
-    EXPECT_NE(output.find(";NoCreat=1; PWD =***"), std::string::npos) << output;
-    EXPECT_EQ(output.find("hunter2"), std::string::npos) << output;
+    EXPECT_HAS(output, ";NoCreat=1; PWD =***");
+    EXPECT_LACKS(output, "hunter2");
   }
   const std::string shown = Dam({"config", "show", "--show-secrets", config}).second;
-  EXPECT_NE(shown.find("; PWD = hunter2"), std::string::npos) << shown;
+  EXPECT_HAS(shown, "; PWD = hunter2");
 
   const auto [exitCode, output] =
       Dam({"config", "show", "--json",
            WriteFile("bad.cfg", "NAME=Half\r\nACTIVE=maybe\r\nNAME=Never")});
   EXPECT_EQ(exitCode, 3) << "the configuration is invalid";
-  EXPECT_NE(output.find("\"text\": \"NAME=Half\\r\\nACTIVE=0"), std::string::npos) << output;
-  EXPECT_NE(output.find("\"number\": 13"), std::string::npos) << output;
-  EXPECT_NE(output.find("\"source\": \"Configuration1.SetData, line 2 of the configuration text\""),
-            std::string::npos);
+  EXPECT_HAS(output, "\"text\": \"NAME=Half\\r\\nACTIVE=0");
+  EXPECT_HAS(output, "\"number\": 13");
+  EXPECT_HAS(output, "\"source\": \"Configuration1.SetData, line 2 of the configuration text\"");
 }
 
 // The shipped example configurations check clean and collect from the simulated historian as
@@ -358,7 +347,7 @@ TEST_F(EndToEnd, EachExampleChecksCleanAndCollectsEveryReadingItNames) {
     EXPECT_EQ(warnings, "");
     const auto [checked, shown] = Dam({"config", "show", config});
     EXPECT_EQ(checked, 0) << shown;
-    EXPECT_NE(shown.find("Data link: Connection Ready"), std::string::npos) << shown;
+    EXPECT_HAS(shown, "Data link: Connection Ready");
 
     std::filesystem::remove(work_.File("data/spc.db"));
     const auto [status, output] = Dam({"run", config, "--subgroups", "1", "--for", "40"});

@@ -25,13 +25,13 @@ TEST_F(HostFaults, UnknownUnitCodesAreLoggedAndRetriedNotLooped) {
   const auto [exitCode, output] =
       Dam({"run", Configuration(damtest::kWeight, 9, 9), "--for", "3", "--force", "--ndjson"});
   EXPECT_EQ(exitCode, 0) << output;
-  EXPECT_NE(output.find("{\"event\":\"stopped\""), std::string::npos) << output;
+  EXPECT_HAS(output, "{\"event\":\"stopped\"");
   const std::string log = Log();
   EXPECT_GE(Count(log, "\r\n"), 1u);
   EXPECT_LE(Count(log, "\r\n"), 3u) << "in three seconds; a 100 ms loop writes thirty: " << log;
   EXPECT_EQ(Count(output, "\"source\":\"collection log\""), Count(log, "\r\n"))
       << "the start's line too: " << output;
-  EXPECT_NE(log.find("unit 9"), std::string::npos) << log;
+  EXPECT_HAS(log, "unit 9");
 }
 
 // Another writer holds the historian: each collection fails within the query timeout
@@ -42,9 +42,7 @@ TEST_F(HostFaults, UnknownUnitCodesAreLoggedAndRetriedNotLooped) {
 // stop it is left behind, said so, and the run fails with 4 when nothing else ran.
 TEST_F(HostFaults, ALockedHistorianFailsInTimeAndSigtermStillStopsTheHost) {
   damtest::CreateLockableHistorian(historian_);
-  platform::OdbcConnection holder;
-  holder.Open(testsupport::SqliteLink(historian_), "", "");
-  holder.Execute("BEGIN EXCLUSIVE");
+  const auto holder = damtest::Lock(testsupport::SqliteLink(historian_));
 
   WriteFile("settings/dam.ini", "[Connections]\r\nQueryTimeout=2\r\n");
   auto run = Start(DAM_PROGRAM, {"run", Configuration()});
@@ -54,7 +52,7 @@ TEST_F(HostFaults, ALockedHistorianFailsInTimeAndSigtermStillStopsTheHost) {
   QThread::msleep(4000);
   const std::string log = Log();
   EXPECT_LE(Count(log, "\r\n") - first, 4u) << "two lines for each collection failing in 2 s";
-  EXPECT_NE(log.find("\tCollection Started Late\t"), std::string::npos) << log;
+  EXPECT_HAS(log, "\tCollection Started Late\t");
   Terminate(*run);
 
   WriteFile("settings/dam.ini", "[Connections]\r\nQueryTimeout=0\r\n");
@@ -64,9 +62,9 @@ TEST_F(HostFaults, ALockedHistorianFailsInTimeAndSigtermStillStopsTheHost) {
   Terminate(*run);
   const std::string output = run->readAll().toStdString();
   EXPECT_EQ(run->exitCode(), 0) << output;
-  EXPECT_NE(output.find("stopped after 0 subgroup(s)"), std::string::npos) << output;
+  EXPECT_HAS(output, "stopped after 0 subgroup(s)");
 
-  holder.Execute("ROLLBACK");
+  holder->Execute("ROLLBACK");
   // The kernel takes the connection; nobody ever answers on it.
   QTcpServer server;
   ASSERT_TRUE(server.listen(QHostAddress::LocalHost));
@@ -84,23 +82,14 @@ TEST_F(HostFaults, ALockedHistorianFailsInTimeAndSigtermStillStopsTheHost) {
       EXPECT_TRUE(run->waitForFinished(15'000));
     } else {
       run = Start(DAM_PROGRAM, {"run", Configuration(), silent});
-      EXPECT_TRUE(WaitFor(
-          [&] {
-            run->waitForReadyRead(100);
-            said += run->readAll().toStdString();
-            return said.find("Silent: Driver Not Answering: inside one database call") !=
-                   std::string::npos;
-          },
-          45))
+      EXPECT_TRUE(Says(*run, said, "Silent: Driver Not Answering: inside one database call", 45))
           << said;
-      EXPECT_NE(said.find("Line 1: running"), std::string::npos) << said;
+      EXPECT_HAS(said, "Line 1: running");
       Terminate(*run);
     }
     said += run->readAll().toStdString();
     EXPECT_EQ(run->exitCode(), alone ? 4 : 0) << said;
-    EXPECT_NE(said.find("silent.cfg: stopped while it waited on a database that does not answer"),
-              std::string::npos)
-        << said;
+    EXPECT_HAS(said, "silent.cfg: stopped while it waited on a database that does not answer");
   }
 }
 
@@ -119,12 +108,10 @@ TEST_F(HostFaults, AnUnwritableLogGoesToStderrAndTheStatusLine) {
 // not wait for another program's write lock.
 TEST_F(HostFaults, ALockedSpcDatabaseDoesNotHoldReadersUp) {
   Saved(Spc());  // creates the database
-  platform::OdbcConnection holder;
-  holder.Open(Spc(), "", "");
-  holder.Execute("BEGIN EXCLUSIVE");
+  const auto holder = damtest::Lock(Spc());
   auto [exitCode, output] = Dam({"subgroups"});
   EXPECT_EQ(exitCode, 0) << output;
-  EXPECT_NE(output.find("no subgroups saved"), std::string::npos) << output;
+  EXPECT_HAS(output, "no subgroups saved");
 }
 
 class HostSafety : public damtest::DamProcesses {
@@ -182,13 +169,13 @@ TEST_F(HostSafety, ConnectionStringsThatNameCodeAreRefusedUnlessTheHostAllowsIt)
     environment_.insert("DAM_SPC_CONNECTION", QString::fromStdString(c.spcConnection));
     WriteFile("settings/dam.ini", "");
     auto [exitCode, output] = Dam(c.args);
-    EXPECT_NE(output.find("Connection string refused: " + c.refused), std::string::npos) << output;
-    EXPECT_NE(output.find("AllowDriverPaths=1"), std::string::npos) << output;
+    EXPECT_HAS(output, "Connection string refused: " + c.refused);
+    EXPECT_HAS(output, "AllowDriverPaths=1");
     EXPECT_FALSE(std::filesystem::exists(marker_)) << "loaded by " << output;
 
     WriteFile("settings/dam.ini", "[Security]\nAllowDriverPaths=1\n");
     output = Dam(c.args).second;
-    EXPECT_EQ(output.find("Connection string refused"), std::string::npos) << output;
+    EXPECT_LACKS(output, "Connection string refused");
     EXPECT_EQ(std::filesystem::exists(marker_), c.loadsWhenAllowed) << output;
   }
 }
@@ -213,15 +200,13 @@ TEST_F(HostSafety, SecuritySettingsCountOnlyInADamIniNoOtherUserCanWrite) {
     ASSERT_EQ(chmod(ini.c_str(), c.fileMode), 0);
     const auto [exitCode, output] = Dam({"config", "show", config});
     if (c.writable.empty()) {
-      EXPECT_EQ(output.find("warning"), std::string::npos) << output;
+      EXPECT_LACKS(output, "warning");
       EXPECT_TRUE(std::filesystem::exists(marker_)) << output;
       continue;
     }
-    EXPECT_NE(
-        output.find("warning: ignoring [Security] AllowDriverPaths in " + ini + ": " + c.writable),
-        std::string::npos)
-        << output;
-    EXPECT_NE(output.find("Connection string refused: Driver="), std::string::npos) << output;
+    EXPECT_HAS(output,
+               "warning: ignoring [Security] AllowDriverPaths in " + ini + ": " + c.writable);
+    EXPECT_HAS(output, "Connection string refused: Driver=");
     EXPECT_FALSE(std::filesystem::exists(marker_)) << output;
   }
   chmod(settings.c_str(), 0755);
@@ -257,8 +242,8 @@ TEST_F(HostSafety, AModuleOrItsWindowsOtherUsersCouldReplaceAreNotLoaded) {
                                     QStringList{"register", QString::fromStdString(module)}}) {
       auto [exitCode, output] = Dam(args);
       EXPECT_NE(exitCode, 0) << output;
-      EXPECT_NE(output.find("Refusing to load the driver module"), std::string::npos) << output;
-      EXPECT_NE(output.find(c.named), std::string::npos) << output;
+      EXPECT_HAS(output, "Refusing to load the driver module");
+      EXPECT_HAS(output, c.named);
     }
   }
 
@@ -277,10 +262,8 @@ TEST_F(HostSafety, AModuleOrItsWindowsOtherUsersCouldReplaceAreNotLoaded) {
   }
   run->kill();
   run->waitForFinished();
-  EXPECT_NE(output.find("Error 75: Refusing to load the driver's windows " + windows + ": " +
-                        windows + " is writable by its group or by others (mode 0666)"),
-            std::string::npos)
-      << output;
+  EXPECT_HAS(output, "Error 75: Refusing to load the driver's windows " + windows + ": " + windows +
+                         " is writable by its group or by others (mode 0666)");
 }
 
 }  // namespace

@@ -98,12 +98,10 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
         "plant.d/link.cfg: the same file as " + work_.File("plant.d/b.cfg") + "; it runs once",
         "b-copy.cfg: its name Line B is the name of " + work_.File("plant.d/b.cfg") +
             " already: their subgroups and log lines could not be told apart; it does not run"}) {
-    EXPECT_NE(errors_.find(said), std::string::npos) << said << "\n" << errors_;
+    EXPECT_HAS(errors_, said);
   }
   EXPECT_EQ(Count(errors_, "the same file as"), 2u) << errors_;
-  platform::OdbcConnection holder;
-  holder.Open(testsupport::SqliteLink(locked), "", "");
-  holder.Execute("BEGIN EXCLUSIVE");
+  const auto holder = damtest::Lock(testsupport::SqliteLink(locked));
   Follow(*run);
   const int lockedAt = SavedBy("Line C");
   const int aBefore = SavedBy("Line A"), bBefore = SavedBy("Line B");
@@ -117,19 +115,16 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
   Line("plant.d/c2.cfg", "Line C", historian_);
   kill(run->processId(), SIGHUP);
   EXPECT_TRUE(Saves(*run, "Line D", 2)) << output_ << errors_;
-  EXPECT_EQ(output_.find("Line C: removed"), std::string::npos) << output_;
-  EXPECT_NE(output_.find("plant.d/c2.cfg: waits for its name Line C to be freed\n"),
-            std::string::npos)
-      << output_;
+  EXPECT_LACKS(output_, "Line C: removed");
+  EXPECT_HAS(output_, "plant.d/c2.cfg: waits for its name Line C to be freed\n");
   Terminate(*run);
   Follow(*run);
   EXPECT_EQ(run->exitCode(), 0) << output_ << errors_;
-  EXPECT_NE(output_.find("Line C: removed: stopped after"), std::string::npos) << output_;
-  EXPECT_NE(errors_.find("plant.d/c2.cfg: the run stopped while it waited for its name Line C "
-                         "to be freed; it does not run"),
-            std::string::npos)
-      << errors_;
-  holder.Execute("ROLLBACK");
+  EXPECT_HAS(output_, "Line C: removed: stopped after");
+  EXPECT_HAS(errors_,
+             "plant.d/c2.cfg: the run stopped while it waited for its name Line C "
+             "to be freed; it does not run");
+  holder->Execute("ROLLBACK");
 
   const auto saved = SavedByName(Spc());
   EXPECT_EQ(saved.size(), 4u);
@@ -143,16 +138,14 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
   for (const char* found :
        {"plant.d/bad.cfg:3: error: SUBGROUPUNIT 9", "plant.d/link.cfg: warning: the same file as",
         "plant.d/self.cfg: error: cannot read", "b-copy.cfg: error: its name"}) {
-    EXPECT_NE(said.find(found), std::string::npos) << found << "\n" << said;
+    EXPECT_HAS(said, found);
   }
   const QString off = WriteFile("off.cfg", "NAME=Off\nACTIVE=0\n");
   std::tie(exitCode, said) =
       Dam({"run", QString::fromStdString(work_.File("plant.d/bad.cfg")), off});
   EXPECT_EQ(exitCode, 3) << said;
-  EXPECT_NE(said.find("off.cfg: the configuration " + off.toStdString() +
-                      " is inactive (ACTIVE=0): there is nothing to collect; it does not run"),
-            std::string::npos)
-      << said;
+  EXPECT_HAS(said, "off.cfg: the configuration " + off.toStdString() +
+                       " is inactive (ACTIVE=0): there is nothing to collect; it does not run");
 
   // A collection that starts a grid point late logs so, with its line's name.
   const std::string log = Log();
@@ -204,9 +197,7 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
   Line("plant.d/take.cfg", "Hand", historian_);
   // Slow's change waits on its historian, and it changes again meanwhile: both are taken; so
   // is Shift's name given back while its rename waits. Late still starts when its file moves.
-  platform::OdbcConnection holder;
-  holder.Open(testsupport::SqliteLink(slow), "", "");
-  holder.Execute("BEGIN EXCLUSIVE");
+  const auto holder = damtest::Lock(testsupport::SqliteLink(slow));
   Line("plant.d/slow.cfg", "Slow", slow, damtest::kWeight + weight2);
   Line("plant.d/shift.cfg", "Shifted", slow);
   Line("plant.d/late.cfg", "Late", slow);
@@ -220,7 +211,7 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
   std::filesystem::rename(plant + "/late.cfg", plant + "/late2.cfg");
   kill(run->processId(), SIGHUP);
   ASSERT_TRUE(WaitFor([&] { return Follow(*run), Count(output_, "reloading ") == 2; }, 10));
-  holder.Execute("ROLLBACK");
+  holder->Execute("ROLLBACK");
   // Nine at the start; the changed, the added, the taker, the three renamed, Slow twice, Shift
   // anew, Late from its new file.
   ASSERT_TRUE(WaitFor(
@@ -237,21 +228,15 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
   EXPECT_TRUE(Saves(*run, "Keep", keep + 3)) << output_;
   EXPECT_TRUE(Saves(*run, "Unread", unread + 3)) << output_;
   for (const char* removed : {"Remove: removed: stopped after", "Late: removed: stopped after 0"}) {
-    EXPECT_NE(output_.find(removed), std::string::npos) << removed << output_;
+    EXPECT_HAS(output_, removed);
   }
-  EXPECT_NE(errors_.find("unread.cfg is a FIFO, not a configuration file; it runs on as it was"),
-            std::string::npos)
-      << errors_;
-  EXPECT_NE(errors_.find("keep-copy.cfg: its name Keep is the name of " + plant + "/keep.cfg"),
-            std::string::npos)
-      << errors_;
+  EXPECT_HAS(errors_, "unread.cfg is a FIFO, not a configuration file; it runs on as it was");
+  EXPECT_HAS(errors_, "keep-copy.cfg: its name Keep is the name of " + plant + "/keep.cfg");
   EXPECT_EQ(Count(errors_, "does not run"), 2u) << "keep-copy, at each reload" << errors_;
   Terminate(*run);
   Follow(*run);
   EXPECT_EQ(run->exitCode(), 0) << output_ << errors_;
-  EXPECT_NE(output_.find("\nstopped after " + std::to_string(Saved(Spc()).size()) + " subgroup"),
-            std::string::npos)
-      << output_;
+  EXPECT_HAS(output_, "\nstopped after " + std::to_string(Saved(Spc()).size()) + " subgroup");
   EXPECT_EQ(Count(output_, "historian: "), 19u) << output_;
 
   const auto saved = SavedByName(Spc());
@@ -262,18 +247,15 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
   const double seconds = (kept.back().serial - kept.front().serial) * 86400;
   EXPECT_EQ(static_cast<size_t>(std::lround(seconds)) + 1, kept.size()) << "no collection missed";
   EXPECT_GE(saved.at("Add").size(), 2u);
-  size_t widths = 0;
-  for (const platform::SpcSubgroupData& subgroup : Saved(Spc())) {
-    if (subgroup.configuration == "Change") widths += subgroup.readings.size() == 2;
-  }
-  EXPECT_GE(widths, 1u) << "the changed line collects its new test";
   const std::vector<platform::SpcSubgroupData> all = Saved(Spc());
-  EXPECT_TRUE(std::any_of(all.begin(), all.end(), [](const platform::SpcSubgroupData& subgroup) {
-    return subgroup.configuration == "Slow" && subgroup.readings.size() == 3;
-  })) << "the second change";
-  EXPECT_TRUE(std::any_of(all.begin(), all.end(), [](const platform::SpcSubgroupData& subgroup) {
-    return subgroup.configuration == "Shift" && subgroup.readings.size() == 2;
-  })) << "the change made while the rename waited";
+  const auto savedWith = [&](const std::string& name, size_t readings) {
+    return std::any_of(all.begin(), all.end(), [&](const platform::SpcSubgroupData& subgroup) {
+      return subgroup.configuration == name && subgroup.readings.size() == readings;
+    });
+  };
+  EXPECT_TRUE(savedWith("Change", 2)) << "the changed line collects its new test";
+  EXPECT_TRUE(savedWith("Slow", 3)) << "the second change";
+  EXPECT_TRUE(savedWith("Shift", 2)) << "the change made while the rename waited";
 
   const QString one = Line("one.cfg", "One", historian_);
   auto alone = Start(DAM_PROGRAM, {"run", one});
@@ -285,10 +267,8 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
   Terminate(*alone);
   said += alone->readAll().toStdString();
   EXPECT_EQ(alone->exitCode(), 0) << said;
-  EXPECT_NE(said.find("one.cfg: the configuration " + one.toStdString() +
-                      " is inactive (ACTIVE=0): there is nothing to collect; it does not run"),
-            std::string::npos)
-      << said;
+  EXPECT_HAS(said, "one.cfg: the configuration " + one.toStdString() +
+                       " is inactive (ACTIVE=0): there is nothing to collect; it does not run");
 }
 
 }  // namespace

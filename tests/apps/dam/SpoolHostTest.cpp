@@ -74,28 +74,41 @@ class SpoolHost : public damtest::DamProcesses {
     }
   }
 
-  // Runs dam on `spc` and takes the database away (a stop, a lock) through `away` for
-  // `seconds` then gives it back: collection keeps its grid, each subgroup kept is forwarded
-  // once, in order, and the log says why they were kept (`said`).
-  void ExpectAnOutageLosesNothing(const std::string& spc, const std::function<void()>& away,
-                                  const std::function<void()>& back, std::chrono::seconds seconds,
-                                  const std::string& said) {
+  // A way to take the database away (a stop, a lock) for `seconds` and give it back; the log
+  // says why the subgroups were kept (`said`).
+  struct Outage {
+    std::function<void()> away, back;
+    std::chrono::seconds seconds;
+    std::string said;
+  };
+
+  // Runs dam on `spc` through `outages` one after another: collection keeps its grid, and each
+  // subgroup kept is forwarded once, in order.
+  void ExpectOutagesLoseNothing(const std::string& spc, const std::vector<Outage>& outages) {
     StartHistorian();
     auto run = RunOn(spc, Configuration());
     ASSERT_TRUE(TwoMoreSaved(spc)) << Log();
-    away();
-    EXPECT_TRUE(WaitFor([&] { return Logged("\tSPC database unavailable"); }, 20)) << Log();
-    QThread::sleep(seconds.count());
-    const std::vector<double> kept = Spooled();
-    back();
-    // Saves wait for a lock 2 s, not the query timeout: the grid of one a second goes on.
-    EXPECT_GE(kept.size(), static_cast<size_t>(seconds.count() * 2 / 3)) << Log();
-    EXPECT_TRUE(Logged(said)) << Log();
-    EXPECT_FALSE(Logged("Subgroup Save Error")) << Log();
-    EXPECT_EQ(run->state(), QProcess::Running);
-
-    EXPECT_TRUE(WaitFor([&] { return Logged("\tSPC database available again\t"); }, 90)) << Log();
-    EXPECT_TRUE(TwoMoreSaved(spc)) << Log();
+    std::vector<double> kept;
+    for (const Outage& outage : outages) {
+      const auto logged = [&](const std::string& text) { return Count(Log(), text); };
+      const size_t away = logged("\tSPC database unavailable"),
+                   back = logged("\tSPC database available again\t");
+      outage.away();
+      EXPECT_TRUE(WaitFor([&] { return logged("\tSPC database unavailable") > away; }, 20))
+          << Log();
+      QThread::sleep(outage.seconds.count());
+      const std::vector<double> spooled = Spooled();
+      outage.back();
+      // Saves wait for a lock 2 s, not the query timeout: the grid of one a second goes on.
+      EXPECT_GE(spooled.size(), static_cast<size_t>(outage.seconds.count() * 2 / 3)) << Log();
+      kept.insert(kept.end(), spooled.begin(), spooled.end());
+      EXPECT_TRUE(Logged(outage.said)) << Log();
+      EXPECT_FALSE(Logged("Subgroup Save Error")) << Log();
+      EXPECT_EQ(run->state(), QProcess::Running);
+      EXPECT_TRUE(WaitFor([&] { return logged("\tSPC database available again\t") > back; }, 90))
+          << Log();
+      EXPECT_TRUE(TwoMoreSaved(spc)) << Log();
+    }
     Terminate(*run);
     StopHistorian();
     const std::string output = run->readAll().toStdString();
@@ -114,13 +127,21 @@ class SpoolHost : public damtest::DamProcesses {
   }
 };
 
-TEST_F(SpoolHost, APostgresOutageLosesNoSubgroup) {
+// One run through both: a stopped server, then a table another program keeps locked.
+TEST_F(SpoolHost, APostgresOutageAndALockedTableLoseNoSubgroup) {
   auto database = spcdbtest::MakeStoppableDatabase(spcdbtest::Backend::PostgreSQL);
   if (!database) GTEST_SKIP() << "no PostgreSQL server here";
-  ExpectAnOutageLosesNothing(
-      database->ConnectionString(), [&] { EXPECT_TRUE(database->TakeAway()); },
-      [&] { database->GiveBack(); }, kOutage,
-      "\tSPC database unavailable, keeping subgroups locally\t");
+  platform::OdbcConnection locker;
+  ExpectOutagesLoseNothing(
+      database->ConnectionString(),
+      {{[&] { EXPECT_TRUE(database->TakeAway()); }, [&] { database->GiveBack(); }, kOutage,
+        "\tSPC database unavailable, keeping subgroups locally\t"},
+       {[&] {
+          locker.Open(database->ConnectionString(), "", "");
+          locker.BeginTransaction();
+          locker.Execute("LOCK TABLE subgroups");
+        },
+        [&] { locker.Commit(); }, kLock, "[SQLSTATE 55P03]"}});
 }
 
 // A server frozen mid-save answers neither the save nor its cancel. Frozen for longer than
@@ -158,7 +179,7 @@ TEST_F(SpoolHost, AFrozenServerIsToldAndHoldsUpNeitherAReloadNorTheStop) {
   EXPECT_TRUE(
       WaitFor([&] { return Says(*run, output, ""), Count(output, "historian: ") == 4; }, 15))
       << "both changes taken: " << output;
-  EXPECT_NE(output.find("Line 1: renamed: stopped, to start again"), std::string::npos) << output;
+  EXPECT_HAS(output, "Line 1: renamed: stopped, to start again");
   EXPECT_EQ(Count(output, "not answering"), 1u) << output;
   const std::string log = Log();
   for (const char* line : {"Line 1", "Line 2"}) {
@@ -181,7 +202,7 @@ TEST_F(SpoolHost, AFrozenServerIsToldAndHoldsUpNeitherAReloadNorTheStop) {
   output += run->readAll().toStdString();
   EXPECT_EQ(Count(output, "stopped while it waited on a database that does not answer"), 2u)
       << output;
-  EXPECT_EQ(output.find(": stopped after"), std::string::npos) << output;
+  EXPECT_LACKS(output, ": stopped after");
   EXPECT_EQ(run->exitCode(), 4) << output;
 }
 
@@ -224,35 +245,20 @@ TEST_F(SpoolHost, AHostKilledWhileForwardingForwardsTheRestOnceAfterARestart) {
 
 TEST_F(SpoolHost, AnSqliteFileLockedByAnotherProgramLosesNoSubgroup) {
   QProcess locker;
-  ExpectAnOutageLosesNothing(
-      Spc(),
-      [&] {
-        locker.start("sqlite3", {QString::fromStdString(work_.File("data/spc.db"))});
-        ASSERT_TRUE(locker.waitForStarted());
-        locker.write("BEGIN EXCLUSIVE;\n");
-        ASSERT_TRUE(locker.waitForBytesWritten());
-      },
-      [&] {
-        locker.write("COMMIT;\n.quit\n");
-        EXPECT_TRUE(locker.waitForBytesWritten());
-        locker.closeWriteChannel();
-        EXPECT_TRUE(locker.waitForFinished());
-      },
-      kLock, "database is locked");
-}
-
-TEST_F(SpoolHost, ALockedPostgresTableLosesNoSubgroup) {
-  auto database = spcdbtest::MakeTestDatabase(spcdbtest::Backend::PostgreSQL);
-  if (!database) GTEST_SKIP() << "no PostgreSQL server here";
-  platform::OdbcConnection locker;
-  ExpectAnOutageLosesNothing(
-      database->ConnectionString(),
-      [&] {
-        locker.Open(database->ConnectionString(), "", "");
-        locker.BeginTransaction();
-        locker.Execute("LOCK TABLE subgroups");
-      },
-      [&] { locker.Commit(); }, kLock, "[SQLSTATE 55P03]");
+  ExpectOutagesLoseNothing(
+      Spc(), {{[&] {
+                 locker.start("sqlite3", {QString::fromStdString(work_.File("data/spc.db"))});
+                 ASSERT_TRUE(locker.waitForStarted());
+                 locker.write("BEGIN EXCLUSIVE;\n");
+                 ASSERT_TRUE(locker.waitForBytesWritten());
+               },
+               [&] {
+                 locker.write("COMMIT;\n.quit\n");
+                 EXPECT_TRUE(locker.waitForBytesWritten());
+                 locker.closeWriteChannel();
+                 EXPECT_TRUE(locker.waitForFinished());
+               },
+               kLock, "database is locked"}});
 }
 
 // A spool that is no database is moved aside at start; one that cannot keep anything
@@ -269,24 +275,19 @@ TEST_F(SpoolHost, AnUnreadableSpoolIsMovedAsideAndWhatNeitherTakesIsCounted) {
   EXPECT_TRUE(Logged("The local spool could not be read and was moved aside")) << Log();
   EXPECT_TRUE(Logged(work_.File("data/spool.db.corrupt-"))) << Log();
 
-  platform::OdbcConnection locker;
-  locker.Open(Spc(), "", "");
-  locker.Execute("BEGIN EXCLUSIVE");
+  const auto locker = damtest::Lock(Spc());
   EXPECT_TRUE(WaitFor([&] { return Logged("Subgroup lost"); }, 20)) << Log();
-  locker.Execute("COMMIT");
+  locker->Execute("COMMIT");
   EXPECT_TRUE(TwoMoreSaved(Spc())) << Log();
   Terminate(*run);
   StopHistorian();
   const std::vector<std::string> lines = Lines(run->readAllStandardOutput().toStdString());
   ASSERT_GE(lines.size(), 2u);
-  const std::vector<std::string> logged = Lines(Log());
-  const auto lost = std::count_if(logged.begin(), logged.end(), [](const std::string& line) {
-    return line.find("\tSubgroup lost: ") != std::string::npos;
-  });
+  const size_t lost = Count(Log(), "\tSubgroup lost: ");
   // The last status, before the run's "stopped".
   const std::string& last = lines[lines.size() - 2];
-  EXPECT_NE(last.find("\"lost\":" + std::to_string(lost) + ","), std::string::npos) << last;
-  EXPECT_NE(last.find("\"spooled\":0,"), std::string::npos) << last;
+  EXPECT_HAS(last, "\"lost\":" + std::to_string(lost) + ",");
+  EXPECT_HAS(last, "\"spooled\":0,");
   ExpectOnceInOrder(Saved(Spc()), {});
 }
 
@@ -300,7 +301,7 @@ TEST_F(SpoolHost, ASubgroupTheDatabaseRefusesIsASaveErrorAndIsNotKept) {
   EXPECT_TRUE(Logged("is not in the SPC database")) << Log();
   EXPECT_FALSE(Logged("keeping subgroups locally")) << Log();
   EXPECT_TRUE(Spooled().empty());
-  EXPECT_EQ(output.find("spooled"), std::string::npos) << output;
+  EXPECT_LACKS(output, "spooled");
 }
 
 TEST_F(SpoolHost, DamSpoolListsDropsOnlyWhenConfirmedAndForwards) {
@@ -309,10 +310,8 @@ TEST_F(SpoolHost, DamSpoolListsDropsOnlyWhenConfirmedAndForwards) {
             "not a database, and long enough to be read as one: " + std::string(1000, '-'));
   auto [damaged, said] = Dam({"spool"});
   EXPECT_EQ(damaged, 1) << said;
-  EXPECT_NE(
-      said.find("was damaged and has been moved aside to " + work_.File("data/spool.db.corrupt-")),
-      std::string::npos)
-      << said;
+  EXPECT_HAS(said,
+             "was damaged and has been moved aside to " + work_.File("data/spool.db.corrupt-"));
   std::filesystem::remove(work_.File("data/spool.db"));
   {
     platform::SpcSpool spool(work_.File("data/spool.db"), "test", int64_t{1} << 30,
@@ -328,8 +327,8 @@ TEST_F(SpoolHost, DamSpoolListsDropsOnlyWhenConfirmedAndForwards) {
   }
   auto [listed, list] = Dam({"spool"});
   EXPECT_EQ(listed, 0) << list;
-  EXPECT_NE(list.find("2026-01-01 10:00:01  session 7  2 reading(s)\n"), std::string::npos) << list;
-  EXPECT_NE(list.find("3 subgroup(s) kept in "), std::string::npos) << list;
+  EXPECT_HAS(list, "2026-01-01 10:00:01  session 7  2 reading(s)\n");
+  EXPECT_HAS(list, "3 subgroup(s) kept in ");
 
   const QStringList drop = {"spool", "drop", "--before", "2026-01-01 10:00:01"};
   for (const char* answer : {"\n", "n\n", "y\n"}) {
@@ -339,9 +338,7 @@ TEST_F(SpoolHost, DamSpoolListsDropsOnlyWhenConfirmedAndForwards) {
     ASSERT_TRUE(process->waitForFinished(30'000));
     const std::string output = process->readAll().toStdString();
     SCOPED_TRACE(answer);
-    EXPECT_NE(output.find("Drop 1 kept subgroup(s) collected before 2026-01-01 10:00:01?"),
-              std::string::npos)
-        << output;
+    EXPECT_HAS(output, "Drop 1 kept subgroup(s) collected before 2026-01-01 10:00:01?");
     const bool yes = std::string(answer) == "y\n";
     EXPECT_EQ(process->exitCode(), yes ? 0 : 1) << output;
     EXPECT_EQ(output.find("dropped 1 subgroup(s)") != std::string::npos, yes) << output;
@@ -352,8 +349,7 @@ TEST_F(SpoolHost, DamSpoolListsDropsOnlyWhenConfirmedAndForwards) {
   auto [forwardedStatus, forwarded] =
       Dam({"spool", "forward", "--spc", QString::fromStdString(spc)});
   EXPECT_EQ(forwardedStatus, 0) << forwarded;
-  EXPECT_NE(forwarded.find("forwarded 2 subgroup(s); 0 still kept"), std::string::npos)
-      << forwarded;
+  EXPECT_HAS(forwarded, "forwarded 2 subgroup(s); 0 still kept");
   const auto saved = Saved(spc);
   ASSERT_EQ(saved.size(), 2u);
   EXPECT_EQ(saved[0].time, runtime::MakeDate({2026, 1, 1, 10, 0, 1}));

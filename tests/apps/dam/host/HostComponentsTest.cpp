@@ -120,8 +120,7 @@ TEST_F(Registration, StoresTheCanonicalPathOfTheModuleGiven) {
   // A registry edited on Windows is read; one that cannot be read, or with a line that is no
   // registration, is refused as it is, not rewritten without it.
   WriteFile("drivers.registry", "Other.Version1\t/x/other.so\r\n");
-  EXPECT_NE(Dam({"drivers"}).second.find("Other.Version1\t/x/other.so\t(missing)\n"),
-            std::string::npos);
+  EXPECT_HAS(Dam({"drivers"}).second, "Other.Version1\t/x/other.so\t(missing)\n");
   WriteFile("drivers.registry", "Other.Version1 /x/other.so\n");
   fs::create_directory(work_.File("folder.registry"));
   ASSERT_EQ(mkfifo(work_.File("fifo.registry").c_str(), 0600), 0);
@@ -131,7 +130,7 @@ TEST_F(Registration, StoresTheCanonicalPathOfTheModuleGiven) {
          {QStringList{"register", path}, QStringList{"unregister", path}, QStringList{"drivers"}}) {
       const auto [status, output] = Dam(command);
       EXPECT_EQ(status, 1) << registry << ' ' << command[0].toStdString() << ": " << output;
-      EXPECT_NE(output.find(work_.File(registry)), std::string::npos) << output;
+      EXPECT_HAS(output, work_.File(registry));
     }
   }
   EXPECT_EQ(Read(work_.File("drivers.registry")), "Other.Version1 /x/other.so\n");

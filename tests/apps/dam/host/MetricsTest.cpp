@@ -148,8 +148,7 @@ TEST(MetricsServer, AClientScrapesTheBoardAndItsHealthFollowsTheDrivers) {
        }) {
     EXPECT_TRUE(Holds(metrics.body, line)) << line << " in\n" << metrics.body;
   }
-  EXPECT_EQ(metrics.body.find("dam_last_collection_timestamp_seconds{configuration=\"Oven\"}"),
-            std::string::npos)
+  EXPECT_LACKS(metrics.body, "dam_last_collection_timestamp_seconds{configuration=\"Oven\"}")
       << "a driver that never collected has no last collection";
 
   // Late by up to a retry period is healthy; later, or a driver that stopped, is not.
@@ -238,8 +237,7 @@ TEST(MetricsServer, AClientScrapesTheBoardAndItsHealthFollowsTheDrivers) {
           address.starts_with("192.0.2.1") || address == "127.0.0.1:" + std::to_string(port);
       EXPECT_EQ(failure.Code(), listenable ? apps::kExitFailure : apps::kExitInvalidConfiguration)
           << address;
-      EXPECT_NE(std::string(failure.what()).find("[Metrics] Listen in dam.ini"), std::string::npos)
-          << failure.what();
+      EXPECT_HAS(failure.what(), "[Metrics] Listen in dam.ini");
     }
   }
 }
@@ -273,8 +271,8 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
     }
     const auto [code, output] = Dam({"run", Configuration(), "--for", "5"});
     EXPECT_EQ(code, status) << output;
-    EXPECT_NE(output.find(said), std::string::npos) << output;
-    EXPECT_EQ(output.find("stopped after"), std::string::npos) << "the driver never started";
+    EXPECT_HAS(output, said);
+    EXPECT_LACKS(output, "stopped after") << "the driver never started";
   }
   std::filesystem::remove(ini);
 
@@ -286,9 +284,7 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
   // errors are the driver's that made them, whatever name its log lines carry.
   const std::string locked = work_.File("locked.db");
   damtest::CreateLockableHistorian(locked);
-  platform::OdbcConnection holder;
-  holder.Open(testsupport::SqliteLink(locked), "", "");
-  holder.Execute("BEGIN EXCLUSIVE");
+  const auto holder = damtest::Lock(testsupport::SqliteLink(locked));
   // Started at the soft limit of open files systemd gives (1024), it takes the hard one: a
   // plant's lines hold more.
   rlimit limit{};
@@ -316,7 +312,7 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
   EXPECT_EQ(soft, hard) << line;
   const Answer metrics = Get(port, "/metrics");
   const Answer starting = Get(port, "/healthz");
-  holder.Execute("ROLLBACK");
+  holder->Execute("ROLLBACK");
   ASSERT_TRUE(Says(*run, output, "Line 3: running")) << output;
   const Answer health = Get(port, "/healthz");
   Terminate(*run);
@@ -336,16 +332,12 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
   for (const std::string name :
        {"last_collection_timestamp_seconds", "last_collection_duration_seconds",
         "next_collection_timestamp_seconds", "subgroups_saved_total"}) {
-    EXPECT_NE(metrics.body.find("\ndam_" + name + "{configuration=\"Line 1\"} "), std::string::npos)
-        << name << metrics.body;
+    EXPECT_HAS(metrics.body, "\ndam_" + name + "{configuration=\"Line 1\"} ") << name;
   }
-  EXPECT_EQ(metrics.body.find("dam_collection_errors_total{configuration=\"good\""),
-            std::string::npos)
-      << metrics.body;
-  EXPECT_NE(metrics.body.find("dam_collection_errors_total{configuration=\"away\",description="
-                              "\"Unable to Access Database\"} "),
-            std::string::npos)
-      << metrics.body;
+  EXPECT_LACKS(metrics.body, "dam_collection_errors_total{configuration=\"good\"");
+  EXPECT_HAS(metrics.body,
+             "dam_collection_errors_total{configuration=\"away\",description="
+             "\"Unable to Access Database\"} ");
   for (const std::string& said : Lines(output)) {
     if (said.starts_with("good: running")) {
       EXPECT_TRUE(said.ends_with("last error none")) << said;

@@ -124,9 +124,9 @@ TEST_F(OutOfControlRun, ARunReportsAPointBeyondTheLimitsAsOneEventAndOneLine) {
          ndjson ? std::vector<std::string>{"\"configuration\":\"Line 1\"",
                                            "\"test\":\"Fill/Weight\"", "\"rules\":[1]"}
                 : std::vector<std::string>{"Fill/Weight at ", " breaks rules 1"}) {
-      EXPECT_NE(line.find(field), std::string::npos) << line;
+      EXPECT_HAS(line, field);
     }
-    EXPECT_EQ(run->readAllStandardError().toStdString().find("check failed"), std::string::npos);
+    EXPECT_LACKS(run->readAllStandardError().toStdString(), "check failed");
   }
 
   const std::string locked = work_.File("locked.db"), plant = work_.Subfolder("plant.d");
@@ -137,23 +137,19 @@ TEST_F(OutOfControlRun, ARunReportsAPointBeyondTheLimitsAsOneEventAndOneLine) {
   auto run = Start(DAM_PROGRAM, {"run", QString::fromStdString(plant), "--rules", "1"});
   std::string output;
   ASSERT_TRUE(Says(*run, output, "Line 1: running | saved 1 ")) << output;
-  platform::OdbcConnection holder;
-  holder.Open(testsupport::SqliteLink(locked), "", "");
-  holder.Execute("BEGIN EXCLUSIVE");
+  const auto holder = damtest::Lock(testsupport::SqliteLink(locked));
   // Two of the clock line's saves on, line 1's collection waits on the lock.
   const size_t from = output.size();
   ASSERT_TRUE(WaitFor(
       [&] {
-        run->waitForReadyRead(50);
-        output += run->readAllStandardOutput().toStdString();
-        return Count(output.substr(from), "Clock: running | saved") >= 2;
+        return Says(*run, output, ""), Count(output.substr(from), "Clock: running | saved") >= 2;
       },
       30))
       << output;
   std::filesystem::remove(plant + "/line.cfg");
   kill(run->processId(), SIGHUP);
   ASSERT_TRUE(Says(*run, output, "reloading ")) << output;
-  holder.Execute("ROLLBACK");
+  holder->Execute("ROLLBACK");
   ASSERT_TRUE(Says(*run, output, "Line 1: removed: stopped after")) << output;
   Terminate(*run);
   runtime::Date last{};

@@ -415,7 +415,7 @@ TEST_F(ServiceRun, UnderSystemdItNotifiesAndMarksLinesForTheJournalElseItIsPlain
     for (const std::string& line :
          {warning + "dam: warning: " + ini + " holds a password",
           notice + "historian: Unable to Connect", notice + "stopped after 0 subgroup(s)\n"}) {
-      EXPECT_NE(lines.find("\n" + line), std::string::npos) << line << " in\n" << output;
+      EXPECT_HAS(lines, "\n" + line);
     }
     for (const std::string& line : Lines(output)) {
       EXPECT_EQ(
@@ -452,7 +452,7 @@ TEST_F(ServiceRun, AJournaldTakesEachLineAsOneEntryWithItsPriorityAndFields) {
   const auto [code, output] = Run("unshare", {"-m", "sh", "-c", script, "journal", journald, stream,
                                               DAM_PROGRAM, Configuration()});
   ASSERT_EQ(code, 0) << output;
-  EXPECT_NE(output.find("exit 0"), std::string::npos) << output;
+  EXPECT_HAS(output, "exit 0");
   EXPECT_EQ(Read(stream.toStdString()), "") << "every line went to the journal";
   std::vector<QJsonObject> entries;
   for (const std::string& line : Lines(output)) {
@@ -561,11 +561,11 @@ TEST_F(ServiceRun, SignalsStopTheDriverFirstOrChangeNothing) {
             {"-c", "\"$0\" run \"$1\" --ndjson --for 60 | head -1; echo \"dam: ${PIPESTATUS[0]}\"",
              DAM_PROGRAM, Configuration(damtest::kWeight, unit, unit)});
     // head's line may land inside one of dam's on stderr.
-    EXPECT_NE(output.find("\"event\":"), std::string::npos) << output;
+    EXPECT_HAS(output, "\"event\":");
     EXPECT_EQ(output.find("\"event\":"), output.rfind("\"event\":")) << "one line: " << output;
     for (const std::string said :
          {"the output was closed; stopping", "stopped after", "dam: 141"}) {
-      EXPECT_NE(output.find(said), std::string::npos) << said << " in\n" << output;
+      EXPECT_HAS(output, said);
     }
   }
 }
