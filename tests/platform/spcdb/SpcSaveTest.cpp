@@ -1,12 +1,8 @@
 // Subgroups saved through the host interface and read back, and the names they create
 // found again as the host looks them up.
-#include <gtest/gtest.h>
-
-#include <limits>
 
 #include "common/SpcNames.h"
 #include "host/ComponentsWrapper.h"
-#include "runtime/Error.h"
 #include "tests/platform/spcdb/SpcFixture.h"
 #include "tests/support/FakeComponents.h"
 #include "tests/support/TestClock.h"
@@ -57,9 +53,8 @@ TEST_P(SpcDatabaseTest, SavedSubgroupsReadBackExactlyAndNamesAreCreatedOnce) {
   SpcSubgroupData stored = ReadSubgroups(*session, 1).at(0);
   EXPECT_EQ(stored.part, first.part);
   List tests;
-  for (const auto& reading : stored.readings) {
+  for (const auto& reading : stored.readings)
     tests.push_back(reading.testGroup + " " + reading.test + " " + std::to_string(reading.sample));
-  }
   EXPECT_EQ(tests,
             (List{"Dimensions Width 1", "Dimensions Width 2", "Maße Größe 1", "MASSE GRÖSSE 1"}));
   EXPECT_EQ(stored.descriptors, moved.descriptors);

@@ -2,29 +2,19 @@
 // started, an SQLite file another connection keeps locked, a full spool, an unreadable or
 // deleted spool file, a forward whose commit was not acknowledged, a connection the server
 // ends mid-save, and failures of the subgroup itself, which are never kept.
-#include <gtest/gtest.h>
 #include <sys/mount.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <future>
 #include <mutex>
 #include <regex>
 #include <span>
 #include <thread>
 #include <utility>
 
-#include "platform/spcdb/SpcSpool.h"
-#include "platform/spcdb/SpcUnavailable.h"
 #include "platform/spcdb/SpcWriter.h"
-#include "runtime/Conversions.h"
 #include "tests/platform/spcdb/SpcFixture.h"
-#include "tests/support/FileMode.h"
-#include "tests/support/TempFolder.h"
 
 namespace spcdbtest {
 namespace {
@@ -68,9 +58,7 @@ class SpoolTest {
     session->Initialize(42);
     session->Settings().SetConnection(connection);
     session->Settings().SetStrictTests(strict);
-    platform::OdbcPolicy policy;
-    policy.queryTimeout = queryTimeout;
-    session->Settings().SetOdbcPolicy(policy);
+    session->Settings().SetOdbcPolicy({.queryTimeout = queryTimeout});
     session->KeepIn(spool);
     session->Open(1, 0);
     return session;
@@ -79,9 +67,8 @@ class SpoolTest {
   // The log lines that start with `description`.
   std::vector<std::string> Logged(const std::string& description) const {
     std::vector<std::string> lines;
-    for (const std::string& line : log_) {
-      if (line.starts_with(description)) lines.push_back(line);
-    }
+    std::ranges::copy_if(log_, std::back_inserter(lines),
+                         [&](const std::string& line) { return line.starts_with(description); });
     return lines;
   }
 
@@ -94,9 +81,8 @@ class SpoolTest {
 
   // Keeps the samples `from` to `to` as a save that found the database away does.
   static void Keep(platform::SpcSpool& spool, int from, int to) {
-    for (const SpcSubgroupData& sample : Samples(from, to)) {
+    for (const SpcSubgroupData& sample : Samples(from, to))
       spool.Keep(sample, spool.NewKey(sample), std::nullopt);
-    }
   }
 
   static std::vector<SpcSubgroupData> Samples(int from, int to) {
@@ -177,20 +163,16 @@ TEST_F(SpoolOnStoppedServer, RefusedAndLockedWritesAreKeptForARoleThatMayOnlyRea
   for (const char* grant :
        {"CREATE ROLE writer LOGIN", "REVOKE CREATE ON SCHEMA public FROM PUBLIC",
         "GRANT SELECT, INSERT, UPDATE ON ALL TABLES IN SCHEMA public TO writer",
-        "GRANT USAGE ON ALL SEQUENCES IN SCHEMA public TO writer"}) {
+        "GRANT USAGE ON ALL SEQUENCES IN SCHEMA public TO writer"})
     admin.Execute(grant);
-  }
   const std::string writer =
       std::regex_replace(owner, std::regex("Username=[^;]*"), "Username=writer");
   // The lock wait is the session's own, within a query timeout of 30 s.
   const auto writing = [&] { return SpoolingSession(writer, spool, false, 30); };
   EXPECT_GT(SaveSubgroup(writing(), SampleSubgroup(1)), 0);
 
-  const struct {
-    const char* refuse;
-    const char* state;
-    const char* allow;
-  } refusals[] = {
+  // What refuses the write, its SQLSTATE, what allows it again.
+  const std::tuple<const char*, const char*, const char*> refusals[] = {
       {"REVOKE INSERT ON readings FROM writer", "42501", "GRANT INSERT ON readings TO writer"},
       {"ALTER ROLE writer SET default_transaction_read_only = on", "25006",
        "ALTER ROLE writer RESET default_transaction_read_only"},
@@ -206,11 +188,10 @@ TEST_F(SpoolOnStoppedServer, RefusedAndLockedWritesAreKeptForARoleThatMayOnlyRea
     EXPECT_EQ(spool->Depth(), 1);
     EXPECT_NE(log_.back().find("[SQLSTATE " + std::string(state) + "]"), std::string::npos)
         << log_.back();
-    if (allow) {
+    if (allow)
       admin.Execute(allow);
-    } else {
+    else
       admin.Commit();
-    }
     EXPECT_EQ(spool->Forward(*writing(), true), 1);
   }
   EXPECT_EQ(Stored(*writing()), Samples(0, n));
@@ -483,9 +464,8 @@ TEST_P(SpoolOnDatabase, ForwardsOfOneSpoolTakeTurnsAndSaveAndCountEachSubgroupOn
   Keep(*spools[0], 0, 30);
   std::vector<std::thread> racing;
   std::atomic<int64_t> forwarded{0};
-  for (int line = 0; line < 3; ++line) {
+  for (int line = 0; line < 3; ++line)
     racing.emplace_back([&, line] { forwarded += spools[line]->Forward(*sessions[line], true); });
-  }
   for (std::thread& forward : racing) forward.join();
 
   EXPECT_EQ(forwarded, 30);
