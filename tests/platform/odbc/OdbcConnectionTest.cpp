@@ -190,15 +190,14 @@ TEST_P(OdbcConnectionTest, FailuresCarryTheSqlstateAndANonZeroNumber) {
   EXPECT_EQ(noTable.SqlState().size(), 5u);
   EXPECT_TRUE(noTable.Description().starts_with("[SQLSTATE " + noTable.SqlState() + "] "))
       << noTable.Description();
-  EXPECT_NE(runtime::ToLower(noTable.Description()).find("ihtags"), std::string::npos);
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "ihtags", runtime::ToLower(noTable.Description()));
   EXPECT_EQ(noTable.Source(), "ODBC");
 
   OdbcConnection other;
   runtime::Error noDriver =
       ErrorFrom([&] { other.Open("Driver=NoSuchDriver;Database=x", "", ""); });
   EXPECT_NE(noDriver.Number(), 0);
-  EXPECT_NE(noDriver.Description().find("NoSuchDriver"), std::string::npos)
-      << noDriver.Description();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "NoSuchDriver", noDriver.Description());
   EXPECT_EQ(ErrorFrom([&] { other.Execute("SELECT 1"); }).Number(), 3709);
   // A failed open leaves the connection usable for the next open.
   other.Open(link_, "", "");
@@ -483,7 +482,7 @@ TEST(OdbcWaits, SqliteLocksEndAStatementInTimeButACommitOutwaitsAReader) {
       waiting.Open(link + extra, "", "");
       waiting.Execute("INSERT INTO t VALUES (1)");
     });
-    EXPECT_NE(failure.message.find("database is locked"), std::string::npos) << failure.message;
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "database is locked", failure.message);
     EXPECT_GE(failure.seconds, least) << extra;
     EXPECT_LE(failure.seconds, most) << extra;
   }

@@ -34,8 +34,7 @@ TEST_P(SpcDatabaseTest, SchemaIsCreatedOnFirstOpenKeptOnReopenAndUpgradedFromEmp
   Query(*database_, "UPDATE schema_version SET version = 99");
   runtime::Error error = ErrorFrom([&] { OpenSession(); });
   EXPECT_EQ(error.Number(), platform::kSpcSchemaMismatch);
-  EXPECT_NE(error.Description().find("schema version 99"), std::string::npos)
-      << error.Description();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "schema version 99", error.Description());
   EXPECT_EQ(Query(*database_, kVersions), "99");
 }
 
@@ -58,8 +57,7 @@ TEST_P(SpcDatabaseTest, OldDatabasesUpgradeToNamesWithoutCaseAndToConfigurations
         "'Width'");
   runtime::Error error = ErrorFrom([&] { OpenSession(); });
   EXPECT_EQ(error.Number(), platform::kSpcSchemaMismatch);
-  EXPECT_NE(error.Description().find("test \"Width\" and \"wIDTH\""), std::string::npos)
-      << error.Description();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "test \"Width\" and \"wIDTH\"", error.Description());
   EXPECT_EQ(Query(*database_, kVersions), "1") << "nothing merged, nothing changed";
 
   Query(*database_, "DELETE FROM tests WHERE name = 'wIDTH'");

@@ -118,7 +118,7 @@ TEST_F(SpoolOnStoppedServer, SubgroupsOfAnOutageAreKeptThenForwardedOnceInOrder)
   for (int n = 3; n < 9; ++n) EXPECT_EQ(SaveSubgroup(session, SampleSubgroup(n)), 0) << n;
   EXPECT_EQ(spool->Depth(), 6);
   ASSERT_EQ(Logged("SPC database unavailable, keeping subgroups locally").size(), 1u);
-  EXPECT_NE(log_.front().find("SQLSTATE"), std::string::npos) << log_.front();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "SQLSTATE", log_.front());
 
   // A host started while the database is away opens and keeps too, strict tests or not:
   // the names are checked when forwarded.
@@ -136,7 +136,7 @@ TEST_F(SpoolOnStoppedServer, SubgroupsOfAnOutageAreKeptThenForwardedOnceInOrder)
   EXPECT_EQ(Stored(*session), Samples(0, 12));
   const auto again = Logged("SPC database available again");
   ASSERT_EQ(again.size(), 1u);
-  EXPECT_NE(again[0].find("forwarded 9 kept subgroup(s)"), std::string::npos) << again[0];
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "forwarded 9 kept subgroup(s)", again[0]);
 
   // A reading that needs all 17 digits is forwarded as it was collected.
   SpcSubgroupData exact = SampleSubgroup(12);
@@ -186,8 +186,7 @@ TEST_F(SpoolOnStoppedServer, RefusedAndLockedWritesAreKeptForARoleThatMayOnlyRea
     admin.Execute(refuse);
     EXPECT_EQ(SaveSubgroup(writing(), SampleSubgroup(n++)), 0);
     EXPECT_EQ(spool->Depth(), 1);
-    EXPECT_NE(log_.back().find("[SQLSTATE " + std::string(state) + "]"), std::string::npos)
-        << log_.back();
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "[SQLSTATE " + std::string(state) + "]", log_.back());
     if (allow)
       admin.Execute(allow);
     else
@@ -241,8 +240,8 @@ TEST_F(SpoolOnLockedFile, AKeptSubgroupKeepsItsNameAndDatabaseAndOlderSpoolsOpen
   // The other host forwards its own and the one kept without a database, never this one's.
   EXPECT_EQ(otherSpool->Forward(*otherSession, true), 2);
   EXPECT_EQ(otherSpool->Depth(), 0);
-  EXPECT_NE(Logged("SPC database available again").at(0).find("| forwarded 2 kept"),
-            std::string::npos);
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "| forwarded 2 kept",
+                      Logged("SPC database available again").at(0));
   // A forward that meets the lock puts the next one off by the doubled back-off (2 s).
   steady_ += std::chrono::milliseconds(1100);
   EXPECT_EQ(spool->Forward(*session, false), 0);
@@ -279,18 +278,18 @@ TEST_F(SpoolOnLockedFile, AFullSpoolSavesDirectlyAndLosesOnlyWhatTheDatabaseRefu
   const int kept = n - 1;
   EXPECT_GT(kept, 2);
   EXPECT_EQ(spool->Depth(), kept);
-  EXPECT_NE(log_.front().find("database is locked"), std::string::npos) << log_.front();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "database is locked", log_.front());
   EXPECT_EQ(testsupport::FileMode(folder_.File("spool.db")), 0600u);
   EXPECT_EQ(spool->Lost(), 1);
   EXPECT_EQ(lost.Number(), platform::kSpcSpoolFull);
   for (const char* said :
        {"The subgroup was not saved: ", "database is locked", "is full", "[Spool] MaxBytes"}) {
-    EXPECT_NE(lost.Description().find(said), std::string::npos) << lost.Description();
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, said, lost.Description());
   }
   ASSERT_EQ(Logged("Subgroup lost").size(), 1u);
-  EXPECT_NE(log_.back().find("collected " + runtime::FormatGeneralDate(SampleSubgroup(kept).time)),
-            std::string::npos)
-      << log_.back();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring,
+                      "collected " + runtime::FormatGeneralDate(SampleSubgroup(kept).time),
+                      log_.back());
 
   other.Execute("COMMIT");
   for (int direct = n; direct < n + 2; ++direct)
@@ -334,7 +333,7 @@ TEST_F(SpoolOnLockedFile, ASpoolOnAFullDiskForwardsWhatItHolds) {
   while (Saving(session, large(n)).Number() == 0) ++n;
   EXPECT_GT(n, 10);
   EXPECT_EQ(spool->Lost(), 1);
-  EXPECT_NE(Logged("Subgroup lost").at(0).find("disk is full"), std::string::npos) << log_.back();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "disk is full", Logged("Subgroup lost").at(0));
   // Not a byte left, by anyone.
   std::ofstream(disk + "/filler") << std::string(1 << 20, 'x');
   const auto full = std::filesystem::file_size(disk + "/spool.db");
@@ -357,16 +356,16 @@ TEST_F(SpoolOnLockedFile, AnUnreadableSpoolIsMovedAsideAndADeletedOneIsWrittenAg
   const std::string aside = log_.back().substr(log_.back().rfind(" | ") + 3);
   EXPECT_TRUE(aside.starts_with(folder_.File("spool.db.corrupt-"))) << aside;
   EXPECT_EQ(std::filesystem::file_size(aside), 4096u);
-  EXPECT_NE(log_.back().find("not a database"), std::string::npos) << log_.back();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "not a database", log_.back());
   Keep(*spool, 0, 3);
   EXPECT_EQ(spool->Depth(), 3);
 
   std::filesystem::remove(folder_.File("spool.db"));
   Keep(*spool, 3, 4);
   ASSERT_EQ(Logged("The local spool was deleted or replaced while the host ran").size(), 1u);
-  EXPECT_NE(log_.back().find("the 3 subgroup(s) it held are kept in " + folder_.File("spool.db")),
-            std::string::npos)
-      << log_.back();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring,
+                      "the 3 subgroup(s) it held are kept in " + folder_.File("spool.db"),
+                      log_.back());
   spool.reset();
   EXPECT_EQ(platform::SpcSpoolFile(folder_.File("spool.db")).Count(""), 4);
   EXPECT_EQ(testsupport::FileMode(folder_.File("spool.db")), 0600u);
@@ -399,9 +398,8 @@ TEST_P(SpoolOnDatabase, AForwardCommittedButNotRemovedIsNotSavedTwice) {
   EXPECT_EQ(spool->Forward(*session, true), 2);
   EXPECT_EQ(spool->Depth(), 0);
   EXPECT_EQ(Stored(*session), Samples(0, 3));
-  EXPECT_NE(Logged("SPC database available again").at(0).find("1 more were in the SPC database"),
-            std::string::npos)
-      << log_.back();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "1 more were in the SPC database",
+                      Logged("SPC database available again").at(0));
 
   // The next outage counts its own.
   Keep(*spool, 3, 4);
@@ -529,10 +527,10 @@ TEST_P(SpoolOnDatabase, TheSubgroupsOwnFailuresAreNeverKept) {
   EXPECT_EQ(spool->Depth(), 1);
   EXPECT_FALSE(spool->Holding());
   ASSERT_EQ(Logged("A kept subgroup was refused by the SPC database").size(), 1u);
-  EXPECT_NE(log_.back().find("1 refused, still in the spool"), std::string::npos) << log_.back();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "1 refused, still in the spool", log_.back());
   const auto listed = spool->List();
   ASSERT_EQ(listed.size(), 1u);
-  EXPECT_NE(listed[0].refused.find("Never Made"), std::string::npos) << listed[0].refused;
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "Never Made", listed[0].refused);
   EXPECT_EQ(Stored(*strict), Samples(2, 6));
 
   // Kept subgroups the database takes are written in one transaction.
