@@ -26,9 +26,8 @@ using platform::HasConnectionKey;
 // "key=value" for each pair, joined by ';' as the driver manager joins the pairs it keeps.
 std::string Joined(const std::vector<ConnectionKey>& pairs) {
   std::string text;
-  for (const ConnectionKey& pair : pairs) {
+  for (const ConnectionKey& pair : pairs)
     text += (text.empty() ? "" : ";") + pair.key + "=" + pair.value;
-  }
   return text;
 }
 
@@ -46,9 +45,8 @@ TEST(OdbcConnectionString, ReadsPairsAsTheDriverManagerDoes) {
       {std::string("a=1\0;b=2", 7), "a=1"},
       {"", ""},
   };
-  for (const auto& [text, pairs] : cases) {
+  for (const auto& [text, pairs] : cases)
     EXPECT_EQ(Joined(platform::ParseConnectionString(text)), pairs) << text;
-  }
   // The driver manager keeps each key once, where it first appears with its last value, and
   // drops a DSN after a DRIVER and a DRIVER after a DSN.
   EXPECT_EQ(Joined(platform::KeptConnectionKeys("X=1;Driver=a;y=2;x=3;DSN=d;DRIVER=b")),
@@ -85,9 +83,8 @@ TEST(ConnectionSecrets, MasksEveryPasswordValueAndNothingElse) {
       {"-1 - [unixODBC]cannot connect with Driver=x;PWD=secret;Server=s",
        "-1 - [unixODBC]cannot connect with Driver=x;PWD=***;Server=s"},
   };
-  for (const auto& [text, masked] : cases) {
+  for (const auto& [text, masked] : cases)
     EXPECT_EQ(platform::MaskConnectionSecrets(text), masked) << text;
-  }
 
   EXPECT_TRUE(platform::HoldsConnectionSecret("Connection=Driver=x;Password={a;b}"));
   EXPECT_TRUE(platform::HoldsConnectionSecret("DSN=x; MyPwd = y"));
@@ -104,7 +101,7 @@ std::string Refusal(const std::string& connectionString, const platform::OdbcDri
     return "";
   } catch (const runtime::Error& e) {
     EXPECT_EQ(e.Number(), runtime::kInvalidProcedureCall);
-    EXPECT_NE(e.Description().find("AllowDriverPaths=1"), std::string::npos) << e.Description();
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "AllowDriverPaths=1", e.Description());
     const std::string opening = "Connection string refused: ";
     EXPECT_TRUE(e.Description().starts_with(opening)) << e.Description();
     return e.Description().substr(opening.size());
@@ -206,9 +203,8 @@ std::vector<std::string> GeneratedStrings(size_t count) {
   std::vector<std::string> strings;
   while (strings.size() < count) {
     std::string text;
-    for (int pairs = std::uniform_int_distribution(1, 4)(random); pairs > 0; --pairs) {
+    for (int pairs = std::uniform_int_distribution(1, 4)(random); pairs > 0; --pairs)
       text += any(keys) + "=" + any(values) + any(ends);
-    }
     strings.push_back(text);
   }
   return strings;
@@ -270,9 +266,8 @@ TEST(OdbcConnectionString, ReadsGeneratedStringsAsTheDriverManagerDoes) {
     const std::string loads = std::filesystem::path(library).filename().string() + '\x1f';
     std::string expected = library.empty() ? "error IM002" : loads;
     if (auto driver = platform::ConnectionValue(text, "DRIVER")) {
-      if (lists.RegisteredLibrary(*driver).empty()) {
+      if (lists.RegisteredLibrary(*driver).empty())
         expected = "error 01000 [unixODBC][Driver Manager]Can't open lib '" + *driver + "'";
-      }
     } else if (platform::ConnectionValue(text, "DSN").value_or("").size() > SQL_MAX_DSN_LENGTH) {
       expected = "error IM012";
     }
@@ -283,9 +278,8 @@ TEST(OdbcConnectionString, ReadsGeneratedStringsAsTheDriverManagerDoes) {
       std::vector<ConnectionKey> pairs = platform::KeptConnectionKeys(withFileDsn[i]);
       pairs.erase(pairs.begin());  // FILEDSN, which the driver is not given
       std::string given = Joined(pairs);
-      if (!platform::ConnectionValue(withFileDsn[i], "DRIVER")) {
+      if (!platform::ConnectionValue(withFileDsn[i], "DRIVER"))
         given += (given.empty() ? "" : ";") + std::string("DRIVER=Recorder SQLite3");
-      }
       EXPECT_EQ(kept[i].substr(separator + 1), given);
       ++compared;
     }

@@ -52,9 +52,7 @@ bool HasMarker(OdbcConnection& connection) {
 }
 
 OdbcPolicy KeptFor(int32_t seconds) {
-  OdbcPolicy policy;
-  policy.poolIdleSeconds = seconds;
-  return policy;
+  return {.poolIdleSeconds = seconds};
 }
 
 // Leaves a connection to `link` in `pool`, marked.
@@ -132,9 +130,8 @@ TEST_P(OdbcConnectionTest, FieldsReadAsTheirColumnsType) {
   rows->MoveNext();
   ASSERT_FALSE(rows->Eof());
   EXPECT_EQ(rows->Field("big"), Variant(-7));
-  for (const char* name : {"ratio", "name", "taken", "looksLikeDate"}) {
+  for (const char* name : {"ratio", "name", "taken", "looksLikeDate"})
     EXPECT_TRUE(rows->Field(name).IsNull()) << name;
-  }
   EXPECT_EQ(rows->Field("flag"), sqlite ? Variant(0) : Variant(false));
   runtime::Error unknown = ErrorFrom([&] { rows->Field("nope"); });
   EXPECT_EQ(unknown.Number(), 3265);
@@ -193,15 +190,14 @@ TEST_P(OdbcConnectionTest, FailuresCarryTheSqlstateAndANonZeroNumber) {
   EXPECT_EQ(noTable.SqlState().size(), 5u);
   EXPECT_TRUE(noTable.Description().starts_with("[SQLSTATE " + noTable.SqlState() + "] "))
       << noTable.Description();
-  EXPECT_NE(runtime::ToLower(noTable.Description()).find("ihtags"), std::string::npos);
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "ihtags", runtime::ToLower(noTable.Description()));
   EXPECT_EQ(noTable.Source(), "ODBC");
 
   OdbcConnection other;
   runtime::Error noDriver =
       ErrorFrom([&] { other.Open("Driver=NoSuchDriver;Database=x", "", ""); });
   EXPECT_NE(noDriver.Number(), 0);
-  EXPECT_NE(noDriver.Description().find("NoSuchDriver"), std::string::npos)
-      << noDriver.Description();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "NoSuchDriver", noDriver.Description());
   EXPECT_EQ(ErrorFrom([&] { other.Execute("SELECT 1"); }).Number(), 3709);
   // A failed open leaves the connection usable for the next open.
   other.Open(link_, "", "");
@@ -240,28 +236,22 @@ TEST_P(OdbcConnectionTest, ClosedConnectionsServeTheNextOpenOfTheSameStringAndPo
   connection.Close();
   EXPECT_EQ(OdbcPool::Instance().IdleCount(), 1u);
 
-  struct Case {
-    const char* what;
-    std::string link;
-    OdbcPolicy policy;
-    bool kept;
-  };
-  OdbcPolicy otherTimeout = KeptFor(60);
-  otherTimeout.queryTimeout = 5;
-  OdbcPolicy otherLockWait = KeptFor(60);
-  otherLockWait.lockWait = 2;
-  const Case cases[] = {
-      {"another policy", link_, otherTimeout, false},
+  // What differs, the string, the policy, whether the kept connection serves the open.
+  const std::tuple<const char*, std::string, OdbcPolicy, bool> cases[] = {
+      {"another policy", link_, {.queryTimeout = 5, .poolIdleSeconds = 60}, false},
       {"another string", link_ + ";", KeptFor(60), false},
-      {"another lock wait, which each Open sets", link_, otherLockWait, true},
+      {"another lock wait, which each Open sets",
+       link_,
+       {.lockWait = 2, .poolIdleSeconds = 60},
+       true},
       {"the same", link_, KeptFor(60), true},
       {"the same again", link_, KeptFor(60), true},
   };
-  for (const Case& c : cases) {
-    OdbcConnection again(c.policy);
-    again.Open(c.link, "", "");
-    EXPECT_EQ(HasMarker(again), c.kept) << c.what;
-    if (c.kept) {
+  for (const auto& [what, link, policy, kept] : cases) {
+    OdbcConnection again(policy);
+    again.Open(link, "", "");
+    EXPECT_EQ(HasMarker(again), kept) << what;
+    if (kept) {
       EXPECT_EQ(Count(again), 2);
       // Back in autocommit: another connection sees the row at once.
       again.Execute("INSERT INTO samples (id) VALUES (4)");
@@ -453,9 +443,7 @@ Failure TimeFailure(const std::function<void()>& body) {
 }
 
 OdbcPolicy QueryTimeout(int seconds) {
-  OdbcPolicy policy;
-  policy.queryTimeout = seconds;
-  return policy;
+  return {.queryTimeout = seconds};
 }
 
 // Runs `sql`, which waits without limit, and cancels it from another thread: it ends at
@@ -482,25 +470,21 @@ TEST(OdbcWaits, SqliteLocksEndAStatementInTimeButACommitOutwaitsAReader) {
   OdbcConnection holder;
   holder.Open(link, "", "");
   holder.Execute("BEGIN EXCLUSIVE");
-  struct Case {
-    int queryTimeout, lockWait;
-    std::string extra;
-    double least, most;
-  } cases[] = {{1, 0, "", 0.9, 2.0},
-               {0, 1, "", 0.9, 2.0},
-               {0, platform::kNoLockWait, "", 0.0, 0.5},
-               {0, 0, ";Timeout=300", 0.2, 1.5}};
-  for (const Case& c : cases) {
-    OdbcPolicy policy = QueryTimeout(c.queryTimeout);
-    policy.lockWait = c.lockWait;
+  // The policy, what the string adds, and the least and most seconds the statement takes.
+  const std::tuple<OdbcPolicy, std::string, double, double> cases[] = {
+      {{.queryTimeout = 1, .lockWait = 0}, "", 0.9, 2.0},
+      {{.queryTimeout = 0, .lockWait = 1}, "", 0.9, 2.0},
+      {{.queryTimeout = 0, .lockWait = platform::kNoLockWait}, "", 0.0, 0.5},
+      {{.queryTimeout = 0, .lockWait = 0}, ";Timeout=300", 0.2, 1.5}};
+  for (const auto& [policy, extra, least, most] : cases) {
     OdbcConnection waiting(policy);
     Failure failure = TimeFailure([&] {
-      waiting.Open(link + c.extra, "", "");
+      waiting.Open(link + extra, "", "");
       waiting.Execute("INSERT INTO t VALUES (1)");
     });
-    EXPECT_NE(failure.message.find("database is locked"), std::string::npos) << failure.message;
-    EXPECT_GE(failure.seconds, c.least) << c.extra;
-    EXPECT_LE(failure.seconds, c.most) << c.extra;
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "database is locked", failure.message);
+    EXPECT_GE(failure.seconds, least) << extra;
+    EXPECT_LE(failure.seconds, most) << extra;
   }
   OdbcConnection unbounded(QueryTimeout(0));
   unbounded.Open(link, "", "");

@@ -1,17 +1,13 @@
 // Control charts of saved readings: centre lines and limits against figures worked out by
 // hand from the textbook formulas and constants, each run rule on a series that breaks it
 // exactly once, and the window of one test's samples as the database gives it.
-#include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
-#include <limits>
 
 #include "platform/spcdb/SpcChart.h"
 #include "platform/spcdb/SpcChartConstants.h"
 #include "platform/spcdb/SpcChartReader.h"
 #include "platform/spcdb/SpcLink.h"
-#include "runtime/Conversions.h"
 #include "tests/platform/spcdb/SpcFixture.h"
 
 namespace spcdbtest {
@@ -22,7 +18,9 @@ using platform::SpcChartKind;
 using platform::SpcChartLine;
 using platform::SpcChartSubgroup;
 
-std::vector<SpcChartSubgroup> Window(const std::vector<std::vector<double>>& samples) {
+using Samples = std::vector<std::vector<double>>;
+
+std::vector<SpcChartSubgroup> Window(const Samples& samples) {
   std::vector<SpcChartSubgroup> window;
   for (const auto& values : samples) {
     window.push_back({static_cast<int32_t>(window.size() + 1), {}, values, 0});
@@ -36,64 +34,41 @@ void ExpectLine(const SpcChartLine& line, const SpcChartLine& expected) {
   EXPECT_NEAR(line.lcl, expected.lcl, 1e-6);
 }
 
-const std::vector<std::vector<double>> kFives = {
+const Samples kFives = {
     {10, 12, 11, 13, 9}, {11, 11, 14, 10, 9}, {12, 13, 11, 12, 12}, {9, 10, 10, 11, 10}};
 
 TEST(SpcChart, LinesAreTheTextbookFiguresForEachSampleCount) {
   // Worked by hand: means, ranges, s from the deviations, then the table's A2, A3, B3, B4,
   // D3, D4, E2; a varying count puts sigma at the average of R / d2(n).
+  using enum SpcChartKind;
+  const Samples ones = {{10}, {12}, {11}, {15}, {12}};
+  const Samples twelves = {{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12},
+                           {2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24}};
+  const Samples mixed = {
+      {10, 12, 11, 13, 9}, {11, 11, 14, 10, 9}, {12, 14, 14}, {9, 10, 10, 11, 10}};
+  const platform::SpcChartBasis firstTwo{11, 4.5 / 2.326};
   const struct {
     const char* name;
-    std::vector<std::vector<double>> samples;
-    std::optional<platform::SpcChartBasis> fixed;
     SpcChartKind kind;
     int n;
     SpcChartLine mean, spread;
+    Samples samples;
+    std::optional<platform::SpcChartBasis> fixed = {};
   } cases[] = {
       // X = 11, R = 3.25: 11 +- 0.577 * 3.25, 2.114 * 3.25.
-      {"n 5", kFives, {}, SpcChartKind::XbarR, 5, {11, 12.87525, 9.12475}, {3.25, 6.8705, 0}},
+      {"n 5", XbarR, 5, {11, 12.87525, 9.12475}, {3.25, 6.8705, 0}, kFives},
       // X = 5.75, R = 1.5: 5.75 +- 1.880 * 1.5, 3.267 * 1.5.
-      {"n 2",
-       {{5, 7}, {6, 6}, {8, 5}, {4, 5}},
-       {},
-       SpcChartKind::XbarR,
-       2,
-       {5.75, 8.57, 2.93},
-       {1.5, 4.9005, 0}},
+      {"n 2", XbarR, 2, {5.75, 8.57, 2.93}, {1.5, 4.9005, 0}, {{5, 7}, {6, 6}, {8, 5}, {4, 5}}},
       // X = 12, MR = (2 + 1 + 4 + 3) / 4 = 2.5: 12 +- 2.66 * 2.5, 3.267 * 2.5.
-      {"n 1",
-       {{10}, {12}, {11}, {15}, {12}},
-       {},
-       SpcChartKind::IndividualsMovingRange,
-       1,
-       {12, 18.65, 5.35},
-       {2.5, 8.1675, 0}},
+      {"n 1", IndividualsMovingRange, 1, {12, 18.65, 5.35}, {2.5, 8.1675, 0}, ones},
       // 1..12 and 2, 4, ..24: s = sqrt(143 / 11) = 3.605551 and twice that; s = 5.408327:
       // 9.75 +- 0.886 * 5.408327, 1.646 and 0.354 * 5.408327.
-      {"n 12",
-       {{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, {2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24}},
-       {},
-       SpcChartKind::XbarS,
-       12,
-       {9.75, 14.541778, 4.958222},
-       {5.408327, 8.902106, 1.914548}},
+      {"n 12", XbarS, 12, {9.75, 14.541778, 4.958222}, {5.408327, 8.902106, 1.914548}, twelves},
       // 200 values / 18; sigma = (4 / 2.326 + 5 / 2.326 + 2 / 1.693 + 2 / 2.326) / 4 =
       // 1.477621: +- 0.577 * 2.326 * sigma, R 2.326 * sigma and 2.114 times that.
-      {"n 5, 5, 3, 5",
-       {{10, 12, 11, 13, 9}, {11, 11, 14, 10, 9}, {12, 14, 14}, {9, 10, 10, 11, 10}},
-       {},
-       SpcChartKind::XbarR,
-       5,
-       {11.111111, 13.094229, 9.127993},
-       {3.436946, 7.265704, 0}},
+      {"n 5, 5, 3, 5", XbarR, 5, {11.111111, 13.094229, 9.127993}, {3.436946, 7.265704, 0}, mixed},
       // The first two subgroups as the baseline: 11 +- 0.577 * 4.5, 2.114 * 4.5.
-      {"n 5 on a baseline",
-       kFives,
-       platform::SpcChartBasis{11, 4.5 / 2.326},
-       SpcChartKind::XbarR,
-       5,
-       {11, 13.5965, 8.4035},
-       {4.5, 9.513, 0}},
+      {"n 5 on a baseline", XbarR, 5, {11, 13.5965, 8.4035}, {4.5, 9.513, 0}, kFives, firstTwo},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -109,18 +84,17 @@ TEST(SpcChart, LinesAreTheTextbookFiguresForEachSampleCount) {
     }
   }
   const auto baseline = platform::ComputeChart(Window({kFives[0], kFives[1]})).basis;
-  EXPECT_EQ(baseline.mean, cases[5].fixed->mean);
-  EXPECT_NEAR(baseline.sigma, cases[5].fixed->sigma, 1e-12);
+  EXPECT_EQ(baseline.mean, firstTwo.mean);
+  EXPECT_NEAR(baseline.sigma, firstTwo.sigma, 1e-12);
 
   // The subgroup of three keeps its own, wider, limits: 2.559150 by 1.023 * 1.693 * sigma,
   // so 13.333 is no break though above the limit of five samples.
-  const auto mixed = platform::ComputeChart(Window(cases[4].samples));
-  const auto& three = mixed.points[2];
+  const auto three = platform::ComputeChart(Window(mixed)).points[2];
   EXPECT_NEAR(three.mean, 13.333333, 1e-6);
   EXPECT_EQ(three.spread, 2);
   ExpectLine(three.meanLimits, {11.111111, 13.670260, 8.551962});
   ExpectLine(three.spreadLimits, {2.501612, 6.439150, 0});
-  const auto individuals = platform::ComputeChart(Window(cases[2].samples));
+  const auto individuals = platform::ComputeChart(Window(ones));
   EXPECT_TRUE(std::isnan(individuals.points[0].spread)) << "no moving range before the second";
   EXPECT_EQ(individuals.points[3].spread, 4);
 }
@@ -179,9 +153,8 @@ TEST(SpcChart, EachRuleBreaksOnceOnItsSeriesAndOnlyWhenOn) {
     }
   }
   EXPECT_EQ(platform::ParseRules("4,1,8"), Rule(1) | Rule(4) | Rule(8));
-  for (const char* wrong : {"", "0", "9", "1,,2", "1,", "one", "1 ,2"}) {
+  for (const char* wrong : {"", "0", "9", "1,,2", "1,", "one", "1 ,2"})
     EXPECT_FALSE(platform::ParseRules(wrong)) << wrong;
-  }
 }
 
 // One test's samples: the latest subgroups that hold it, or those of a time span, of one

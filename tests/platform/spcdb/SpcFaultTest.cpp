@@ -1,20 +1,12 @@
 // What goes wrong around the SPC database: failures that mean the database is away, the
 // database going away between saves, two sessions saving at once or sharing a connection, and the
 // SQLite file deleted or replaced at its path (users read it there, so saves follow the path).
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <filesystem>
-#include <fstream>
-#include <future>
 #include <set>
 
-#include "platform/spcdb/SpcSpool.h"
-#include "platform/spcdb/SpcUnavailable.h"
 #include "tests/platform/spcdb/SpcFixture.h"
-#include "tests/support/FileMode.h"
 #include "tests/support/Historian.h"
-#include "tests/support/TempFolder.h"
 
 namespace spcdbtest {
 namespace {
@@ -24,12 +16,7 @@ using platform::SpcSubgroupData;
 
 // The states and texts are those the SQLite and PostgreSQL ODBC drivers give.
 TEST(SpcUnavailable, ConnectionTimeoutLockAndWriteRefusalsAreTheDatabasesAbsenceOthersAreNot) {
-  struct Case {
-    const char* state;
-    const char* text;
-    bool unavailable;
-  };
-  const Case cases[] = {
+  const std::tuple<const char*, const char*, bool> cases[] = {
       {"08001", "could not connect to server: No such file or directory", true},
       {"08S01", "Communication link failure", true},
       {"08006", "connection failure", true},
@@ -142,8 +129,7 @@ TEST_P(SpcDatabaseTest, TwoSessionsSavingAtOnceLoseNothing) {
   // One kept waiting for the shared connection as long as for the file's lock fails as that
   // wait does: the database is away for now, and a spool would keep the subgroup.
   b->Settings().SetOdbcPolicy({.queryTimeout = 1});
-  std::promise<void> holding;
-  std::promise<void> release;
+  std::promise<void> holding, release;
   auto holder = std::async(std::launch::async, [&] {
     a->Use([&](platform::SpcLink&) {
       holding.set_value();
@@ -158,9 +144,11 @@ TEST_P(SpcDatabaseTest, TwoSessionsSavingAtOnceLoseNothing) {
   run(*b, "SELECT 1");
 }
 
-std::shared_ptr<platform::SpcSession> SessionOn(const std::string& path) {
+std::shared_ptr<platform::SpcSession> SessionOn(
+    const std::string& path, const std::shared_ptr<platform::SpcSpool>& spool = nullptr) {
   auto session = std::make_shared<platform::SpcSession>();
   session->Settings().SetConnection(testsupport::SqliteLink(path));
+  if (spool) session->KeepIn(spool);
   session->Open(1, 0);
   return session;
 }
@@ -215,13 +203,7 @@ TEST(SpcFile, SubgroupsWaitForAFolderMovedAwayButAStartOnAWrongPathFails) {
   auto spool = std::make_shared<platform::SpcSpool>(
       folder.File("spool.db"), "host", int64_t{1} << 20,
       [](const std::string&, const std::string&, const std::string&) {}, [&] { return steady; });
-  const auto open = [&](const std::string& path) {
-    auto session = std::make_shared<platform::SpcSession>();
-    session->Settings().SetConnection(testsupport::SqliteLink(path));
-    session->KeepIn(spool);
-    session->Open(1, 0);
-    return session;
-  };
+  const auto open = [&](const std::string& path) { return SessionOn(path, spool); };
   auto session = open(folder.File("spc/spc.db"));
   EXPECT_NE(SaveSubgroup(session, SampleSubgroup(1)), 0);
   std::filesystem::rename(folder.File("spc"), folder.File("away"));

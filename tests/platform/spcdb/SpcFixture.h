@@ -6,6 +6,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,10 +20,15 @@
 #include "platform/spcdb/SpcReader.h"
 #include "platform/spcdb/SpcRecord.h"
 #include "platform/spcdb/SpcSession.h"
+#include "platform/spcdb/SpcSpool.h"
 #include "platform/spcdb/SpcSubgroup.h"
 #include "platform/spcdb/SpcSubgroupData.h"
+#include "platform/spcdb/SpcUnavailable.h"
+#include "runtime/Conversions.h"
 #include "runtime/Error.h"
 #include "tests/runtime/ErrorOf.h"
+#include "tests/support/FileMode.h"
+#include "tests/support/TempFolder.h"
 #include "tests/support/TestDatabases.h"
 
 namespace spcdbtest {

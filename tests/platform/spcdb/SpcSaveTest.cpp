@@ -1,12 +1,8 @@
 // Subgroups saved through the host interface and read back, and the names they create
 // found again as the host looks them up.
-#include <gtest/gtest.h>
-
-#include <limits>
 
 #include "common/SpcNames.h"
 #include "host/ComponentsWrapper.h"
-#include "runtime/Error.h"
 #include "tests/platform/spcdb/SpcFixture.h"
 #include "tests/support/FakeComponents.h"
 #include "tests/support/TestClock.h"
@@ -57,9 +53,8 @@ TEST_P(SpcDatabaseTest, SavedSubgroupsReadBackExactlyAndNamesAreCreatedOnce) {
   SpcSubgroupData stored = ReadSubgroups(*session, 1).at(0);
   EXPECT_EQ(stored.part, first.part);
   List tests;
-  for (const auto& reading : stored.readings) {
+  for (const auto& reading : stored.readings)
     tests.push_back(reading.testGroup + " " + reading.test + " " + std::to_string(reading.sample));
-  }
   EXPECT_EQ(tests,
             (List{"Dimensions Width 1", "Dimensions Width 2", "Maße Größe 1", "MASSE GRÖSSE 1"}));
   EXPECT_EQ(stored.descriptors, moved.descriptors);
@@ -119,29 +114,7 @@ TEST_P(SpcDatabaseTest, TimeAndSizeDefaultAndAnEmptySubgroupIsSaved) {
   EXPECT_EQ(stored[0], expected);
 }
 
-TEST_P(SpcDatabaseTest, StrictTestsRefuseUnknownTestGroupsAndTests) {
-  SaveSubgroup(OpenSession(), SampleSubgroup(1));
-  auto strict = OpenSession(42, true);
-  platform::SpcSubgroup subgroup;
-  subgroup.SetDatabase(strict);
-  runtime::Error group = ErrorFrom([&] { subgroup.LookupTestGroup("Acoustics"); });
-  EXPECT_EQ(group.Number(), platform::kSpcUnknownName);
-  EXPECT_EQ(group.Description(), "The test group \"Acoustics\" is not in the SPC database");
-  subgroup.LookupTestGroup("Dimensions");
-  runtime::Error test = ErrorFrom([&] { subgroup.LookupTest("Depth"); });
-  EXPECT_EQ(test.Number(), platform::kSpcUnknownName);
-  EXPECT_EQ(test.Description(), "The test \"Depth\" is not in the SPC database");
-
-  // Known tests save; other names are still created on first use.
-  SpcSubgroupData known = SampleSubgroup(2);
-  known.part = platform::SpcName{"New parts", "P-2"};
-  SaveSubgroup(strict, known);
-  EXPECT_EQ(ReadSubgroups(*strict, 1).at(0).part, known.part);
-  EXPECT_EQ(Names(*strict, RecordKind::TestGroup), (List{"Dimensions", "Visual"}));
-  EXPECT_EQ(Names(*strict, RecordKind::Test).size(), 3u);
-}
-
-TEST_P(SpcDatabaseTest, BadSubgroupsFailClearlyAndStoreNothing) {
+TEST_P(SpcDatabaseTest, BadSubgroupsAndUnknownTestsUnderStrictTestsFailClearly) {
   auto session = OpenSession();
   platform::SpcSubgroup subgroup;
   EXPECT_EQ(ErrorFrom([&] { subgroup.Save(0); }).Number(), runtime::kObjectNotSet);
@@ -173,6 +146,27 @@ TEST_P(SpcDatabaseTest, BadSubgroupsFailClearlyAndStoreNothing) {
   EXPECT_TRUE(ReadSubgroups(*session, 10).empty());
   EXPECT_TRUE(Names(*session, RecordKind::Test).empty());
   EXPECT_TRUE(Names(*session, RecordKind::TestGroup).empty());
+
+  // Strict tests refuse unknown test groups and tests.
+  SaveSubgroup(OpenSession(), SampleSubgroup(1));
+  auto strict = OpenSession(42, true);
+  platform::SpcSubgroup checked;
+  checked.SetDatabase(strict);
+  runtime::Error group = ErrorFrom([&] { checked.LookupTestGroup("Acoustics"); });
+  EXPECT_EQ(group.Number(), platform::kSpcUnknownName);
+  EXPECT_EQ(group.Description(), "The test group \"Acoustics\" is not in the SPC database");
+  checked.LookupTestGroup("Dimensions");
+  runtime::Error test = ErrorFrom([&] { checked.LookupTest("Depth"); });
+  EXPECT_EQ(test.Number(), platform::kSpcUnknownName);
+  EXPECT_EQ(test.Description(), "The test \"Depth\" is not in the SPC database");
+
+  // Known tests save; other names are still created on first use.
+  SpcSubgroupData known = SampleSubgroup(2);
+  known.part = platform::SpcName{"New parts", "P-2"};
+  SaveSubgroup(strict, known);
+  EXPECT_EQ(ReadSubgroups(*strict, 1).at(0).part, known.part);
+  EXPECT_EQ(Names(*strict, RecordKind::TestGroup), (List{"Dimensions", "Visual"}));
+  EXPECT_EQ(Names(*strict, RecordKind::Test).size(), 3u);
 }
 
 using ByName = common::RecordPtr (*)(host::Components&, const common::DatabasePtr&,
@@ -194,7 +188,7 @@ int32_t IdOf(const common::RecordPtr& record) {
   return record ? record->Id() : -1;
 }
 
-TEST_P(SpcDatabaseTest, ResolvesRecordsByNameAndGroupsByIdOnlyWhereTheyAre) {
+TEST_P(SpcDatabaseTest, ResolvesAndListsRecordsByNameAndGroupsByIdOnlyWhereTheyAre) {
   auto session = OpenSession();
   SaveSubgroup(session, SampleSubgroup(1));
   testsupport::FakeComponents components;
@@ -259,11 +253,8 @@ TEST_P(SpcDatabaseTest, ResolvesRecordsByNameAndGroupsByIdOnlyWhereTheyAre) {
     }
   } noRecords(components);
   EXPECT_EQ(common::ResolveShftName(noRecords, session, "Früh"), nullptr);
-}
 
-TEST_P(SpcDatabaseTest, ListsRecordsOfAKindOptionallyWithinAGroup) {
-  auto session = OpenSession();
-  SaveSubgroup(session, SampleSubgroup(1));
+  // Listed: the records of a kind, optionally within a group.
   SpcSubgroupData more = SampleSubgroup(2);
   more.readings = {{"Visual", "Dents", 1, 1, "", ""}, {"Electrical", "Ohm", 1, 5, "", ""}};
   SaveSubgroup(session, more);

@@ -2,29 +2,19 @@
 // started, an SQLite file another connection keeps locked, a full spool, an unreadable or
 // deleted spool file, a forward whose commit was not acknowledged, a connection the server
 // ends mid-save, and failures of the subgroup itself, which are never kept.
-#include <gtest/gtest.h>
 #include <sys/mount.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <future>
 #include <mutex>
 #include <regex>
 #include <span>
 #include <thread>
 #include <utility>
 
-#include "platform/spcdb/SpcSpool.h"
-#include "platform/spcdb/SpcUnavailable.h"
 #include "platform/spcdb/SpcWriter.h"
-#include "runtime/Conversions.h"
 #include "tests/platform/spcdb/SpcFixture.h"
-#include "tests/support/FileMode.h"
-#include "tests/support/TempFolder.h"
 
 namespace spcdbtest {
 namespace {
@@ -68,9 +58,7 @@ class SpoolTest {
     session->Initialize(42);
     session->Settings().SetConnection(connection);
     session->Settings().SetStrictTests(strict);
-    platform::OdbcPolicy policy;
-    policy.queryTimeout = queryTimeout;
-    session->Settings().SetOdbcPolicy(policy);
+    session->Settings().SetOdbcPolicy({.queryTimeout = queryTimeout});
     session->KeepIn(spool);
     session->Open(1, 0);
     return session;
@@ -79,9 +67,8 @@ class SpoolTest {
   // The log lines that start with `description`.
   std::vector<std::string> Logged(const std::string& description) const {
     std::vector<std::string> lines;
-    for (const std::string& line : log_) {
-      if (line.starts_with(description)) lines.push_back(line);
-    }
+    std::ranges::copy_if(log_, std::back_inserter(lines),
+                         [&](const std::string& line) { return line.starts_with(description); });
     return lines;
   }
 
@@ -94,9 +81,8 @@ class SpoolTest {
 
   // Keeps the samples `from` to `to` as a save that found the database away does.
   static void Keep(platform::SpcSpool& spool, int from, int to) {
-    for (const SpcSubgroupData& sample : Samples(from, to)) {
+    for (const SpcSubgroupData& sample : Samples(from, to))
       spool.Keep(sample, spool.NewKey(sample), std::nullopt);
-    }
   }
 
   static std::vector<SpcSubgroupData> Samples(int from, int to) {
@@ -132,7 +118,7 @@ TEST_F(SpoolOnStoppedServer, SubgroupsOfAnOutageAreKeptThenForwardedOnceInOrder)
   for (int n = 3; n < 9; ++n) EXPECT_EQ(SaveSubgroup(session, SampleSubgroup(n)), 0) << n;
   EXPECT_EQ(spool->Depth(), 6);
   ASSERT_EQ(Logged("SPC database unavailable, keeping subgroups locally").size(), 1u);
-  EXPECT_NE(log_.front().find("SQLSTATE"), std::string::npos) << log_.front();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "SQLSTATE", log_.front());
 
   // A host started while the database is away opens and keeps too, strict tests or not:
   // the names are checked when forwarded.
@@ -150,7 +136,7 @@ TEST_F(SpoolOnStoppedServer, SubgroupsOfAnOutageAreKeptThenForwardedOnceInOrder)
   EXPECT_EQ(Stored(*session), Samples(0, 12));
   const auto again = Logged("SPC database available again");
   ASSERT_EQ(again.size(), 1u);
-  EXPECT_NE(again[0].find("forwarded 9 kept subgroup(s)"), std::string::npos) << again[0];
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "forwarded 9 kept subgroup(s)", again[0]);
 
   // A reading that needs all 17 digits is forwarded as it was collected.
   SpcSubgroupData exact = SampleSubgroup(12);
@@ -177,20 +163,16 @@ TEST_F(SpoolOnStoppedServer, RefusedAndLockedWritesAreKeptForARoleThatMayOnlyRea
   for (const char* grant :
        {"CREATE ROLE writer LOGIN", "REVOKE CREATE ON SCHEMA public FROM PUBLIC",
         "GRANT SELECT, INSERT, UPDATE ON ALL TABLES IN SCHEMA public TO writer",
-        "GRANT USAGE ON ALL SEQUENCES IN SCHEMA public TO writer"}) {
+        "GRANT USAGE ON ALL SEQUENCES IN SCHEMA public TO writer"})
     admin.Execute(grant);
-  }
   const std::string writer =
       std::regex_replace(owner, std::regex("Username=[^;]*"), "Username=writer");
   // The lock wait is the session's own, within a query timeout of 30 s.
   const auto writing = [&] { return SpoolingSession(writer, spool, false, 30); };
   EXPECT_GT(SaveSubgroup(writing(), SampleSubgroup(1)), 0);
 
-  const struct {
-    const char* refuse;
-    const char* state;
-    const char* allow;
-  } refusals[] = {
+  // What refuses the write, its SQLSTATE, what allows it again.
+  const std::tuple<const char*, const char*, const char*> refusals[] = {
       {"REVOKE INSERT ON readings FROM writer", "42501", "GRANT INSERT ON readings TO writer"},
       {"ALTER ROLE writer SET default_transaction_read_only = on", "25006",
        "ALTER ROLE writer RESET default_transaction_read_only"},
@@ -204,13 +186,11 @@ TEST_F(SpoolOnStoppedServer, RefusedAndLockedWritesAreKeptForARoleThatMayOnlyRea
     admin.Execute(refuse);
     EXPECT_EQ(SaveSubgroup(writing(), SampleSubgroup(n++)), 0);
     EXPECT_EQ(spool->Depth(), 1);
-    EXPECT_NE(log_.back().find("[SQLSTATE " + std::string(state) + "]"), std::string::npos)
-        << log_.back();
-    if (allow) {
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "[SQLSTATE " + std::string(state) + "]", log_.back());
+    if (allow)
       admin.Execute(allow);
-    } else {
+    else
       admin.Commit();
-    }
     EXPECT_EQ(spool->Forward(*writing(), true), 1);
   }
   EXPECT_EQ(Stored(*writing()), Samples(0, n));
@@ -260,8 +240,8 @@ TEST_F(SpoolOnLockedFile, AKeptSubgroupKeepsItsNameAndDatabaseAndOlderSpoolsOpen
   // The other host forwards its own and the one kept without a database, never this one's.
   EXPECT_EQ(otherSpool->Forward(*otherSession, true), 2);
   EXPECT_EQ(otherSpool->Depth(), 0);
-  EXPECT_NE(Logged("SPC database available again").at(0).find("| forwarded 2 kept"),
-            std::string::npos);
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "| forwarded 2 kept",
+                      Logged("SPC database available again").at(0));
   // A forward that meets the lock puts the next one off by the doubled back-off (2 s).
   steady_ += std::chrono::milliseconds(1100);
   EXPECT_EQ(spool->Forward(*session, false), 0);
@@ -298,18 +278,18 @@ TEST_F(SpoolOnLockedFile, AFullSpoolSavesDirectlyAndLosesOnlyWhatTheDatabaseRefu
   const int kept = n - 1;
   EXPECT_GT(kept, 2);
   EXPECT_EQ(spool->Depth(), kept);
-  EXPECT_NE(log_.front().find("database is locked"), std::string::npos) << log_.front();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "database is locked", log_.front());
   EXPECT_EQ(testsupport::FileMode(folder_.File("spool.db")), 0600u);
   EXPECT_EQ(spool->Lost(), 1);
   EXPECT_EQ(lost.Number(), platform::kSpcSpoolFull);
   for (const char* said :
        {"The subgroup was not saved: ", "database is locked", "is full", "[Spool] MaxBytes"}) {
-    EXPECT_NE(lost.Description().find(said), std::string::npos) << lost.Description();
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, said, lost.Description());
   }
   ASSERT_EQ(Logged("Subgroup lost").size(), 1u);
-  EXPECT_NE(log_.back().find("collected " + runtime::FormatGeneralDate(SampleSubgroup(kept).time)),
-            std::string::npos)
-      << log_.back();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring,
+                      "collected " + runtime::FormatGeneralDate(SampleSubgroup(kept).time),
+                      log_.back());
 
   other.Execute("COMMIT");
   for (int direct = n; direct < n + 2; ++direct)
@@ -353,7 +333,7 @@ TEST_F(SpoolOnLockedFile, ASpoolOnAFullDiskForwardsWhatItHolds) {
   while (Saving(session, large(n)).Number() == 0) ++n;
   EXPECT_GT(n, 10);
   EXPECT_EQ(spool->Lost(), 1);
-  EXPECT_NE(Logged("Subgroup lost").at(0).find("disk is full"), std::string::npos) << log_.back();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "disk is full", Logged("Subgroup lost").at(0));
   // Not a byte left, by anyone.
   std::ofstream(disk + "/filler") << std::string(1 << 20, 'x');
   const auto full = std::filesystem::file_size(disk + "/spool.db");
@@ -376,16 +356,16 @@ TEST_F(SpoolOnLockedFile, AnUnreadableSpoolIsMovedAsideAndADeletedOneIsWrittenAg
   const std::string aside = log_.back().substr(log_.back().rfind(" | ") + 3);
   EXPECT_TRUE(aside.starts_with(folder_.File("spool.db.corrupt-"))) << aside;
   EXPECT_EQ(std::filesystem::file_size(aside), 4096u);
-  EXPECT_NE(log_.back().find("not a database"), std::string::npos) << log_.back();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "not a database", log_.back());
   Keep(*spool, 0, 3);
   EXPECT_EQ(spool->Depth(), 3);
 
   std::filesystem::remove(folder_.File("spool.db"));
   Keep(*spool, 3, 4);
   ASSERT_EQ(Logged("The local spool was deleted or replaced while the host ran").size(), 1u);
-  EXPECT_NE(log_.back().find("the 3 subgroup(s) it held are kept in " + folder_.File("spool.db")),
-            std::string::npos)
-      << log_.back();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring,
+                      "the 3 subgroup(s) it held are kept in " + folder_.File("spool.db"),
+                      log_.back());
   spool.reset();
   EXPECT_EQ(platform::SpcSpoolFile(folder_.File("spool.db")).Count(""), 4);
   EXPECT_EQ(testsupport::FileMode(folder_.File("spool.db")), 0600u);
@@ -418,9 +398,8 @@ TEST_P(SpoolOnDatabase, AForwardCommittedButNotRemovedIsNotSavedTwice) {
   EXPECT_EQ(spool->Forward(*session, true), 2);
   EXPECT_EQ(spool->Depth(), 0);
   EXPECT_EQ(Stored(*session), Samples(0, 3));
-  EXPECT_NE(Logged("SPC database available again").at(0).find("1 more were in the SPC database"),
-            std::string::npos)
-      << log_.back();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "1 more were in the SPC database",
+                      Logged("SPC database available again").at(0));
 
   // The next outage counts its own.
   Keep(*spool, 3, 4);
@@ -483,9 +462,8 @@ TEST_P(SpoolOnDatabase, ForwardsOfOneSpoolTakeTurnsAndSaveAndCountEachSubgroupOn
   Keep(*spools[0], 0, 30);
   std::vector<std::thread> racing;
   std::atomic<int64_t> forwarded{0};
-  for (int line = 0; line < 3; ++line) {
+  for (int line = 0; line < 3; ++line)
     racing.emplace_back([&, line] { forwarded += spools[line]->Forward(*sessions[line], true); });
-  }
   for (std::thread& forward : racing) forward.join();
 
   EXPECT_EQ(forwarded, 30);
@@ -549,10 +527,10 @@ TEST_P(SpoolOnDatabase, TheSubgroupsOwnFailuresAreNeverKept) {
   EXPECT_EQ(spool->Depth(), 1);
   EXPECT_FALSE(spool->Holding());
   ASSERT_EQ(Logged("A kept subgroup was refused by the SPC database").size(), 1u);
-  EXPECT_NE(log_.back().find("1 refused, still in the spool"), std::string::npos) << log_.back();
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "1 refused, still in the spool", log_.back());
   const auto listed = spool->List();
   ASSERT_EQ(listed.size(), 1u);
-  EXPECT_NE(listed[0].refused.find("Never Made"), std::string::npos) << listed[0].refused;
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "Never Made", listed[0].refused);
   EXPECT_EQ(Stored(*strict), Samples(2, 6));
 
   // Kept subgroups the database takes are written in one transaction.

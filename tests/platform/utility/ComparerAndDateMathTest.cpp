@@ -14,10 +14,8 @@ using runtime::Variant;
 
 TEST(ComparerTest, CodesOneToSixRelateTheFirstValueToTheSecond) {
   platform::Comparer comparer;
-  const struct {
-    Variant a, b;
-    const char* results;  // codes 1 to 6: = > >= < <= <>
-  } cases[] = {
+  // a, b, and for codes 1 to 6 (= > >= < <= <>) whether a relates so to b.
+  const std::tuple<Variant, Variant, const char*> cases[] = {
       {3.0, 5, "FFFTTT"},
       {5, 5.0, "TFTFTF"},  // a Long and a Double compare by value
       {int32_t{200}, int32_t{100}, "FTTFFT"},
@@ -28,12 +26,11 @@ TEST(ComparerTest, CodesOneToSixRelateTheFirstValueToTheSecond) {
       {"\xC3\xA9", "z", "FTTFFT"},  // bytes compare unsigned: UTF-8 after ASCII
       {"10", 9, "FFFTTT"},          // text against a number compares texts
   };
-  for (const auto& c : cases) {
+  for (const auto& [a, b, expected] : cases) {
     std::string results;
-    for (int32_t code = 1; code <= 6; ++code) {
-      results += comparer.CompareValues(c.a, code, c.b) ? 'T' : 'F';
-    }
-    EXPECT_EQ(results, c.results) << runtime::ToText(c.a) << " vs " << runtime::ToText(c.b);
+    for (int32_t code = 1; code <= 6; ++code)
+      results += comparer.CompareValues(a, code, b) ? 'T' : 'F';
+    EXPECT_EQ(results, expected) << runtime::ToText(a) << " vs " << runtime::ToText(b);
   }
   for (int32_t code : {0, 7, -1}) EXPECT_FALSE(comparer.CompareValues(1, code, 1)) << code;
   EXPECT_EQ(ErrorOf([&] { comparer.CompareValues(runtime::Null, 1, "x"); }),
@@ -47,11 +44,8 @@ runtime::Date At(const char* text) {
 // The grid is one of wall-clock times, so daylight saving moves nothing.
 TEST(DateMathTest, TheNextPointLiesStrictlyAfterNowOnTheGridThroughBaseUpTo9999) {
   const char* now = "2024-05-01 10:07:30";
-  const struct {
-    const char *base, *now;
-    int32_t unit, interval;
-    const char* next;
-  } cases[] = {
+  // The grid's base, now, unit, interval, and the next point.
+  const std::tuple<const char*, const char*, int32_t, int32_t, const char*> cases[] = {
       {"2024-01-01 08:00:00", now, 1, 15, "2024-05-01 10:15:00"},
       {"2030-01-01 08:00:00", now, 1, 15, "2024-05-01 10:15:00"},  // base after now
       {now, now, 0, 1, "2024-05-01 10:07:31"},
@@ -75,11 +69,10 @@ TEST(DateMathTest, TheNextPointLiesStrictlyAfterNowOnTheGridThroughBaseUpTo9999)
       {"2024-01-01 00:00:00", "2024-10-27 02:30:00", 2, 1, "2024-10-27 03:00:00"},
   };
   platform::DateMath math;
-  for (const auto& c : cases) {
-    EXPECT_EQ(
-        runtime::FormatGeneralDate(math.NextPeriodTime(At(c.base), At(c.now), c.unit, c.interval)),
-        c.next)
-        << c.base << " " << c.now << " " << c.unit << " " << c.interval;
+  for (const auto& [base, at, unit, interval, next] : cases) {
+    EXPECT_EQ(runtime::FormatGeneralDate(math.NextPeriodTime(At(base), At(at), unit, interval)),
+              next)
+        << base << " " << at << " " << unit << " " << interval;
   }
   // Bad units, and results past 9999.
   const runtime::Date base = At("2024-01-01 08:00:00"), late = At("9999-12-31 09:00:00");

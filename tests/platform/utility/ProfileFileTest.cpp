@@ -56,28 +56,7 @@ TEST(ProfileFile, ReadsCaseBlindAndTakesTheLeadingWholeNumberOrTheDefault) {
     EXPECT_EQ(file.ReadInteger("N", key, -1), number) << key;
 }
 
-TEST(ProfileFile, WriteKeepsEveryOtherLineOrCreatesTheFileWithCrLf) {
-  testsupport::TempFolder folder;
-  std::string path = folder.File("tags.ini");
-  WriteAll(path,
-           "; settings\n[TagSelect]\nLeft=10\ntop = 20\n; trailing comment\n\n[Other]\nWidth=5");
-  platform::ProfileFile file(path);
-  file.WriteString("tagselect", "TOP", "25");
-  file.WriteString(" TagSelect ", " Height", "300");
-  file.WriteString("Other", "Width", "6");
-  file.WriteString("New Section", "Key", "v=1");
-  EXPECT_EQ(ReadAll(path),
-            "; settings\n[TagSelect]\nLeft=10\nTOP=25\nHeight=300\n; trailing comment\n\n"
-            "[Other]\nWidth=6\n\n[New Section]\nKey=v=1");
-  EXPECT_EQ(file.ReadString("new section", "key", ""), "v=1");
-
-  platform::ProfileFile created(folder.File("new.ini"));
-  created.WriteString("TagSelect", "Left", "1");
-  created.WriteString("TagSelect", "Top", "2");
-  EXPECT_EQ(ReadAll(folder.File("new.ini")), "[TagSelect]\r\nLeft=1\r\nTop=2\r\n");
-}
-
-TEST(ProfileFile, BadWritesAreClearErrors) {
+TEST(ProfileFile, WritesKeepEveryOtherLineOrCreateTheFileAndBadOnesAreClearErrors) {
   testsupport::TempFolder folder;
   WriteAll(folder.File("plain"), "x");
   // A missing folder; a file where the folder should be, which fails creating the
@@ -88,7 +67,7 @@ TEST(ProfileFile, BadWritesAreClearErrors) {
         ErrorFrom([&] { platform::ProfileFile(path).WriteString("S", "K", "V"); });
     EXPECT_EQ(e.Number(), runtime::kPathFileAccessError) << path;
     EXPECT_TRUE(e.Description().starts_with("Path/File access error")) << e.Description();
-    EXPECT_NE(e.Description().find(path), std::string::npos) << e.Description();
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, path, e.Description());
   }
   // No temporary file is left behind.
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.Path()),
@@ -101,7 +80,7 @@ TEST(ProfileFile, BadWritesAreClearErrors) {
     const runtime::Error e =
         ErrorFrom([&] { platform::ProfileFile(path).ReadString("S", "K", "default"); });
     EXPECT_EQ(e.Number(), runtime::kPathFileAccessError) << path;
-    EXPECT_NE(e.Description().find("cannot read " + path), std::string::npos) << e.Description();
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "cannot read " + path, e.Description());
   }
 
   platform::ProfileFile file(folder.File("ok.ini"));
@@ -115,6 +94,25 @@ TEST(ProfileFile, BadWritesAreClearErrors) {
         << section << "/" << key;
   }
   EXPECT_EQ(file.ReadString("S", "k", "nothing written"), "nothing written");
+
+  // Good writes keep every other line, or create the file with CR LF.
+  std::string path = folder.File("tags.ini");
+  WriteAll(path,
+           "; settings\n[TagSelect]\nLeft=10\ntop = 20\n; trailing comment\n\n[Other]\nWidth=5");
+  platform::ProfileFile written(path);
+  written.WriteString("tagselect", "TOP", "25");
+  written.WriteString(" TagSelect ", " Height", "300");
+  written.WriteString("Other", "Width", "6");
+  written.WriteString("New Section", "Key", "v=1");
+  EXPECT_EQ(ReadAll(path),
+            "; settings\n[TagSelect]\nLeft=10\nTOP=25\nHeight=300\n; trailing comment\n\n"
+            "[Other]\nWidth=6\n\n[New Section]\nKey=v=1");
+  EXPECT_EQ(written.ReadString("new section", "key", ""), "v=1");
+
+  platform::ProfileFile created(folder.File("new.ini"));
+  created.WriteString("TagSelect", "Left", "1");
+  created.WriteString("TagSelect", "Top", "2");
+  EXPECT_EQ(ReadAll(folder.File("new.ini")), "[TagSelect]\r\nLeft=1\r\nTop=2\r\n");
 }
 
 }  // namespace

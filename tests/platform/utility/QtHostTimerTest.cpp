@@ -115,17 +115,16 @@ TEST(OffsetChangeTest, TheFirstSecondInTheNewOffsetAcrossDaysAndYears) {
   // Europe/Berlin (the tests' zone): summer time from 2026-03-29 01:00 UTC to 2026-10-25
   // 01:00 UTC.
   const std::time_t spring = utc(2026, 3, 29, 1), autumn = utc(2026, 10, 25, 1);
-  const struct {
-    std::time_t from, until;
-    std::optional<std::time_t> change;
-  } cases[] = {
+  // From, until, the change between.
+  const std::tuple<std::time_t, std::time_t, std::optional<std::time_t>> cases[] = {
       {utc(2026, 10, 24, 12), utc(2026, 10, 25, 12), autumn},
       {utc(2026, 1, 1, 0), utc(2027, 1, 1, 0), spring},
       {spring, autumn - 1, std::nullopt},
       {spring - 1, spring, spring},
       {spring - 1, spring - 1, std::nullopt},
   };
-  for (const auto& c : cases) EXPECT_EQ(platform::NextOffsetChange(c.from, c.until), c.change);
+  for (const auto& [from, until, change] : cases)
+    EXPECT_EQ(platform::NextOffsetChange(from, until), change);
 }
 
 }  // namespace

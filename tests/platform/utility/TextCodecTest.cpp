@@ -44,7 +44,7 @@ TEST(TextCodec, RoundTripsAnyBytesAsOneLineAndRefusesWhatIsNotAnEncoding) {
         std::string("~abc~00000000"), damaged, good + "x", codec.EncodeText("XY", "NAME=Line 3")}) {
     const runtime::Error e = ErrorFrom([&] { codec.DecodeText("QZ", bad); });
     EXPECT_EQ(e.Number(), 5) << bad;
-    EXPECT_NE(e.Description().find("not an encoded configuration"), std::string::npos);
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, "not an encoded configuration", e.Description());
   }
 }
 

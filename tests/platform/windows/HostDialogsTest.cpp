@@ -29,13 +29,9 @@ TEST(HostDialogsTest, SelectionStartsOnTheGivenRecordOrGroupAndEnterTakesOnlyARe
   auto spc = uitest::CreateSpcDatabase(folder.File("spc.db"));
   const platform::SpcRecord gear = uitest::LoadRecord(*spc, host::RecordKind::Part, "Gear");
   const int32_t gears = runtime::ToLong(gear.Field("Ptgp"));
-  const struct {
-    int32_t id, groupId;
-    const char* control;
-    Qt::Key key;
-    const char* current;
-    bool chosen, leftOpen;
-  } cases[] = {
+  // The record and group it starts on, the key pressed on a control, the record current
+  // then, and whether one is chosen and the dialog left open.
+  const std::tuple<int32_t, int32_t, const char*, Qt::Key, const char*, bool, bool> cases[] = {
       {gear.Id(), 0, "txtFilter", Qt::Key_Return, "Gear", true, false},
       {0, gears, "lvwRecords", Qt::Key_Return, "Gear", true, false},
       {gear.Id(), 0, "txtFilter", Qt::Key_Enter, "Gear", true, false},
@@ -45,8 +41,9 @@ TEST(HostDialogsTest, SelectionStartsOnTheGivenRecordOrGroupAndEnterTakesOnlyARe
       {0, 0, "txtFilter", Qt::Key_Return, "", false, true},
       {999, 999, "lvwRecords", Qt::Key_Return, "", false, true},
   };
-  for (const auto& test : cases) {
-    SCOPED_TRACE(&test - cases);
+  for (const auto& [id, groupId, control, key, expectedCurrent, expectedChosen, expectedOpen] :
+       cases) {
+    SCOPED_TRACE(std::string(control) + " " + std::to_string(id) + " " + std::to_string(key));
     platform::SpcSelectionDialog dialog(host::SelectionKind::Part);
     std::string current = "?";
     bool leftOpen = false;
@@ -56,12 +53,12 @@ TEST(HostDialogsTest, SelectionStartsOnTheGivenRecordOrGroupAndEnterTakesOnlyARe
           ASSERT_EQ(list.topLevelItemCount(), 1);
           EXPECT_EQ(list.topLevelItem(0)->text(0), "Gears");
           current = list.currentItem() ? list.currentItem()->text(0).toStdString() : "";
-          KeyOn(shown, test.control, test.key);
+          KeyOn(shown, control, key);
         },
         &leftOpen);
-    const bool chosen = dialog.Run(*spc, test.id, test.groupId);
+    const bool chosen = dialog.Run(*spc, id, groupId);
     EXPECT_EQ(std::tuple(current, chosen, leftOpen),
-              std::tuple(test.current, test.chosen, test.leftOpen));
+              std::tuple(expectedCurrent, expectedChosen, expectedOpen));
     if (chosen) {
       EXPECT_EQ(dialog.Chosen().Id(), gear.Id());
     }
@@ -106,37 +103,33 @@ TEST_F(DataLinkTest, ATypedStringIsTakenOnEnterAndDroppedOnEscapeFromEveryContro
   const char* const sqlite = "Driver=SQLite3;Database=/srv/typed.db";
   const char* const dsn = "DSN=Historian;UID=spc;PWD=secret";
   const char* const postgres = "Driver=PostgreSQL Unicode;Server=hist01;Database=ih";
-  const struct {
-    const char* typed;
-    const char* control;
-    Qt::Key key;
-    bool confirmed;
-  } cases[] = {
+  // What is typed, the key pressed on a control, whether the dialog takes the string.
+  const std::tuple<const char*, const char*, Qt::Key, bool> cases[] = {
       {sqlite, "cboDriver", Qt::Key_Return, true},  {dsn, "cboSource", Qt::Key_Return, true},
       {postgres, "tblKeys", Qt::Key_Return, true},  {sqlite, "txtRaw", Qt::Key_Return, true},
       {dsn, "txtRaw", Qt::Key_Enter, true},         {postgres, "cboDriver", Qt::Key_Escape, false},
       {sqlite, "cboSource", Qt::Key_Escape, false}, {dsn, "tblKeys", Qt::Key_Escape, false},
       {postgres, "txtRaw", Qt::Key_Escape, false},
   };
-  for (const auto& test : cases) {
-    SCOPED_TRACE(&test - cases);
+  for (const auto& [typed, control, key, taken] : cases) {
+    SCOPED_TRACE(std::string(control) + " " + std::to_string(key));
     link = "Driver=SQLite3;Database=/srv/h.db";
     std::string shown, firstKey;
     const bool confirmed = Edit([&](QDialog& dialog) {
       auto& raw = Box(dialog, "txtRaw");
       KeyOn(dialog, "txtRaw", Qt::Key_End);
       raw.selectAll();
-      QTest::keyClicks(&raw, test.typed);
+      QTest::keyClicks(&raw, typed);
       shown = raw.text().toStdString();
-      const QTableWidgetItem* key = Control<QTableWidget>(dialog, "tblKeys").item(0, 0);
-      firstKey = key ? key->text().toStdString() : "";
-      KeyOn(dialog, test.control, test.key);
+      const QTableWidgetItem* item = Control<QTableWidget>(dialog, "tblKeys").item(0, 0);
+      firstKey = item ? item->text().toStdString() : "";
+      KeyOn(dialog, control, key);
     });
-    EXPECT_EQ(shown, test.typed);
-    EXPECT_EQ(firstKey, std::string(test.typed).substr(0, std::string(test.typed).find('=')));
-    EXPECT_EQ(confirmed, test.confirmed);
+    EXPECT_EQ(shown, typed);
+    EXPECT_EQ(firstKey, std::string(typed).substr(0, std::string(typed).find('=')));
+    EXPECT_EQ(confirmed, taken);
     EXPECT_FALSE(leftOpen);
-    EXPECT_EQ(link, test.confirmed ? test.typed : "Driver=SQLite3;Database=/srv/h.db");
+    EXPECT_EQ(link, taken ? typed : "Driver=SQLite3;Database=/srv/h.db");
   }
 }
 
