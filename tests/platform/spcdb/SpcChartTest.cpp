@@ -94,6 +94,9 @@ TEST(SpcChart, LinesAreTheTextbookFiguresForEachSampleCount) {
   EXPECT_EQ(three.spread, 2);
   ExpectLine(three.meanLimits, {11.111111, 13.670260, 8.551962});
   ExpectLine(three.spreadLimits, {2.501612, 6.439150, 0});
+  // On an X-bar S chart a subgroup of two still has its s: sqrt(2) for 1 and 3.
+  EXPECT_NEAR(platform::ComputeChart(Window({twelves[0], twelves[1], {1, 3}})).points[2].spread,
+              std::sqrt(2.0), 1e-12);
   const auto individuals = platform::ComputeChart(Window(ones));
   EXPECT_TRUE(std::isnan(individuals.points[0].spread)) << "no moving range before the second";
   EXPECT_EQ(individuals.points[3].spread, 4);
