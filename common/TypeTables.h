@@ -3,6 +3,7 @@
 // documented fallback texts; nothing here fails.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -23,5 +24,9 @@ inline constexpr char kRawDataTable[] = "ihRawData";
 inline constexpr char kTagnameField[] = "Tagname";
 inline constexpr char kTimeStampField[] = "TimeStamp";
 inline constexpr char kValueField[] = "Value";
+// Tag names one historian statement binds at most. Every driver a historian is reached
+// through takes this many: SQLite builds before 3.32 allow 999 parameters, Oracle 1000 items
+// in an IN-list, SQL Server 2100 parameters. More tags run the statement once per part.
+inline constexpr size_t kTagsPerStatement = 999;
 
 }  // namespace common

@@ -31,9 +31,6 @@ namespace {
 
 using host::CheckFinding;
 
-// As many names as the collection query binds in one statement.
-constexpr size_t kTagsPerStatement = 999;
-
 std::string Quoted(std::string_view text) {
   return "'" + std::string(text) + "'";
 }
@@ -297,8 +294,8 @@ std::vector<std::string> MissingTags(host::Components& components,
   std::unordered_set<std::string, runtime::NoCaseHash, runtime::NoCaseEqual> found;
   std::unique_ptr<host::Connection> connection = components.CreateConnection();
   connection->Open(configuration.DataLink(), "", "", -1);
-  for (size_t start = 0; start < names.size(); start += kTagsPerStatement) {
-    const size_t count = std::min(kTagsPerStatement, names.size() - start);
+  for (size_t start = 0; start < names.size(); start += common::kTagsPerStatement) {
+    const size_t count = std::min(common::kTagsPerStatement, names.size() - start);
     std::string sql = std::string("SELECT ") + common::kTagnameField + " FROM " +
                       common::kTagsTable + " WHERE " + common::kTagnameField + " IN (?";
     for (size_t i = 1; i < count; ++i) sql += ", ?";

@@ -6,11 +6,6 @@
 namespace engine {
 namespace {
 
-// Tag names one statement binds at most. Every driver a historian is reached through
-// takes this many: SQLite builds before 3.32 allow 999 parameters, Oracle 1000 items in an
-// IN-list, SQL Server 2100 parameters. More tags run the statement once per part.
-constexpr size_t kTagsPerStatement = 999;
-
 // PostgreSQL plans a long IN-list per statement and scans the table for each part; one
 // array parameter reads every tag in one statement, whatever the count.
 bool TakesArrayParameter(const host::Connection& connection) {
@@ -47,14 +42,15 @@ struct Statement {
 std::vector<Statement> Statements(const host::Connection& connection,
                                   const config::TagItems& tags) {
   std::vector<Statement> statements;
-  if (static_cast<size_t>(tags.Count()) > kTagsPerStatement && TakesArrayParameter(connection)) {
+  if (static_cast<size_t>(tags.Count()) > common::kTagsPerStatement &&
+      TakesArrayParameter(connection)) {
     statements.push_back({std::string(common::kTagnameField) + " = ANY(CAST(? AS TEXT[]))",
                           {runtime::Variant(ArrayText(tags))}});
     return statements;
   }
   for (const auto& tag : tags) {
-    if (statements.empty() || statements.back().parameters.size() == kTagsPerStatement) {
-      statements.emplace_back().parameters.reserve(kTagsPerStatement);
+    if (statements.empty() || statements.back().parameters.size() == common::kTagsPerStatement) {
+      statements.emplace_back().parameters.reserve(common::kTagsPerStatement);
     }
     statements.back().parameters.emplace_back(tag->TagName);
   }
