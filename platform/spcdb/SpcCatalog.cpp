@@ -62,6 +62,10 @@ void SpcCatalog::Discard() {
   inTransaction_ = false;
 }
 
+void SpcCatalog::DiscardPending() {
+  pending_.clear();
+}
+
 int32_t SpcCatalog::Known(const Ids& ids, const Scope& scope, const std::string& nameKey) {
   auto names = ids.find(scope);
   if (names == ids.end()) return 0;

@@ -33,6 +33,8 @@ class SpcCatalog {
   void Commit();
   // Forgets what the failed transaction taught.
   void Discard();
+  // Forgets what the transaction taught so far, when a part of it was undone; it goes on.
+  void DiscardPending();
 
  private:
   // Names are unique within a table, or within one group of it: a table's name and the

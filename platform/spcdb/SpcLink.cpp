@@ -71,4 +71,24 @@ void SpcLink::Rollback() noexcept {
   catalog_.Discard();
 }
 
+void SpcLink::BeginPart() {
+  connection_.Execute("SAVEPOINT part");
+}
+
+void SpcLink::EndPart() {
+  connection_.Execute("RELEASE SAVEPOINT part");
+}
+
+bool SpcLink::UndoPart() noexcept {
+  // Names the part created are forgotten with the ones the parts before it found.
+  catalog_.DiscardPending();
+  try {
+    connection_.Execute("ROLLBACK TO SAVEPOINT part");
+    connection_.Execute("RELEASE SAVEPOINT part");
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
 }  // namespace platform

@@ -41,6 +41,13 @@ class SpcLink {
   void Commit();
   // Never fails (see SpcDialect::Rollback).
   void Rollback() noexcept;
+  // One part of the open transaction, to be undone alone: one session's work among the
+  // others' in a transaction they share (see SpcSession::Transact).
+  void BeginPart();
+  void EndPart();
+  // Undoes the part begun last. False when the transaction itself is gone with it (the
+  // database rolled it back on a full disk, or the connection broke).
+  bool UndoPart() noexcept;
 
  private:
   OdbcConnection connection_;

@@ -1,5 +1,6 @@
 #include "platform/spcdb/SpcSession.h"
 
+#include <algorithm>
 #include <chrono>
 
 #include "platform/odbc/OdbcHandle.h"
@@ -8,6 +9,25 @@
 #include "runtime/Error.h"
 
 namespace platform {
+namespace {
+
+// A transaction of more writes holds the file's write lock longer for other processes.
+constexpr size_t kWritesPerTransaction = 32;
+
+// `write`'s body, as a part of the transaction undone alone when it fails. Raises only when
+// the transaction itself is gone with it.
+void WritePart(SpcLink& link, SpcWrite& write) {
+  link.BeginPart();
+  try {
+    write.body(link);
+    link.EndPart();
+  } catch (...) {
+    if (!link.UndoPart()) throw;
+    write.failure = std::current_exception();
+  }
+}
+
+}  // namespace
 
 void SpcSession::Open(int32_t, int32_t) {
   slot_ = std::make_shared<SpcLinkSlot>();
@@ -67,20 +87,60 @@ void SpcSession::Use(const std::function<void(SpcLink&)>& work) {
 }
 
 void SpcSession::Transact(const std::function<void(SpcLink&)>& body) {
-  Held held = Hold();
-  for (bool retry = slot_->link != nullptr;; retry = false) {
-    SpcLink& link = Link(held);
-    bool committing = false;
-    try {
-      link.Begin();
-      body(link);
-      committing = true;
-      link.Commit();
-      return;
-    } catch (...) {
-      link.Rollback();
-      const bool broken = DropIfBroken();
-      if (!broken || !retry || committing) RethrowLost(broken);
+  SpcWrite mine{body};
+  const std::shared_ptr<SpcLinkSlot> slot = slot_;
+  std::unique_lock lock(slot->queueMutex);
+  slot->queue.push_back(&mine);
+  while (!mine.done) {
+    if (slot->writing) {
+      mine.turn.wait(lock);
+      continue;
+    }
+    slot->writing = true;
+    const size_t taken = std::min(slot->queue.size(), kWritesPerTransaction);
+    const std::vector<SpcWrite*> batch(slot->queue.begin(), slot->queue.begin() + taken);
+    slot->queue.erase(slot->queue.begin(), slot->queue.begin() + taken);
+    lock.unlock();
+    Write(batch);
+    lock.lock();
+    slot->writing = false;
+    for (SpcWrite* write : batch) {
+      write->done = true;
+      write->turn.notify_one();
+    }
+  }
+  if (!slot->writing && !slot->queue.empty()) slot->queue.front()->turn.notify_one();
+  lock.unlock();
+  if (mine.failure) std::rethrow_exception(mine.failure);
+}
+
+void SpcSession::Write(const std::vector<SpcWrite*>& batch) noexcept {
+  try {
+    Held held = Hold();
+    for (bool retry = slot_->link != nullptr;; retry = false) {
+      SpcLink& link = Link(held);
+      bool committing = false;
+      try {
+        link.Begin();
+        if (batch.size() == 1) {
+          batch.front()->body(link);
+        } else {
+          for (SpcWrite* write : batch) WritePart(link, *write);
+        }
+        committing = true;
+        link.Commit();
+        return;
+      } catch (...) {
+        link.Rollback();
+        const bool broken = DropIfBroken();
+        if (!broken || !retry || committing) RethrowLost(broken);
+        // Written again on the new connection, from the start.
+        for (SpcWrite* write : batch) write->failure = nullptr;
+      }
+    }
+  } catch (...) {
+    for (SpcWrite* write : batch) {
+      if (!write->failure) write->failure = std::current_exception();
     }
   }
 }

@@ -70,7 +70,9 @@ class SpcSession : public host::DatabaseSession, public SpcForwardTarget {
   void Use(const std::function<void(SpcLink&)>& work);
   // Runs `body` in one transaction, committed when it returns and rolled back when it
   // throws; the error is raised again. Repeated on a new connection like Use, but never
-  // once the commit was sent: its outcome is then unknown.
+  // once the commit was sent: its outcome is then unknown. The sessions sharing a link
+  // queue their bodies: one of them writes the queue in one transaction, each body undone
+  // alone when it throws, while the others wait for the commit as for their own.
   void Transact(const std::function<void(SpcLink&)>& body);
 
   // What a spool forwards goes through Use and Transact, with this session's StrictTests.
@@ -84,6 +86,8 @@ class SpcSession : public host::DatabaseSession, public SpcForwardTarget {
   // The link, connected when there is none; `held` moves to the shared slot when the new
   // link is the first of its SQLite file in this process.
   SpcLink& Link(Held& held);
+  // Writes `batch` in one transaction; each write's failure is set, none is raised.
+  void Write(const std::vector<SpcWrite*>& batch) noexcept;
   // After a failure: keeps the connection when it still answers (the failure was the
   // work's own), drops it otherwise. True when it was dropped.
   bool DropIfBroken();

@@ -3,8 +3,13 @@
 // SQLite file deleted or replaced at its path (users read it there, so saves follow the path).
 #include <sys/stat.h>
 
+#include <chrono>
+#include <future>
 #include <set>
+#include <thread>
 
+#include "runtime/Text.h"
+#include "runtime/Variant.h"
 #include "tests/platform/spcdb/SpcFixture.h"
 #include "tests/support/Historian.h"
 
@@ -142,6 +147,67 @@ TEST_P(SpcDatabaseTest, TwoSessionsSavingAtOnceLoseNothing) {
   holder.get();
   EXPECT_TRUE(platform::IsUnavailable(kept)) << kept.Description();
   run(*b, "SELECT 1");
+
+  // Sessions that queue for the shared connection are written in one transaction. Here the
+  // first one waits for `a` and the three behind it are written together.
+  run(*a, "CREATE TABLE kept (n INTEGER PRIMARY KEY)");
+  run(*a, "CREATE TABLE later (n INTEGER REFERENCES kept (n) DEFERRABLE INITIALLY DEFERRED)");
+  std::vector<std::shared_ptr<platform::SpcSession>> queued;
+  for (int i = 0; i < 4; ++i) queued.push_back(OpenSession());
+  auto together = [&](const std::vector<std::string>& sql) {
+    std::promise<void> held, let;
+    auto holding = std::async(std::launch::async, [&] {
+      a->Use([&](platform::SpcLink&) {
+        held.set_value();
+        let.get_future().wait();
+      });
+    });
+    held.get_future().wait();
+    std::vector<std::future<int32_t>> writes;
+    for (size_t i = 0; i < sql.size(); ++i) {
+      writes.push_back(std::async(std::launch::async, [&, i] {
+        return ErrorOf([&] {
+          queued[i]->Transact([&](platform::SpcLink& link) {
+            for (const std::string& statement : runtime::Split(sql[i], ";")) {
+              link.Connection().Execute(statement);
+            }
+          });
+        });
+      }));
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    let.set_value();
+    holding.get();
+    std::vector<int32_t> errors;
+    for (auto& write : writes) errors.push_back(write.get());
+    return errors;
+  };
+  // Whether or not it shared its commit, a session reports a write done exactly when it is
+  // in the database. One that fails is undone alone, what it wrote before failing too; a
+  // commit that fails is the failure of every session it would have served.
+  auto agree = [&](int first, const std::vector<int32_t>& errors) {
+    for (size_t i = 0; i < errors.size(); ++i) {
+      bool found = false;
+      a->Use([&](platform::SpcLink& link) {
+        found = !link.Connection()
+                     .Execute("SELECT n FROM kept WHERE n = ?",
+                              std::vector<runtime::Variant>{static_cast<int32_t>(first + i)})
+                     ->Eof();
+      });
+      EXPECT_EQ(found, errors[i] == 0) << "write " << i;
+    }
+    EXPECT_NE(errors[2], 0);
+  };
+  const std::vector<int32_t> errors =
+      together({"INSERT INTO kept VALUES (1)", "INSERT INTO kept VALUES (2)",
+                "INSERT INTO kept VALUES (3);INSERT INTO nowhere VALUES (3)",
+                "INSERT INTO kept VALUES (4)"});
+  agree(1, errors);
+  EXPECT_EQ(std::count(errors.begin(), errors.end(), 0), 3) << "the others are written";
+
+  agree(5, together({"INSERT INTO kept VALUES (5)", "INSERT INTO kept VALUES (6)",
+                     "INSERT INTO kept VALUES (7);INSERT INTO later VALUES (99)",
+                     "INSERT INTO kept VALUES (8)"}));
 }
 
 std::shared_ptr<platform::SpcSession> SessionOn(
