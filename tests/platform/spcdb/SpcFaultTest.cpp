@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <chrono>
+#include <functional>
 #include <future>
 #include <set>
 #include <thread>
@@ -133,18 +134,23 @@ TEST_P(SpcDatabaseTest, TwoSessionsSavingAtOnceLoseNothing) {
   if (!sqlite) return;
   // One kept waiting for the shared connection as long as for the file's lock fails as that
   // wait does: the database is away for now, and a spool would keep the subgroup.
-  b->Settings().SetOdbcPolicy({.queryTimeout = 1});
-  std::promise<void> holding, release;
-  auto holder = std::async(std::launch::async, [&] {
-    a->Use([&](platform::SpcLink&) {
-      holding.set_value();
-      release.get_future().wait();
+  // Runs `during` while `a` holds the shared connection.
+  auto whileHeld = [&](const std::function<void()>& during) {
+    std::promise<void> holding, release;
+    auto holder = std::async(std::launch::async, [&] {
+      a->Use([&](platform::SpcLink&) {
+        holding.set_value();
+        release.get_future().wait();
+      });
     });
-  });
-  holding.get_future().wait();
-  const runtime::Error kept = ErrorFrom([&] { run(*b, "SELECT 1"); });
-  release.set_value();
-  holder.get();
+    holding.get_future().wait();
+    during();
+    release.set_value();
+    holder.get();
+  };
+  b->Settings().SetOdbcPolicy({.queryTimeout = 1});
+  runtime::Error kept(0, "");
+  whileHeld([&] { kept = ErrorFrom([&] { run(*b, "SELECT 1"); }); });
   EXPECT_TRUE(platform::IsUnavailable(kept)) << kept.Description();
   run(*b, "SELECT 1");
 
@@ -155,29 +161,21 @@ TEST_P(SpcDatabaseTest, TwoSessionsSavingAtOnceLoseNothing) {
   std::vector<std::shared_ptr<platform::SpcSession>> queued;
   for (int i = 0; i < 4; ++i) queued.push_back(OpenSession());
   auto together = [&](const std::vector<std::string>& sql) {
-    std::promise<void> held, let;
-    auto holding = std::async(std::launch::async, [&] {
-      a->Use([&](platform::SpcLink&) {
-        held.set_value();
-        let.get_future().wait();
-      });
-    });
-    held.get_future().wait();
     std::vector<std::future<int32_t>> writes;
-    for (size_t i = 0; i < sql.size(); ++i) {
-      writes.push_back(std::async(std::launch::async, [&, i] {
-        return ErrorOf([&] {
-          queued[i]->Transact([&](platform::SpcLink& link) {
-            for (const std::string& statement : runtime::Split(sql[i], ";")) {
-              link.Connection().Execute(statement);
-            }
+    whileHeld([&] {
+      for (size_t i = 0; i < sql.size(); ++i) {
+        writes.push_back(std::async(std::launch::async, [&, i] {
+          return ErrorOf([&] {
+            queued[i]->Transact([&](platform::SpcLink& link) {
+              for (const std::string& statement : runtime::Split(sql[i], ";")) {
+                link.Connection().Execute(statement);
+              }
+            });
           });
-        });
-      }));
-      std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    }
-    let.set_value();
-    holding.get();
+        }));
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+      }
+    });
     std::vector<int32_t> errors;
     for (auto& write : writes) errors.push_back(write.get());
     return errors;
