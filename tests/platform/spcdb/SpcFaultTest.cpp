@@ -9,7 +9,6 @@
 #include <set>
 #include <thread>
 
-#include "runtime/Text.h"
 #include "runtime/Variant.h"
 #include "tests/platform/spcdb/SpcFixture.h"
 #include "tests/support/Historian.h"
@@ -160,16 +159,22 @@ TEST_P(SpcDatabaseTest, TwoSessionsSavingAtOnceLoseNothing) {
   run(*a, "CREATE TABLE later (n INTEGER REFERENCES kept (n) DEFERRABLE INITIALLY DEFERRED)");
   std::vector<std::shared_ptr<platform::SpcSession>> queued;
   for (int i = 0; i < 4; ++i) queued.push_back(OpenSession());
-  auto together = [&](const std::vector<std::string>& sql) {
+  const auto insert = [](platform::SpcLink& link, const char* table, int32_t n) {
+    link.Connection().Execute(std::string("INSERT INTO ") + table + " (n) VALUES (?)",
+                              std::vector<runtime::Variant>{n});
+  };
+  // Queued session i writes the row first + i; the third then does `fault`. Whether or not
+  // it shared its commit, a session reports its write done exactly when the row is in the
+  // database. Returns each session's error.
+  auto queuedWrites = [&](int32_t first, const std::function<void(platform::SpcLink&)>& fault) {
     std::vector<std::future<int32_t>> writes;
     whileHeld([&] {
-      for (size_t i = 0; i < sql.size(); ++i) {
+      for (int32_t i = 0; i < 4; ++i) {
         writes.push_back(std::async(std::launch::async, [&, i] {
           return ErrorOf([&] {
             queued[i]->Transact([&](platform::SpcLink& link) {
-              for (const std::string& statement : runtime::Split(sql[i], ";")) {
-                link.Connection().Execute(statement);
-              }
+              insert(link, "kept", first + i);
+              if (i == 2) fault(link);
             });
           });
         }));
@@ -177,35 +182,26 @@ TEST_P(SpcDatabaseTest, TwoSessionsSavingAtOnceLoseNothing) {
       }
     });
     std::vector<int32_t> errors;
-    for (auto& write : writes) errors.push_back(write.get());
-    return errors;
-  };
-  // Whether or not it shared its commit, a session reports a write done exactly when it is
-  // in the database. One that fails is undone alone, what it wrote before failing too; a
-  // commit that fails is the failure of every session it would have served.
-  auto agree = [&](int first, const std::vector<int32_t>& errors) {
-    for (size_t i = 0; i < errors.size(); ++i) {
+    for (int32_t i = 0; i < 4; ++i) {
+      errors.push_back(writes[i].get());
       bool found = false;
       a->Use([&](platform::SpcLink& link) {
         found = !link.Connection()
                      .Execute("SELECT n FROM kept WHERE n = ?",
-                              std::vector<runtime::Variant>{static_cast<int32_t>(first + i)})
+                              std::vector<runtime::Variant>{first + i})
                      ->Eof();
       });
       EXPECT_EQ(found, errors[i] == 0) << "write " << i;
     }
     EXPECT_NE(errors[2], 0);
+    return errors;
   };
+  // One that fails is undone alone, what it wrote before failing too.
   const std::vector<int32_t> errors =
-      together({"INSERT INTO kept VALUES (1)", "INSERT INTO kept VALUES (2)",
-                "INSERT INTO kept VALUES (3);INSERT INTO nowhere VALUES (3)",
-                "INSERT INTO kept VALUES (4)"});
-  agree(1, errors);
+      queuedWrites(1, [&](platform::SpcLink& link) { insert(link, "nowhere", 3); });
   EXPECT_EQ(std::count(errors.begin(), errors.end(), 0), 3) << "the others are written";
-
-  agree(5, together({"INSERT INTO kept VALUES (5)", "INSERT INTO kept VALUES (6)",
-                     "INSERT INTO kept VALUES (7);INSERT INTO later VALUES (99)",
-                     "INSERT INTO kept VALUES (8)"}));
+  // A commit that fails is the failure of every session it would have served.
+  queuedWrites(5, [&](platform::SpcLink& link) { insert(link, "later", 99); });
 }
 
 std::shared_ptr<platform::SpcSession> SessionOn(
