@@ -26,6 +26,9 @@ constexpr size_t kBatchReadings = 5000;
 // The SQLite result codes of a file that is no database, or a damaged one.
 constexpr int32_t kSqliteCorrupt = 11;
 constexpr int32_t kSqliteNotADatabase = 26;
+// The SQLite result codes of a file another connection holds locked past the lock wait.
+constexpr int32_t kSqliteBusy = 5;
+constexpr int32_t kSqliteLocked = 6;
 
 // Distinguishes this run of the host from earlier ones in the keys it makes.
 std::string RunId() {
@@ -67,6 +70,13 @@ SpcSpool::SpcSpool(std::string path, std::string hostId, int64_t maxBytes, LogLi
   try {
     Refresh();
   } catch (const runtime::Error& error) {
+    if (error.Number() == kSqliteBusy || error.Number() == kSqliteLocked) {
+      // Hosts starting together, or a forward by hand, hold it: no reason to stop this
+      // host, which reads what the spool holds at its first save.
+      unread_ = true;
+      log_("The local spool is in use and is read later", Said(error), path_);
+      return;
+    }
     if (error.Number() != kSqliteNotADatabase && error.Number() != kSqliteCorrupt) {
       throw runtime::Error(error.Number(),
                            "The local spool " + path_ + " cannot be opened: " + error.Description(),
@@ -163,6 +173,14 @@ void SpcSpool::SaveAhead(const runtime::Error& refusal) {
 
 bool SpcSpool::Holding() {
   std::lock_guard lock(mutex_);
+  if (unread_) {
+    // Still in use: this subgroup is saved directly, and the next save looks again.
+    try {
+      Refresh();
+      Spooling(waiting_ > 0);
+    } catch (const runtime::Error&) {
+    }
+  }
   return waiting_ > 0;
 }
 
@@ -401,6 +419,7 @@ SpcSpoolFile& SpcSpool::File() {
 void SpcSpool::Refresh() {
   depth_ = File().Count(database_);
   waiting_ = File().Waiting(database_);
+  unread_ = false;
 }
 
 void SpcSpool::Spooling(bool spooling) {

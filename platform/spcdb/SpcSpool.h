@@ -47,7 +47,8 @@ class SpcSpool {
   // exists); `hostId` names this host in the keys; beyond `maxBytes` of subgroups nothing
   // more is kept; `now` times the forwards' back-off. A file there that is no spool (not
   // an SQLite database, or a damaged one) is moved aside to `path`.corrupt-TIME, logged,
-  // and a new spool begins.
+  // and a new spool begins. One that others hold locked is logged and read at the first
+  // save that finds it free.
   SpcSpool(std::string path, std::string hostId, int64_t maxBytes, LogLine log,
            SteadyTime now = runtime::Monotonic);
   SpcSpool(const SpcSpool&) = delete;
@@ -70,7 +71,8 @@ class SpcSpool {
   int64_t Depth() const { return depth_.load(); }
   // Subgroups neither the database nor the spool took since this object was made.
   int64_t Lost() const { return lost_.load(); }
-  // True while subgroups wait to be forwarded: a new one must queue behind them.
+  // True while subgroups wait to be forwarded: a new one must queue behind them. Reads a
+  // spool that was locked at the start.
   bool Holding();
 
   // Forwards what the spool holds to `target`, oldest first, until it is empty or the
@@ -156,6 +158,8 @@ class SpcSpool {
   std::atomic<int64_t> lost_{0};
   // Held and not refused.
   int64_t waiting_ = 0;
+  // Since a start that found the file locked, until it is read.
+  bool unread_ = false;
   uint64_t sequence_ = 0;
   // Since the "unavailable" log line, until the "available again" one.
   bool spooling_ = false;

@@ -348,7 +348,8 @@ TEST_F(SpoolOnLockedFile, ASpoolOnAFullDiskForwardsWhatItHolds) {
 }
 
 // A spool that is not one at start is moved aside and a new one begins; one deleted while
-// the host runs is written again at its path with what it held.
+// the host runs is written again at its path with what it held; one locked at start is read
+// at the first save that finds it free.
 TEST_F(SpoolOnLockedFile, AnUnreadableSpoolIsMovedAsideAndADeletedOneIsWrittenAgain) {
   std::ofstream(folder_.File("spool.db")) << std::string(4096, 'x');
   auto spool = MakeSpool();
@@ -369,6 +370,16 @@ TEST_F(SpoolOnLockedFile, AnUnreadableSpoolIsMovedAsideAndADeletedOneIsWrittenAg
   spool.reset();
   EXPECT_EQ(platform::SpcSpoolFile(folder_.File("spool.db")).Count(""), 4);
   EXPECT_EQ(testsupport::FileMode(folder_.File("spool.db")), 0600u);
+
+  platform::OdbcConnection other;
+  other.Open("Driver=SQLite3;Database=" + folder_.File("spool.db"), "", "");
+  other.Execute("BEGIN EXCLUSIVE");
+  spool = MakeSpool();
+  ASSERT_EQ(Logged("The local spool is in use and is read later").size(), 1u);
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "database is locked", log_.back());
+  other.Execute("COMMIT");
+  EXPECT_TRUE(spool->Holding());
+  EXPECT_EQ(spool->Depth(), 4);
 }
 
 class SpoolOnDatabase : public SpoolTest, public SpcDatabaseTest {};
