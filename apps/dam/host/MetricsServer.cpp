@@ -1,115 +1,52 @@
 #include "apps/dam/host/MetricsServer.h"
 
-#include <unistd.h>
+#include <dlfcn.h>
 
-#include <QHostAddress>
-#include <QHttpServerRequest>
-#include <QHttpServerResponse>
-#include <QTcpServer>
-#include <QTcpSocket>
-#include <charconv>
-#include <memory>
-#include <optional>
+#include <filesystem>
+#include <system_error>
 
 #include "apps/shared/Failures.h"
 #include "runtime/Clock.h"
+#include "runtime/TrustedFile.h"
 
 namespace dam {
 namespace {
 
-struct Endpoint {
-  QHostAddress address;
-  uint16_t port;
-};
-
-// HOST:PORT, an IPv6 host in brackets. Names are not looked up: the address is the one
-// to bind, so that the metrics are never served on an interface nobody chose.
-std::optional<Endpoint> ParseEndpoint(const std::string& text) {
-  const size_t colon = text.rfind(':');
-  if (colon == std::string::npos) return std::nullopt;
-  std::string host = text.substr(0, colon);
-  if (host.size() > 2 && host.front() == '[' && host.back() == ']') {
-    host = host.substr(1, host.size() - 2);
-  } else if (host.find(':') != std::string::npos) {
-    return std::nullopt;
+MetricsHttpExport Load() {
+  std::error_code error;
+  const std::filesystem::path program = std::filesystem::canonical("/proc/self/exe", error);
+  const std::string file =
+      (program.parent_path() / DAM_METRICS_LIBRARY_FROM_BIN).lexically_normal().string();
+  // Its code runs as this user, as the program's does: no other user may be able to replace it.
+  const std::string why = runtime::WhyOthersCouldChange(file);
+  if (!why.empty()) {
+    throw apps::Failure(apps::kExitFailure,
+                        "refusing to load the metrics server " + file + ": " + why);
   }
-  QHostAddress address;
-  if (!address.setAddress(QString::fromStdString(host))) return std::nullopt;
-  const std::string port = text.substr(colon + 1);
-  unsigned value = 0;
-  const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), value);
-  if (port.empty() || error != std::errc() || end != port.data() + port.size() || value > 65535) {
-    return std::nullopt;
+  // Never unloaded: Qt keeps pointers into the code that made its objects.
+  void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+  if (library == nullptr) {
+    throw apps::Failure(apps::kExitFailure,
+                        std::string("cannot load the metrics server: ") + dlerror());
   }
-  return Endpoint{address, static_cast<uint16_t>(value)};
+  const auto make = reinterpret_cast<MetricsHttpExport>(dlsym(library, kMetricsHttpExportName));
+  if (make == nullptr) {
+    throw apps::Failure(apps::kExitFailure, file + " is no metrics library: it does not export " +
+                                                kMetricsHttpExportName);
+  }
+  return make;
 }
-
-// Whoever may connect to the port must not cost the drivers their descriptors (a save that
-// cannot open its database file loses the subgroup) or the process its memory: past
-// kMaxClients open connections a new one is closed at once, and a client that has sent more
-// than kMaxBytes since its last answer (a header without end, which the server would hold)
-// is cut off. A monitoring system keeps one or two connections and sends a few hundred bytes
-// a scrape.
-class BoundedListener : public QTcpServer {
- protected:
-  void incomingConnection(qintptr descriptor) override {
-    auto socket = std::make_unique<QTcpSocket>(this);
-    if (open_ >= kMaxClients || !socket->setSocketDescriptor(descriptor)) {
-      ::close(static_cast<int>(descriptor));
-      return;
-    }
-    ++open_;
-    connect(socket.get(), &QObject::destroyed, this, [this] { --open_; });
-    // Counted from the last answer on: a monitoring system's connection lives for months.
-    auto received = std::make_shared<qint64>(0);
-    connect(socket.get(), &QIODevice::readyRead, socket.get(), [socket = socket.get(), received] {
-      *received += socket->bytesAvailable();
-      if (*received > kMaxBytes) socket->abort();
-    });
-    connect(socket.get(), &QIODevice::bytesWritten, socket.get(), [received] { *received = 0; });
-    addPendingConnection(socket.release());
-  }
-
- private:
-  static constexpr int kMaxClients = 64;
-  static constexpr qint64 kMaxBytes = 1 << 20;
-  int open_ = 0;
-};
 
 }  // namespace
 
-MetricsServer::MetricsServer(const MetricsBoard& board) : board_(board) {
-  server_.route("/metrics", QHttpServerRequest::Method::Get, [this] {
-    return QHttpServerResponse("text/plain; version=0.0.4; charset=utf-8",
-                               QByteArray::fromStdString(board_.Render()));
-  });
-  server_.route("/healthz", QHttpServerRequest::Method::Get, [this] {
-    const Health health = board_.Check(runtime::Now());
-    return QHttpServerResponse(
-        "text/plain; charset=utf-8", QByteArray::fromStdString(health.reasons),
-        health.healthy ? QHttpServerResponse::StatusCode::Ok
-                       : QHttpServerResponse::StatusCode::ServiceUnavailable);
-  });
+MetricsServer::MetricsServer(const MetricsBoard& board) {
+  static const MetricsHttpExport make = Load();
+  http_.reset(
+      make([&board] { return board.Render(); }, [&board] { return board.Check(runtime::Now()); }));
 }
 
 uint16_t MetricsServer::Listen(const std::string& address, const std::string& setting) {
-  const std::optional<Endpoint> endpoint = ParseEndpoint(address);
-  if (!endpoint) {
-    throw apps::Failure(
-        apps::kExitInvalidConfiguration,
-        setting + " '" + address + "' is not an address and port (127.0.0.1:9464, [::1]:9464)");
-  }
-  // A socket of our own, for the reason a listen fails.
-  auto socket = std::make_unique<BoundedListener>();
-  if (!socket->listen(endpoint->address, endpoint->port)) {
-    throw apps::Failure(apps::kExitFailure, "cannot serve the metrics on " + address + " (" +
-                                                setting +
-                                                "): " + socket->errorString().toStdString());
-  }
-  const uint16_t port = socket->serverPort();
-  socket->setParent(&server_);
-  server_.bind(socket.release());
-  return port;
+  return http_->Listen(address, setting);
 }
 
 }  // namespace dam
