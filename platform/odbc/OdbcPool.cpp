@@ -23,9 +23,7 @@ std::shared_ptr<OdbcSession> OdbcPool::TakeKept(const std::string& connectionStr
   for (;;) {
     std::unique_ptr<OdbcSession> kept;
     {
-      std::vector<Idle> expired;
       std::unique_lock lock(mutex_);
-      expired = TakeExpired();
       if (policy.poolIdleSeconds <= 0 || closed_) return nullptr;
       // Past the limit even a kept one waits its turn: lines that all collect at one moment
       // then share a few connections, instead of each keeping the one it took at a peak.
@@ -34,8 +32,11 @@ std::shared_ptr<OdbcSession> OdbcPool::TakeKept(const std::string& connectionStr
           inUse.returned.wait_until(lock, waitUntil) != std::cv_status::timeout) {
         continue;
       }
-      auto found = std::find_if(idle_.rbegin(), idle_.rend(),
-                                [&](const Idle& idle) { return idle.key == key; });
+      // One whose time ran out waits for the reaper.
+      const Clock::time_point now = now_();
+      auto found = std::find_if(idle_.rbegin(), idle_.rend(), [&](const Idle& idle) {
+        return idle.key == key && idle.expires > now;
+      });
       if (found == idle_.rend()) return nullptr;
       kept = std::move(found->session);
       idle_.erase(std::next(found).base());
@@ -66,7 +67,6 @@ std::shared_ptr<OdbcSession> OdbcPool::Held(const std::string& key, int32_t idle
 void OdbcPool::Return(const std::string& key, int32_t idleSeconds, OdbcSession* session) noexcept {
   std::unique_ptr<OdbcSession> owned(session);
   const bool keep = idleSeconds > 0 && owned->Reset();
-  std::vector<Idle> expired;
   bool wake = false;
   try {
     std::lock_guard lock(mutex_);
@@ -75,7 +75,6 @@ void OdbcPool::Return(const std::string& key, int32_t idleSeconds, OdbcSession* 
     --inUse.count;
     inUse.returned.notify_one();
     if (!keep || closed_) return;
-    expired = TakeExpired();
     const Clock::time_point expires = now_() + std::chrono::seconds(idleSeconds);
     idle_.push_back({key, std::move(owned), expires});
     if (!reaper_.joinable()) reaper_ = std::thread([this] { Reap(); });
@@ -95,7 +94,7 @@ size_t OdbcPool::IdleCount() {
 void OdbcPool::DisconnectExpired() {
   std::vector<Idle> expired;
   std::lock_guard lock(mutex_);
-  expired = TakeExpired();
+  expired = TakeExpired(idle_.size());
 }
 
 void OdbcPool::Clear() {
@@ -115,31 +114,41 @@ void OdbcPool::Close() {
   Clear();
 }
 
-std::vector<OdbcPool::Idle> OdbcPool::TakeExpired() {
+std::vector<OdbcPool::Idle> OdbcPool::TakeExpired(size_t most) {
   std::vector<Idle> expired;
   const Clock::time_point now = now_();
   auto first = std::stable_partition(idle_.begin(), idle_.end(),
                                      [&](const Idle& idle) { return idle.expires > now; });
-  std::move(first, idle_.end(), std::back_inserter(expired));
-  idle_.erase(first, idle_.end());
+  std::sort(first, idle_.end(), [](const Idle& a, const Idle& b) { return a.expires < b.expires; });
+  auto last = idle_.end();
+  if (static_cast<size_t>(last - first) > most) last = first + static_cast<ptrdiff_t>(most);
+  std::move(first, last, std::back_inserter(expired));
+  idle_.erase(first, last);
   return expired;
 }
 
 void OdbcPool::Reap() {
+  Clock::time_point nextDisconnect = Clock::time_point::min();
   std::unique_lock lock(mutex_);
   while (!closed_) {
     reaperWakesAt_ = Clock::time_point::max();
     for (const Idle& idle : idle_) reaperWakesAt_ = std::min(reaperWakesAt_, idle.expires);
     if (reaperWakesAt_ == Clock::time_point::max()) {
       wake_.wait(lock);
-    } else {
-      // As long as the time source takes to get there.
-      wake_.wait_for(lock, reaperWakesAt_ - now_());
+      continue;
     }
-    std::vector<Idle> expired = TakeExpired();
+    reaperWakesAt_ = std::max(reaperWakesAt_, nextDisconnect);
+    // As long as the time source takes to get there.
+    wake_.wait_for(lock, reaperWakesAt_ - now_());
+    if (now_() < nextDisconnect) continue;
+    // One at a time, a pause apart: a server ending at once the hundreds of sessions that a
+    // start's data link tests left idle stalls every line's queries for seconds.
+    std::vector<Idle> expired = TakeExpired(1);
+    if (expired.empty()) continue;
     lock.unlock();
     expired.clear();
     lock.lock();
+    nextDisconnect = now_() + kBetweenDisconnects;
   }
 }
 

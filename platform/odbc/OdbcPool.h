@@ -11,6 +11,7 @@
 // a plant of hundreds of lines holds a few connections instead of one a line (those a
 // peak left idle, such as the data link tests of a start, go after the idle time); a
 // connection that does not come back in time (a hanging query) costs the wait and no more.
+// Those whose idle time ran out are disconnected one at a time, kBetweenDisconnects apart.
 #pragma once
 
 #include <chrono>
@@ -47,6 +48,8 @@ class OdbcPool {
 
   static constexpr size_t kMaxInUse = 16;
   static constexpr std::chrono::milliseconds kWaitForKept{100};
+  // Between two connections the pool's thread disconnects as their idle time runs out.
+  static constexpr std::chrono::milliseconds kBetweenDisconnects{100};
 
   // A connection kept for `connectionString` and `policy`, now waiting for locks as
   // `policy` says, or null when there is none.
@@ -57,8 +60,8 @@ class OdbcPool {
                                        const OdbcPolicy& policy);
   // Connections now kept, not in use.
   size_t IdleCount();
-  // Disconnects every kept connection whose idle time has run out. A thread of the pool
-  // calls it as the time source's time passes; tests that move the time call it.
+  // Disconnects every kept connection whose idle time has run out, at once. The pool's
+  // own thread disconnects them as the time source's time passes, a pause apart.
   void DisconnectExpired();
   // Disconnects every kept connection.
   void Clear();
@@ -80,8 +83,9 @@ class OdbcPool {
   std::shared_ptr<OdbcSession> Held(const std::string& key, int32_t idleSeconds,
                                     std::unique_ptr<OdbcSession> session);
   void Return(const std::string& key, int32_t idleSeconds, OdbcSession* session) noexcept;
-  // Moves the expired connections out, to be disconnected without the lock held.
-  std::vector<Idle> TakeExpired();
+  // Moves up to `most` expired connections out, those expired first, to be disconnected
+  // without the lock held.
+  std::vector<Idle> TakeExpired(size_t most);
   // The reaper thread: disconnects connections as their idle time runs out.
   void Reap();
 

@@ -290,6 +290,29 @@ TEST_P(OdbcConnectionTest, IdleConnectionsAreDisconnectedAfterTheirTimeOrWhenThe
   connection.Open(link_, "", "");
   EXPECT_FALSE(HasMarker(connection));
 
+  // Many that expire together go one at a time, a pause apart, on the pool's thread.
+  {
+    std::vector<std::unique_ptr<OdbcConnection>> several;
+    for (int n = 0; n < 3; ++n) {
+      several.push_back(std::make_unique<OdbcConnection>(KeptFor(1), pool));
+      several.back()->Open(link_, "", "");
+    }
+  }
+  EXPECT_EQ(pool.IdleCount(), 3u);
+  now = now.load() + std::chrono::seconds(1);
+  const auto idleBecomes = [&](size_t n) {
+    for (int tries = 0; tries < 500 && pool.IdleCount() != n; ++tries)
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return pool.IdleCount();
+  };
+  EXPECT_EQ(idleBecomes(2), 2u);
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_EQ(pool.IdleCount(), 2u) << "the next waits for the pause";
+  now = now.load() + OdbcPool::kBetweenDisconnects;
+  EXPECT_EQ(idleBecomes(1), 1u);
+  pool.DisconnectExpired();
+  EXPECT_EQ(pool.IdleCount(), 0u);
+
   OdbcConnection unpooled(KeptFor(0), pool);
   unpooled.Open(link_, "", "");
   unpooled.Close();
