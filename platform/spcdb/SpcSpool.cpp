@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "platform/odbc/ConnectionSecrets.h"
+#include "platform/odbc/OdbcDiagnostics.h"
 #include "platform/spcdb/SpcUnavailable.h"
 #include "runtime/Clock.h"
 #include "runtime/Date.h"
@@ -26,9 +27,6 @@ constexpr size_t kBatchReadings = 5000;
 // The SQLite result codes of a file that is no database, or a damaged one.
 constexpr int32_t kSqliteCorrupt = 11;
 constexpr int32_t kSqliteNotADatabase = 26;
-// The SQLite result codes of a file another connection holds locked past the lock wait.
-constexpr int32_t kSqliteBusy = 5;
-constexpr int32_t kSqliteLocked = 6;
 
 // Distinguishes this run of the host from earlier ones in the keys it makes.
 std::string RunId() {
@@ -70,7 +68,7 @@ SpcSpool::SpcSpool(std::string path, std::string hostId, int64_t maxBytes, LogLi
   try {
     Refresh();
   } catch (const runtime::Error& error) {
-    if (error.Number() == kSqliteBusy || error.Number() == kSqliteLocked) {
+    if (IsSqliteLocked(error.Number())) {
       // Hosts starting together, or a forward by hand, hold it: no reason to stop this
       // host, which reads what the spool holds at its first save.
       unread_ = true;
