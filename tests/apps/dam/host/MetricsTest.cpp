@@ -286,7 +286,7 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
   damtest::CreateLockableHistorian(locked);
   const auto holder = damtest::Lock(testsupport::SqliteLink(locked));
   // Started at the soft limit of open files systemd gives (1024), it takes the hard one: a
-  // plant's lines hold more.
+  // plant's lines hold more. So does dam-gui, which runs `dam run --activity`.
   rlimit limit{};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
   const rlimit low{std::min<rlim_t>(limit.rlim_max, 256), limit.rlim_max};
@@ -295,7 +295,22 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
       Start(DAM_PROGRAM, {"run", Configuration(), Line("line2.cfg", "Line 2", historian_),
                           Line("line3.cfg", "Line 3", locked), Line("good.cfg", "", historian_),
                           Line("away.cfg", "", work_.File("gone.db")), "--for", "60"});
+  auto gui = Start(DAM_GUI_PROGRAM, {"run", Line("gui.cfg", "GUI", historian_), "--for", "60"});
   ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  const auto openFiles = [](const QProcess& process) {
+    std::ifstream limits("/proc/" + std::to_string(process.processId()) + "/limits");
+    std::string line, soft, hard;
+    while (std::getline(limits, line) && !line.starts_with("Max open files")) {
+    }
+    std::istringstream(line.substr(std::min<size_t>(line.size(), 14))) >> soft >> hard;
+    return std::make_pair(soft, hard);
+  };
+  std::string guiOutput;
+  ASSERT_TRUE(Says(*gui, guiOutput, "running | saved")) << guiOutput;
+  const auto [guiSoft, guiHard] = openFiles(*gui);
+  Terminate(*gui);
+  EXPECT_EQ(guiSoft, guiHard);
+  EXPECT_FALSE(guiSoft.empty());
   std::string output;
   ASSERT_TRUE(Says(*run, output, "/metrics and /healthz\n")) << output;
   const size_t at = output.find("metrics: http://127.0.0.1:");
@@ -303,13 +318,9 @@ TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
   const auto port = static_cast<uint16_t>(std::stoi(output.substr(at + 26)));
   ASSERT_TRUE(Says(*run, output, "Line 1: running | saved 2 |")) << output;
   ASSERT_TRUE(Says(*run, output, "good: running | saved 4 |")) << output;
-  std::ifstream limits("/proc/" + std::to_string(run->processId()) + "/limits");
-  std::string line, soft, hard;
-  while (std::getline(limits, line) && !line.starts_with("Max open files")) {
-  }
-  ASSERT_TRUE(line.starts_with("Max open files"));
-  std::istringstream(line.substr(14)) >> soft >> hard;
-  EXPECT_EQ(soft, hard) << line;
+  const auto [soft, hard] = openFiles(*run);
+  EXPECT_EQ(soft, hard);
+  EXPECT_FALSE(soft.empty());
   const Answer metrics = Get(port, "/metrics");
   const Answer starting = Get(port, "/healthz");
   holder->Execute("ROLLBACK");
