@@ -38,6 +38,7 @@
 #include "host/ComponentsWrapper.h"
 #include "platform/components/PlatformComponents.h"
 #include "platform/odbc/OdbcConnection.h"
+#include "platform/odbc/SqliteLibrary.h"
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSubgroup.h"
 #include "runtime/Clock.h"
@@ -442,6 +443,8 @@ int RunConfiguration(const std::string& file, const std::string& spcLink, int cy
 }  // namespace
 
 int main(int argc, char** argv) {
+  // As dam sets the library up, so that a cycle here costs what it costs there.
+  platform::TuneSqliteForManyConnections();
   const std::vector<std::string> args(argv + 1, argv + argc);
   if (args.size() == 4 && args[0] == "--make-historian") {
     return MakeHistorian(args[1], std::atoi(args[2].c_str()), std::atoi(args[3].c_str()));
