@@ -109,7 +109,6 @@ bool PlatformComponents::SecuritySettingsTrusted(const std::string& key) {
 }
 
 std::unique_ptr<host::Connection> PlatformComponents::CreateConnection() {
-  if (interactive_) return CreateWindowConnection();
   return std::make_unique<OdbcConnection>(ReadOdbcPolicy());
 }
 

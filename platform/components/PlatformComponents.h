@@ -78,10 +78,6 @@ class PlatformComponents : public host::Components {
   // what it holds.
   SpcSpool& Spool();
 
-  // For a host whose user waits at a window for every connection made here (no collection
-  // runs): every connection is a window's (CreateWindowConnection).
-  void SetInteractive() { interactive_ = true; }
-
   // What dam.ini allows the connections made here and how long they may wait: read once,
   // as a connection is made at every collection and dam.ini changes only with a restart.
   OdbcPolicy ReadOdbcPolicy();
@@ -110,7 +106,6 @@ class PlatformComponents : public host::Components {
   std::atomic<bool> warnedUntrustedSettings_{false};
   std::once_flag policyRead_;
   OdbcPolicy policy_;
-  bool interactive_ = false;
   WindowLocks windowLocks_;
 };
 

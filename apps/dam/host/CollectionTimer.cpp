@@ -1,5 +1,7 @@
 #include "apps/dam/host/CollectionTimer.h"
 
+#include <utility>
+
 #include "runtime/Clock.h"
 
 namespace dam {
@@ -19,7 +21,10 @@ void CollectionTimer::Tick() {
   const runtime::Date started = runtime::Now();
   const std::chrono::nanoseconds start = runtime::Monotonic();
   armedInTick_ = false;
+  // A tick inside a tick (a box shown by a collection runs the event loop) leaves it set.
+  const bool outer = std::exchange(times_.ticking, true);
   OnTimer.Raise();
+  times_.ticking = outer;
   if (!armedInTick_) return;
   times_.last = started;
   times_.took = runtime::Monotonic() - start;

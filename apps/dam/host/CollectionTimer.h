@@ -22,6 +22,8 @@ struct CollectionTimes {
   // What the timer was last armed for: the collection the driver plans next.
   std::optional<runtime::Date> next;
   int64_t collections = 0;
+  // True while a tick runs: whatever the driver does then is a collection, if anything.
+  bool ticking = false;
 };
 
 class CollectionTimer : public host::HostTimer {

@@ -24,6 +24,12 @@ class DriverHandle::StartComponents : public host::ComponentsWrapper {
     return std::make_unique<CollectionTimer>(Target().CreateTimer(), times_);
   }
 
+  std::unique_ptr<host::Connection> CreateConnection() override {
+    if (userWaits_ && !times_.ticking) return Target().CreateWindowConnection();
+    return Target().CreateConnection();
+  }
+  void SetUserWaits() { userWaits_ = true; }
+
   std::optional<host::DataLinkTest> SharedDataLinkTest(const std::string& link) override {
     if (shared_ && shared_->first == link) return shared_->second;
     return std::nullopt;
@@ -35,6 +41,7 @@ class DriverHandle::StartComponents : public host::ComponentsWrapper {
 
  private:
   CollectionTimes& times_;
+  bool userWaits_ = false;
   std::optional<std::pair<std::string, host::DataLinkTest>> shared_;
 };
 
@@ -56,6 +63,10 @@ void DriverHandle::Read(const std::string& text) {
 
 void DriverHandle::DropLinkTest() {
   components_->StopSharing();
+}
+
+void DriverHandle::SetUserWaits() {
+  components_->SetUserWaits();
 }
 
 std::string DriverHandle::NameFor(const std::string& file) const {

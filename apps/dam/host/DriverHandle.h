@@ -55,6 +55,12 @@ class DriverHandle {
   // Lets go of the reading's data link test when no Load follows (a reload that gave up),
   // so that a later test of the same link is a new one.
   void DropLinkTest();
+  // For a handle whose user waits at a window for what its driver does outside a collection
+  // (loading, a setup dialog's OK, the tag browser): from now on, every connection made here
+  // outside a tick of the driver's timer is a window's (PlatformComponents::
+  // CreateWindowConnection), which gives up on a locked historian in seconds; a collection's
+  // keeps QueryTimeout.
+  void SetUserWaits();
   // The reading's NAME, else the stem of `file`: the name a driver is initialised with.
   std::string NameFor(const std::string& file) const;
 

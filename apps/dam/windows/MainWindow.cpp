@@ -89,6 +89,7 @@ void MainWindow::AddConfiguration(const std::string& path) {
 void MainWindow::LoadDriver(Row& row, const std::string& text) {
   row.handle = std::make_unique<DriverHandle>();
   DriverHandle& handle = *row.handle;
+  handle.SetUserWaits();
   handle.OpenModule(driverClass_);
   handle.Read(text);
   const std::string name = handle.NameFor(row.path);

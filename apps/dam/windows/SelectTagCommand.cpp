@@ -15,7 +15,7 @@ int SelectTagCommand(const SelectTagOptions& options) {
   std::unique_ptr<QCoreApplication> application;
   if (QCoreApplication::instance() == nullptr) application = MakeWindowsApplication();
   DriverHandle handle;
-  handle.Components().SetInteractive();
+  handle.SetUserWaits();
   handle.Read(ReadConfigurationFile(options.config, false));
   if (!ui::SelectTag(handle.Components(), handle.Reading(), value)) return 1;
   std::cout << value << std::endl;

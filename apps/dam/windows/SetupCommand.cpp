@@ -19,7 +19,7 @@ int SetupCommand(const SetupOptions& options) {
   std::unique_ptr<QCoreApplication> application;
   if (QCoreApplication::instance() == nullptr) application = MakeWindowsApplication();
   DriverHandle handle;
-  handle.Components().SetInteractive();
+  handle.SetUserWaits();
   WarnIfSettingsShowPasswords(handle.Components());
   handle.OpenModule(options.driverClass);
   // A new configuration starts from the driver's defaults, named after its file.
