@@ -43,6 +43,15 @@ std::shared_ptr<const OdbcHandle> SharedEnvironment() {
   return *shared;
 }
 
+// The SQLite ODBC driver keeps the connections of an environment in one list, which it
+// changes without a lock as a connection is made or ended: on SQLite those two take turns
+// across the process. Both are short there (a file opens or closes); other drivers make
+// their connections side by side, so that a server that does not answer holds up no other.
+std::unique_lock<std::mutex> TurnToConnect(bool sqliteDriver) {
+  static std::mutex turns;
+  return sqliteDriver ? std::unique_lock(turns) : std::unique_lock<std::mutex>();
+}
+
 bool ConnectionFailed(const OdbcHandle& handle) {
   const std::optional<OdbcDiagnostic> first = Diagnostic(handle.type(), handle.get());
   return first && IsConnectionLost(first->state);
@@ -93,11 +102,15 @@ OdbcSession::OdbcSession(const std::string& connectionString, const OdbcPolicy& 
                           SQL_IS_UINTEGER),
         "SQLSetConnectAttr");
   }
-  connection_.Check(
-      SQLDriverConnect(connection_.get(), nullptr, reinterpret_cast<SQLCHAR*>(text.data()),
-                       static_cast<SQLSMALLINT>(text.size()), nullptr, 0, nullptr,
-                       SQL_DRIVER_NOPROMPT),
-      "SQLDriverConnect");
+  sqliteDriver_ = IsSqliteDriver(library);
+  {
+    const std::unique_lock turn = TurnToConnect(sqliteDriver_);
+    connection_.Check(
+        SQLDriverConnect(connection_.get(), nullptr, reinterpret_cast<SQLCHAR*>(text.data()),
+                         static_cast<SQLSMALLINT>(text.size()), nullptr, 0, nullptr,
+                         SQL_DRIVER_NOPROMPT),
+        "SQLDriverConnect");
+  }
   if (IsPostgresDriver(library) && std::getenv("PGTZ") == nullptr) {
     try {
       UseHostTimeZone();
@@ -106,7 +119,7 @@ OdbcSession::OdbcSession(const std::string& connectionString, const OdbcPolicy& 
       throw;
     }
   }
-  if (IsSqliteDriver(library)) {
+  if (sqliteDriver_) {
     typedPerRow_ = true;
     try {
       NoteSqliteFile();
@@ -173,6 +186,7 @@ bool OdbcSession::SqliteFileMoved() const {
 OdbcSession::~OdbcSession() {
   kept_.clear();
   if (manualCommit_) SQLEndTran(SQL_HANDLE_DBC, connection_.get(), SQL_ROLLBACK);
+  const std::unique_lock turn = TurnToConnect(sqliteDriver_);
   SQLDisconnect(connection_.get());
 }
 

@@ -107,6 +107,7 @@ class OdbcSession {
   int32_t queryTimeout_ = 0;
   int32_t lockWait_ = 0;
   bool repeatsLockWaits_ = false;
+  bool sqliteDriver_ = false;
   bool typedPerRow_ = false;
   bool manualCommit_ = false;
   mutable std::atomic<bool> broken_{false};
