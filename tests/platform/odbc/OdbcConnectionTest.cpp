@@ -401,7 +401,7 @@ TEST_P(OdbcConnectionTest, ManyCyclesLeakNeitherDescriptorsNorMemory) {
   std::vector<std::thread> lines;
   for (int line = 0; line < 32; ++line) {
     lines.emplace_back([&] {
-      for (int i = 0; i < (GetParam() == "SQLite" ? 300 : 20); ++i) {
+      for (int i = 0; i < (GetParam() == "SQLite" ? 300 : 5); ++i) {
         failed += ErrorOf([&] {
                     OdbcConnection unkept(KeptFor(0));
                     unkept.Open(link, "", "");
