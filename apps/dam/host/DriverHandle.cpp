@@ -14,7 +14,8 @@
 namespace dam {
 
 // The platform's components, handing the data link test of the reading on to the module's
-// check and the driver's Load while the handle starts, with timers that time collections.
+// check and the driver's Load while the handle starts, with timers that time collections;
+// for a user who waits (SetUserWaits), window connections outside a collection.
 class DriverHandle::StartComponents : public host::ComponentsWrapper {
  public:
   StartComponents(host::Components& target, CollectionTimes& times)
