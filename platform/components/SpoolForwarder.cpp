@@ -21,7 +21,8 @@ SpoolForwarder::SpoolForwarder(std::shared_ptr<SpcSpool> spool, bool strictTests
     std::call_once(started_, [this] { thread_.start(); });
     QMetaObject::invokeMethod(&worker_, [this] { Tick(); });
   });
-  if (spool_->Depth() > 0) std::call_once(started_, [this] { thread_.start(); });
+  if (spool_->Depth() > 0 || spool_->Unread())
+    std::call_once(started_, [this] { thread_.start(); });
 }
 
 SpoolForwarder::~SpoolForwarder() {
@@ -32,9 +33,11 @@ SpoolForwarder::~SpoolForwarder() {
 }
 
 void SpoolForwarder::Tick() {
+  // A spool locked at the start is read here too: a line may not save for hours.
+  spool_->Holding();
   Forward();
   // An empty spool sleeps until a save keeps a subgroup and wakes it.
-  if (spool_->Depth() == 0) {
+  if (spool_->Depth() == 0 && !spool_->Unread()) {
     timer_->stop();
   } else if (!timer_->isActive()) {
     timer_->start(1000);

@@ -1,8 +1,8 @@
 // Forwards what the host's spool holds on a thread of its own, started once the spool holds
-// something, so that collection goes on at its pace while the SPC database is slow to
-// answer or keeps a lock. While the spool holds subgroups a Qt timer in that thread checks
-// every second; a save that kept a subgroup wakes it at once; the spool's back-off decides
-// whether to try (1 s doubling to 60 s while the database stays away). It uses a session of
+// something or was found locked at the start, so that collection goes on at its pace while the SPC
+// database is slow to answer or keeps a lock. While the spool holds subgroups a Qt timer in that
+// thread checks every second; a save that kept a subgroup wakes it at once; the spool's back-off
+// decides whether to try (1 s doubling to 60 s while the database stays away). It uses a session of
 // its own on the database the host's sessions last opened.
 #pragma once
 

@@ -74,6 +74,8 @@ class SpcSpool {
   // True while subgroups wait to be forwarded: a new one must queue behind them. Reads a
   // spool that was locked at the start.
   bool Holding();
+  // Since a start that found the file locked, until Holding could read it.
+  bool Unread() const { return unread_.load(); }
 
   // Forwards what the spool holds to `target`, oldest first, until it is empty or the
   // database is away, in batches of a few dozen, each written in one transaction and marked
@@ -158,8 +160,7 @@ class SpcSpool {
   std::atomic<int64_t> lost_{0};
   // Held and not refused.
   int64_t waiting_ = 0;
-  // Since a start that found the file locked, until it is read.
-  bool unread_ = false;
+  std::atomic<bool> unread_ = false;
   uint64_t sequence_ = 0;
   // Since the "unavailable" log line, until the "available again" one.
   bool spooling_ = false;

@@ -1,8 +1,8 @@
 // No subgroup is lost while the SPC database is away, through the real programs: dam keeps
 // what it cannot save in its spool and forwards it when the database is back, grouped by
 // fault: a PostgreSQL server stopped mid-run, the host killed while forwarding, an SQLite
-// file or a PostgreSQL table another program keeps locked, a spool that cannot be read or
-// cannot keep anything, and a subgroup the database refuses for itself.
+// file, a PostgreSQL table or the spool another program keeps locked, a spool that cannot be read
+// or cannot keep anything, and a subgroup the database refuses for itself.
 
 #include <signal.h>
 
@@ -259,6 +259,27 @@ TEST_F(SpoolHost, AnSqliteFileLockedByAnotherProgramLosesNoSubgroup) {
                  EXPECT_TRUE(locker.waitForFinished());
                },
                kLock, "database is locked"}});
+
+  // A host killed with subgroups kept leaves them in the spool. The next finds the spool held
+  // by another program and reads it once it is free, though its line (hourly) saves nothing
+  // that would look at the spool.
+  StartHistorian();
+  const auto database = damtest::Lock(Spc());
+  auto killed = RunOn(Spc(), Configuration());
+  ASSERT_TRUE(WaitFor([&] { return Spooled().size() >= 2; }, 30)) << Log();
+  killed->kill();
+  killed->waitForFinished();
+  database->Execute("ROLLBACK");
+  StopHistorian();
+  const std::vector<double> kept = Spooled();
+  const auto spool = damtest::Lock("Driver=SQLite3;Database=" + work_.File("data/spool.db"));
+  auto hourly = RunOn(Spc(), Configuration(damtest::kWeight, 2, 2));
+  ASSERT_TRUE(WaitFor([&] { return Logged("The local spool is in use and is read later"); }, 30))
+      << Log();
+  spool->Execute("ROLLBACK");
+  EXPECT_TRUE(WaitFor([&] { return Spooled().empty(); }, 15)) << Log();
+  Terminate(*hourly);
+  ExpectOnceInOrder(Saved(Spc()), kept);
 }
 
 // A spool that is no database is moved aside at start; one that cannot keep anything
