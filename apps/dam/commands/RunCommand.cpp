@@ -80,8 +80,13 @@ std::optional<platform::SpcRules> CheckedRules(host::Components& components,
 int Running(const RunOptions& options) {
   // Made before anything starts a thread. A collection blocked in a database call is
   // cancelled, so that the loop gets to stop the drivers; SIGHUP rereads the
-  // configurations once the run has started them.
+  // configurations, and one that comes while the run starts them does once it has.
   std::atomic<RunConfigurations*> reloading = nullptr;
+  std::atomic<bool> reloadAsked = false;
+  const auto reload = [](RunConfigurations* run) {
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(), [run] { run->Reload(); }, Qt::QueuedConnection);
+  };
   StopSignals stop(
       [] {
         if (QCoreApplication* application = QCoreApplication::instance()) {
@@ -89,11 +94,10 @@ int Running(const RunOptions& options) {
         }
       },
       [] { platform::CancelRunningStatements(); }, std::chrono::milliseconds(500),
-      [&reloading] {
-        if (RunConfigurations* run = reloading.load()) {
-          QMetaObject::invokeMethod(
-              QCoreApplication::instance(), [run] { run->Reload(); }, Qt::QueuedConnection);
-        }
+      [&] {
+        reloadAsked = true;
+        RunConfigurations* run = reloading.load();
+        if (run && reloadAsked.exchange(false)) reload(run);
       });
   // Windows need a display; a run without them works without one.
   const std::unique_ptr<QCoreApplication> application =
@@ -123,6 +127,7 @@ int Running(const RunOptions& options) {
   run.Start();
   service.Ready();
   reloading = &run;
+  if (reloadAsked.exchange(false)) reload(&run);
   const std::unique_ptr<QSocketNotifier> closing =
       WatchForClosing(STDOUT_FILENO, [&run] { run.Look(); });
   // A run given a time ends on it; a QTimer counts up to 24 days at a time.
