@@ -13,6 +13,7 @@
 #include "apps/dam/host/ConfigFile.h"
 #include "apps/dam/host/ConfigurationName.h"
 #include "apps/dam/host/ConfigurationPaths.h"
+#include "apps/dam/host/JournalLines.h"
 #include "apps/dam/host/LoopProgress.h"
 #include "apps/dam/output/StatusLines.h"
 #include "apps/shared/Failures.h"
@@ -78,7 +79,8 @@ RunConfigurations::RunConfigurations(const RunOptions& options, const RunObserve
       service_(service),
       stop_(stop),
       runEvents_(std::cout, ""),
-      terminal_(isatty(STDOUT_FILENO) != 0) {}
+      terminal_(isatty(STDOUT_FILENO) != 0),
+      journal_(IsJournalStream(STDOUT_FILENO)) {}
 
 void RunConfigurations::Start() {
   const std::vector<std::string> files = Files();
@@ -369,7 +371,7 @@ void RunConfigurations::Show(Shown& shown, bool several) {
                         errors);
   }
   const std::string line = StatusLine(status);
-  if (!options_.ndjson && !terminal_ && line != shown.line) {
+  if (!options_.ndjson && !terminal_ && line != shown.line && Journals(shown, status)) {
     const platform::LineNote note(
         {.configuration = configuration.Name(), .collectionTime = status.lastCollection});
     std::cout << (several ? configuration.Name() + ": " : "") << line << std::endl;
@@ -377,6 +379,18 @@ void RunConfigurations::Show(Shown& shown, bool several) {
   shown.line = line;
   if (shown.outOfControl && status.saved != shown.checkedAt) shown.outOfControl->Saved();
   shown.checkedAt = status.saved;
+}
+
+bool RunConfigurations::Journals(Shown& shown, const RunningConfiguration::Status& status) const {
+  if (!journal_) return true;
+  std::string matters = status.state + '\n' + status.lastError + '\n' +
+                        std::to_string(status.lost) + (status.spooled > 0 ? "\nspooling" : "") +
+                        (status.lastCollection ? "\ncollected" : "");
+  const auto now = std::chrono::steady_clock::now();
+  if (matters == shown.journaled && now - shown.journaledAt < kJournalStatusEvery) return false;
+  shown.journaled = std::move(matters);
+  shown.journaledAt = now;
+  return true;
 }
 
 int RunConfigurations::Finish() {

@@ -5,6 +5,7 @@
 
 #include <QObject>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <future>
@@ -104,6 +105,10 @@ class RunConfigurations {
     int32_t checkedAt = 0;
     // When its newest error came, in the order of the run's errors; 0: none yet.
     uint64_t errorAt = 0;
+    // In the journal: what its last status line there told that matters (see Journals), and
+    // when it was written.
+    std::string journaled;
+    std::chrono::steady_clock::time_point journaledAt;
   };
 
   // A configuration handed a changed text, until its driver took it.
@@ -198,6 +203,15 @@ class RunConfigurations {
 
   // Shows what changed in `shown` since its last look: its status line or event, its errors.
   void Show(Shown& shown, bool several);
+  // Whether `shown`'s changed status line, `status`, goes to the output. In the journal each
+  // line is an entry kept for weeks, and a line's counts and next collection change at every
+  // collection: hundreds of lines at one a second would crowd out what matters and reach
+  // journald's rate limit, which then drops the errors too. There a line is written at the
+  // first collection and when its state, last error or losses change or its spool starts or
+  // stops holding subgroups, and otherwise every kJournalStatusEvery; `systemctl status` and
+  // the metrics keep the counts.
+  bool Journals(Shown& shown, const RunningConfiguration::Status& status) const;
+  static constexpr std::chrono::minutes kJournalStatusEvery{10};
 
   // Finishes the out-of-control checks of `stopped`, whose drivers stopped: what each found in
   // what its driver saved is told now. One still waiting on the SPC database 3 s on is left
@@ -217,6 +231,7 @@ class RunConfigurations {
   StopSignals& stop_;
   RunEvents runEvents_;
   const bool terminal_;
+  const bool journal_;
   QObject context_;
   std::atomic<bool> lookPending_ = false;
   std::vector<std::unique_ptr<Shown>> running_;
