@@ -32,8 +32,11 @@ class SpcDialect {
   // waits by kSpcLockWaitSeconds (SQLite's are bounded by the connection's query timeout).
   void Configure(OdbcConnection& connection) const;
 
-  // The column definition of a table's generated identifier.
+  // The column definition of a named record's generated identifier, which the host interface
+  // carries in 32 bits.
   const char* IdColumn() const;
+  // The column definition of a subgroup's generated identifier: 64-bit (SQLite's rowid is).
+  const char* SubgroupIdColumn() const;
   // A query giving the identifier the connection's last INSERT generated.
   const char* LastIdQuery() const;
   // A select-list expression giving the double in `column` to its last bit. The SQLite ODBC

@@ -16,7 +16,9 @@
 namespace platform {
 namespace {
 
-// "{id}" stands for the dialect's generated identifier column.
+// "{id}" and "{subgroup id}" stand for the dialect's generated identifier columns. Subgroup
+// identifiers are 64-bit; PostgreSQL tables made while they were 32-bit keep their columns:
+// widening them rewrites the largest tables, far too long for a start (see README).
 // Version 1: named records in groups, lots, subgroups with their descriptors and readings.
 const std::vector<const char*> kVersion1 = {
     "CREATE TABLE part_groups (id {id}, name TEXT NOT NULL UNIQUE)",
@@ -38,17 +40,17 @@ const std::vector<const char*> kVersion1 = {
     "CREATE TABLE descriptors (id {id}, name TEXT NOT NULL,"
     " group_id INTEGER NOT NULL REFERENCES descriptor_groups (id), UNIQUE (group_id, name))",
     "CREATE TABLE lots (id {id}, name TEXT NOT NULL UNIQUE)",
-    "CREATE TABLE subgroups (id {id}, subgroup_time TIMESTAMP NOT NULL,"
+    "CREATE TABLE subgroups (id {subgroup id}, subgroup_time TIMESTAMP NOT NULL,"
     " size INTEGER NOT NULL, part_id INTEGER REFERENCES parts (id),"
     " process_id INTEGER REFERENCES processes (id), job_id INTEGER REFERENCES jobs (id),"
     " shift_id INTEGER REFERENCES shifts (id), lot_id INTEGER REFERENCES lots (id),"
     " session_number INTEGER NOT NULL)",
     "CREATE TABLE subgroup_descriptors ("
-    "subgroup_id INTEGER NOT NULL REFERENCES subgroups (id), ordinal INTEGER NOT NULL,"
+    "subgroup_id BIGINT NOT NULL REFERENCES subgroups (id), ordinal INTEGER NOT NULL,"
     " descriptor_id INTEGER NOT NULL REFERENCES descriptors (id),"
     " PRIMARY KEY (subgroup_id, ordinal))",
     "CREATE TABLE readings ("
-    "subgroup_id INTEGER NOT NULL REFERENCES subgroups (id), ordinal INTEGER NOT NULL,"
+    "subgroup_id BIGINT NOT NULL REFERENCES subgroups (id), ordinal INTEGER NOT NULL,"
     " test_id INTEGER NOT NULL REFERENCES tests (id), sample INTEGER NOT NULL,"
     " value DOUBLE PRECISION NOT NULL, serial_number TEXT NOT NULL,"
     " defect_code TEXT NOT NULL, PRIMARY KEY (subgroup_id, ordinal))",
@@ -56,7 +58,9 @@ const std::vector<const char*> kVersion1 = {
 
 void CreateTables(OdbcConnection& connection, const SpcDialect& dialect) {
   for (const char* statement : kVersion1) {
-    connection.Execute(runtime::ReplaceNoCase(statement, "{id}", dialect.IdColumn()));
+    connection.Execute(runtime::ReplaceNoCase(
+        runtime::ReplaceNoCase(statement, "{subgroup id}", dialect.SubgroupIdColumn()), "{id}",
+        dialect.IdColumn()));
   }
 }
 

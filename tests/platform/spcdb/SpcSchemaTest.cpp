@@ -39,9 +39,20 @@ TEST_P(SpcDatabaseTest, SchemaIsCreatedOnFirstOpenKeptOnReopenAndUpgradedFromEmp
 }
 
 // Names are one without regard to case (SpcSaveTest): a database of the first version
-// upgrades unless two names differ only in case.
+// upgrades unless two names differ only in case. Its 32-bit subgroup identifiers on
+// PostgreSQL stay as they are, and serve.
 TEST_P(SpcDatabaseTest, OldDatabasesUpgradeToNamesWithoutCaseAndToConfigurationsOrSayWhyNot) {
   SaveSubgroup(OpenSession(), SampleSubgroup(1));
+  const std::string kSubgroupIdTypes =
+      "SELECT data_type AS version FROM information_schema.columns WHERE (table_name ="
+      " 'subgroups' AND column_name = 'id') OR column_name = 'subgroup_id' ORDER BY table_name";
+  if (GetParam() == Backend::PostgreSQL) {
+    EXPECT_EQ(Query(*database_, kSubgroupIdTypes), "bigint,bigint,bigint");
+    for (const char* column :
+         {"readings ALTER COLUMN subgroup_id", "subgroup_descriptors ALTER COLUMN subgroup_id",
+          "subgroups ALTER COLUMN id"})
+      Query(*database_, std::string("ALTER TABLE ") + column + " TYPE INTEGER");
+  }
   // Back to the first version's tables, with two tests that differ only in case.
   for (const platform::SpcTable* table : platform::NamedTables()) {
     const std::string name = table->name;
@@ -78,6 +89,11 @@ TEST_P(SpcDatabaseTest, OldDatabasesUpgradeToNamesWithoutCaseAndToConfigurations
   EXPECT_EQ(subgroups[0].readings.size(), 4u) << "the old row keeps its readings";
   EXPECT_EQ(subgroups[0].time, SampleSubgroup(1).time);
   EXPECT_EQ(subgroups[1].configuration, "Linie 3 \"Füller\"; DROP TABLE subgroups");
+  EXPECT_EQ(subgroups[1].readings, SampleSubgroup(2).readings);
+  EXPECT_EQ(platform::ReadSubgroupRange(*session, subgroups[1].id, subgroups[1].id).size(), 1u);
+  if (GetParam() == Backend::PostgreSQL) {
+    EXPECT_EQ(Query(*database_, kSubgroupIdTypes), "integer,integer,integer");
+  }
 }
 
 TEST(SpcSessionTest, SessionWithoutDatabaseFailsClearly) {
