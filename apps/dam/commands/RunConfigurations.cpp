@@ -225,7 +225,7 @@ void RunConfigurations::CollectChanges(bool finishing) {
       continue;
     }
     RunningConfiguration& configuration = *leaving->shown->configuration;
-    const int32_t saved = configuration.Look().saved;
+    const int64_t saved = configuration.Look().saved;
     savedByGone_ += saved;
     if (!stopped) {
       leftBehind_.push_back(configuration.File());

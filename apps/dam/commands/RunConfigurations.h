@@ -102,7 +102,7 @@ class RunConfigurations {
     std::string unavailable;
     // With rules: told of each count of saved subgroups the driver reaches.
     std::unique_ptr<OutOfControlCheck> outOfControl;
-    int32_t checkedAt = 0;
+    int64_t checkedAt = 0;
     // When its newest error came, in the order of the run's errors; 0: none yet.
     uint64_t errorAt = 0;
     // In the journal: what its last status line there told that matters (see Journals), and

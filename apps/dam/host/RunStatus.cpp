@@ -40,8 +40,8 @@ RunStatus::RunStatus(platform::PlatformComponents& components,
           [this](const std::string& line) { logLines_.push_back(line); })),
       shownErrors_(components.Shown().Last().count) {}
 
-int32_t RunStatus::SavedSubgroups() const {
-  return static_cast<int32_t>(components_.Saves().Count() - firstCount_);
+int64_t RunStatus::SavedSubgroups() const {
+  return components_.Saves().Count() - firstCount_;
 }
 
 std::string RunStatus::NextCollection() const {

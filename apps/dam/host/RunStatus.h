@@ -32,7 +32,7 @@ class RunStatus {
   RunStatus(platform::PlatformComponents& components, const config::Configuration1& configuration);
 
   // Subgroups this host saved since this object was made.
-  int32_t SavedSubgroups() const;
+  int64_t SavedSubgroups() const;
   // The next point of the subgroup schedule after now, as general date text; "none" and
   // the reason when the schedule cannot be computed.
   std::string NextCollection() const;

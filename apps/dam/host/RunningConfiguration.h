@@ -62,7 +62,7 @@ class RunningConfiguration {
   // How the driver is doing, as of its thread's last round.
   struct Status {
     std::string state = "starting";
-    int32_t saved = 0;
+    int64_t saved = 0;
     int64_t spooled = 0;
     int64_t lost = 0;
     std::string next;

@@ -29,7 +29,7 @@ void RunEvents::Put(const QJsonObject& event) {
   out_ << JsonLine(event) << std::flush;
 }
 
-void RunEvents::Write(const std::string& state, int32_t saved, int64_t spooled, int64_t lost,
+void RunEvents::Write(const std::string& state, int64_t saved, int64_t spooled, int64_t lost,
                       const std::string& next, const std::vector<RunError>& errors) {
   for (const RunError& error : errors) Error(error);
   const Status status{state, saved, spooled, lost};
@@ -37,7 +37,7 @@ void RunEvents::Write(const std::string& state, int32_t saved, int64_t spooled, 
   last_ = status;
   QJsonObject event = Event("status");
   event.insert("state", Text(state));
-  event.insert("saved", saved);
+  event.insert("saved", static_cast<qint64>(saved));
   event.insert("spooled", static_cast<qint64>(spooled));
   event.insert("lost", static_cast<qint64>(lost));
   event.insert("next", Text(next));

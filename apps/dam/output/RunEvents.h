@@ -38,7 +38,7 @@ class RunEvents {
 
   // After each look at the driver: an error event per error in `errors`, then a status
   // event when the state or a count differs from the last one written.
-  void Write(const std::string& state, int32_t saved, int64_t spooled, int64_t lost,
+  void Write(const std::string& state, int64_t saved, int64_t spooled, int64_t lost,
              const std::string& next, const std::vector<RunError>& errors);
   void Error(const RunError& error);
   void OutOfControl(const dam::OutOfControl& found);
@@ -51,7 +51,7 @@ class RunEvents {
  private:
   struct Status {
     std::string state;
-    int32_t saved;
+    int64_t saved;
     int64_t spooled;
     int64_t lost;
     friend bool operator==(const Status&, const Status&) = default;

@@ -38,7 +38,7 @@ struct MainWindow::Row {
   std::unique_ptr<DriverHandle> handle;
   bool loaded = false;
   // Saved by the handles the row had before its current one.
-  int32_t savedBefore = 0;
+  int64_t savedBefore = 0;
   std::unique_ptr<RunStatus> status;
   std::unique_ptr<ChartWindow> chart;
   int32_t state = host::kDriverStopped;
