@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "platform/spcdb/SpcRunRules.h"
+#include "platform/spcdb/SpcSubgroupId.h"
 #include "runtime/Date.h"
 
 namespace platform {
@@ -35,7 +36,7 @@ std::string ChartFigure(double value);
 
 // One subgroup's samples of the characteristic.
 struct SpcChartSubgroup {
-  int32_t id = 0;
+  SpcSubgroupId id = 0;
   runtime::Date time;
   // The samples that hold a measured value, in sample order.
   std::vector<double> values;
@@ -55,7 +56,7 @@ struct SpcChartBasis {
 };
 
 struct SpcChartPoint {
-  int32_t id;
+  SpcSubgroupId id;
   runtime::Date time;
   int32_t n;
   double mean;

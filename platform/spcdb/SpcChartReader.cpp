@@ -20,7 +20,7 @@ constexpr char kLatest[] =
     " AND r.subgroup_id IN (SELECT DISTINCT l.subgroup_id FROM readings l"
     " JOIN subgroups ls ON ls.id = l.subgroup_id WHERE l.test_id = ?";
 constexpr char kLatestOfConfiguration[] = " AND ls.configuration_name = ?";
-constexpr char kLatestUpTo[] = " AND l.subgroup_id <= ?";
+constexpr char kLatestUpTo[] = " AND l.subgroup_id <= CAST(? AS BIGINT)";
 constexpr char kLatestEnd[] = " ORDER BY l.subgroup_id DESC LIMIT ?)";
 constexpr char kFrom[] = " AND s.subgroup_time >= ?";
 constexpr char kTo[] = " AND s.subgroup_time <= ?";
@@ -61,7 +61,7 @@ std::vector<SpcChartSubgroup> ReadChartWindow(SpcSession& session, int32_t testI
               (window.upTo ? kLatestUpTo : "") + kLatestEnd;
     parameters.emplace_back(testId);
     if (configuration) parameters.emplace_back(window.configuration);
-    if (window.upTo) parameters.emplace_back(*window.upTo);
+    if (window.upTo) parameters.push_back(SubgroupIdParameter(*window.upTo));
     parameters.emplace_back(window.last);
   }
   if (configuration) {
@@ -75,7 +75,7 @@ std::vector<SpcChartSubgroup> ReadChartWindow(SpcSession& session, int32_t testI
     subgroups.clear();
     const std::string sql = ReadingsQuery(link.Dialect()) + filter;
     for (auto rows = link.Connection().Execute(sql, parameters); !rows->Eof(); rows->MoveNext()) {
-      const int32_t id = runtime::ToLong(rows->Field("subgroup_id"));
+      const SpcSubgroupId id = SubgroupIdOf(rows->Field("subgroup_id"));
       if (subgroups.empty() || subgroups.back().id != id) {
         subgroups.push_back({id, runtime::ToDate(rows->Field("subgroup_time")), {}, 0});
       }

@@ -9,6 +9,7 @@
 
 #include "platform/spcdb/SpcChart.h"
 #include "platform/spcdb/SpcSession.h"
+#include "platform/spcdb/SpcSubgroupId.h"
 #include "runtime/Date.h"
 
 namespace platform {
@@ -28,7 +29,7 @@ struct SpcChartWindow {
   // The latest subgroups that hold the test, up to the subgroup `upTo` when given (the
   // window a subgroup was judged in as it arrived)...
   int32_t last = 25;
-  std::optional<int32_t> upTo{};
+  std::optional<SpcSubgroupId> upTo{};
   // ... or, when either is given, those whose subgroup time is from `from` and up to `to`.
   std::optional<runtime::Date> from{}, to{};
   // Only the subgroups this configuration saved; "" for all.

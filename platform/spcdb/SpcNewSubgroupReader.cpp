@@ -12,12 +12,12 @@ constexpr int32_t kBatch = 1000;
 
 }  // namespace
 
-SpcNewSubgroupReader::SpcNewSubgroupReader(SpcSession& session, int32_t after,
+SpcNewSubgroupReader::SpcNewSubgroupReader(SpcSession& session, SpcSubgroupId after,
                                            std::chrono::milliseconds holeWait)
     : session_(session), last_(after), holeWait_(holeWait) {}
 
 std::vector<SpcSubgroupData> SpcNewSubgroupReader::Poll(Clock::time_point now) {
-  std::vector<int32_t> ids = SubgroupIdsAfter(session_, last_, kBatch);
+  std::vector<SpcSubgroupId> ids = SubgroupIdsAfter(session_, last_, kBatch);
   // Newer than the newest the database holds: it is another one (a file replaced at its path,
   // a database made anew), whose identifiers start again.
   if (ids.empty() && last_ > 0 && LastSubgroupId(session_) < last_) {
@@ -27,12 +27,12 @@ std::vector<SpcSubgroupData> SpcNewSubgroupReader::Poll(Clock::time_point now) {
   }
   if (ids.empty()) return {};
   // A full batch hides the gaps above it, which are as old as the newest identifier.
-  const int32_t newest = ids.size() < static_cast<size_t>(kBatch)
-                             ? ids.back()
-                             : std::max(ids.back(), LastSubgroupId(session_));
+  const SpcSubgroupId newest = ids.size() < static_cast<size_t>(kBatch)
+                                   ? ids.back()
+                                   : std::max(ids.back(), LastSubgroupId(session_));
   if (seen_.empty() || seen_.back().newest < newest) seen_.push_back({newest, now});
-  int32_t ready = last_;
-  for (const int32_t id : ids) {
+  SpcSubgroupId ready = last_;
+  for (const SpcSubgroupId id : ids) {
     if (id != ready + 1) {
       const auto since =
           std::ranges::find_if(seen_, [&](const Seen& seen) { return seen.newest > ready + 1; });

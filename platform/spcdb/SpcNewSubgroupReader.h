@@ -15,6 +15,7 @@
 
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSubgroupData.h"
+#include "platform/spcdb/SpcSubgroupId.h"
 
 namespace platform {
 
@@ -23,7 +24,7 @@ class SpcNewSubgroupReader {
   using Clock = std::chrono::steady_clock;
 
   // Gives what is saved after the subgroup `after`.
-  SpcNewSubgroupReader(SpcSession& session, int32_t after,
+  SpcNewSubgroupReader(SpcSession& session, SpcSubgroupId after,
                        std::chrono::milliseconds holeWait = std::chrono::seconds(10));
 
   // The subgroups saved since the last call that can be given now, oldest first. Fails
@@ -32,16 +33,16 @@ class SpcNewSubgroupReader {
 
   // The identifier of the last subgroup given; lower than before once the database was
   // found replaced.
-  int32_t Last() const { return last_; }
+  SpcSubgroupId Last() const { return last_; }
 
  private:
   SpcSession& session_;
-  int32_t last_;
+  SpcSubgroupId last_;
   std::chrono::milliseconds holeWait_;
   // When each newest identifier above last_ was first seen: one missing below `newest` has
   // been missing since `at`.
   struct Seen {
-    int32_t newest;
+    SpcSubgroupId newest;
     Clock::time_point at;
   };
   std::deque<Seen> seen_;

@@ -20,18 +20,20 @@ constexpr char kSubgroups[] =
     " LEFT JOIN jobs j ON j.id = s.job_id LEFT JOIN job_groups jg ON jg.id = j.group_id"
     " LEFT JOIN shifts h ON h.id = s.shift_id LEFT JOIN shift_groups hg ON hg.id = h.group_id"
     " LEFT JOIN lots l ON l.id = s.lot_id"
-    " WHERE s.id BETWEEN ? AND ? ORDER BY s.id";
+    " WHERE s.id BETWEEN CAST(? AS BIGINT) AND CAST(? AS BIGINT) ORDER BY s.id";
 constexpr char kDescriptors[] =
     "SELECT sd.subgroup_id, g.name AS group_name, d.name"
     " FROM subgroup_descriptors sd JOIN descriptors d ON d.id = sd.descriptor_id"
     " JOIN descriptor_groups g ON g.id = d.group_id"
-    " WHERE sd.subgroup_id BETWEEN ? AND ? ORDER BY sd.subgroup_id, sd.ordinal";
+    " WHERE sd.subgroup_id BETWEEN CAST(? AS BIGINT) AND CAST(? AS BIGINT)"
+    " ORDER BY sd.subgroup_id, sd.ordinal";
 std::string ReadingsQuery(const SpcDialect& dialect) {
   return "SELECT r.subgroup_id, g.name AS group_name, t.name, r.sample, " +
          dialect.ExactDouble("r.value") +
          " AS value, r.serial_number, r.defect_code"
          " FROM readings r JOIN tests t ON t.id = r.test_id JOIN test_groups g ON g.id = t.group_id"
-         " WHERE r.subgroup_id BETWEEN ? AND ? ORDER BY r.subgroup_id, r.ordinal";
+         " WHERE r.subgroup_id BETWEEN CAST(? AS BIGINT) AND CAST(? AS BIGINT)"
+         " ORDER BY r.subgroup_id, r.ordinal";
 }
 
 std::string Text(const host::Recordset& rows, std::string_view field) {
@@ -44,21 +46,21 @@ std::optional<SpcName> Named(const host::Recordset& rows, const char* groupField
   return SpcName{Text(rows, groupField), Text(rows, nameField)};
 }
 
-std::vector<SpcSubgroupData> ReadRange(SpcLink& link, int32_t first, int32_t last) {
+std::vector<SpcSubgroupData> ReadRange(SpcLink& link, SpcSubgroupId first, SpcSubgroupId last) {
   OdbcConnection& connection = link.Connection();
   std::vector<SpcSubgroupData> subgroups;
-  const std::vector<runtime::Variant> range{first, last};
+  const std::vector<runtime::Variant> range{SubgroupIdParameter(first), SubgroupIdParameter(last)};
 
   // Another session may commit a subgroup inside the range between the queries below;
   // its rows are left out.
-  std::unordered_map<int32_t, size_t> byId;
+  std::unordered_map<SpcSubgroupId, size_t> byId;
   auto of = [&](const host::Recordset& rows) -> SpcSubgroupData* {
-    auto it = byId.find(runtime::ToLong(rows.Field("subgroup_id")));
+    auto it = byId.find(SubgroupIdOf(rows.Field("subgroup_id")));
     return it == byId.end() ? nullptr : &subgroups[it->second];
   };
   for (auto rows = connection.Execute(kSubgroups, range); !rows->Eof(); rows->MoveNext()) {
     SpcSubgroupData& s = subgroups.emplace_back();
-    s.id = runtime::ToLong(rows->Field("id"));
+    s.id = SubgroupIdOf(rows->Field("id"));
     s.time = runtime::ToDate(rows->Field("subgroup_time"));
     s.size = runtime::ToLong(rows->Field("size"));
     s.sessionNumber = runtime::ToLong(rows->Field("session_number"));
@@ -98,41 +100,43 @@ std::vector<SpcSubgroupData> ReadSubgroups(SpcSession& session, int32_t count) {
     auto ids = link.Connection().Execute("SELECT id FROM subgroups ORDER BY id DESC LIMIT ?",
                                          std::vector<runtime::Variant>{count});
     if (ids->Eof()) return;
-    const int32_t last = runtime::ToLong(ids->Field("id"));
-    int32_t first = last;
-    for (; !ids->Eof(); ids->MoveNext()) first = runtime::ToLong(ids->Field("id"));
+    const SpcSubgroupId last = SubgroupIdOf(ids->Field("id"));
+    SpcSubgroupId first = last;
+    for (; !ids->Eof(); ids->MoveNext()) first = SubgroupIdOf(ids->Field("id"));
     subgroups = ReadRange(link, first, last);
   });
   return subgroups;
 }
 
-std::vector<SpcSubgroupData> ReadSubgroupRange(SpcSession& session, int32_t first, int32_t last) {
+std::vector<SpcSubgroupData> ReadSubgroupRange(SpcSession& session, SpcSubgroupId first,
+                                               SpcSubgroupId last) {
   std::vector<SpcSubgroupData> subgroups;
   if (first > last) return subgroups;
   session.Use([&](SpcLink& link) { subgroups = ReadRange(link, first, last); });
   return subgroups;
 }
 
-std::vector<int32_t> SubgroupIdsAfter(SpcSession& session, int32_t after, int32_t limit) {
-  std::vector<int32_t> ids;
+std::vector<SpcSubgroupId> SubgroupIdsAfter(SpcSession& session, SpcSubgroupId after,
+                                            int32_t limit) {
+  std::vector<SpcSubgroupId> ids;
   session.Use([&](SpcLink& link) {
     ids.clear();
-    for (auto rows =
-             link.Connection().Execute("SELECT id FROM subgroups WHERE id > ? ORDER BY id LIMIT ?",
-                                       std::vector<runtime::Variant>{after, limit});
+    for (auto rows = link.Connection().Execute(
+             "SELECT id FROM subgroups WHERE id > CAST(? AS BIGINT) ORDER BY id LIMIT ?",
+             std::vector<runtime::Variant>{SubgroupIdParameter(after), limit});
          !rows->Eof(); rows->MoveNext()) {
-      ids.push_back(runtime::ToLong(rows->Field("id")));
+      ids.push_back(SubgroupIdOf(rows->Field("id")));
     }
   });
   return ids;
 }
 
-int32_t LastSubgroupId(SpcSession& session) {
-  int32_t id = 0;
+SpcSubgroupId LastSubgroupId(SpcSession& session) {
+  SpcSubgroupId id = 0;
   session.Use([&](SpcLink& link) {
     const runtime::Variant last =
         link.Connection().Execute("SELECT MAX(id) AS id FROM subgroups")->Field("id");
-    id = last.IsNull() ? 0 : runtime::ToLong(last);
+    id = last.IsNull() ? 0 : SubgroupIdOf(last);
   });
   return id;
 }

@@ -7,6 +7,7 @@
 
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSubgroupData.h"
+#include "platform/spcdb/SpcSubgroupId.h"
 
 namespace platform {
 
@@ -17,12 +18,14 @@ std::vector<SpcSubgroupData> ReadSubgroups(SpcSession& session, int32_t count);
 
 // The subgroups with identifiers from `first` to `last`, in identifier order, read as
 // ReadSubgroups reads them.
-std::vector<SpcSubgroupData> ReadSubgroupRange(SpcSession& session, int32_t first, int32_t last);
+std::vector<SpcSubgroupData> ReadSubgroupRange(SpcSession& session, SpcSubgroupId first,
+                                               SpcSubgroupId last);
 
 // Up to `limit` identifiers above `after`, ascending: a cheap look for new subgroups.
-std::vector<int32_t> SubgroupIdsAfter(SpcSession& session, int32_t after, int32_t limit);
+std::vector<SpcSubgroupId> SubgroupIdsAfter(SpcSession& session, SpcSubgroupId after,
+                                            int32_t limit);
 
 // The highest identifier saved; 0 for an empty database.
-int32_t LastSubgroupId(SpcSession& session);
+SpcSubgroupId LastSubgroupId(SpcSession& session);
 
 }  // namespace platform

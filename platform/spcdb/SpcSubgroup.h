@@ -14,6 +14,7 @@
 #include "host/HostSubgroup.h"
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSubgroupData.h"
+#include "platform/spcdb/SpcSubgroupId.h"
 
 namespace platform {
 
@@ -49,7 +50,7 @@ class SpcSubgroup : public host::HostSubgroup {
   void Save(int32_t options) override;
 
   // The identifier of the subgroup the last Save stored; 0 before, and when it was kept.
-  int32_t SavedId() const { return savedId_; }
+  SpcSubgroupId SavedId() const { return savedId_; }
 
  private:
   void Store();
@@ -59,7 +60,7 @@ class SpcSubgroup : public host::HostSubgroup {
 
   std::shared_ptr<SpcSession> session_;
   SpcSubgroupData data_;
-  int32_t savedId_ = 0;
+  SpcSubgroupId savedId_ = 0;
   std::array<std::string, 5> groups_;
   std::optional<runtime::Date> time_;
   std::optional<int32_t> size_;

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/spcdb/SpcReadings.h"
+#include "platform/spcdb/SpcSubgroupId.h"
 #include "runtime/Date.h"
 
 namespace platform {
@@ -21,7 +22,7 @@ struct SpcName {
 
 struct SpcSubgroupData {
   // Given by the database when saved.
-  int32_t id = 0;
+  SpcSubgroupId id = 0;
   runtime::Date time;
   int32_t size = 0;
   int32_t sessionNumber = 0;

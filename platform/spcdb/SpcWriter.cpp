@@ -20,28 +20,28 @@ constexpr char kInsertSubgroup[] =
 constexpr char kFindKey[] = "SELECT id FROM subgroups WHERE idempotency_key = ?";
 constexpr char kInsertDescriptors[] =
     "INSERT INTO subgroup_descriptors (subgroup_id, ordinal, descriptor_id) VALUES ";
+constexpr char kDescriptorRow[] = "(CAST(? AS BIGINT), ?, ?)";
 constexpr char kInsertReadings[] =
     "INSERT INTO readings (subgroup_id, ordinal, test_id, sample, value, serial_number,"
     " defect_code) VALUES ";
+constexpr char kReadingRow[] = "(CAST(? AS BIGINT), ?, ?, ?, ?, ?, ?)";
 
 // Rows per INSERT: powers of two up to this, so that a connection keeps at most eight
 // prepared statements per table, and 128 rows of 7 values stay under SQLite's 999 parameters.
 constexpr size_t kMostRowsPerInsert = 128;
 
-std::string MultiRowInsert(const char* head, size_t columns, size_t rows) {
-  std::string row = "(?";
-  for (size_t i = 1; i < columns; ++i) row += ", ?";
-  row += ")";
+std::string MultiRowInsert(const char* head, const char* row, size_t rows) {
   std::string sql = head;
-  for (size_t i = 0; i < rows; ++i) sql += (i == 0 ? "" : ", ") + row;
+  for (size_t i = 0; i < rows; ++i) sql += std::string(i == 0 ? "" : ", ") + row;
   return sql;
 }
 
-// Inserts `rows` rows of `columns` values, `appendRow(i, values)` giving row i's, in as
-// few statements as the batch sizes allow, each prepared once per connection. Only one batch of
-// values is held at a time: a subgroup of 50,000 readings would need 350,000.
+// Inserts `rows` rows of `columns` values each, as `row` places them, `appendRow(i, values)`
+// giving row i's, in as few statements as the batch sizes allow, each prepared once per
+// connection. Only one batch of values is held at a time: a subgroup of 50,000 readings would
+// need 350,000.
 template <typename AppendRow>
-void InsertRows(SpcLink& link, const char* head, size_t columns, size_t rows,
+void InsertRows(SpcLink& link, const char* head, const char* row, size_t columns, size_t rows,
                 const AppendRow& appendRow) {
   std::vector<runtime::Variant> batch;
   batch.reserve(std::min(rows, kMostRowsPerInsert) * columns);
@@ -49,9 +49,9 @@ void InsertRows(SpcLink& link, const char* head, size_t columns, size_t rows,
     size_t count = kMostRowsPerInsert;
     while (count > rows - done) count /= 2;
     batch.clear();
-    for (size_t row = done; row < done + count; ++row) appendRow(row, batch);
+    for (size_t i = done; i < done + count; ++i) appendRow(i, batch);
     link.Connection()
-        .Prepare(link.Dialect().RepeatedInsert(MultiRowInsert(head, columns, count)))
+        .Prepare(link.Dialect().RepeatedInsert(MultiRowInsert(head, row, count)))
         ->Execute(batch);
     done += count;
   }
@@ -82,7 +82,7 @@ SpcWritten WriteSubgroup(SpcLink& link, const SpcSubgroupData& subgroup, bool st
                          const std::string& key) {
   if (!key.empty()) {
     auto found = link.Connection().Execute(kFindKey, std::vector<runtime::Variant>{key});
-    if (!found->Eof()) return {runtime::ToLong(found->Field("id")), true};
+    if (!found->Eof()) return {SubgroupIdOf(found->Field("id")), true};
   }
   SpcCatalog& catalog = link.Catalog();
   link.Connection()
@@ -94,21 +94,22 @@ SpcWritten WriteSubgroup(SpcLink& link, const SpcSubgroupData& subgroup, bool st
                  subgroup.sessionNumber, key.empty() ? runtime::Null : runtime::Variant(key),
                  subgroup.configuration ? runtime::Variant(*subgroup.configuration)
                                         : runtime::Variant(runtime::Null)});
-  int32_t id =
-      runtime::ToLong(link.Connection().Execute(link.Dialect().LastIdQuery())->Field("id"));
+  const SpcSubgroupId id =
+      SubgroupIdOf(link.Connection().Execute(link.Dialect().LastIdQuery())->Field("id"));
+  const runtime::Variant idParameter = SubgroupIdParameter(id);
 
-  InsertRows(link, kInsertDescriptors, 3, subgroup.descriptors.size(),
+  InsertRows(link, kInsertDescriptors, kDescriptorRow, 3, subgroup.descriptors.size(),
              [&](size_t row, std::vector<runtime::Variant>& values) {
                const SpcName& descriptor = subgroup.descriptors[row];
                values.insert(values.end(),
-                             {id, static_cast<int32_t>(row + 1),
+                             {idParameter, static_cast<int32_t>(row + 1),
                               catalog.FindOrCreate(TableOf(RecordKind::Descriptor), descriptor.name,
                                                    descriptor.group)});
              });
-  InsertRows(link, kInsertReadings, 7, subgroup.readings.size(),
+  InsertRows(link, kInsertReadings, kReadingRow, 7, subgroup.readings.size(),
              [&](size_t row, std::vector<runtime::Variant>& values) {
                const SpcReadings& readings = subgroup.readings;
-               values.insert(values.end(), {id, static_cast<int32_t>(row + 1),
+               values.insert(values.end(), {idParameter, static_cast<int32_t>(row + 1),
                                             TestId(catalog, readings.Test(row),
                                                    readings.TestGroup(row), strictTests),
                                             readings.Sample(row), readings.Value(row),

@@ -7,13 +7,14 @@
 
 #include "platform/spcdb/SpcLink.h"
 #include "platform/spcdb/SpcSubgroupData.h"
+#include "platform/spcdb/SpcSubgroupId.h"
 #include "platform/spcdb/SpcTables.h"
 #include "runtime/Error.h"
 
 namespace platform {
 
 struct SpcWritten {
-  int32_t id = 0;
+  SpcSubgroupId id = 0;
   // A subgroup with the key was there already: nothing was written.
   bool existed = false;
 };

@@ -10,8 +10,11 @@
 #include <fstream>
 #include <iostream>
 #include <regex>
+#include <string>
+#include <vector>
 
 #include "platform/odbc/OdbcConnection.h"
+#include "runtime/Date.h"
 #include "runtime/Error.h"
 #include "tests/support/Historian.h"
 #include "tests/support/TempFolder.h"
@@ -159,6 +162,20 @@ std::unique_ptr<TestDatabase> MakeTestDatabase(Backend backend) {
   const char* server = std::getenv("DAM_TEST_PG_CONNECTION");
   if (!server) return nullptr;
   return std::make_unique<PostgresDatabase>(server);
+}
+
+void StartSubgroupIdsPast32Bits(const std::string& connection) {
+  platform::OdbcConnection sql;
+  sql.Open(connection, "", "");
+  sql.Execute(
+      "INSERT INTO subgroups (id, subgroup_time, size, session_number)"
+      " VALUES (CAST(? AS BIGINT), ?, 0, 0)",
+      std::vector<runtime::Variant>{static_cast<double>(kPlaceholderSubgroupId),
+                                    runtime::MakeDate({2024, 1, 1, 0, 0, 0})});
+  if (!sql.DbmsName().starts_with("SQLite")) {
+    sql.Execute("ALTER TABLE subgroups ALTER COLUMN id RESTART WITH " +
+                std::to_string(kPlaceholderSubgroupId + 1));
+  }
 }
 
 std::unique_ptr<TestDatabase> MakeStoppableDatabase(Backend backend) {

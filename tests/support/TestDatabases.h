@@ -3,6 +3,7 @@
 // started (DAM_TEST_PG_CONNECTION).
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -38,5 +39,14 @@ std::unique_ptr<TestDatabase> MakeTestDatabase(Backend backend);
 // A database that TakeAway really takes away: for PostgreSQL a server of its own, stopped
 // and started again. Null when the backend is not available here.
 std::unique_ptr<TestDatabase> MakeStoppableDatabase(Backend backend);
+
+// The subgroup StartSubgroupIdsPast32Bits leaves: 2^31 + 2.
+inline constexpr int64_t kPlaceholderSubgroupId = 2147483650;
+
+// Makes the SPC database whose tables `connection` reaches hand out subgroup identifiers past
+// 32 bits, as a database does after 2^31 saves: it holds one subgroup, without readings, with
+// kPlaceholderSubgroupId, and the next save gets the identifier after it. SQLite numbers a row
+// after the highest it holds; PostgreSQL's identity is set there as well.
+void StartSubgroupIdsPast32Bits(const std::string& connection);
 
 }  // namespace spcdbtest

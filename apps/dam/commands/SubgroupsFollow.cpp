@@ -44,14 +44,14 @@ int WriteSubgroupsAsSaved(platform::SpcSession& session, int32_t last, std::ostr
                           std::chrono::milliseconds interval) {
   const std::vector<platform::SpcSubgroupData> newest = platform::ReadSubgroups(session, last);
   if (!Write(out, newest)) return 1;
-  const int32_t after = last == kEverySubgroup ? 0
-                        : newest.empty()       ? platform::LastSubgroupId(session)
-                                               : newest.back().id;
+  const platform::SpcSubgroupId after = last == kEverySubgroup ? 0
+                                        : newest.empty()       ? platform::LastSubgroupId(session)
+                                                               : newest.back().id;
   platform::SpcNewSubgroupReader saved(session, after);
   bool away = false;
   while (!stop.WaitFor(interval)) {
     try {
-      const int32_t printed = saved.Last();
+      const platform::SpcSubgroupId printed = saved.Last();
       const std::vector<platform::SpcSubgroupData> subgroups =
           saved.Poll(platform::SpcNewSubgroupReader::Clock::now());
       if (saved.Last() < printed) {

@@ -28,7 +28,7 @@ QJsonObject ChartJson(const std::string& test, const platform::SpcChart& chart,
                       platform::SpcRules rules) {
   QJsonArray points;
   for (const platform::SpcChartPoint& p : chart.points) {
-    points.append(QJsonObject{{"id", p.id},
+    points.append(QJsonObject{{"id", static_cast<qint64>(p.id)},
                               {"time", QString::fromStdString(IsoTime(p.time))},
                               {"n", p.n},
                               {"mean", Figure(p.mean)},

@@ -34,7 +34,7 @@ QJsonObject SubgroupJson(const platform::SpcSubgroupData& subgroup) {
                                 {"defect", Text(r.defect)}});
   }
   return QJsonObject{{"schema", kJsonSchema},
-                     {"id", subgroup.id},
+                     {"id", static_cast<qint64>(subgroup.id)},
                      {"configuration", Text(subgroup.configuration)},
                      {"time", Text(IsoTime(subgroup.time))},
                      {"size", subgroup.size},

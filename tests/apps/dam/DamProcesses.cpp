@@ -185,8 +185,8 @@ std::unique_ptr<platform::OdbcConnection> Lock(const std::string& connection) {
   return holder;
 }
 
-int32_t SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session, runtime::Date time,
-                     double value) {
+platform::SpcSubgroupId SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session,
+                                     runtime::Date time, double value) {
   platform::SpcSubgroup subgroup;
   subgroup.SetDatabase(session);
   subgroup.SetGroup(host::DescriptorKind::Part, "Products");

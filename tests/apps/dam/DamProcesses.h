@@ -110,7 +110,7 @@ void CreateLockableHistorian(const std::string& path);
 // transaction.
 std::unique_ptr<platform::OdbcConnection> Lock(const std::string& connection);
 // Saves a subgroup of part P-7 with one weight, `value`, of serial S1; gives its identifier.
-int32_t SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session, runtime::Date time,
-                     double value);
+platform::SpcSubgroupId SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session,
+                                     runtime::Date time, double value);
 
 }  // namespace damtest

@@ -21,13 +21,13 @@ using namespace std::chrono_literals;
 
 using damtest::SpcWriter;
 
-int32_t Save(const std::shared_ptr<platform::SpcSession>& session, int n) {
+platform::SpcSubgroupId Save(const std::shared_ptr<platform::SpcSession>& session, int n) {
   return damtest::SaveSubgroup(session, runtime::MakeDate({2026, 11, 23, 9, n / 60 % 60, n % 60}),
                                500.0 + n);
 }
 
-std::vector<int32_t> Ids(const std::vector<platform::SpcSubgroupData>& subgroups) {
-  std::vector<int32_t> ids;
+std::vector<platform::SpcSubgroupId> Ids(const std::vector<platform::SpcSubgroupData>& subgroups) {
+  std::vector<platform::SpcSubgroupId> ids;
   for (const auto& subgroup : subgroups) ids.push_back(subgroup.id);
   return ids;
 }
@@ -50,7 +50,7 @@ TEST(SpcNewSubgroupReader, WaitsForAMissingIdentifierThenGivesItUpButNeverRepeat
   const struct {
     std::vector<int32_t> committed;
     std::chrono::seconds at;
-    std::vector<int32_t> given;
+    std::vector<platform::SpcSubgroupId> given;
   } steps[] = {
       {{2, 4}, 0s, {1, 2}},  // 3 is missing below 4: 4 waits
       {{}, 9s, {}},
@@ -74,11 +74,11 @@ TEST(SpcNewSubgroupReader, WaitsForAMissingIdentifierThenGivesItUpButNeverRepeat
 
   // Another database in its place (a file replaced at its path): its identifiers start again.
   sql.Execute("DELETE FROM subgroups");
-  EXPECT_EQ(Ids(reader.Poll(start + 41s)), std::vector<int32_t>{});
+  EXPECT_EQ(Ids(reader.Poll(start + 41s)), std::vector<platform::SpcSubgroupId>{});
   EXPECT_EQ(reader.Last(), 0);
   commit(1);
   commit(2);
-  EXPECT_EQ(Ids(reader.Poll(start + 41s)), (std::vector<int32_t>{1, 2}));
+  EXPECT_EQ(Ids(reader.Poll(start + 41s)), (std::vector<platform::SpcSubgroupId>{1, 2}));
 }
 
 class Follow : public damtest::DamProcesses, public ::testing::WithParamInterface<Backend> {
@@ -92,16 +92,17 @@ class Follow : public damtest::DamProcesses, public ::testing::WithParamInterfac
 
   // Waits for `count` lines, stops the follower and gives the identifiers it printed; what
   // each line holds besides its identifier: EndToEnd's --ndjson, written alike.
-  static std::vector<int32_t> Printed(QProcess& follower, std::string& output, size_t count) {
+  static std::vector<platform::SpcSubgroupId> Printed(QProcess& follower, std::string& output,
+                                                      size_t count) {
     WaitFor([&] { return Lines(follower, output).size() >= count; }, 20);
     QThread::msleep(600);  // a repeat would show by now
     Terminate(follower);
     EXPECT_EQ(follower.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(follower.exitCode(), 0) << follower.readAllStandardError().toStdString();
-    std::vector<int32_t> printed;
+    std::vector<platform::SpcSubgroupId> printed;
     for (const std::string& line : Lines(follower, output)) {
       printed.push_back(
-          QJsonDocument::fromJson(QByteArray::fromStdString(line)).object()["id"].toInt());
+          QJsonDocument::fromJson(QByteArray::fromStdString(line)).object()["id"].toInteger());
     }
     return printed;
   }
@@ -116,8 +117,11 @@ TEST_P(Follow, EverySubgroupSavedWhileFollowingIsPrintedOnceInOrder) {
   const std::string connection = database->ConnectionString();
   auto first = SpcWriter(connection, "Line 1");
   auto second = SpcWriter(connection, "Line 2");
-  std::vector<int32_t> expected;
+  // As in a database that took 2^31 subgroups: every identifier printed whole.
+  spcdbtest::StartSubgroupIdsPast32Bits(connection);
+  std::vector<platform::SpcSubgroupId> expected;
   for (int n = 0; n < 3; ++n) expected.push_back(Save(first, n));
+  EXPECT_EQ(expected.front(), spcdbtest::kPlaceholderSubgroupId + 1);
   expected.erase(expected.begin());  // --last 2
 
   auto follower = Start(DAM_PROGRAM,
@@ -143,7 +147,7 @@ TEST_P(Follow, EverySubgroupSavedWhileFollowingIsPrintedOnceInOrder) {
         "INSERT INTO subgroups (subgroup_time, size, session_number, configuration_name)"
         " VALUES (?, 1, 7, ?)",
         std::vector<runtime::Variant>{runtime::MakeDate({2026, 11, 23, 10, 0, 0}), "Slow"});
-    expected.push_back(runtime::ToLong(slow.Execute("SELECT lastval() AS id")->Field("id")));
+    expected.push_back(platform::SubgroupIdOf(slow.Execute("SELECT lastval() AS id")->Field("id")));
     expected.push_back(Save(first, 40));
     QThread::msleep(1500);
     slow.Commit();
@@ -190,7 +194,7 @@ TEST_P(Follow, WithWaitADatabaseNotThereYetIsWaitedFor) {
   auto follower = Start(DAM_PROGRAM, args, QProcess::SeparateChannels);
   says(*follower, said);
   std::shared_ptr<platform::SpcSession> writer;
-  std::vector<int32_t> expected;
+  std::vector<platform::SpcSubgroupId> expected;
   if (server) {
     server->GiveBack();
     says(*follower, "the SPC database answers, following it\n");

@@ -161,12 +161,16 @@ TEST(SpcChart, EachRuleBreaksOnceOnItsSeriesAndOnlyWhenOn) {
     EXPECT_FALSE(platform::ParseRules(wrong)) << wrong;
 }
 
-// One test's samples: the latest subgroups that hold it, or those of a time span, of one
-// configuration or of all; a defect code leaves its reading out and counts it.
+// One test's samples: the latest subgroups that hold it, up to one or not, or those of a time
+// span, of one configuration or of all; a defect code leaves its reading out and counts it.
+// The subgroups' identifiers are past 32 bits.
 TEST_P(SpcDatabaseTest, ChartWindowReadsOneTestsSamplesByCountOrTime) {
   auto line1 = OpenSession(), line2 = OpenSession();
   line1->SetConfigurationName("Line 1");
   line2->SetConfigurationName("Line 2");
+  StartSubgroupIdsPast32Bits(database_->ConnectionString());
+  // Subgroup i has the identifier kPlaceholderSubgroupId + i.
+  std::vector<platform::SpcSubgroupId> ids{kPlaceholderSubgroupId};
   for (int i = 1; i <= 6; ++i) {
     platform::SpcSubgroupData subgroup = SampleSubgroup(i);
     if (i == 4)
@@ -174,13 +178,16 @@ TEST_P(SpcDatabaseTest, ChartWindowReadsOneTestsSamplesByCountOrTime) {
           {"Dimensions", "Width", 1, 0.1 + 0.2, "", ""},
           {"Dimensions", "Width", 2, std::numeric_limits<double>::max(), "", "D3"}};
     if (i == 5) subgroup.readings = {{"Visual", "Scratches", 1, 0, "", "D17"}};
-    SaveSubgroup(i % 2 ? line1 : line2, subgroup);
+    ids.push_back(SaveSubgroup(i % 2 ? line1 : line2, subgroup));
+    EXPECT_EQ(ids.back(), kPlaceholderSubgroupId + i);
   }
   // Another writer stored an infinity: read, and left out of the chart.
   line2->Use([&](platform::SpcLink& link) {
-    link.Connection().Execute(std::string("UPDATE readings SET value = ") +
-                              (GetParam() == Backend::SQLite ? "9e999" : "'Infinity'") +
-                              " WHERE subgroup_id = 6 AND sample = 2 AND value = 10.5");
+    link.Connection().Execute(
+        std::string("UPDATE readings SET value = ") +
+            (GetParam() == Backend::SQLite ? "9e999" : "'Infinity'") +
+            " WHERE subgroup_id = CAST(? AS BIGINT) AND sample = 2 AND value = 10.5",
+        std::vector<runtime::Variant>{platform::SubgroupIdParameter(ids[6])});
   });
   const std::vector<platform::SpcSubgroupData> stored = platform::ReadSubgroups(*line1, 1);
   ASSERT_EQ(stored.size(), 1u);
@@ -201,6 +208,7 @@ TEST_P(SpcDatabaseTest, ChartWindowReadsOneTestsSamplesByCountOrTime) {
   } cases[] = {
       {{.last = 3}, "3: 13.25 10.5 | 4: 0.30000000000000004 +1 | 6: 16.25 +1"},
       {{.last = 3, .configuration = "Line 1"}, "1: 11.25 10.5 | 3: 13.25 10.5"},
+      {{.last = 2, .upTo = ids[4]}, "3: 13.25 10.5 | 4: 0.30000000000000004 +1"},
       {{.from = at(2), .to = at(4)}, "2: 12.25 10.5 | 3: 13.25 10.5 | 4: 0.30000000000000004 +1"},
       {{.from = at(4)}, "4: 0.30000000000000004 +1 | 6: 16.25 +1"},
       {{.to = at(3), .configuration = "Line 2"}, "2: 12.25 10.5"},
@@ -208,7 +216,7 @@ TEST_P(SpcDatabaseTest, ChartWindowReadsOneTestsSamplesByCountOrTime) {
   for (const auto& c : cases) {
     std::string read;
     for (const SpcChartSubgroup& s : platform::ReadChartWindow(*line1, width->id, c.window)) {
-      read += (read.empty() ? "" : " | ") + std::to_string(s.id) + ":";
+      read += (read.empty() ? "" : " | ") + std::to_string(s.id - kPlaceholderSubgroupId) + ":";
       for (double v : s.values) read += " " + runtime::ExactNumberText(v);
       if (s.leftOut) read += " +" + std::to_string(s.leftOut);
     }

@@ -47,8 +47,8 @@ SpcSubgroupData SampleSubgroup(int n) {
   return subgroup;
 }
 
-int32_t SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session,
-                     const SpcSubgroupData& subgroup) {
+platform::SpcSubgroupId SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session,
+                                     const SpcSubgroupData& subgroup) {
   platform::SpcSubgroup target;
   target.SetDatabase(session);
   auto set = [&](DescriptorKind kind, const std::optional<SpcName>& name) {

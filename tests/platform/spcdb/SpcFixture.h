@@ -57,8 +57,8 @@ platform::SpcSubgroupData SampleSubgroup(int n);
 
 // Saves `subgroup` through a new SpcSubgroup on `session`, handing it over as a driver
 // would; gives the stored identifier.
-int32_t SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session,
-                     const platform::SpcSubgroupData& subgroup);
+platform::SpcSubgroupId SaveSubgroup(const std::shared_ptr<platform::SpcSession>& session,
+                                     const platform::SpcSubgroupData& subgroup);
 
 // The names of the records ListRecords gives.
 std::vector<std::string> Names(platform::SpcSession& session, host::RecordKind kind,

@@ -65,9 +65,12 @@ TEST_P(SpcDatabaseTest, SavedSubgroupsReadBackExactlyAndNamesAreCreatedOnce) {
 }
 
 // Rows go in by several rows to a statement: every count around the batch sizes keeps
-// each row, its order and its values, subgroup after subgroup on the same statements.
-TEST_P(SpcDatabaseTest, ManyReadingsAndDescriptorsKeepTheirOrder) {
+// each row, its order and its values, subgroup after subgroup on the same statements. The
+// subgroups' identifiers are past 32 bits, as in a database that took 2^31 of them.
+TEST_P(SpcDatabaseTest, ManyReadingsAndDescriptorsKeepTheirOrderPast32BitIdentifiers) {
   auto session = OpenSession();
+  StartSubgroupIdsPast32Bits(database_->ConnectionString());
+  platform::SpcSubgroupId expectedId = kPlaceholderSubgroupId;
   for (int count : {1, 3, 127, 128, 129, 300, 1000}) {
     SpcSubgroupData subgroup = SampleSubgroup(count);
     subgroup.size = 5;
@@ -84,6 +87,7 @@ TEST_P(SpcDatabaseTest, ManyReadingsAndDescriptorsKeepTheirOrder) {
     ASSERT_EQ(subgroup.readings.size(), added.size());
     for (size_t i = 0; i < added.size(); ++i) EXPECT_EQ(subgroup.readings[i], added[i]) << i;
     subgroup.id = SaveSubgroup(session, subgroup);
+    EXPECT_EQ(subgroup.id, ++expectedId);
     EXPECT_EQ(ReadSubgroups(*session, 1), (std::vector<SpcSubgroupData>{subgroup})) << count;
   }
 }

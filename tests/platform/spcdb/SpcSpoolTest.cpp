@@ -72,9 +72,9 @@ class SpoolTest {
     return lines;
   }
 
-  // What the database holds, without the identifiers it gave.
-  static std::vector<SpcSubgroupData> Stored(platform::SpcSession& session) {
-    auto stored = platform::ReadSubgroups(session, 1000);
+  // What the database holds, the last `count` subgroups, without the identifiers it gave.
+  static std::vector<SpcSubgroupData> Stored(platform::SpcSession& session, int32_t count = 1000) {
+    auto stored = platform::ReadSubgroups(session, count);
     for (auto& subgroup : stored) subgroup.id = 0;
     return stored;
   }
@@ -388,16 +388,25 @@ INSTANTIATE_TEST_SUITE_P(Databases, SpoolOnDatabase,
                          ::testing::Values(Backend::SQLite, Backend::PostgreSQL),
                          [](const auto& info) { return ::testing::PrintToString(info.param); });
 
+// The subgroups' identifiers are past 32 bits, as in a database that took 2^31 of them.
 TEST_P(SpoolOnDatabase, AForwardCommittedButNotRemovedIsNotSavedTwice) {
   auto spool = MakeSpool();
   auto session = SpoolingSession(database_->ConnectionString(), spool);
+  StartSubgroupIdsPast32Bits(database_->ConnectionString());
   Keep(*spool, 0, 3);
   // What a host killed between the database's commit and the spool's delete leaves.
   platform::SpcSpoolFile file(folder_.File("spool.db"));
   const auto first = file.Oldest("", 1, 1);
   ASSERT_EQ(first.size(), 1u);
   session->Transact([&](platform::SpcLink& link) {
-    platform::WriteSubgroup(link, first[0].data, false, first[0].key);
+    EXPECT_EQ(platform::WriteSubgroup(link, first[0].data, false, first[0].key).id,
+              kPlaceholderSubgroupId + 1);
+  });
+  session->Transact([&](platform::SpcLink& link) {
+    const platform::SpcWritten again =
+        platform::WriteSubgroup(link, first[0].data, false, first[0].key);
+    EXPECT_EQ(again.id, kPlaceholderSubgroupId + 1);
+    EXPECT_TRUE(again.existed);
   });
 
   // A forward asked to stop (the host stops) leaves what waits for the next start.
@@ -408,7 +417,8 @@ TEST_P(SpoolOnDatabase, AForwardCommittedButNotRemovedIsNotSavedTwice) {
   // Taken out of the spool, but counted by the forward that wrote it.
   EXPECT_EQ(spool->Forward(*session, true), 2);
   EXPECT_EQ(spool->Depth(), 0);
-  EXPECT_EQ(Stored(*session), Samples(0, 3));
+  EXPECT_EQ(Stored(*session, 3), Samples(0, 3));
+  EXPECT_EQ(platform::LastSubgroupId(*session), kPlaceholderSubgroupId + 3);
   EXPECT_PRED_FORMAT2(testing::IsSubstring, "1 more were in the SPC database",
                       Logged("SPC database available again").at(0));
 
