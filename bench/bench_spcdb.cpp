@@ -18,6 +18,7 @@
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcSession.h"
 #include "platform/spcdb/SpcSubgroup.h"
+#include "platform/spcdb/SpcSubgroupId.h"
 #include "runtime/Clock.h"
 #include "runtime/Error.h"
 
@@ -85,19 +86,20 @@ class Baseline {
         "INSERT INTO subgroups (subgroup_time, size, part_id, process_id, job_id, shift_id,"
         " lot_id, session_number) VALUES (?, ?, ?, ?, ?, ?, ?, ?)");
     descriptor_ = connection_.Prepare(
-        "INSERT INTO subgroup_descriptors (subgroup_id, ordinal, descriptor_id) VALUES (?, ?, ?)");
+        "INSERT INTO subgroup_descriptors (subgroup_id, ordinal, descriptor_id)"
+        " VALUES (CAST(? AS BIGINT), ?, ?)");
     reading_ = connection_.Prepare(
         "INSERT INTO readings (subgroup_id, ordinal, test_id, sample, value, serial_number,"
-        " defect_code) VALUES (?, ?, ?, ?, ?, ?, ?)");
+        " defect_code) VALUES (CAST(? AS BIGINT), ?, ?, ?, ?, ?, ?)");
   }
 
   void Save() {
     connection_.BeginTransaction();
     subgroup_->Execute({runtime::Now(), kSamples, part_, process_, job_, shift_, lot_, 1});
-    int32_t id = runtime::ToLong(
+    const Variant id = platform::SubgroupIdParameter(platform::SubgroupIdOf(
         connection_
             .Execute(sqlite_ ? "SELECT last_insert_rowid() AS id" : "SELECT lastval() AS id")
-            ->Field("id"));
+            ->Field("id")));
     int32_t ordinal = 0;
     for (int32_t descriptor : descriptors_) descriptor_->Execute({id, ++ordinal, descriptor});
     ordinal = 0;

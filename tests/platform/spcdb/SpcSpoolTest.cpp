@@ -493,12 +493,7 @@ TEST_P(SpoolOnDatabase, ForwardsOfOneSpoolTakeTurnsAndSaveAndCountEachSubgroupOn
   std::sort(stored.begin(), stored.end(),
             [](const auto& a, const auto& b) { return a.time < b.time; });
   EXPECT_EQ(stored, Samples(0, 30));
-  int32_t lastId = 0;
-  sessions[0]->Use([&](platform::SpcLink& link) {
-    lastId = runtime::ToLong(
-        link.Connection().Execute("SELECT MAX(id) AS n FROM subgroups")->Field("n"));
-  });
-  EXPECT_EQ(lastId, 30) << "identifiers used up";
+  EXPECT_EQ(platform::LastSubgroupId(*sessions[0]), 30) << "identifiers used up";
   EXPECT_TRUE(Logged("A kept subgroup was refused").empty()) << log_.back();
 
   // The second line finds the first one's forward under way and leaves it the subgroups.
