@@ -6,6 +6,8 @@
 
 #include <QLabel>
 #include <QMessageBox>
+#include <QProcess>
+#include <QThread>
 #include <QTreeWidget>
 #include <chrono>
 #include <cstdlib>
@@ -403,6 +405,50 @@ TEST_F(DamWindowsTest, ALockedHistorianIsToldInSecondsNotWaitedForAtEveryStep) {
   // reading of it; neither waits for the lock again.
   uitest::WhenModal([](QDialog& setup) { uitest::Click(setup, "bnOK"); });
   EXPECT_LT(seconds([&] { uitest::Click(gui, "bnSetup"); }), oneWait);
+}
+
+// Its collections keep QueryTimeout: a historian locked longer than a window's connection waits
+// holds the running line up, and it saves once the lock goes, with no error.
+TEST_F(DamWindowsTest, ACollectionOfDamGuiWaitsForALockedHistorianUpToQueryTimeout) {
+  std::ofstream(state.File("dam.ini")) << "[Connections]\nQueryTimeout=30\n";
+  const std::string path = files.File("line.cfg");
+  std::ofstream(path) << "NAME=Line A\nACTIVE=1\nDATALINK=" + historian +
+                             "\nSUBGROUPINTERVAL=1\nSUBGROUPUNIT=0\nDESCRIPTOR=1\tParts\tP-1\n"
+                             "TEST=Fill\tWeight\t%TAG(W)\t\n";
+  {
+    platform::OdbcConnection writer;
+    writer.Open(historian, "", "");
+    writer.Execute(
+        "INSERT INTO ihRawData VALUES ('W', '2026-01-01 00:00:00', '5', 'CurrentValue')");
+  }
+  dam::MainWindow gui({path}, "", "oxaGEPDAD6.Version1");
+  auto& list = uitest::Control<QTreeWidget>(gui, "lvwDrivers");
+  // Another program: the collection holds up this thread until the lock goes.
+  QProcess locker;
+  locker.start("sqlite3", {QString::fromStdString(state.File("historian.db"))});
+  ASSERT_TRUE(locker.waitForStarted());
+  locker.write(("BEGIN EXCLUSIVE;\n.shell sleep " +
+                std::to_string(3 * platform::kSpcLockWaitSeconds) + "\nCOMMIT;\n.quit\n")
+                   .c_str());
+  ASSERT_TRUE(locker.waitForBytesWritten());
+  QThread::msleep(500);
+  const auto started = std::chrono::steady_clock::now();
+  uitest::Click(gui, "bnStart");
+  const auto saved = [&] {
+    QApplication::processEvents();
+    const std::string row = uitest::Rows(list).at(0);
+    return row.starts_with("Line A | oxaGEPDAD6.Version1 | running | ") &&
+           !row.starts_with("Line A | oxaGEPDAD6.Version1 | running | 0 |");
+  };
+  for (int wait = 0; wait < 200 && !saved(); ++wait) QThread::msleep(100);
+  const std::string row = uitest::Rows(list).at(0);
+  EXPECT_TRUE(saved()) << row;
+  EXPECT_TRUE(row.ends_with(" | none")) << row;
+  EXPECT_GT(std::chrono::steady_clock::now() - started,
+            std::chrono::seconds(2 * platform::kSpcLockWaitSeconds))
+      << "longer than a window's connection waits";
+  locker.waitForFinished();
+  uitest::Click(gui, "bnStop");
 }
 
 // The chart of the weights (n 2) worked by hand: X 5.75 +- 1.880 * R 1.5, R times 3.267;
