@@ -18,6 +18,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -38,10 +39,14 @@ namespace {
 using namespace std::chrono_literals;
 
 // The service manager's end of NOTIFY_SOCKET: a datagram socket bound in a folder of its own.
+// Each message keeps the time it arrived, not the time the test read it: a test busy
+// elsewhere for seconds is no gap between pings.
 class NotifySocket {
  public:
   explicit NotifySocket(const std::string& path) : path_(path) {
     fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    const int on = 1;
+    EXPECT_EQ(setsockopt(fd_, SOL_SOCKET, SO_TIMESTAMP, &on, sizeof on), 0);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
@@ -53,17 +58,32 @@ class NotifySocket {
   // Every message received so far.
   std::vector<std::string> Received() {
     char buffer[4096];
-    for (ssize_t size; (size = recv(fd_, buffer, sizeof buffer, 0)) > 0;) {
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(timeval))];
+    for (;;) {
+      iovec data{buffer, sizeof buffer};
+      msghdr message{};
+      message.msg_iov = &data;
+      message.msg_iovlen = 1;
+      message.msg_control = control;
+      message.msg_controllen = sizeof control;
+      const ssize_t size = recvmsg(fd_, &message, 0);
+      if (size <= 0) break;
       messages_.emplace_back(buffer, static_cast<size_t>(size));
-      times_.push_back(std::chrono::steady_clock::now());
+      const cmsghdr* header = CMSG_FIRSTHDR(&message);
+      timeval arrived{};
+      if (header != nullptr && header->cmsg_type == SCM_TIMESTAMP) {
+        std::memcpy(&arrived, CMSG_DATA(header), sizeof arrived);
+      }
+      times_.push_back(std::chrono::seconds(arrived.tv_sec) +
+                       std::chrono::microseconds(arrived.tv_usec));
     }
     return messages_;
   }
 
-  // The longest time between READY=1 and the first ping, or between two pings, as read.
+  // The longest time between READY=1 and the first ping, or between two pings, as they came.
   std::chrono::milliseconds LongestWatchdogGap() {
     Received();
-    std::optional<std::chrono::steady_clock::time_point> last;
+    std::optional<std::chrono::microseconds> last;
     std::chrono::milliseconds longest{0};
     for (size_t i = 0; i < messages_.size(); ++i) {
       if (messages_[i] != "READY=1" && messages_[i] != "WATCHDOG=1") continue;
@@ -80,7 +100,8 @@ class NotifySocket {
   std::string path_;
   int fd_ = -1;
   std::vector<std::string> messages_;
-  std::vector<std::chrono::steady_clock::time_point> times_;
+  // Since the epoch, as the kernel stamped each arrival.
+  std::vector<std::chrono::microseconds> times_;
 };
 
 long Times(const std::vector<std::string>& messages, const std::string& message) {
