@@ -15,6 +15,7 @@
 #include <fstream>
 #include <iterator>
 #include <regex>
+#include <vector>
 
 #include "apps/dam/host/DriverModule.h"
 #include "apps/dam/windows/ChartWindow.h"
@@ -25,6 +26,7 @@
 #include "platform/odbc/OdbcConnection.h"
 #include "platform/spcdb/SpcDialect.h"
 #include "platform/spcdb/SpcSubgroup.h"
+#include "runtime/Date.h"
 #include "tests/support/DialogDriving.h"
 #include "tests/support/Historian.h"
 #include "tests/support/TempFolder.h"
@@ -418,8 +420,9 @@ TEST_F(DamWindowsTest, ACollectionOfDamGuiWaitsForALockedHistorianUpToQueryTimeo
   {
     platform::OdbcConnection writer;
     writer.Open(historian, "", "");
-    writer.Execute(
-        "INSERT INTO ihRawData VALUES ('W', '2026-01-01 00:00:00', '5', 'CurrentValue')");
+    writer.Execute("INSERT INTO ihRawData VALUES (?, ?, ?, ?)",
+                   std::vector<runtime::Variant>{"W", runtime::MakeDate({2026, 1, 1, 0, 0, 0}), "5",
+                                                 "CurrentValue"});
   }
   dam::MainWindow gui({path}, "", "oxaGEPDAD6.Version1");
   auto& list = uitest::Control<QTreeWidget>(gui, "lvwDrivers");
