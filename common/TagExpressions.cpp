@@ -1,5 +1,7 @@
 #include "common/TagExpressions.h"
 
+#include <string_view>
+
 #include "runtime/Text.h"
 
 namespace common {
@@ -18,10 +20,15 @@ size_t BalancedLength(std::string_view piece) {
   return 0;
 }
 
-// The pieces of the trimmed text that follow a marker, in order.
-std::vector<std::string> MarkedPieces(const std::string& text) {
-  std::vector<std::string> pieces = runtime::Split(runtime::TrimSpaces(text), kMarker);
-  pieces.erase(pieces.begin());
+// The pieces of the trimmed text that follow a marker, each up to the next marker, in order.
+std::vector<std::string_view> MarkedPieces(std::string_view text) {
+  text = runtime::TrimSpaces(text);
+  std::vector<std::string_view> pieces;
+  for (size_t at = text.find(kMarker); at != std::string_view::npos;) {
+    const size_t start = at + kMarker.size();
+    at = text.find(kMarker, start);
+    pieces.push_back(text.substr(start, at == std::string_view::npos ? at : at - start));
+  }
   return pieces;
 }
 
@@ -31,8 +38,7 @@ bool GetTagArrays(const std::string& text, std::vector<std::string>& tokens,
                   std::vector<std::string>& tagNames, std::vector<std::string>& fields) {
   try {
     std::vector<std::string> foundTokens, foundNames, foundFields;
-    for (const std::string& marked : MarkedPieces(text)) {
-      std::string_view piece = marked;
+    for (const std::string_view piece : MarkedPieces(text)) {
       size_t length = BalancedLength(piece);
       if (length == 0) continue;
       std::string_view body = piece.substr(0, length - 1);
@@ -57,7 +63,7 @@ bool GetTagArrays(const std::string& text, std::vector<std::string>& tokens,
 }
 
 bool HasUnbalancedMarker(const std::string& text) {
-  for (const std::string& piece : MarkedPieces(text)) {
+  for (const std::string_view piece : MarkedPieces(text)) {
     if (BalancedLength(piece) == 0) return true;
   }
   return false;

@@ -66,7 +66,10 @@ std::string Engine1::ResolveItem(const std::string& text) {
                              ? runtime::FormatGeneralDate(tag.TimeStamp)
                              : runtime::ToText(tag.TagValue));
       }
-      result = SubstituteReferences(result, tokens, values);
+      // Most templates are one reference and nothing else: its value is the whole result.
+      result = tokens.size() == 1 && result == tokens[0]
+                   ? std::move(values[0])
+                   : SubstituteReferences(result, tokens, values);
     }
     return std::string(runtime::TrimSpaces(result));
   });
