@@ -1,5 +1,6 @@
 #include "tests/apps/dam/DamProcesses.h"
 
+#include <signal.h>
 #include <QElapsedTimer>
 #include <QThread>
 #include <algorithm>
@@ -149,6 +150,11 @@ void DamProcesses::Terminate(QProcess& run) {
   run.terminate();
   EXPECT_TRUE(run.waitForFinished(15'000));
   EXPECT_LT(clock.elapsed(), 2000);
+}
+
+void DamProcesses::Signal(QProcess& run, int signal) {
+  ASSERT_NE(run.processId(), 0) << "ended before signal " << signal;
+  kill(static_cast<pid_t>(run.processId()), signal);
 }
 
 bool DamProcesses::WaitFor(const std::function<bool()>& done, int seconds) {

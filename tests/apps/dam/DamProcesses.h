@@ -87,6 +87,9 @@ class DamProcesses : public ::testing::Test {
   static std::string Read(const std::string& path);
   // SIGTERM: dam stops the driver and ends within two seconds, whatever it was doing.
   static void Terminate(QProcess& run);
+  // Sends `signal` to `run`, failing when it has already ended: the id of an ended process
+  // is 0, and kill(0, ...) would reach the test itself and ctest.
+  static void Signal(QProcess& run, int signal);
   testsupport::TempFolder work_;
   QProcessEnvironment environment_ = QProcessEnvironment::systemEnvironment();
   std::string historian_ = work_.File("historian.db");

@@ -113,7 +113,7 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
   std::filesystem::remove(work_.File("plant.d/c.cfg"));
   Line("plant.d/d.cfg", "Line D", historian_);
   Line("plant.d/c2.cfg", "Line C", historian_);
-  kill(run->processId(), SIGHUP);
+  Signal(*run, SIGHUP);
   EXPECT_TRUE(Saves(*run, "Line D", 2)) << output_ << errors_;
   EXPECT_LACKS(output_, "Line C: removed");
   EXPECT_HAS(output_, "plant.d/c2.cfg: waits for its name Line C to be freed\n");
@@ -203,13 +203,13 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
   Line("plant.d/late.cfg", "Late", slow);
   Follow(*run);
   const int keep = SavedBy("Keep"), unread = SavedBy("Unread");
-  kill(run->processId(), SIGHUP);
+  Signal(*run, SIGHUP);
   ASSERT_TRUE(WaitFor([&] { return Follow(*run), Count(output_, "Add: historian") == 1; }, 10));
   Line("plant.d/slow.cfg", "Slow", slow,
        damtest::kWeight + weight2 + "TEST=Fill\tWeight 3\t%TAG(LINE1.WEIGHT)\t\n");
   Line("plant.d/shift.cfg", "Shift", slow, damtest::kWeight + weight2);
   std::filesystem::rename(plant + "/late.cfg", plant + "/late2.cfg");
-  kill(run->processId(), SIGHUP);
+  Signal(*run, SIGHUP);
   ASSERT_TRUE(WaitFor([&] { return Follow(*run), Count(output_, "reloading ") == 2; }, 10));
   holder->Execute("ROLLBACK");
   // Nine at the start; the changed, the added, the taker, the three renamed, Slow twice, Shift
@@ -262,7 +262,7 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
   std::string said;
   ASSERT_TRUE(Says(*alone, said, "| saved 1 ")) << said;
   WriteFile("one.cfg", "NAME=Two\nACTIVE=0\n");
-  kill(alone->processId(), SIGHUP);
+  Signal(*alone, SIGHUP);
   EXPECT_TRUE(Says(*alone, said, "no configuration runs", 10)) << said;
   Terminate(*alone);
   said += alone->readAll().toStdString();

@@ -167,12 +167,12 @@ TEST_F(SpoolHost, AFrozenServerIsToldAndHoldsUpNeitherAReloadNorTheStop) {
   EXPECT_TRUE(Says(*run, output, "| last error Driver Not Answering: inside one database call", 30))
       << output;
   Configuration(width);
-  kill(run->processId(), SIGHUP);
+  Signal(*run, SIGHUP);
   EXPECT_TRUE(
       Says(*run, output, "Line 1: not answering: its change is taken once it answers again", 5))
       << output;
   Line("line.cfg", "Line 1x", historian_, width);
-  kill(run->processId(), SIGHUP);
+  Signal(*run, SIGHUP);
   EXPECT_TRUE(WaitFor([&] { return Says(*run, output, ""), Count(output, "reloading ") == 2; }, 5));
   database->Freeze(false);
   EXPECT_TRUE(Says(*run, output, "| last error Driver Answering Again: back after", 15)) << output;

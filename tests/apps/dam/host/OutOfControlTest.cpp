@@ -147,7 +147,7 @@ TEST_F(OutOfControlRun, ARunReportsAPointBeyondTheLimitsAsOneEventAndOneLine) {
       30))
       << output;
   std::filesystem::remove(plant + "/line.cfg");
-  kill(run->processId(), SIGHUP);
+  Signal(*run, SIGHUP);
   ASSERT_TRUE(Says(*run, output, "reloading ")) << output;
   holder->Execute("ROLLBACK");
   ASSERT_TRUE(Says(*run, output, "Line 1: removed: stopped after")) << output;

@@ -532,7 +532,7 @@ TEST_F(ServiceRun, TheWatchdogIsPingedWhileASaveWaitsOnALockedSpcDatabase) {
   };
   ASSERT_TRUE(said("| saved 2"));
   std::filesystem::remove(removed.toStdString());
-  kill(run->processId(), SIGHUP);
+  Signal(*run, SIGHUP);
   ASSERT_TRUE(said("1 configuration: 1 running"));
   // Not pooled: a pool's thread would take the signals StopSignalsTest sends.
   platform::OdbcConnection holder(platform::OdbcPolicy{.poolIdleSeconds = 0});
@@ -571,10 +571,10 @@ TEST_F(ServiceRun, SignalsStopTheDriverFirstOrChangeNothing) {
     };
     ASSERT_TRUE(saved(1)) << output;
     if (c.signal == SIGTERM) {
-      for (const int ignored : {SIGHUP, SIGUSR1, SIGUSR2, SIGPIPE}) kill(run->processId(), ignored);
+      for (const int ignored : {SIGHUP, SIGUSR1, SIGUSR2, SIGPIPE}) Signal(*run, ignored);
       EXPECT_TRUE(saved(3)) << "collects on: " << output;
     }
-    kill(run->processId(), c.signal);
+    Signal(*run, c.signal);
     EXPECT_TRUE(run->waitForFinished(15'000));
     output += run->readAll().toStdString();
     EXPECT_EQ(run->exitStatus(), QProcess::NormalExit);
