@@ -1,5 +1,6 @@
 #include "apps/dam/DamProcess.h"
 
+#include <signal.h>
 #include <sys/resource.h>
 
 #include <string>
@@ -19,11 +20,19 @@ void RaiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+// A file that would grow past the size limit (`ulimit -f`, systemd's LimitFSIZE=) fails that
+// one write with EFBIG, reported and logged as any write that fails, instead of ending the
+// process with SIGXFSZ before its drivers stop, and again at every restart.
+void FailWritesPastTheFileSizeLimit() {
+  signal(SIGXFSZ, SIG_IGN);
+}
+
 }  // namespace
 
 int RunProcess(int argc, char** argv, WindowsSide* windows) {
   platform::TuneSqliteForManyConnections();
   RaiseDescriptorLimit();
+  FailWritesPastTheFileSizeLimit();
   const int status = Main(std::vector<std::string>(argv + 1, argv + argc), windows);
   platform::OdbcPool::Instance().Close();
   return status;

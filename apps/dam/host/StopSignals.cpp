@@ -22,7 +22,7 @@ StopSignals::StopSignals(std::function<void()> quit, std::function<void()> unblo
       grace_(grace),
       reload_(std::move(reload)) {
   sigemptyset(&signals_);
-  for (const int stopping : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals_, stopping);
+  for (const int stopping : {SIGINT, SIGTERM, SIGQUIT, SIGHUP}) sigaddset(&signals_, stopping);
   pthread_sigmask(SIG_BLOCK, &signals_, &previousMask_);
   Ignore(SIGPIPE, previousPipe_);
   Ignore(SIGUSR1, previousUser1_);

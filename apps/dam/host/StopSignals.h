@@ -1,9 +1,10 @@
-// The signals of a host that runs until it is told to stop, all handled here. SIGINT and
-// SIGTERM stop it; SIGHUP reloads a host that can, and otherwise stops it too. SIGPIPE, SIGUSR1 and
-// SIGUSR2 are ignored: an output that was closed is seen by OutputClosed and stops the host after
-// the driver. A thread of its own takes the stopping signals, so a signal that arrives while the
-// event loop waits inside a database call still stops the host in time: it asks the loop to quit
-// and, while the loop does not get there, keeps cancelling whatever blocks it.
+// The signals of a host that runs until it is told to stop, all handled here. SIGINT, SIGTERM
+// and SIGQUIT (Ctrl-\, which would otherwise end it at once with a core dump) stop it; SIGHUP
+// reloads a host that can, and otherwise stops it too. SIGPIPE, SIGUSR1 and SIGUSR2 are ignored: an
+// output that was closed is seen by OutputClosed and stops the host after the driver. A thread of
+// its own takes the stopping signals, so a signal that arrives while the event loop waits inside a
+// database call still stops the host in time: it asks the loop to quit and, while the loop does not
+// get there, keeps cancelling whatever blocks it.
 #pragma once
 
 #include <signal.h>
@@ -19,7 +20,7 @@ namespace dam {
 
 class StopSignals {
  public:
-  // Blocks SIGINT, SIGTERM and SIGHUP in the calling thread and in every thread started
+  // Blocks SIGINT, SIGTERM, SIGQUIT and SIGHUP in the calling thread and in every thread started
   // after it, so make this before anything starts threads; ignores the others above. On a
   // stopping signal, `quit` runs once and then `unblock` every `grace` until Stopped() is
   // called; both run on the signal thread and must be safe there. With `reload`, SIGHUP

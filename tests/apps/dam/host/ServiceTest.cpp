@@ -556,8 +556,8 @@ TEST_F(ServiceRun, TheWatchdogIsPingedWhileASaveWaitsOnALockedSpcDatabase) {
 }
 
 // Each signal to a running dam run: SIGTERM and SIGINT stop it (0); SIGHUP of an unchanged
-// file, SIGUSR1, SIGUSR2 and SIGPIPE change nothing; a closed output stops it with 141. Whatever
-// stops it stops the driver first ("stopped after N").
+// file, SIGUSR1, SIGUSR2, SIGPIPE and SIGXFSZ change nothing; a closed output stops it with 141.
+// Whatever stops it stops the driver first ("stopped after N").
 TEST_F(ServiceRun, SignalsStopTheDriverFirstOrChangeNothing) {
   StartHistorian();
   const QString config = Configuration();
@@ -571,7 +571,9 @@ TEST_F(ServiceRun, SignalsStopTheDriverFirstOrChangeNothing) {
     };
     ASSERT_TRUE(saved(1)) << output;
     if (c.signal == SIGTERM) {
-      for (const int ignored : {SIGHUP, SIGUSR1, SIGUSR2, SIGPIPE}) Signal(*run, ignored);
+      for (const int ignored : {SIGHUP, SIGUSR1, SIGUSR2, SIGPIPE, SIGXFSZ}) {
+        Signal(*run, ignored);
+      }
       EXPECT_TRUE(saved(3)) << "collects on: " << output;
     }
     Signal(*run, c.signal);
@@ -607,11 +609,8 @@ TEST(StopSignalsTest, ASignalQuitsOnceAndUnblocksUntilStoppedNoSignalDoesNothing
     int signal;  // 0: none
     bool stopsBeforeEnd;
     bool reloads;
-  } cases[] = {{0, false, false},
-               {SIGTERM, true, false},
-               {SIGINT, false, false},
-               {SIGHUP, false, false},
-               {SIGHUP, false, true}};
+  } cases[] = {{0, false, false},       {SIGTERM, true, false}, {SIGINT, false, false},
+               {SIGQUIT, false, false}, {SIGHUP, false, false}, {SIGHUP, false, true}};
   for (const Case& c : cases) {
     SCOPED_TRACE(c.signal);
     std::atomic<int> quits = 0, unblocks = 0, reloads = 0;
