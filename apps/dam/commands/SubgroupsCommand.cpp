@@ -27,11 +27,12 @@ std::string Named(const std::optional<platform::SpcName>& name) {
   return name ? name->group + "/" + name->name : "-";
 }
 
-// Another writer of the SPC database may have stored an infinity or a NaN.
+// Every digit the SPC database holds, as JSON and CSV show it: 15 digits would show
+// 0.30000000000000004 as 0.3. Another writer may have stored an infinity or a NaN.
 std::string ValueText(double value) {
   if (std::isnan(value)) return "NaN";
   if (std::isinf(value)) return value < 0 ? "-Inf" : "Inf";
-  return runtime::NumberToText(value);
+  return runtime::ExactNumberText(value);
 }
 
 // Names, lots and defects come from the historian: shown escaped, as the terminal would

@@ -176,7 +176,7 @@ TEST_F(EndToEnd, SubgroupsInJsonCarryTheirIdConfigurationAndTimeWithOffsetAndMil
   } expected[] = {
       {1, "Line 3\x1b[2J", "2026-11-23 09:15:02", "2026-11-23T09:15:02.000+01:00", 501.25},
       {2, QJsonValue::Null, "2026-07-01 12:00:00.250", "2026-07-01T12:00:00.250+02:00", 502.5},
-      {3, "L", "2026-03-29 02:30:00", "2026-03-29T02:30:00.000+01:00", 1},
+      {3, "L", "2026-03-29 02:30:00", "2026-03-29T02:30:00.000+01:00", 0.30000000000000004},
       {4, "L", "2026-10-25 02:30:00", "2026-10-25T02:30:00.000+02:00", 1},
       {5, "L", "1800-06-01 12:00:00", "1800-06-01T12:00:00.000+00:53", 1}};
   for (const auto& row : expected) {
@@ -206,6 +206,7 @@ TEST_F(EndToEnd, SubgroupsInJsonCarryTheirIdConfigurationAndTimeWithOffsetAndMil
   }
   const std::string table = Dam({"subgroups"}).second;
   EXPECT_HAS(table, "by Line 3\\x1B[2J\n");
+  EXPECT_HAS(table, "/ Weight  #1  0.30000000000000004  serial S1\n") << "every digit held";
   EXPECT_EQ(table.find('\x1b'), std::string::npos) << "shown escaped: " << table;
   auto ndjson = Start(DAM_PROGRAM, {"subgroups", "--ndjson"}, QProcess::SeparateChannels);
   ASSERT_TRUE(ndjson->waitForFinished());
