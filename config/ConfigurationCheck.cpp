@@ -370,6 +370,12 @@ std::vector<CheckFinding> CheckConfiguration(host::Components& components,
                               runtime::ToError(std::current_exception()).Description()});
     }
   }
+  // The engine collects only when it reads a tag: without one it never saves.
+  if (configuration.TagItems().Count() == 0) {
+    findings.push_back({0, false,
+                        "no %TAG(...) anywhere: the driver reads no tag, so it never collects "
+                        "and saves no subgroup"});
+  }
   std::stable_sort(findings.begin(), findings.end(),
                    [](const CheckFinding& a, const CheckFinding& b) { return a.line < b.line; });
   return findings;

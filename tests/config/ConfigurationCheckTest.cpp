@@ -46,6 +46,9 @@ struct Case {
   std::vector<Expected> expected;
 };
 
+// A configuration that reads no tag never collects.
+const Expected kNoTag = {0, "warning", "no %TAG(...) anywhere: the driver reads no tag"};
+
 TEST_F(ConfigurationCheck, FindsEachMistakeOnItsLine) {
   const std::vector<Case> loaded = {
       {{"SUBGROUPINTERVAL=15", "SUBGROUPUNIT=1", "DESCRIPTOR=1\tParts\t%TAG(LINE1.PARTNO)",
@@ -54,25 +57,30 @@ TEST_F(ConfigurationCheck, FindsEachMistakeOnItsLine) {
         "CONDITION=0\t%TAG(Value, LINE1.COUNTER)\t2\t%TAG(Date,LINE1.COUNTER)"},
        {}},
       {{"SUBGROUPINTRVAL=5", "NAME =Other", "Just a note"},
-       {{4, "warning", "unknown key 'SUBGROUPINTRVAL'"},
+       {kNoTag,
+        {4, "warning", "unknown key 'SUBGROUPINTRVAL'"},
         {5, "warning", "'NAME ' (blanks around the key)"},
         {6, "warning", "'Just a note' (a line without '=')"}}},
       {{"SUBGROUPINTERVAL=ten", "RETRYINTERVAL=10 minutes", "SYNCTIME=now"},
-       {{4, "error", "SUBGROUPINTERVAL 'ten' is not a number (the driver reads 0)"},
+       {kNoTag,
+        {4, "error", "SUBGROUPINTERVAL 'ten' is not a number (the driver reads 0)"},
         {5, "error", "RETRYINTERVAL '10 minutes' is not a number (the driver reads 10)"},
         {6, "error", "SYNCTIME 'now' is not a number"}}},
       {{"SUBGROUPUNIT=7", "RETRYUNIT=-1", "SUBGROUPINTERVAL=0", "RETRYUNIT=3"},
-       {{4, "error", "SUBGROUPUNIT 7 is no unit"},
+       {kNoTag,
+        {4, "error", "SUBGROUPUNIT 7 is no unit"},
         {5, "error", "RETRYUNIT -1 is no unit"},
         {6, "error", "SUBGROUPINTERVAL 0 is not a positive interval"}}},
       {{"DESCRIPTOR=0\tG\tI", "DESCRIPTOR=10\tG\tI", "DESCRIPTOR=Part\tG\tI", "DESCRIPTOR="},
-       {{4, "error", "descriptor type 0 is outside 1-9"},
+       {kNoTag,
+        {4, "error", "descriptor type 0 is outside 1-9"},
         {5, "error", "descriptor type 10 is outside 1-9"},
         {6, "error", "descriptor type 'Part' is not a number"},
         {7, "error", "descriptor type '' is not a number"}}},
       {{"DESCRIPTOR=1\tParts\tA", "DESCRIPTOR=5\tShifts\tDay", "DESCRIPTOR=1\tParts\tB",
         "DESCRIPTOR=9\t\t2026-11-26 06:00", "DESCRIPTOR=9\t\t11/26/2026 6:00 AM"},
-       {{6, "error",
+       {kNoTag,
+        {6, "error",
          "a second Part descriptor (the first is on line 4): the driver saves the last one's "
          "group and name, and each must resolve"},
         {8, "error",
@@ -94,9 +102,10 @@ TEST_F(ConfigurationCheck, FindsEachMistakeOnItsLine) {
          "Size 'abc' cannot be saved (13 - Type mismatch): the driver saves no subgroup "
          "(\"Subgroup Save Error\")"},
         {9, "error", "Time 'not a date' cannot be saved (13 - Type mismatch)"}}},
-      {{"DESCRIPTOR=8\t\t-1"}, {{4, "error", "Size '-1' is negative: the driver saves no"}}},
+      {{"DESCRIPTOR=8\t\t-1"},
+       {kNoTag, {4, "error", "Size '-1' is negative: the driver saves no"}}},
       {{"DESCRIPTOR=8\t\t99999999999"},
-       {{4, "error", "Size '99999999999' cannot be saved (6 - Overflow)"}}},
+       {kNoTag, {4, "error", "Size '99999999999' cannot be saved (6 - Overflow)"}}},
       {{"CONDITION=0\t%TAG(LINE1.COUNTER)\t7\t1", "CONDITION=0\t%TAG(LINE1.COUNTER)\t-1\t1",
         "CONDITION=x\t%TAG(LINE1.COUNTER)\t0\t"},
        {{4, "error", "condition evaluation 7 is outside 0-6"},
@@ -108,7 +117,8 @@ TEST_F(ConfigurationCheck, FindsEachMistakeOnItsLine) {
         {5, "error", "descriptor group: '%TAG(' without its ')'"},
         {6, "error", "condition value 1: '%TAG(' without its ')'"}}},
       {{"TEST=\tWeight\t1", "TEST=Fill\t \t1", "TEST=Fill\tWeight", "TEST="},
-       {{4, "error", "a test without a group"},
+       {kNoTag,
+        {4, "error", "a test without a group"},
         {5, "error", "a test without a name"},
         {6, "error", "a test without a value"},
         {7, "error", "a test without a group"},
@@ -120,10 +130,11 @@ TEST_F(ConfigurationCheck, FindsEachMistakeOnItsLine) {
         {6, "warning", "the historian has no tag 'LINE1.LOT' in ihTags"}}},
       // A tag named like SQL is only a name; a single tag is looked up too.
       {{"TEST=Fill\tWeight\t%TAG(x' OR '1'='1)"}, {{4, "warning", "no tag 'x' OR '1'='1'"}}},
-      {{"SYNCTIME=4294967295"}, {}},
+      {{"SYNCTIME=4294967295"}, {kNoTag}},
       // Read as the unsigned serials they are; what is left disabled is not started.
       {{"SYNCTIME=-900", "ACTIVE=0"},
-       {{4, "warning",
+       {kNoTag,
+        {4, "warning",
          "SYNCTIME -900 is negative: the driver reads it as 4294966396, 2106-02-07 06:13:16"},
         {5, "warning", "ACTIVE '0' disables the configuration: the driver does not start it"}}},
   };
