@@ -21,10 +21,19 @@ struct Summary {
   double mean, spread;
 };
 
+// Summed as deviations from the first value, so that equal values (a sensor stuck at 0.1)
+// give exactly that value: a plain sum of 0.1s divided by their count does not, and every
+// point would then lie off a centre line that has no width. Deviations whose sum passes the
+// largest double are summed divided first.
 double Mean(const std::vector<double>& values) {
-  double sum = 0;
-  for (double v : values) sum += v;
-  return sum / static_cast<double>(values.size());
+  const double first = values.front();
+  const auto n = static_cast<double>(values.size());
+  double deviations = 0;
+  for (double v : values) deviations += v - first;
+  if (std::isfinite(deviations)) return first + deviations / n;
+  double mean = 0;
+  for (double v : values) mean += v / n;
+  return mean;
 }
 
 double Range(const std::vector<double>& values) {
@@ -32,10 +41,18 @@ double Range(const std::vector<double>& values) {
   return *high - *low;
 }
 
+// Deviations are squared as fractions of the largest, so that the squares of 1e300 do not
+// overflow nor those of 1e-300 vanish.
 double StandardDeviation(const std::vector<double>& values, double mean) {
+  double largest = 0;
+  for (double v : values) largest = std::max(largest, std::fabs(v - mean));
+  if (largest == 0 || !std::isfinite(largest)) return largest;
   double squares = 0;
-  for (double v : values) squares += (v - mean) * (v - mean);
-  return std::sqrt(squares / static_cast<double>(values.size() - 1));
+  for (double v : values) {
+    const double scaled = (v - mean) / largest;
+    squares += scaled * scaled;
+  }
+  return largest * std::sqrt(squares / static_cast<double>(values.size() - 1));
 }
 
 SpcChartKind KindFor(int32_t n) {
@@ -91,16 +108,12 @@ SpcChartLine SpreadLine(SpcChartKind kind, int32_t n, const SpcChartBasis& basis
 }
 
 SpcChartBasis OwnBasis(SpcChartKind kind, const std::vector<Summary>& summaries) {
-  double sum = 0, count = 0, deviations = 0, spreads = 0;
+  std::vector<double> values, deviations;
   for (const Summary& s : summaries) {
-    for (double v : s.subgroup->values) sum += v;
-    count += s.n;
-    if (!std::isnan(s.spread)) {
-      deviations += s.spread / SpreadFactor(kind, s.n);
-      ++spreads;
-    }
+    values.insert(values.end(), s.subgroup->values.begin(), s.subgroup->values.end());
+    if (!std::isnan(s.spread)) deviations.push_back(s.spread / SpreadFactor(kind, s.n));
   }
-  return {count > 0 ? sum / count : kNone, spreads > 0 ? deviations / spreads : kNone};
+  return {values.empty() ? kNone : Mean(values), deviations.empty() ? kNone : Mean(deviations)};
 }
 
 void JudgeRules(SpcChart& chart, SpcRules rules) {

@@ -69,6 +69,16 @@ TEST(SpcChart, LinesAreTheTextbookFiguresForEachSampleCount) {
       {"n 5, 5, 3, 5", XbarR, 5, {11.111111, 13.094229, 9.127993}, {3.436946, 7.265704, 0}, mixed},
       // The first two subgroups as the baseline: 11 +- 0.577 * 4.5, 2.114 * 4.5.
       {"n 5 on a baseline", XbarR, 5, {11, 13.5965, 8.4035}, {4.5, 9.513, 0}, kFives, firstTwo},
+      // A sensor stuck at one value: every point on its centre line, none a rounding off it.
+      {"n 5 stuck", XbarR, 5, {0.1, 0.1, 0.1}, {0, 0, 0}, Samples(25, std::vector(5, 0.1))},
+      {"n 1 stuck", IndividualsMovingRange, 1, {0.1, 0.1, 0.1}, {0, 0, 0}, Samples(25, {0.1})},
+      {"n 12 stuck", XbarS, 12, {0.7, 0.7, 0.7}, {0, 0, 0}, Samples(25, std::vector(12, 0.7))},
+      {"n 5 stuck at 1e307",
+       XbarR,
+       5,
+       {1e307, 1e307, 1e307},
+       {0, 0, 0},
+       Samples(30, std::vector(5, 1e307))},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -97,6 +107,19 @@ TEST(SpcChart, LinesAreTheTextbookFiguresForEachSampleCount) {
   // On an X-bar S chart a subgroup of two still has its s: sqrt(2) for 1 and 3.
   EXPECT_NEAR(platform::ComputeChart(Window({twelves[0], twelves[1], {1, 3}})).points[2].spread,
               std::sqrt(2.0), 1e-12);
+  // Squares of 1e300 overflow and those of 1e-300 vanish; s is 0.852803e300 for twelve of 0,
+  // 1e300, 2e300 and sqrt(13) e-300 for 0 to 11 e-300 all the same.
+  std::vector<double> huge, tiny;
+  for (int i = 0; i < 12; ++i) {
+    huge.push_back(1e300 * (i % 3));
+    tiny.push_back(1e-300 * i);
+  }
+  const auto hugeChart = platform::ComputeChart(Window({huge, huge}));
+  EXPECT_NEAR(hugeChart.mean.center / 1e300, 1, 1e-12);
+  EXPECT_NEAR(hugeChart.points[0].spread / 1e300, 0.852802865422, 1e-12);
+  const auto tinyChart = platform::ComputeChart(Window({tiny, tiny}));
+  EXPECT_NEAR(tinyChart.mean.center / 1e-300, 5.5, 1e-12);
+  EXPECT_NEAR(tinyChart.points[0].spread / 1e-300, std::sqrt(13.0), 1e-12);
   const auto individuals = platform::ComputeChart(Window(ones));
   EXPECT_TRUE(std::isnan(individuals.points[0].spread)) << "no moving range before the second";
   EXPECT_EQ(individuals.points[3].spread, 4);
