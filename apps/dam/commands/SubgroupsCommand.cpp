@@ -69,8 +69,8 @@ int SubgroupsCommand(const SubgroupsOptions& options) {
   WarnIfSettingsShowPasswords(components);
   std::unique_ptr<DamHost> host;
   bool appearing = false;
+  const std::string connection = SpcConnection(components, options.spc);
   if (options.wait) {
-    const std::string connection = SpcConnection(components, options.spc);
     // What a database seen appearing holds was all saved while this waited.
     appearing = !MissingSpcFile(connection).empty();
     host = WaitForSpc(components, connection, std::cerr, *stop);
@@ -80,8 +80,8 @@ int SubgroupsCommand(const SubgroupsOptions& options) {
   }
   auto& session = dynamic_cast<platform::SpcSession&>(*host->Session());
   if (options.follow) {
-    return WriteSubgroupsAsSaved(session, appearing ? kEverySubgroup : count, std::cout, std::cerr,
-                                 *stop);
+    return WriteSubgroupsAsSaved(session, connection, appearing ? kEverySubgroup : count, std::cout,
+                                 std::cerr, *stop);
   }
   const auto subgroups = apps::Doing(apps::kExitUnreachable, "cannot read the SPC database",
                                      [&] { return platform::ReadSubgroups(session, count); });

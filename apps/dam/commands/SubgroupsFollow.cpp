@@ -39,8 +39,8 @@ bool FollowStop::WaitFor(std::chrono::milliseconds time) {
   return asked_.wait_for(lock, time, [this] { return stop_; });
 }
 
-int WriteSubgroupsAsSaved(platform::SpcSession& session, int32_t last, std::ostream& out,
-                          std::ostream& errors, FollowStop& stop,
+int WriteSubgroupsAsSaved(platform::SpcSession& session, const std::string& connection,
+                          int32_t last, std::ostream& out, std::ostream& errors, FollowStop& stop,
                           std::chrono::milliseconds interval) {
   const std::vector<platform::SpcSubgroupData> newest = platform::ReadSubgroups(session, last);
   if (!Write(out, newest)) return 1;
@@ -50,6 +50,16 @@ int WriteSubgroupsAsSaved(platform::SpcSession& session, int32_t last, std::ostr
   platform::SpcNewSubgroupReader saved(session, after);
   bool away = false;
   while (!stop.WaitFor(interval)) {
+    // The session opens a file found deleted at its path again, which makes an empty SPC
+    // database there: a follower only reads, so it waits for the file instead.
+    if (const std::string file = MissingSpcFile(connection); !file.empty()) {
+      if (!away) {
+        errors << "dam subgroups: there is no SPC database at " << file
+               << " any more, waiting for it" << std::endl;
+      }
+      away = true;
+      continue;
+    }
     try {
       const platform::SpcSubgroupId printed = saved.Last();
       const std::vector<platform::SpcSubgroupData> subgroups =

@@ -38,10 +38,11 @@ inline constexpr int32_t kEverySubgroup = -1;
 
 // Writes the last `last` subgroups, then each one saved after them, looking every
 // `interval`; each line is flushed as written. A database that does not answer is said
-// once on `errors` and asked again at the next look. Gives the exit status: 0 when
-// stopped, 1 when `out` cannot be written; other database errors are raised.
-int WriteSubgroupsAsSaved(platform::SpcSession& session, int32_t last, std::ostream& out,
-                          std::ostream& errors, FollowStop& stop,
+// once on `errors` and asked again at the next look, and so is an SQLite file of
+// `connection` that is no longer there. Gives the exit status: 0 when stopped, 1 when `out`
+// cannot be written; other database errors are raised.
+int WriteSubgroupsAsSaved(platform::SpcSession& session, const std::string& connection,
+                          int32_t last, std::ostream& out, std::ostream& errors, FollowStop& stop,
                           std::chrono::milliseconds interval = std::chrono::milliseconds(500));
 
 // The host's session on the SPC database at `connection`, once it is there and answers:

@@ -158,7 +158,8 @@ TEST_P(Follow, EverySubgroupSavedWhileFollowingIsPrintedOnceInOrder) {
 
 // As tail -F waits for a file, --wait waits for an SPC database that is not there yet (an
 // SQLite file not made yet, a server not started yet) and says so once, and when it comes;
-// a stop while it waits ends with 0. Then every subgroup saved is printed.
+// a stop while it waits ends with 0. Then every subgroup saved is printed, and a file
+// deleted while followed is waited for the same way.
 TEST_P(Follow, WithWaitADatabaseNotThereYetIsWaitedFor) {
   std::unique_ptr<spcdbtest::TestDatabase> server;
   std::string connection, said;
@@ -206,6 +207,22 @@ TEST_P(Follow, WithWaitADatabaseNotThereYetIsWaitedFor) {
   }
   expected.push_back(Save(writer, 1));
   std::string output;
+  if (server) {
+    EXPECT_EQ(Printed(*follower, output, expected.size()), expected);
+    return;
+  }
+  // A file deleted while followed is waited for again, not made anew by the follower; the
+  // one a writer then makes is followed from its first subgroup.
+  WaitFor([&] { return Lines(*follower, output).size() == expected.size(); }, 20);
+  writer.reset();
+  std::filesystem::remove(work_.File("later.db"));
+  says(*follower,
+       "there is no SPC database at " + work_.File("later.db") + " any more, waiting for it\n");
+  QThread::msleep(1200);
+  EXPECT_FALSE(std::filesystem::exists(work_.File("later.db")));
+  writer = SpcWriter(connection, "Line 2");
+  expected.push_back(Save(writer, 2));
+  says(*follower, "the SPC database answers again\n");
   EXPECT_EQ(Printed(*follower, output, expected.size()), expected);
 }
 
