@@ -167,10 +167,11 @@ const char* ChartSpreadName(SpcChartKind kind) {
 }
 
 SpcChart ComputeChart(const std::vector<SpcChartSubgroup>& window, const SpcChartOptions& options) {
-  SpcChart chart{SpcChartKind::XbarR, 0, {kNone, kNone}, kNoLine, kNoLine, {}, 0};
+  SpcChart chart{SpcChartKind::XbarR, 0, {kNone, kNone}, kNoLine, kNoLine, {}, 0, 0};
   std::vector<Summary> summaries;
   for (const SpcChartSubgroup& subgroup : window) {
     chart.leftOut += subgroup.leftOut;
+    chart.notFinite += subgroup.notFinite;
     if (subgroup.values.empty()) continue;
     summaries.push_back(
         {&subgroup, static_cast<int32_t>(subgroup.values.size()), Mean(subgroup.values), kNone});

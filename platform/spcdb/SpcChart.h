@@ -40,8 +40,9 @@ struct SpcChartSubgroup {
   runtime::Date time;
   // The samples that hold a measured value, in sample order.
   std::vector<double> values;
-  // Readings that record a defect instead of a value: not part of the statistics.
-  int32_t leftOut = 0;
+  // Readings that record a defect instead of a value, and values that are no finite number
+  // (an infinity another writer stored): not part of the statistics.
+  int32_t leftOut = 0, notFinite = 0;
 };
 
 // NaN where the window cannot tell (a deviation from one sample).
@@ -76,7 +77,7 @@ struct SpcChart {
   SpcChartLine mean, spread;
   // Subgroups with at least one value; those without any give no point.
   std::vector<SpcChartPoint> points;
-  int32_t leftOut = 0;
+  int32_t leftOut = 0, notFinite = 0;
 };
 
 struct SpcChartOptions {

@@ -77,12 +77,14 @@ std::vector<SpcChartSubgroup> ReadChartWindow(SpcSession& session, int32_t testI
     for (auto rows = link.Connection().Execute(sql, parameters); !rows->Eof(); rows->MoveNext()) {
       const SpcSubgroupId id = SubgroupIdOf(rows->Field("subgroup_id"));
       if (subgroups.empty() || subgroups.back().id != id) {
-        subgroups.push_back({id, runtime::ToDate(rows->Field("subgroup_time")), {}, 0});
+        subgroups.push_back({id, runtime::ToDate(rows->Field("subgroup_time")), {}, 0, 0});
       }
       SpcChartSubgroup& subgroup = subgroups.back();
       const double value = SpcDialect::StoredDouble(rows->Field("value"));
-      if (!runtime::ToText(rows->Field("defect_code")).empty() || !std::isfinite(value)) {
+      if (!runtime::ToText(rows->Field("defect_code")).empty()) {
         ++subgroup.leftOut;
+      } else if (!std::isfinite(value)) {
+        ++subgroup.notFinite;
       } else {
         subgroup.values.push_back(value);
       }

@@ -38,7 +38,7 @@ struct SpcChartWindow {
 
 // The subgroups of `window` that hold readings of the test `testId`, in the order they were
 // saved. A reading with a defect code records a defect, not a measured value: it is counted
-// in leftOut, as is a value that is no finite number.
+// in leftOut; a value that is no finite number in notFinite.
 std::vector<SpcChartSubgroup> ReadChartWindow(SpcSession& session, int32_t testId,
                                               const SpcChartWindow& window);
 

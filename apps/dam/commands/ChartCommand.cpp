@@ -48,6 +48,9 @@ void PrintChart(const std::string& test, const platform::SpcChart& chart,
                 platform::SpcRules rules) {
   const auto leftOut = [&] {
     if (chart.leftOut) std::cout << chart.leftOut << " reading(s) of a defect left out\n";
+    if (chart.notFinite) {
+      std::cout << chart.notFinite << " reading(s) of no finite value left out\n";
+    }
   };
   if (chart.points.empty()) {
     std::cout << test << ": no subgroups in the window\n";

@@ -140,6 +140,9 @@ void ChartWindow::ShowChart(const QString& title) {
                              .arg(chart_.n)
                              .arg(chart_.points.size());
   if (chart_.leftOut) status += tr("; %1 readings of a defect left out").arg(chart_.leftOut);
+  if (chart_.notFinite) {
+    status += tr("; %1 readings of no finite value left out").arg(chart_.notFinite);
+  }
   if (frozen_) status += tr("; limits frozen");
   ui_->lblStatus->setText(rulesRefusal_.isEmpty() ? status : rulesRefusal_);
 }

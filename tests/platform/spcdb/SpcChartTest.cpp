@@ -23,7 +23,7 @@ using Samples = std::vector<std::vector<double>>;
 std::vector<SpcChartSubgroup> Window(const Samples& samples) {
   std::vector<SpcChartSubgroup> window;
   for (const auto& values : samples) {
-    window.push_back({static_cast<int32_t>(window.size() + 1), {}, values, 0});
+    window.push_back({static_cast<int32_t>(window.size() + 1), {}, values, 0, 0});
   }
   return window;
 }
@@ -227,13 +227,13 @@ TEST_P(SpcDatabaseTest, ChartWindowReadsOneTestsSamplesByCountOrTime) {
   const auto at = [](int second) { return runtime::MakeDate({2024, 3, 1, 10, 0, second}); };
   const struct {
     platform::SpcChartWindow window;
-    std::string read;  // id: values, left out
+    std::string read;  // id: values, +defects, ~values of no finite number
   } cases[] = {
-      {{.last = 3}, "3: 13.25 10.5 | 4: 0.30000000000000004 +1 | 6: 16.25 +1"},
+      {{.last = 3}, "3: 13.25 10.5 | 4: 0.30000000000000004 +1 | 6: 16.25 ~1"},
       {{.last = 3, .configuration = "Line 1"}, "1: 11.25 10.5 | 3: 13.25 10.5"},
       {{.last = 2, .upTo = ids[4]}, "3: 13.25 10.5 | 4: 0.30000000000000004 +1"},
       {{.from = at(2), .to = at(4)}, "2: 12.25 10.5 | 3: 13.25 10.5 | 4: 0.30000000000000004 +1"},
-      {{.from = at(4)}, "4: 0.30000000000000004 +1 | 6: 16.25 +1"},
+      {{.from = at(4)}, "4: 0.30000000000000004 +1 | 6: 16.25 ~1"},
       {{.to = at(3), .configuration = "Line 2"}, "2: 12.25 10.5"},
   };
   for (const auto& c : cases) {
@@ -242,6 +242,7 @@ TEST_P(SpcDatabaseTest, ChartWindowReadsOneTestsSamplesByCountOrTime) {
       read += (read.empty() ? "" : " | ") + std::to_string(s.id - kPlaceholderSubgroupId) + ":";
       for (double v : s.values) read += " " + runtime::ExactNumberText(v);
       if (s.leftOut) read += " +" + std::to_string(s.leftOut);
+      if (s.notFinite) read += " ~" + std::to_string(s.notFinite);
     }
     EXPECT_EQ(read, c.read);
   }
