@@ -51,8 +51,12 @@ const char* SpcDialect::LastIdQuery() const {
 
 std::string SpcDialect::ExactDouble(const std::string& column) const {
   // SQLite's printf gives 16 significant digits at most without "!", and its 17th digit of
-  // a large number may be off by one; 21 digits read back as the same double.
-  return sqlite_ ? "printf('%!.20e', " + column + ")" : column;
+  // a large number may be off by one; 21 digits read back as the same double. A column of
+  // SQLite keeps text that is no number ("NaN" another writer stored) as text, which printf
+  // would give as 0.
+  if (!sqlite_) return column;
+  return "CASE WHEN typeof(" + column + ") IN ('real', 'integer') THEN printf('%!.20e', " + column +
+         ") ELSE 'NaN' END";
 }
 
 double SpcDialect::StoredDouble(const runtime::Variant& field) {

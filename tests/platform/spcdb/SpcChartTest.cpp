@@ -216,6 +216,18 @@ TEST_P(SpcDatabaseTest, ChartWindowReadsOneTestsSamplesByCountOrTime) {
   ASSERT_EQ(stored.size(), 1u);
   EXPECT_TRUE(std::any_of(stored[0].readings.begin(), stored[0].readings.end(),
                           [](const platform::SpcReading& r) { return std::isinf(r.value); }));
+  // SQLite keeps text that is no number as it is: no value, not 0.
+  line2->Use([&](platform::SpcLink& link) {
+    link.Connection().Execute(std::string("UPDATE readings SET value = ") +
+                                  (GetParam() == Backend::SQLite ? "'NaN'" : "'NaN'::float8") +
+                                  " WHERE subgroup_id = CAST(? AS BIGINT) AND sample = 2",
+                              std::vector<runtime::Variant>{platform::SubgroupIdParameter(ids[2])});
+  });
+  const std::vector<platform::SpcSubgroupData> second = platform::ReadSubgroups(*line1, 5);
+  ASSERT_EQ(second.size(), 5u);
+  EXPECT_EQ(second[0].id, ids[2]);
+  EXPECT_TRUE(std::any_of(second[0].readings.begin(), second[0].readings.end(),
+                          [](const platform::SpcReading& r) { return std::isnan(r.value); }));
   const auto width = platform::FindChartTest(*line1, "DIMENSIONS", "width");
   ASSERT_TRUE(width);
   EXPECT_EQ(width->group + "/" + width->name, "Dimensions/Width");
@@ -232,9 +244,9 @@ TEST_P(SpcDatabaseTest, ChartWindowReadsOneTestsSamplesByCountOrTime) {
       {{.last = 3}, "3: 13.25 10.5 | 4: 0.30000000000000004 +1 | 6: 16.25 ~1"},
       {{.last = 3, .configuration = "Line 1"}, "1: 11.25 10.5 | 3: 13.25 10.5"},
       {{.last = 2, .upTo = ids[4]}, "3: 13.25 10.5 | 4: 0.30000000000000004 +1"},
-      {{.from = at(2), .to = at(4)}, "2: 12.25 10.5 | 3: 13.25 10.5 | 4: 0.30000000000000004 +1"},
+      {{.from = at(2), .to = at(4)}, "2: 12.25 ~1 | 3: 13.25 10.5 | 4: 0.30000000000000004 +1"},
       {{.from = at(4)}, "4: 0.30000000000000004 +1 | 6: 16.25 ~1"},
-      {{.to = at(3), .configuration = "Line 2"}, "2: 12.25 10.5"},
+      {{.to = at(3), .configuration = "Line 2"}, "2: 12.25 ~1"},
   };
   for (const auto& c : cases) {
     std::string read;
