@@ -95,10 +95,16 @@ void PaintSeries(QPainter& painter, const QRectF& box, const SpcChart& chart,
   painter.setPen(kText);
   const std::pair<const char*, double> labels[] = {
       {"UCL ", series.shown.ucl}, {"CL ", series.shown.center}, {"LCL ", series.shown.lcl}};
+  // Lines that meet (a process without spread has UCL = CL = LCL) would print their labels
+  // over each other: each goes at least a line below the one above it.
+  const double gap = painter.fontMetrics().height();
+  double above = -INFINITY;
   for (const auto& [label, v] : labels) {
     if (!std::isfinite(v)) continue;
-    painter.drawText(QRectF(plot.right() + 6, y(v) - 9, kRightMargin - 8, 18),
+    const double at = std::max(y(v), above + gap);
+    painter.drawText(QRectF(plot.right() + 6, at - 9, kRightMargin - 8, 18),
                      Qt::AlignLeft | Qt::AlignVCenter, label + Figure(v));
+    above = at;
   }
 
   // Segment by segment: stroked as one polyline, a zigzag of a thousand points costs the

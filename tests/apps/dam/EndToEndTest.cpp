@@ -120,6 +120,31 @@ TEST_F(EndToEnd, TwoRunsOutliveALateHistorianThenEachSavesAndCountsItsOwnSubgrou
   EXPECT_EQ(xml.readElementText(), "Fill & Seal/<Leak>");
   while (!xml.atEnd()) xml.readNext();
   EXPECT_FALSE(xml.hasError()) << xml.errorString().toStdString();
+  // A sensor stuck at one value: in control, and the labels of its limits, which meet, each
+  // on a line of its own.
+  const auto stuck = damtest::SpcWriter(Spc(), "Line 1");
+  for (int i = 0; i < 3; ++i) {
+    platform::SpcSubgroup subgroup;
+    subgroup.SetDatabase(stuck);
+    subgroup.LookupTestGroup("Fill");
+    subgroup.LookupTest("Stuck");
+    subgroup.AddReading(0.1, 1, 0, "", "");
+    subgroup.AddReading(0.1, 2, 0, "", "");
+    subgroup.Save(0);
+  }
+  const auto [flat, steady] = Dam({"chart", "--test", "Fill/Stuck", "--out", svg});
+  EXPECT_EQ(flat, 0);
+  EXPECT_HAS(steady, "in control: no point breaks a rule");
+  std::map<QString, double> labelAt;
+  QXmlStreamReader labels(QByteArray::fromStdString(Read(svg.toStdString())));
+  while (!labels.atEnd()) {
+    if (labels.readNext() == QXmlStreamReader::StartElement && labels.name() == u"text") {
+      const double y = labels.attributes().value("y").toDouble();
+      labelAt[labels.readElementText()] = y;
+    }
+  }
+  EXPECT_LT(labelAt["UCL 0.1"], labelAt["CL 0.1"]);
+  EXPECT_LT(labelAt["CL 0.1"], labelAt["LCL 0.1"]);
   // A full disk is a failure, not a picture cut short.
   std::filesystem::create_symlink("/dev/full", work_.File("full.svg"));
   const auto [full, cut] = Dam(
