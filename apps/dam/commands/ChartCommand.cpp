@@ -1,4 +1,5 @@
 #include <QJsonDocument>
+#include <algorithm>
 #include <iostream>
 #include <optional>
 
@@ -58,11 +59,15 @@ void PrintChart(const std::string& test, const platform::SpcChart& chart,
     return;
   }
   const char* spread = platform::ChartSpreadName(chart.kind);
+  // Points go in the order they were saved; a clock set back puts a later one earlier.
+  const auto [first, last] =
+      std::minmax_element(chart.points.begin(), chart.points.end(),
+                          [](const auto& a, const auto& b) { return a.time < b.time; });
   std::cout << test << ": " << platform::ChartKindName(chart.kind) << " chart, n " << chart.n
             << ", " << chart.points.size() << " subgroup(s) from "
-            << runtime::FormatGeneralDate(chart.points.front().time) << " to "
-            << runtime::FormatGeneralDate(chart.points.back().time) << ", rules "
-            << platform::RulesText(rules) << "\n"
+            << runtime::FormatGeneralDate(first->time) << " to "
+            << runtime::FormatGeneralDate(last->time) << ", rules " << platform::RulesText(rules)
+            << "\n"
             << platform::ChartMeanName(chart.kind) << ": " << Line(chart.mean) << "\n"
             << spread << ": " << Line(chart.spread) << "\n";
   size_t otherSizes = 0;

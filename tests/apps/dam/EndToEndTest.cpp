@@ -120,12 +120,13 @@ TEST_F(EndToEnd, TwoRunsOutliveALateHistorianThenEachSavesAndCountsItsOwnSubgrou
   EXPECT_EQ(xml.readElementText(), "Fill & Seal/<Leak>");
   while (!xml.atEnd()) xml.readNext();
   EXPECT_FALSE(xml.hasError()) << xml.errorString().toStdString();
-  // A sensor stuck at one value: in control, and the labels of its limits, which meet, each
-  // on a line of its own.
+  // A sensor stuck at one value, saved by a clock set back: in control, over the span of
+  // its times, and the labels of its limits, which meet, each on a line of its own.
   const auto stuck = damtest::SpcWriter(Spc(), "Line 1");
   for (int i = 0; i < 3; ++i) {
     platform::SpcSubgroup subgroup;
     subgroup.SetDatabase(stuck);
+    subgroup.SetTime(runtime::MakeDate({2026, 11, 23, 9, 3 - i, 0}));
     subgroup.LookupTestGroup("Fill");
     subgroup.LookupTest("Stuck");
     subgroup.AddReading(0.1, 1, 0, "", "");
@@ -134,6 +135,7 @@ TEST_F(EndToEnd, TwoRunsOutliveALateHistorianThenEachSavesAndCountsItsOwnSubgrou
   }
   const auto [flat, steady] = Dam({"chart", "--test", "Fill/Stuck", "--out", svg});
   EXPECT_EQ(flat, 0);
+  EXPECT_HAS(steady, "3 subgroup(s) from 2026-11-23 09:01:00 to 2026-11-23 09:03:00");
   EXPECT_HAS(steady, "in control: no point breaks a rule");
   std::map<QString, double> labelAt;
   QXmlStreamReader labels(QByteArray::fromStdString(Read(svg.toStdString())));
