@@ -1,5 +1,6 @@
 #include <QJsonDocument>
 #include <algorithm>
+#include <cmath>
 #include <iostream>
 #include <optional>
 
@@ -91,7 +92,13 @@ void PrintChart(const std::string& test, const platform::SpcChart& chart,
     }
     std::cout << '\n';
   }
-  if (!flagged) std::cout << "in control: no point breaks a rule\n";
+  if (flagged) return;
+  // A lone individual has no moving range: nothing sets limits to be within.
+  if (std::isnan(chart.basis.sigma)) {
+    std::cout << "no limits: no subgroup of the window shows a spread to set them by\n";
+  } else {
+    std::cout << "in control: no point breaks a rule\n";
+  }
 }
 
 }  // namespace

@@ -147,6 +147,19 @@ TEST_F(EndToEnd, TwoRunsOutliveALateHistorianThenEachSavesAndCountsItsOwnSubgrou
   }
   EXPECT_LT(labelAt["UCL 0.1"], labelAt["CL 0.1"]);
   EXPECT_LT(labelAt["CL 0.1"], labelAt["LCL 0.1"]);
+  // One individual has no moving range: no limits, and nothing said to be in control.
+  platform::SpcSubgroup once;
+  once.SetDatabase(stuck);
+  once.LookupTestGroup("Fill");
+  once.LookupTest("Once");
+  once.AddReading(7, 1, 0, "", "");
+  once.Save(0);
+  const auto [lone, alone] = Dam({"chart", "--test", "Fill/Once"});
+  EXPECT_EQ(lone, 0);
+  EXPECT_HAS(alone,
+             "individual: center 7  ucl -  lcl -\nmoving range: center -  ucl -  lcl -\n"
+             "no limits: no subgroup of the window shows a spread to set them by\n");
+  EXPECT_LACKS(alone, "in control");
   // A full disk is a failure, not a picture cut short.
   std::filesystem::create_symlink("/dev/full", work_.File("full.svg"));
   const auto [full, cut] = Dam(
