@@ -2,6 +2,7 @@
 
 #include <QString>
 #include <cmath>
+#include <map>
 #include <sstream>
 
 #include "apps/dam/output/JsonOutput.h"
@@ -97,8 +98,12 @@ std::string MetricsBoard::Render() const {
   out.Family("dam_collection_errors_total", "counter",
              "Collection errors since the start, by description.");
   for (const auto& [configuration, metrics] : configurations_) {
-    for (const auto& [description, count] : metrics.errors) {
-      out.Sample("configuration=" + Quoted(configuration) + ",description=" + Quoted(description),
+    // Descriptions that differ only in bytes that are not UTF-8 read the same once those are
+    // replaced: one series each, as a scraper drops a series that comes twice.
+    std::map<std::string, int64_t> shown;
+    for (const auto& [description, count] : metrics.errors) shown[Quoted(description)] += count;
+    for (const auto& [description, count] : shown) {
+      out.Sample("configuration=" + Quoted(configuration) + ",description=" + description,
                  static_cast<double>(count));
     }
   }

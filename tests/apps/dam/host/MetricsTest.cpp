@@ -178,6 +178,14 @@ TEST(MetricsServer, AClientScrapesTheBoardAndItsHealthFollowsTheDrivers) {
             "Line 3: the driver is stopped\n\xef\xbf\xbdl: the driver is paused\n");
   EXPECT_TRUE(
       Holds(Get(port, "/metrics").body, "dam_driver_running{configuration=\"\xef\xbf\xbdl\"} 0"));
+  // Two Latin-1 texts that read the same then are one series.
+  oven.errors = {{"f\xfcr", 2}, {"f\xe4r", 3}};
+  board.Publish("\xd6l", oven);
+  const std::string merged = Get(port, "/metrics").body;
+  EXPECT_TRUE(Holds(merged,
+                    "dam_collection_errors_total{configuration=\"\xef\xbf\xbdl\","
+                    "description=\"f\xef\xbf\xbdr\"} 5"))
+      << merged;
 
   // Nobody who can reach the port takes the drivers' descriptors: the 65th open connection
   // is closed at once.
