@@ -152,6 +152,7 @@ int Running(const RunOptions& options) {
   reloading = nullptr;
   service.Stopping();
   const int code = run.Finish();
+  stop.EndAsSignalled();
   if (run.LeftBehind()) {
     // Out before the threads left in a connect could see anything torn down.
     std::cerr.flush();

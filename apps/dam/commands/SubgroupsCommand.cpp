@@ -74,14 +74,19 @@ int SubgroupsCommand(const SubgroupsOptions& options) {
     // What a database seen appearing holds was all saved while this waited.
     appearing = !MissingSpcFile(connection).empty();
     host = WaitForSpc(components, connection, std::cerr, *stop);
-    if (!host) return 0;
+    if (!host) {
+      stop->EndAsSignalled();
+      return 0;
+    }
   } else {
     host = OpenSpcForReading(components, options.spc);
   }
   auto& session = dynamic_cast<platform::SpcSession&>(*host->Session());
   if (options.follow) {
-    return WriteSubgroupsAsSaved(session, connection, appearing ? kEverySubgroup : count, std::cout,
-                                 std::cerr, *stop);
+    const int status = WriteSubgroupsAsSaved(
+        session, connection, appearing ? kEverySubgroup : count, std::cout, std::cerr, *stop);
+    stop->EndAsSignalled();
+    return status;
   }
   const auto subgroups = apps::Doing(apps::kExitUnreachable, "cannot read the SPC database",
                                      [&] { return platform::ReadSubgroups(session, count); });

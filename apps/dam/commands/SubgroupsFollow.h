@@ -25,6 +25,7 @@ class FollowStop {
   // Waits up to `time`; true once a stop was asked for.
   bool WaitFor(std::chrono::milliseconds time);
   bool Requested() const { return signals_.Requested(); }
+  void EndAsSignalled() const { signals_.EndAsSignalled(); }
 
  private:
   std::mutex mutex_;

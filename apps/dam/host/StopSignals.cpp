@@ -3,6 +3,9 @@
 #include <poll.h>
 #include <pthread.h>
 
+#include <cstdio>
+#include <iostream>
+
 namespace dam {
 namespace {
 
@@ -13,6 +16,18 @@ void Ignore(int signal, struct sigaction& previous) {
   sigaction(signal, &ignore, &previous);
 }
 
+// The signals whose default action ends the process that are neither handled otherwise nor
+// sent for a fault of the program's own (SIGSEGV, SIGABRT and the like keep theirs).
+sigset_t EndingAtOnce() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGALRM, SIGVTALRM, SIGPROF, SIGIO, SIGPWR, SIGSTKFLT, SIGXCPU}) {
+    sigaddset(&signals, signal);
+  }
+  for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) sigaddset(&signals, signal);
+  return signals;
+}
+
 }  // namespace
 
 StopSignals::StopSignals(std::function<void()> quit, std::function<void()> unblock,
@@ -20,8 +35,9 @@ StopSignals::StopSignals(std::function<void()> quit, std::function<void()> unblo
     : quit_(std::move(quit)),
       unblock_(std::move(unblock)),
       grace_(grace),
-      reload_(std::move(reload)) {
-  sigemptyset(&signals_);
+      reload_(std::move(reload)),
+      endingAtOnce_(EndingAtOnce()) {
+  signals_ = endingAtOnce_;
   for (const int stopping : {SIGINT, SIGTERM, SIGQUIT, SIGHUP}) sigaddset(&signals_, stopping);
   pthread_sigmask(SIG_BLOCK, &signals_, &previousMask_);
   Ignore(SIGPIPE, previousPipe_);
@@ -79,6 +95,23 @@ void StopSignals::Watch() {
     unblock_();
     lock.lock();
   }
+}
+
+void StopSignals::EndAsSignalled() const {
+  const int signal = signal_;
+  if (signal == 0 || sigismember(&endingAtOnce_, signal) != 1) return;
+  std::cerr.flush();
+  std::cout.flush();
+  std::fflush(nullptr);
+  struct sigaction byDefault {};
+  byDefault.sa_handler = SIG_DFL;
+  sigemptyset(&byDefault.sa_mask);
+  sigaction(signal, &byDefault, nullptr);
+  sigset_t only;
+  sigemptyset(&only);
+  sigaddset(&only, signal);
+  pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
+  raise(signal);
 }
 
 bool OutputClosed(int fd) {
