@@ -590,6 +590,24 @@ TEST_F(ServiceRun, SignalsStopTheDriverFirstOrChangeNothing) {
     EXPECT_GE(Stopped(output), 1) << output;
   }
 
+  // dam gui closes its window on a signal as the user would, unloading every driver, and ends
+  // with 0; it takes the signals from the start of its command.
+  environment_.insert("QT_QPA_PLATFORM", "offscreen");
+  auto gui = Start(DAM_GUI_PROGRAM, {"gui", config});
+  ASSERT_TRUE(WaitFor(
+      [&] {
+        std::ifstream status("/proc/" + std::to_string(gui->processId()) + "/status");
+        std::string line;
+        while (std::getline(status, line) && !line.starts_with("SigBlk:")) {
+        }
+        return line.size() > 8 && (std::stoull(line.substr(8), nullptr, 16) >> (SIGTERM - 1) & 1);
+      },
+      30));
+  Signal(*gui, SIGTERM);
+  EXPECT_TRUE(gui->waitForFinished(15'000));
+  EXPECT_EQ(gui->exitStatus(), QProcess::NormalExit);
+  EXPECT_EQ(gui->exitCode(), 0) << gui->readAll().toStdString();
+
   // A run that collects every second, and one that waits an hour for its first collection:
   // it sees the reader go while it sleeps, not at its next line (or the end of --for).
   for (const int unit : {0, 2}) {
