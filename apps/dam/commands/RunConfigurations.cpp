@@ -361,8 +361,8 @@ void RunConfigurations::Show(Shown& shown, bool several) {
     if (shown.events) {
       shown.events->Error({"status unavailable: " + status.unavailable, 0, "dam run"});
     } else {
-      std::cerr << "dam run: " << (several ? configuration.Name() + ": " : "")
-                << "status unavailable: " << status.unavailable << std::endl;
+      Apart(std::cerr) << "dam run: " << (several ? configuration.Name() + ": " : "")
+                       << "status unavailable: " << status.unavailable << std::endl;
     }
   }
   shown.unavailable = status.unavailable;
@@ -717,8 +717,8 @@ void RunConfigurations::ShowStarting(Starting& start) {
     if (options_.ndjson) {
       RunEvents(std::cout, start.name).Error(error);
     } else {
-      std::cerr << "dam run: " << (several_ ? start.name + ": " : "")
-                << apps::Printable(error.message) << std::endl;
+      Apart(std::cerr) << "dam run: " << (several_ ? start.name + ": " : "")
+                       << apps::Printable(error.message) << std::endl;
     }
   }
 }
@@ -746,7 +746,8 @@ void RunConfigurations::Report(const RunningConfiguration& configuration,
     if (options_.ndjson) {
       events.Finding(configuration.File(), Masked(finding));
     } else {
-      std::cerr << apps::Printable(Masked(FormatFinding(configuration.File(), finding))) << '\n';
+      Apart(std::cerr) << apps::Printable(Masked(FormatFinding(configuration.File(), finding)))
+                       << '\n';
     }
   }
   if (outcome.historian.empty()) return;
@@ -756,8 +757,8 @@ void RunConfigurations::Report(const RunningConfiguration& configuration,
   if (options_.ndjson) {
     events.Historian(outcome.historian);
   } else {
-    std::cout << (several_ ? configuration.Name() + ": " : "") << "historian: " << outcome.historian
-              << std::endl;
+    Apart(std::cout) << (several_ ? configuration.Name() + ": " : "")
+                     << "historian: " << outcome.historian << std::endl;
   }
 }
 
@@ -766,10 +767,16 @@ void RunConfigurations::Say(const Shown* shown, const char* kind, const std::str
   if (options_.ndjson) {
     RunEvents(std::cout, name).Note(kind, what);
   } else {
-    // A line of its own, where a terminal shows the summary line.
-    std::cout << (terminal_ ? "\r\033[K" : "") << (shown ? name + ": " : "") << what << std::endl;
+    Apart(std::cout) << (shown ? name + ": " : "") << what << std::endl;
+  }
+}
+
+std::ostream& RunConfigurations::Apart(std::ostream& stream) {
+  if (terminal_ && !options_.ndjson && !shownSummary_.empty()) {
+    std::cout << "\r\033[K" << std::flush;
     shownSummary_.clear();
   }
+  return stream;
 }
 
 void RunConfigurations::Skipped(const std::string& file, std::exception_ptr failure,
@@ -779,7 +786,8 @@ void RunConfigurations::Skipped(const std::string& file, std::exception_ptr fail
     error.message = file + ": " + error.message + so;
     RunEvents(std::cout, Named(file)).Error(error);
   } else {
-    std::cerr << "dam run: " << file << ": " << apps::Printable(error.message) << so << std::endl;
+    Apart(std::cerr) << "dam run: " << file << ": " << apps::Printable(error.message) << so
+                     << std::endl;
   }
 }
 
@@ -794,13 +802,10 @@ void RunConfigurations::OutOfControlFound(Shown& shown, const OutOfControl& foun
   const platform::LineNote note({.configuration = found.configuration,
                                  .collectionTime = found.time,
                                  .priority = platform::kLineWarning});
-  // A line of its own, where a terminal shows the summary line.
-  std::cout << (terminal_ ? "\r\033[K" : "")
-            << apps::Printable("out of control: " + found.configuration + " " + found.test +
-                               " at " + runtime::FormatGeneralDate(found.time) + " breaks " +
-                               broken)
-            << std::endl;
-  shownSummary_.clear();
+  Apart(std::cout) << apps::Printable("out of control: " + found.configuration + " " + found.test +
+                                      " at " + runtime::FormatGeneralDate(found.time) + " breaks " +
+                                      broken)
+                   << std::endl;
 }
 
 void RunConfigurations::OutOfControlFailed(Shown& shown, const runtime::Error& error) {
@@ -813,8 +818,8 @@ void RunConfigurations::OutOfControlFailed(Shown& shown, const runtime::Error& e
   if (shown.events) {
     shown.events->Error({"the out-of-control check failed: " + reason, error.Number(), "dam run"});
   } else {
-    std::cerr << "dam run: " << (several_ ? shown.configuration->Name() + ": " : "")
-              << "the out-of-control check failed: " << reason << std::endl;
+    Apart(std::cerr) << "dam run: " << (several_ ? shown.configuration->Name() + ": " : "")
+                     << "the out-of-control check failed: " << reason << std::endl;
   }
 }
 

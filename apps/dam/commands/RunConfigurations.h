@@ -196,6 +196,9 @@ class RunConfigurations {
 
   // News of `shown`, or of the whole run for null: an event of `kind`, or a line.
   void Say(const Shown* shown, const char* kind, const std::string& what);
+  // `stream`, for a line of its own: where a terminal shows the summary line, that is cleared
+  // first, and shown again at the next look.
+  std::ostream& Apart(std::ostream& stream);
 
   // A configuration of several that does not run, or does not change, and why: `so` says
   // what follows from it.

@@ -445,6 +445,15 @@ TEST_F(ServiceRun, UnderSystemdItNotifiesAndMarksLinesForTheJournalElseItIsPlain
           << line;
     }
   }
+  // On a terminal the summary line is drawn in place; a line of its own clears it first.
+  StartHistorian();
+  const auto [code, shown] =
+      Run("/usr/bin/script",
+          {"-qec", QString(DAM_PROGRAM) + " run '" + config + "' --for 2", "/dev/null"});
+  EXPECT_EQ(code, 0) << shown;
+  const size_t at = shown.find("historian: Connection Ready");
+  ASSERT_NE(at, std::string::npos) << shown;
+  EXPECT_TRUE(at == 0 || shown[at - 1] == '\n' || shown.compare(at - 3, 3, "\x1b[K") == 0) << shown;
 }
 
 // A real journald, in a mount namespace of its own so that no other program's lines reach
