@@ -380,7 +380,9 @@ int Main(const std::vector<std::string>& args, WindowsSide* windows) {
       std::cout << apps::HelpText(chosen.spec, kFooter);
       return apps::kExitOk;
     }
-    return chosen.run(parsed);
+    const int status = chosen.run(parsed);
+    apps::CheckOutputWritten();
+    return status;
   } catch (...) {
     return apps::ReportFailure(invocation, std::current_exception(), verbose);
   }

@@ -1,5 +1,8 @@
 #include "apps/shared/Failures.h"
 
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <iostream>
 
 #include "apps/shared/CommandLine.h"
@@ -42,6 +45,16 @@ std::string FailureText(std::exception_ptr failure, bool verbose) {
   } catch (...) {
     return Reason(std::current_exception(), verbose);
   }
+}
+
+void CheckOutputWritten() {
+  std::cout.flush();
+  errno = 0;
+  const bool flushed = std::fflush(stdout) == 0;
+  const int error = errno;
+  if (flushed && !std::ferror(stdout) && std::cout) return;
+  throw Failure(kExitFailure, "cannot write the output" +
+                                  (error != 0 ? ": " + std::string(std::strerror(error)) : ""));
 }
 
 int ReportFailure(const std::string& invocation, std::exception_ptr failure, bool verbose) {

@@ -38,6 +38,10 @@ decltype(auto) Doing(ExitCode code, const std::string& doing, Body&& body) {
 // error's text as it is). Error numbers, SQLSTATEs and sources only when `verbose`.
 std::string FailureText(std::exception_ptr failure, bool verbose);
 
+// Throws a Failure when what was written to stdout did not all reach it (a full disk, a quota,
+// /dev/full): a cut-off export must not end with 0.
+void CheckOutputWritten();
+
 // Prints "`invocation`: " and the FailureText on stderr (passwords masked) and returns the
 // exit status; a usage error prints its own text.
 int ReportFailure(const std::string& invocation, std::exception_ptr failure, bool verbose);

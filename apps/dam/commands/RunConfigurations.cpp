@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <iostream>
 #include <set>
 #include <thread>
@@ -346,6 +347,12 @@ void RunConfigurations::Look() {
   if (!outputClosed_ && OutputClosed(STDOUT_FILENO)) {
     outputClosed_ = true;
     std::cerr << "dam run: the output was closed; stopping" << std::endl;
+  }
+  // A redirected output on a full disk: the drivers collect on, and the run's end says it.
+  if (!outputClosed_ && !outputFailed_ && (!std::cout || std::ferror(stdout))) {
+    outputFailed_ = true;
+    std::cerr << "dam run: the output cannot be written: what it would show is lost; collecting on"
+              << std::endl;
   }
   if (stop_.Requested() || outputClosed_ || allSaved) QCoreApplication::quit();
 }

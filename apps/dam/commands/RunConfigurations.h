@@ -242,6 +242,7 @@ class RunConfigurations {
   // The errors the run has taken from its configurations so far.
   uint64_t errorsTaken_ = 0;
   bool outputClosed_ = false;
+  bool outputFailed_ = false;
   // Named more than one configuration: every line names its configuration.
   bool several_ = false;
   // The configuration files, in the order the paths give them.

@@ -265,6 +265,24 @@ TEST_F(CommandLine, FailuresArePlainSentencesWithTheirNumbersOnlyWhenVerbose) {
     EXPECT_HAS(outcome.err, " - ") << "a number: ";
   }
 
+  // Output that does not reach its file (a full disk) fails the command, where an export was
+  // cut off with 0; a run collects on and says so at once (and makes the SPC database).
+  for (const std::string& line : {"run " + config + " --force --for 1",
+                                  std::string("subgroups --csv"), "config show " + config}) {
+    SCOPED_TRACE(line);
+    QProcess process;
+    process.setProcessEnvironment(environment_);
+    process.setStandardOutputFile("/dev/full");
+    process.start(DAM_PROGRAM, QString::fromStdString(line).split(' '));
+    ASSERT_TRUE(process.waitForFinished(60'000));
+    EXPECT_EQ(process.exitCode(), 1);
+    const std::string err = process.readAllStandardError().toStdString();
+    EXPECT_HAS(err, ": cannot write the output\n");
+    if (line.starts_with("run")) {
+      EXPECT_HAS(err, "the output cannot be written: ");
+    }
+  }
+
   // Windows without a display: a sentence, where Qt would abort the program (exit 1). A dam
   // without dam-gui beside it, as installed without the package: one sentence, exit 7,
   // before anything is read.
