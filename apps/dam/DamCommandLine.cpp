@@ -148,8 +148,8 @@ const std::vector<Command>& Commands() {
        }},
       {{"dam gui",
         "[CONFIG...] [--spc CONNECTION] [--driver CLASS]",
-        "Opens the main window on the configuration files: start, stop, pause, setup, activity "
-        "and about for each. Closing the window stops every driver.",
+        "Opens the main window on the configuration files: start, stop, pause, setup, activity, "
+        "chart and about for each. Closing the window, SIGINT or SIGTERM stops every driver.",
         {{"CONFIG...", "configuration text files"}},
         0,
         1'000'000,

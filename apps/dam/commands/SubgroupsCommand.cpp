@@ -37,7 +37,9 @@ std::string ValueText(double value) {
 
 // Names, lots and defects come from the historian: shown escaped, as the terminal would
 // otherwise act on control characters in them.
-void PrintTable(const std::vector<platform::SpcSubgroupData>& subgroups) {
+// `asked`: how many the user asked for; with none asked, an empty list says nothing of the
+// database.
+void PrintTable(const std::vector<platform::SpcSubgroupData>& subgroups, int32_t asked) {
   for (const auto& s : subgroups) {
     std::ostringstream line;
     line << runtime::FormatGeneralDate(s.time) << "  size " << s.size << "  part " << Named(s.part)
@@ -55,7 +57,7 @@ void PrintTable(const std::vector<platform::SpcSubgroupData>& subgroups) {
       std::cout << apps::Printable(reading.str()) << '\n';
     }
   }
-  if (subgroups.empty()) std::cout << "no subgroups saved\n";
+  if (subgroups.empty() && asked > 0) std::cout << "no subgroups saved\n";
 }
 
 }  // namespace
@@ -100,7 +102,7 @@ int SubgroupsCommand(const SubgroupsOptions& options) {
     const QJsonObject document{{"schema", kJsonSchema}, {"subgroups", out}};
     std::cout << QJsonDocument(document).toJson(QJsonDocument::Indented).toStdString();
   } else {
-    PrintTable(subgroups);
+    PrintTable(subgroups, count);
   }
   return 0;
 }
