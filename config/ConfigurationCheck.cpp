@@ -137,11 +137,16 @@ class Checker {
     } catch (const runtime::Error&) {
       throw Stop{std::string(what) + " " + Quoted(value) + " is too large"};
     }
-    const auto typed = static_cast<int64_t>(std::nearbyint(runtime::LeadingNumber(value)));
+    const double written = runtime::LeadingNumber(value);
+    const auto typed = static_cast<int64_t>(std::nearbyint(written));
     if (!runtime::IsNumericText(value)) {
       Error(std::string(what) + " " + Quoted(value) + " is not a number (the driver reads " +
             std::to_string(typed) + ")");
       return std::nullopt;
+    }
+    if (written != static_cast<double>(typed)) {
+      Warning(std::string(what) + " " + Quoted(value) +
+              " is not a whole number: the driver reads " + std::to_string(typed));
     }
     return typed;
   }

@@ -133,7 +133,9 @@ const std::vector<Command>& Commands() {
         "numbers where numbers are read, unit codes outside 0-3, descriptor types outside 1-9, "
         "a fixed descriptor type used twice, evaluations outside 0-6, an unbalanced %TAG(, a "
         "test without group, name or value, lines the driver cannot read. Warnings: unknown "
-        "keys, a historian that cannot be reached now, tags the historian does not have. Exit "
+        "keys, numbers that are not whole where whole ones are read, no DATALINK, a "
+        "configuration not enabled (ACTIVE), a negative SYNCTIME, a historian that cannot be "
+        "reached now, tags the historian does not have, no %TAG anywhere. Exit "
         "status 0 when clean, 1 with warnings only, 3 with errors, 6 when a file cannot be "
         "read.",
         {{"PATH...",
