@@ -1,5 +1,7 @@
 #include "apps/dam/DamCommandLine.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <exception>
 #include <filesystem>
@@ -8,6 +10,7 @@
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/WindowsSide.h"
+#include "apps/dam/host/StopSignals.h"
 #include "apps/shared/CommandLine.h"
 #include "apps/shared/Failures.h"
 #include "host/DriverRegistry.h"
@@ -383,7 +386,9 @@ int Main(const std::vector<std::string>& args, WindowsSide* windows) {
       return apps::kExitOk;
     }
     const int status = chosen.run(parsed);
-    apps::CheckOutputWritten();
+    // A reader that went away (`| head -1`) ended the command as SIGPIPE would, and said so
+    // where it had to.
+    if (!OutputClosed(STDOUT_FILENO)) apps::CheckOutputWritten();
     return status;
   } catch (...) {
     return apps::ReportFailure(invocation, std::current_exception(), verbose);
