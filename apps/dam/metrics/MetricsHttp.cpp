@@ -8,7 +8,9 @@
 #include <QHttpServerResponse>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QTimer>
 #include <charconv>
+#include <chrono>
 #include <memory>
 #include <optional>
 
@@ -45,11 +47,12 @@ std::optional<Endpoint> ParseEndpoint(const std::string& text) {
 }
 
 // Whoever may connect to the port must not cost the drivers their descriptors (a save that
-// cannot open its database file loses the subgroup) or the process its memory: past
-// kMaxClients open connections a new one is closed at once, and a client that has sent more
-// than kMaxBytes since its last answer (a header without end, which the server would hold)
-// is cut off. A monitoring system keeps one or two connections and sends a few hundred bytes
-// a scrape.
+// cannot open its database file loses the subgroup) or the process its memory, nor keep the
+// monitoring system out: past kMaxClients open connections a new one is closed at once, a
+// connection gets one answer and kTimeLimit for its request and that answer (a client that
+// never sends, sends one byte a second, or lost its network would hold its place for good),
+// and one that sends more than kMaxBytes (a header without end, which the server would hold)
+// is cut off. A monitoring system sends a few hundred bytes a scrape, at once.
 class BoundedListener : public QTcpServer {
  protected:
   void incomingConnection(qintptr descriptor) override {
@@ -59,19 +62,31 @@ class BoundedListener : public QTcpServer {
       return;
     }
     ++open_;
-    connect(socket.get(), &QObject::destroyed, this, [this] { --open_; });
-    // Counted from the last answer on: a monitoring system's connection lives for months.
+    QTcpSocket* client = socket.get();
+    connect(client, &QObject::destroyed, this, [this] { --open_; });
+    QTimer::singleShot(kTimeLimit, client, [client] { Cut(client); });
     auto received = std::make_shared<qint64>(0);
-    connect(socket.get(), &QIODevice::readyRead, socket.get(), [socket = socket.get(), received] {
-      *received += socket->bytesAvailable();
-      if (*received > kMaxBytes) socket->abort();
+    connect(client, &QIODevice::readyRead, client, [client, received] {
+      *received += client->bytesAvailable();
+      if (*received > kMaxBytes) Cut(client);
     });
-    connect(socket.get(), &QIODevice::bytesWritten, socket.get(), [received] { *received = 0; });
+    // A client that spoke HTTP/1.0 or asked for "Connection: close" reads until the end.
+    connect(client, &QIODevice::bytesWritten, client, [client] {
+      if (client->bytesToWrite() == 0) client->disconnectFromHost();
+    });
     addPendingConnection(socket.release());
   }
 
  private:
+  // Before the server reads from the socket: a read of a closed socket is a warning in the
+  // journal, which an attacker could fill until it drops the drivers' lines.
+  static void Cut(QTcpSocket* client) {
+    disconnect(client, &QIODevice::readyRead, nullptr, nullptr);
+    client->abort();
+  }
+
   static constexpr int kMaxClients = 64;
+  static constexpr std::chrono::seconds kTimeLimit{5};
   static constexpr qint64 kMaxBytes = 1 << 20;
   int open_ = 0;
 };
@@ -89,6 +104,10 @@ class Http : public MetricsHttp {
           "text/plain; charset=utf-8", QByteArray::fromStdString(health.reasons),
           health.healthy ? QHttpServerResponse::StatusCode::Ok
                          : QHttpServerResponse::StatusCode::ServiceUnavailable);
+    });
+    server_.afterRequest([](QHttpServerResponse&& response) {
+      response.addHeader("Connection", "close");
+      return std::move(response);
     });
   }
 
