@@ -64,7 +64,10 @@ class BoundedListener : public QTcpServer {
     ++open_;
     QTcpSocket* client = socket.get();
     connect(client, &QObject::destroyed, this, [this] { --open_; });
-    QTimer::singleShot(kTimeLimit, client, [client] { Cut(client); });
+    // The socket's own, so that a client that connects in a loop does not pile up timers.
+    auto* limit = new QTimer(client);
+    limit->callOnTimeout(client, [client] { Cut(client); });
+    limit->start(kTimeLimit);
     auto received = std::make_shared<qint64>(0);
     connect(client, &QIODevice::readyRead, client, [client, received] {
       *received += client->bytesAvailable();
