@@ -6,6 +6,7 @@
 #include <QHttpServer>
 #include <QHttpServerRequest>
 #include <QHttpServerResponse>
+#include <QLoggingCategory>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTimer>
@@ -97,6 +98,9 @@ class BoundedListener : public QTcpServer {
 class Http : public MetricsHttp {
  public:
   Http(std::function<std::string()> render, std::function<Health()> check) {
+    // Qt warns of each request for a WebSocket, which a client could send until the journal
+    // drops the drivers' lines.
+    QLoggingCategory::setFilterRules("qt.httpserver.warning=false");
     server_.route("/metrics", QHttpServerRequest::Method::Get, [render = std::move(render)] {
       return QHttpServerResponse("text/plain; version=0.0.4; charset=utf-8",
                                  QByteArray::fromStdString(render()));
