@@ -6,9 +6,12 @@
 #include <QHttpServer>
 #include <QHttpServerRequest>
 #include <QHttpServerResponse>
+#include <QLoggingCategory>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QTimer>
 #include <charconv>
+#include <chrono>
 #include <memory>
 #include <optional>
 
@@ -45,11 +48,12 @@ std::optional<Endpoint> ParseEndpoint(const std::string& text) {
 }
 
 // Whoever may connect to the port must not cost the drivers their descriptors (a save that
-// cannot open its database file loses the subgroup) or the process its memory: past
-// kMaxClients open connections a new one is closed at once, and a client that has sent more
-// than kMaxBytes since its last answer (a header without end, which the server would hold)
-// is cut off. A monitoring system keeps one or two connections and sends a few hundred bytes
-// a scrape.
+// cannot open its database file loses the subgroup) or the process its memory, nor keep the
+// monitoring system out: past kMaxClients open connections a new one is closed at once, a
+// connection gets one answer and kTimeLimit for its request and that answer (a client that
+// never sends, sends one byte a second, or lost its network would hold its place for good),
+// and one that sends more than kMaxBytes (a header without end, which the server would hold)
+// is cut off. A monitoring system sends a few hundred bytes a scrape, at once.
 class BoundedListener : public QTcpServer {
  protected:
   void incomingConnection(qintptr descriptor) override {
@@ -59,19 +63,34 @@ class BoundedListener : public QTcpServer {
       return;
     }
     ++open_;
-    connect(socket.get(), &QObject::destroyed, this, [this] { --open_; });
-    // Counted from the last answer on: a monitoring system's connection lives for months.
+    QTcpSocket* client = socket.get();
+    connect(client, &QObject::destroyed, this, [this] { --open_; });
+    // The socket's own, so that a client that connects in a loop does not pile up timers.
+    auto* limit = new QTimer(client);
+    limit->callOnTimeout(client, [client] { Cut(client); });
+    limit->start(kTimeLimit);
     auto received = std::make_shared<qint64>(0);
-    connect(socket.get(), &QIODevice::readyRead, socket.get(), [socket = socket.get(), received] {
-      *received += socket->bytesAvailable();
-      if (*received > kMaxBytes) socket->abort();
+    connect(client, &QIODevice::readyRead, client, [client, received] {
+      *received += client->bytesAvailable();
+      if (*received > kMaxBytes) Cut(client);
     });
-    connect(socket.get(), &QIODevice::bytesWritten, socket.get(), [received] { *received = 0; });
+    // A client that spoke HTTP/1.0 or asked for "Connection: close" reads until the end.
+    connect(client, &QIODevice::bytesWritten, client, [client] {
+      if (client->bytesToWrite() == 0) client->disconnectFromHost();
+    });
     addPendingConnection(socket.release());
   }
 
  private:
+  // Before the server reads from the socket: a read of a closed socket is a warning in the
+  // journal, which an attacker could fill until it drops the drivers' lines.
+  static void Cut(QTcpSocket* client) {
+    disconnect(client, &QIODevice::readyRead, nullptr, nullptr);
+    client->abort();
+  }
+
   static constexpr int kMaxClients = 64;
+  static constexpr std::chrono::seconds kTimeLimit{5};
   static constexpr qint64 kMaxBytes = 1 << 20;
   int open_ = 0;
 };
@@ -79,6 +98,9 @@ class BoundedListener : public QTcpServer {
 class Http : public MetricsHttp {
  public:
   Http(std::function<std::string()> render, std::function<Health()> check) {
+    // Qt warns of each request for a WebSocket, which a client could send until the journal
+    // drops the drivers' lines.
+    QLoggingCategory::setFilterRules("qt.httpserver.warning=false");
     server_.route("/metrics", QHttpServerRequest::Method::Get, [render = std::move(render)] {
       return QHttpServerResponse("text/plain; version=0.0.4; charset=utf-8",
                                  QByteArray::fromStdString(render()));
@@ -89,6 +111,10 @@ class Http : public MetricsHttp {
           "text/plain; charset=utf-8", QByteArray::fromStdString(health.reasons),
           health.healthy ? QHttpServerResponse::StatusCode::Ok
                          : QHttpServerResponse::StatusCode::ServiceUnavailable);
+    });
+    server_.afterRequest([](QHttpServerResponse&& response) {
+      response.addHeader("Connection", "close");
+      return std::move(response);
     });
   }
 

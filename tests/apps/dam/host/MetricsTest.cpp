@@ -58,6 +58,19 @@ Answer Get(uint16_t port, const char* path, const char* method = "GET") {
   return answer;
 }
 
+// A connection of our own to the server, which this thread cannot serve while it waits.
+int Connect(uint16_t port) {
+  const int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{
+      .sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {}, .sin_zero = {}};
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  const timeval wait{.tv_sec = 3, .tv_usec = 0};
+  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
+  if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) return fd;
+  close(fd);
+  return -1;
+}
+
 bool Holds(const std::string& text, const std::string& line) {
   return ("\n" + text).find("\n" + line + "\n") != std::string::npos;
 }
@@ -209,27 +222,45 @@ TEST(MetricsServer, AClientScrapesTheBoardAndItsHealthFollowsTheDrivers) {
   EXPECT_TRUE(settle([&] { return closed(clients[64]); }));
   EXPECT_FALSE(closed(clients[0]));
   EXPECT_EQ(std::count_if(clients.begin(), clients.end(), closed), 1);
+  // Nor do clients that never send keep the monitoring system out: 5 s is all a connection
+  // gets.
+  EXPECT_TRUE(settle([&] { return std::all_of(clients.begin(), clients.end(), closed); }));
   clients.clear();
-  EXPECT_TRUE(settle([&] { return Get(port, "/metrics").status == 200; }));
-  // Nor its memory: a request whose header never ends is cut off after a megabyte.
+  EXPECT_EQ(Get(port, "/metrics").status, 200);
+  // Nor its memory: a request whose header never ends is cut off after a megabyte. Neither it
+  // nor a request for a WebSocket is a warning in the journal. A client that reads until the
+  // end gets it after the answer.
+  static std::atomic<int> warnings = 0;
+  const QtMessageHandler journal = qInstallMessageHandler(
+      [](QtMsgType, const QMessageLogContext&, const QString&) { ++warnings; });
   std::atomic<bool> cut = false, sent = false;
+  std::string answer;
   std::thread endless([&] {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{
-        .sin_family = AF_INET, .sin_port = htons(port), .sin_addr = {}, .sin_zero = {}};
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0) {
+    if (const int fd = Connect(port); fd >= 0) {
       const std::string start = "GET /metrics HTTP/1.1\r\nX-Endless: ", more(1 << 16, 'a');
       cut = send(fd, start.data(), start.size(), MSG_NOSIGNAL) < 0;
       for (int i = 0; i < 512 && !cut; ++i)
         cut = send(fd, more.data(), more.size(), MSG_NOSIGNAL) < 0;
+      close(fd);
     }
-    close(fd);
+    if (const int fd = Connect(port); fd >= 0) {
+      const std::string request =
+          "GET /nothing HTTP/1.0\r\nConnection: Upgrade\r\nUpgrade: websocket\r\n\r\n";
+      send(fd, request.data(), request.size(), MSG_NOSIGNAL);
+      char buffer[256];
+      ssize_t got = 0;
+      while ((got = recv(fd, buffer, sizeof buffer, 0)) > 0) answer.append(buffer, got);
+      if (got < 0) answer += "(still open)";
+      close(fd);
+    }
     sent = true;
   });
   settle([&] { return sent.load(); });
   endless.join();
+  qInstallMessageHandler(journal);
   EXPECT_TRUE(cut);
+  EXPECT_EQ(warnings, 0);
+  EXPECT_TRUE(answer.starts_with("HTTP/1.1 404") && answer.ends_with("\r\n\r\n")) << answer;
 
   // Bad addresses (a wrong setting) and addresses that cannot be listened on are refused,
   // naming the setting.
