@@ -20,14 +20,17 @@ void ShownErrors::Add(const std::string& text, int32_t number, const std::string
 void ConsoleError::Show(const std::string& module, const std::string& source,
                         const std::string& description, int32_t number,
                         const std::string& location) {
-  const std::string text = "Error " + std::to_string(number) + ": " + description +
-                           "\nSource: " + source + "\nLocation: " + location;
+  const std::string error = "Error " + std::to_string(number) + ": " + description;
   {
+    // One line, so that the journal keeps it as one entry.
     const LineNote note({.errorNumber = number, .priority = kLineError});
-    std::cerr << module << ": " << text << std::endl;
+    std::cerr << module << ": " << error << " (source " << source << ", location " << location
+              << ")" << std::endl;
   }
   shown_->Add(description, number, source);
-  if (HostWindows* windows = InstalledHostWindows()) windows->ShowError(module, text);
+  if (HostWindows* windows = InstalledHostWindows()) {
+    windows->ShowError(module, error + "\nSource: " + source + "\nLocation: " + location);
+  }
 }
 
 }  // namespace platform

@@ -253,10 +253,10 @@ TEST_F(HostSafety, AModuleOrItsWindowsOtherUsersCouldReplaceAreNotLoaded) {
   std::filesystem::copy_file(DAM_WINDOWS_LIBRARY, windows);
   ASSERT_EQ(chmod(windows.c_str(), 0666), 0);
   environment_.insert("QT_QPA_PLATFORM", "offscreen");
-  // The error is shown in a box too, which nobody closes here: read up to its last line.
+  // The error is shown in a box too, which nobody closes here: read up to its line's end.
   const auto run = Start(DAM_PROGRAM, {"run", config, "--for", "60", "--activity"});
   std::string output;
-  while (output.find("Location: Version1.IDriver_ShowActivity") == std::string::npos &&
+  while (output.find("location Version1.IDriver_ShowActivity)\n") == std::string::npos &&
          run->waitForReadyRead(30'000)) {
     output += run->readAll().toStdString();
   }
