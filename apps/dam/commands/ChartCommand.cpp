@@ -128,7 +128,7 @@ int ChartCommand(const ChartOptions& options) {
   WindowsSide* const pictures = out.isEmpty() ? nullptr : &RequireWindows("--out");
 
   platform::PlatformComponents components;
-  WarnIfSettingsShowPasswords(components);
+  ReadHostSettings(components);
   const auto host = OpenSpcForReading(components, options.spc);
   auto& session = dynamic_cast<platform::SpcSession&>(*host->Session());
   const auto [test, subgroups] =

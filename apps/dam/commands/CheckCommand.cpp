@@ -6,6 +6,7 @@
 #include "apps/dam/host/ConfigFile.h"
 #include "apps/dam/host/ConfigurationName.h"
 #include "apps/dam/host/ConfigurationPaths.h"
+#include "apps/dam/host/DamHost.h"
 #include "apps/dam/host/DriverHandle.h"
 #include "apps/shared/ExitCodes.h"
 #include "apps/shared/Failures.h"
@@ -17,6 +18,7 @@ namespace dam {
 
 int CheckCommand(const CheckOptions& options) {
   DriverHandle handle;
+  ReadHostSettings(handle.Components());
   handle.OpenModule(options.driverClass);
   bool unreadable = false, errors = false, warnings = false;
   const ConfigurationFileList list = ConfigurationFiles(options.configs);

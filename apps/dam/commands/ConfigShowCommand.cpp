@@ -5,6 +5,7 @@
 
 #include "apps/dam/Commands.h"
 #include "apps/dam/host/ConfigFile.h"
+#include "apps/dam/host/DamHost.h"
 #include "apps/dam/host/DriverHandle.h"
 #include "apps/shared/ExitCodes.h"
 #include "apps/shared/TerminalText.h"
@@ -37,9 +38,10 @@ std::string MaskDataLink(const std::string& text) {
 
 int ConfigShowCommand(const ConfigShowOptions& options) {
   const bool showSecrets = options.showSecrets;
+  DriverHandle handle;
+  ReadHostSettings(handle.Components());
   // Read first: a file that is not there is an error, not a configuration of defaults.
   const std::string fileText = ReadConfigurationFile(options.config, options.raw);
-  DriverHandle handle;
   std::optional<runtime::Error> error;
   try {
     handle.Read(fileText);

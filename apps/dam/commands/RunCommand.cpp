@@ -104,10 +104,10 @@ int Running(const RunOptions& options) {
       options.activity ? RequireWindows("--activity").MakeActivityApplication()
                        : MakeHeadlessApplication();
   platform::PlatformComponents settings;
-  WarnIfSettingsShowPasswords(settings);
+  const platform::OdbcPolicy policy = ReadHostSettings(settings);
   RunObservers observers{.rules = CheckedRules(settings, options),
                          .spc = SpcConnection(settings, options.spc),
-                         .policy = SettingUpThisHost([&] { return settings.ReadOdbcPolicy(); })};
+                         .policy = policy};
   // A metrics address that cannot be served stops the run before any driver starts.
   MetricsBoard board;
   std::optional<MetricsServer> metricsServer;
@@ -120,7 +120,7 @@ int Running(const RunOptions& options) {
         << "metrics: http://" << listen.substr(0, listen.rfind(':') + 1) << port
         << "/metrics and /healthz" << std::endl;
   }
-  ServiceNotifier service(AllowedStall(settings.ReadOdbcPolicy()));
+  ServiceNotifier service(AllowedStall(policy));
   const std::unique_ptr<ServiceNotifier::LoopWatch> watch = service.WatchThisLoop();
 
   RunConfigurations run(options, observers, service, stop);

@@ -108,7 +108,7 @@ int SpoolCommand(const SpoolOptions& options) {
     throw apps::UsageError(apps::UsageLine("dam spool", "drop needs --before TIME"));
   }
   platform::PlatformComponents components;
-  WarnIfSettingsShowPasswords(components);
+  ReadHostSettings(components);
   platform::SpcSpool& spool = SettingUpThisHost([&]() -> auto& { return components.Spool(); });
   if (options.action == "forward") return Forward(components, spool, options.spc);
   if (options.action == "drop") return Drop(spool, options.before, options.yes);

@@ -68,7 +68,7 @@ int SubgroupsCommand(const SubgroupsOptions& options) {
   std::optional<FollowStop> stop;
   if (options.follow) stop.emplace();
   platform::PlatformComponents components;
-  WarnIfSettingsShowPasswords(components);
+  ReadHostSettings(components);
   std::unique_ptr<DamHost> host;
   bool appearing = false;
   const std::string connection = SpcConnection(components, options.spc);

@@ -44,6 +44,24 @@ std::string PrivateModeAdvice(const std::string& path, const struct stat& file) 
          " && chmod 640 " + path;
 }
 
+void WarnIfSettingsShowPasswords(host::Components& components) {
+  const std::string path = SettingsPath(components);
+  struct stat file {};
+  if (stat(path.c_str(), &file) != 0) return;
+  // The service reads /etc/dam/dam.ini as root's file of its own group dam, mode 0640.
+  const bool groupReads = (file.st_mode & S_IRGRP) && !UsersOwnGroup(file.st_gid);
+  if (!groupReads && !(file.st_mode & S_IROTH)) return;
+  std::ifstream in(path, std::ios::binary);
+  for (std::string line; std::getline(in, line);) {
+    if (line.ends_with('\r')) line.pop_back();
+    if (platform::HoldsConnectionSecret(line)) {
+      std::cerr << "dam: warning: " << path << " holds a password that other users can read; "
+                << PrivateModeAdvice(path, file) << '\n';
+      return;
+    }
+  }
+}
+
 }  // namespace
 
 DamHost::DamHost(host::Components& components, const std::string& spcConnection)
@@ -80,22 +98,9 @@ std::string SpcConnection(host::Components& components, const std::string& flag)
   return "Driver=SQLite3;Database=" + files.JoinPath(files.DataFolder(), "spc.db");
 }
 
-void WarnIfSettingsShowPasswords(host::Components& components) {
-  const std::string path = SettingsPath(components);
-  struct stat file {};
-  if (stat(path.c_str(), &file) != 0) return;
-  // The service reads /etc/dam/dam.ini as root's file of its own group dam, mode 0640.
-  const bool groupReads = (file.st_mode & S_IRGRP) && !UsersOwnGroup(file.st_gid);
-  if (!groupReads && !(file.st_mode & S_IROTH)) return;
-  std::ifstream in(path, std::ios::binary);
-  for (std::string line; std::getline(in, line);) {
-    if (line.ends_with('\r')) line.pop_back();
-    if (platform::HoldsConnectionSecret(line)) {
-      std::cerr << "dam: warning: " << path << " holds a password that other users can read; "
-                << PrivateModeAdvice(path, file) << '\n';
-      return;
-    }
-  }
+platform::OdbcPolicy ReadHostSettings(platform::PlatformComponents& components) {
+  WarnIfSettingsShowPasswords(components);
+  return SettingUpThisHost([&] { return components.ReadOdbcPolicy(); });
 }
 
 }  // namespace dam

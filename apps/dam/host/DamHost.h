@@ -10,6 +10,7 @@
 #include "apps/shared/Failures.h"
 #include "host/Components.h"
 #include "host/IDriver.h"
+#include "platform/components/PlatformComponents.h"
 
 namespace dam {
 
@@ -54,9 +55,11 @@ std::string SettingName(host::Components& components, const std::string& section
 // the data folder.
 std::string SpcConnection(host::Components& components, const std::string& flag);
 
-// Warns on stderr when dam.ini gives a connection string a password and people other than
-// its owner may read the file: others, or a group that is not the reader's own private
-// group. Commands that read dam.ini call it once as they start.
-void WarnIfSettingsShowPasswords(host::Components& components);
+// What dam.ini allows the connections made through `components` (ReadOdbcPolicy), read under
+// SettingUpThisHost: every command that reads dam.ini calls it once as it starts, so that a
+// dam.ini that cannot be read or holds a wrong value stops it before it does anything. Warns
+// on stderr first when dam.ini gives a connection string a password and people other than its
+// owner may read the file: others, or a group that is not the reader's own private group.
+platform::OdbcPolicy ReadHostSettings(platform::PlatformComponents& components);
 
 }  // namespace dam

@@ -225,6 +225,15 @@ RunningConfiguration::Outcome RunningConfiguration::Replace(const std::string& t
     if (!driver.StartDriver())
       throw apps::Failure(apps::kExitFailure, "the driver could not start");
   } catch (...) {
+    // The status and the metrics take the schedule from the host's reading: back to the text
+    // the driver still has, with the link test just made when the link is the same.
+    if (text_ != text) {
+      try {
+        handle_->Read(text_);
+      } catch (const runtime::Error&) {
+        // Read before, it can fail now only at the table definitions, past its schedule.
+      }
+    }
     handle_->DropLinkTest();
     outcome.failure = std::current_exception();
   }

@@ -1,5 +1,6 @@
 #include <QCoreApplication>
 
+#include "apps/dam/host/DamHost.h"
 #include "apps/dam/host/StopSignals.h"
 #include "apps/dam/windows/MainWindow.h"
 #include "apps/dam/windows/WindowsApplication.h"
@@ -9,6 +10,8 @@
 namespace dam {
 
 int GuiCommand(const GuiOptions& options) {
+  platform::PlatformComponents settings;
+  ReadHostSettings(settings);
   // Made before the display's threads start. A stopping signal leaves every event loop, a
   // dialog's too, so that the window is closed from the outermost one, where no dialog of a
   // driver is still on the stack.

@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "apps/dam/host/ConfigFile.h"
+#include "apps/dam/host/DamHost.h"
 #include "apps/dam/host/DriverHandle.h"
 #include "apps/dam/windows/WindowsApplication.h"
 #include "apps/dam/windows/WindowsCommands.h"
@@ -16,6 +17,7 @@ int SelectTagCommand(const SelectTagOptions& options) {
   if (QCoreApplication::instance() == nullptr) application = MakeWindowsApplication();
   DriverHandle handle;
   handle.SetUserWaits();
+  ReadHostSettings(handle.Components());
   handle.Read(ReadConfigurationFile(options.config, false));
   if (!ui::SelectTag(handle.Components(), handle.Reading(), value)) return 1;
   std::cout << value << std::endl;

@@ -20,7 +20,7 @@ int SetupCommand(const SetupOptions& options) {
   if (QCoreApplication::instance() == nullptr) application = MakeWindowsApplication();
   DriverHandle handle;
   handle.SetUserWaits();
-  WarnIfSettingsShowPasswords(handle.Components());
+  ReadHostSettings(handle.Components());
   handle.OpenModule(options.driverClass);
   // A new configuration starts from the driver's defaults, named after its file.
   handle.Create(options.spc, std::filesystem::path(file).stem().string());

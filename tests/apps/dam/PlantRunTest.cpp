@@ -162,7 +162,8 @@ TEST_F(PlantRun, EachLineSavesUnderItsNameAndAHangingHistorianHoldsUpOnlyItsOwn)
 // hands: two files swap theirs, and a new file takes the one another file gave up; each
 // starts under its new name once the old holder stopped, so does a file moved while its line
 // still starts. The total at the end counts the removed and renamed ones too. A run of one
-// that a reload leaves with nothing to run says why, and runs on.
+// whose change is refused shows the schedule it runs on; one that a reload leaves with nothing
+// to run says why, and runs on.
 TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection) {
   StartHistorian();
   const std::string plant = work_.Subfolder("plant.d");
@@ -261,6 +262,19 @@ TEST_F(PlantRun, ReloadStartsStopsAndChangesLinesWhileTheOthersMissNoCollection)
   auto alone = Start(DAM_PROGRAM, {"run", one});
   std::string said;
   ASSERT_TRUE(Says(*alone, said, "| saved 1 ")) << said;
+  // Not "next none": the refused text's schedule is no schedule.
+  Line("one.cfg", "One", historian_, damtest::kWeight, 9);
+  Signal(*alone, SIGHUP);
+  ASSERT_TRUE(Says(*alone, said, "; it runs on as it was", 10)) << said;
+  const size_t refused = said.size();
+  EXPECT_TRUE(WaitFor(
+      [&] {
+        alone->waitForReadyRead(100);
+        said += alone->readAll().toStdString();
+        return Count(said.substr(refused), "| next 20") >= 2;
+      },
+      10))
+      << said;
   WriteFile("one.cfg", "NAME=Two\nACTIVE=0\n");
   Signal(*alone, SIGHUP);
   EXPECT_TRUE(Says(*alone, said, "no configuration runs", 10)) << said;

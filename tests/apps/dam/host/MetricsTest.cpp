@@ -286,32 +286,47 @@ using MetricsRun = damtest::DamProcesses;
 // A run with [Metrics] Listen serves what it collects; one whose address cannot be served,
 // whose [Run] Rules are no rules, or whose dam.ini is wrong or cannot be read, does not start.
 // A wrong setting is exit 3, which the service does not restart; a port taken may come free.
+// Every other command that reads dam.ini refuses a wrong one as the run does, first thing.
 TEST_F(MetricsRun, ARunServesItsCollectionsAndRefusesAnAddressItCannotServe) {
   damtest::EnsureApplication();
   QTcpServer taken;
   ASSERT_TRUE(taken.listen(QHostAddress::LocalHost));
   const std::string ini = work_.File("settings/dam.ini");
-  const std::tuple<std::string, std::string, int> badSettings[] = {
-      {"[Metrics]\nListen=9464\n", "[Metrics] Listen in " + ini, 3},
+  const std::tuple<std::string, std::string, int, bool> badSettings[] = {
+      {"[Metrics]\nListen=9464\n", "[Metrics] Listen in " + ini, 3, false},
       {"[Metrics]\nListen=127.0.0.1:" + std::to_string(taken.serverPort()),
-       "[Metrics] Listen in " + ini, 1},
-      {"[Run]\nRules=1,9\n", "[Run] Rules in " + ini, 3},
-      {"[Spool]\nMaxBytes=0\n", "[Spool] MaxBytes in " + ini, 3},
-      {"[Connections]\nLoginTimeout=abc\n", "[Connections] LoginTimeout in " + ini, 3},
-      {"[Database]\nStrictTests=yes\n", "[Database] StrictTests in " + ini, 3},
+       "[Metrics] Listen in " + ini, 1, false},
+      {"[Run]\nRules=1,9\n", "[Run] Rules in " + ini, 3, false},
+      {"[Spool]\nMaxBytes=0\n", "[Spool] MaxBytes in " + ini, 3, false},
+      {"[Connections]\nLoginTimeout=abc\n", "[Connections] LoginTimeout in " + ini, 3, true},
+      {"[Security]\nAllowDriverPaths=yes\n", "[Security] AllowDriverPaths in " + ini, 3, true},
+      {"[Database]\nStrictTests=yes\n", "[Database] StrictTests in " + ini, 3, false},
       // A folder in its place: the defaults would send the subgroups to another database.
-      {"", "cannot read " + ini + ": Is a directory", 3}};
-  for (const auto& [settings, said, status] : badSettings) {
+      {"", "cannot read " + ini + ": Is a directory", 3, true}};
+  const QString config = Configuration();
+  const std::vector<QStringList> others = {{"subgroups"},
+                                           {"chart", "--test", "Fill/Weight"},
+                                           {"spool"},
+                                           {"check", config},
+                                           {"config", "show", config}};
+  for (const auto& [settings, said, status, everyCommand] : badSettings) {
     std::filesystem::remove(ini);
     if (settings.empty()) {
       std::filesystem::create_directory(ini);
     } else {
       WriteFile("settings/dam.ini", settings);
     }
-    const auto [code, output] = Dam({"run", Configuration(), "--for", "5"});
+    const auto [code, output] = Dam({"run", config, "--for", "5"});
     EXPECT_EQ(code, status) << output;
     EXPECT_HAS(output, said);
     EXPECT_LACKS(output, "stopped after") << "the driver never started";
+    if (!everyCommand) continue;
+    for (const QStringList& command : others) {
+      const auto [otherCode, otherOutput] = Dam(command);
+      EXPECT_EQ(otherCode, 3) << otherOutput;
+      EXPECT_HAS(otherOutput, ": cannot set up this host: ");
+      EXPECT_HAS(otherOutput, said);
+    }
   }
   std::filesystem::remove(ini);
 
