@@ -245,7 +245,11 @@ void RunConfigurations::CollectChanges(bool finishing) {
   }
   // What they saved up to their stop is checked and told before they go, as at the run's end.
   std::vector<Shown*> stopped;
-  for (const Gone& one : gone) stopped.push_back(one.shown.get());
+  for (const Gone& one : gone) {
+    // Its status as it stopped: a collection under way may have saved once more.
+    Show(*one.shown, several_);
+    stopped.push_back(one.shown.get());
+  }
   const std::set<const Shown*> behind = FinishChecks(stopped, finishing);
   for (Gone& one : gone) {
     Say(one.shown.get(), one.kind, one.what);

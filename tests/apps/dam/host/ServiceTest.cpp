@@ -518,7 +518,8 @@ TEST_F(ServiceRun, AJournaldTakesEachLineAsOneEntryWithItsPriorityAndFields) {
 // A save that waits on a locked SPC database until QueryTimeout (3 s) before the subgroup
 // goes to the spool keeps the event loop longer than the 2 s watchdog interval: the pings go
 // on, from their own thread, without a gap beyond the interval. The status's saved count
-// keeps what a line a reload removed saved: it never goes back.
+// keeps what a line a reload removed saved: it never goes back. A line removed while its save
+// waits shows that save in its last status line.
 TEST_F(ServiceRun, TheWatchdogIsPingedWhileASaveWaitsOnALockedSpcDatabase) {
   StartHistorian();
   WriteFile("settings/dam.ini", "[Connections]\nQueryTimeout=3\n");
@@ -540,13 +541,14 @@ TEST_F(ServiceRun, TheWatchdogIsPingedWhileASaveWaitsOnALockedSpcDatabase) {
         30);
   };
   ASSERT_TRUE(said("| saved 2"));
-  std::filesystem::remove(removed.toStdString());
-  Signal(*run, SIGHUP);
-  ASSERT_TRUE(said("1 configuration: 1 running"));
   // Not pooled: a pool's thread would take the signals StopSignalsTest sends.
   platform::OdbcConnection holder(platform::OdbcPolicy{.poolIdleSeconds = 0});
   holder.Open(Spc(), "", "");
   holder.Execute("BEGIN EXCLUSIVE");
+  std::this_thread::sleep_for(1500ms);
+  std::filesystem::remove(removed.toStdString());
+  Signal(*run, SIGHUP);
+  ASSERT_TRUE(said("1 configuration: 1 running"));
   EXPECT_TRUE(said("| spooled 2"));
   holder.Execute("COMMIT");
   EXPECT_TRUE(WaitFor([&] { return Logged("SPC database available again"); }, 30)) << Log();
@@ -554,6 +556,17 @@ TEST_F(ServiceRun, TheWatchdogIsPingedWhileASaveWaitsOnALockedSpcDatabase) {
   Terminate(*run);
   EXPECT_LT(gap, 2s) << gap.count() << " ms without a ping";
   EXPECT_TRUE(Logged("SPC database unavailable")) << Log();
+  const std::string output = run->readAllStandardOutput().toStdString();
+  std::smatch last, removedAfter;
+  ASSERT_TRUE(
+      std::regex_search(output, removedAfter, std::regex("Line 2: removed: stopped after (\\d+)")))
+      << output;
+  const std::regex status("Line 2: [a-z]+ \\| saved (\\d+)");
+  for (std::sregex_iterator at(output.begin(), removedAfter[0].first, status), end; at != end;
+       ++at) {
+    last = *at;
+  }
+  EXPECT_EQ(last[1].str(), removedAfter[1].str()) << output;
   int saved = 0;
   for (const std::string& m : manager.Received()) {
     std::smatch count;
