@@ -9,6 +9,7 @@
 #include <QSvgGenerator>
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -159,6 +160,18 @@ void PaintTimes(QPainter& painter, const QRectF& box, const SpcChart& chart) {
   }
 }
 
+QtMessageHandler previousHandler = nullptr;
+
+// Made outside a desktop session (cron, a service, sudo), the application says that
+// XDG_RUNTIME_DIR is not set and takes a folder of its own, which a picture drawn offscreen
+// never uses: a line on stderr, mailed by cron every day, that asks nothing of anyone.
+void WithoutRuntimeFolderNotice(QtMsgType type, const QMessageLogContext& context,
+                                const QString& message) {
+  if (message.startsWith("QStandardPaths: XDG_RUNTIME_DIR not set")) return;
+  if (previousHandler) return previousHandler(type, context, message);
+  std::fprintf(stderr, "%s\n", qPrintable(qFormatLogMessage(type, context, message)));
+}
+
 // Runs `draw` with a GUI application there, the offscreen one made for the while when the
 // program has none (text needs one).
 void WithGuiApplication(const std::function<void()>& draw) {
@@ -172,7 +185,9 @@ void WithGuiApplication(const std::function<void()>& draw) {
   static int argc = 3;
   static char name[] = "dam", option[] = "-platform", platform[] = "offscreen";
   static char* argv[] = {name, option, platform, nullptr};
+  previousHandler = qInstallMessageHandler(WithoutRuntimeFolderNotice);
   QGuiApplication application(argc, argv);
+  qInstallMessageHandler(previousHandler);
   draw();
 }
 
