@@ -26,9 +26,8 @@ int GuiCommand(const GuiOptions& options) {
   MainWindow window(options.configs, options.spc, options.driverClass);
   window.show();
   int status = stop.Requested() ? 0 : application->exec();
-  // Closed as the user would close it: every driver is stopped and unloaded. A setup dialog
-  // that keeps unsaved edits refuses, as it does for the user, and the window stays open with
-  // its drivers stopped.
+  // Closed as the user would close it: every driver is stopped and unloaded. A driver's window
+  // that refuses to close keeps it open, as it does for the user, with its drivers stopped.
   while (stop.Requested() && window.isVisible() && !window.close()) {
     stop.Stopped();
     status = application->exec();
