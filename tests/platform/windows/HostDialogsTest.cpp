@@ -133,6 +133,12 @@ TEST_F(DataLinkTest, ATypedStringIsTakenOnEnterAndDroppedOnEscapeFromEveryContro
   }
 }
 
+TEST_F(DataLinkTest, EnterOnTestConnectionTestsAndKeepsTheDialogOpen) {
+  const bool confirmed = Edit([](QDialog& dialog) { KeyOn(dialog, "bnTest", Qt::Key_Return); });
+  EXPECT_EQ(tested, (std::vector<std::string>{"Driver=SQLite3;Database=/srv/h.db"}));
+  EXPECT_EQ(std::tuple(confirmed, leftOpen), std::tuple(false, true));
+}
+
 TEST_F(DataLinkTest, ListsDriversHidesPasswordsAndEditsKeysByKeyboard) {
   EXPECT_GE(Control<QComboBox>(dialog, "cboDriver").findText("SQLite3"), 0);
   dialog.SetConnection("Driver=SQLite3;Database=/srv/h.db;PWD=secret");
