@@ -178,6 +178,17 @@ TEST_F(SetupDialogsTest, EveryDialogsAcceleratorsReachTheirControls) {
   }
 }
 
+TEST_F(SetupDialogsTest, AltDigitFocusesTheTabsFirstControlFromWhereverTheFocusIs) {
+  ui::frmConfigure configure(components);
+  configure.Configuration()->SetData("NAME=Line 1\r\nDESCRIPTOR=1\tG\tP");
+  configure.Form_Load();
+  uitest::ShowActive(configure);
+  Control<QTabWidget>(configure, "TabStrip1").tabBar()->setFocus();
+  uitest::Press(configure, "3>lvwDescriptors");
+  Control<QWidget>(configure, "bnAddDesc").setFocus();
+  uitest::Press(configure, "3>lvwDescriptors 1>chkActive");
+}
+
 TEST_F(SetupDialogsTest, EnterPressesTheButtonThatHasTheFocusNotOK) {
   ui::frmConfigure configure(components);
   configure.Configuration()->SetData(
