@@ -14,6 +14,7 @@
 #include "runtime/Text.h"
 #include "ui/SelectOnFocus.h"
 #include "ui/StrayAccelerators.h"
+#include "ui/TabAccelerators.h"
 #include "ui/TypedSeparators.h"
 #include "ui/frmCondition.h"
 #include "ui/frmDescriptor.h"
@@ -74,6 +75,7 @@ frmConfigure::frmConfigure(host::Components& components, QWidget* parent)
       configuration_(std::make_shared<config::Configuration1>(windowComponents_)) {
   ui_->setupUi(this);
   IgnoreStrayAccelerators(*this);
+  FocusPageOnTabAccelerator(*ui_->TabStrip1);
   connect(ui_->bnDataLink, &QPushButton::clicked, this, &frmConfigure::bnDataLink_Click);
   connect(ui_->bnAddDesc, &QPushButton::clicked, this, &frmConfigure::bnAddDesc_Click);
   connect(ui_->bnEditDesc, &QPushButton::clicked, this, &frmConfigure::bnEditDesc_Click);

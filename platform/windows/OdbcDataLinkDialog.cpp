@@ -86,7 +86,6 @@ OdbcDataLinkDialog::OdbcDataLinkDialog(QWidget* parent) : QDialog(parent) {
   auto* bnRemoveKey = new QPushButton("&Remove Key");
   auto* bnTest = new QPushButton("&Test Connection");
   bnTest->setObjectName("bnTest");
-  for (QPushButton* button : {bnAddKey, bnRemoveKey, bnTest}) button->setAutoDefault(false);
 
   auto* form = new QFormLayout;
   auto add = [&](const char* caption, QWidget* field) {

@@ -136,6 +136,7 @@ void SpcSelectionDialog::accept() {
 
 void SpcSelectionDialog::ApplyFilter() {
   const QString filter = txtFilter_->text().trimmed();
+  QTreeWidgetItem* firstShown = nullptr;
   for (int i = 0; i < lvwRecords_->topLevelItemCount(); ++i) {
     QTreeWidgetItem* group = lvwRecords_->topLevelItem(i);
     const bool groupMatches = group->text(0).contains(filter, Qt::CaseInsensitive);
@@ -145,8 +146,14 @@ void SpcSelectionDialog::ApplyFilter() {
       const bool show = groupMatches || record->text(0).contains(filter, Qt::CaseInsensitive);
       record->setHidden(!show);
       shown += show ? 1 : 0;
+      if (show && firstShown == nullptr) firstShown = record;
     }
     group->setHidden(shown == 0 && !groupMatches);
+  }
+  // The record typed for is current, so that Enter takes it.
+  const QTreeWidgetItem* current = lvwRecords_->currentItem();
+  if (firstShown != nullptr && (current == nullptr || current->isHidden())) {
+    lvwRecords_->setCurrentItem(firstShown);
   }
 }
 

@@ -178,6 +178,65 @@ TEST_F(SetupDialogsTest, EveryDialogsAcceleratorsReachTheirControls) {
   }
 }
 
+TEST_F(SetupDialogsTest, AltDigitFocusesTheTabsFirstControlFromWhereverTheFocusIs) {
+  ui::frmConfigure configure(components);
+  configure.Configuration()->SetData("NAME=Line 1\r\nDESCRIPTOR=1\tG\tP");
+  configure.Form_Load();
+  uitest::ShowActive(configure);
+  Control<QTabWidget>(configure, "TabStrip1").tabBar()->setFocus();
+  uitest::Press(configure, "3>lvwDescriptors");
+  Control<QWidget>(configure, "bnAddDesc").setFocus();
+  uitest::Press(configure, "3>lvwDescriptors 1>chkActive");
+}
+
+TEST_F(SetupDialogsTest, EnterPressesTheButtonThatHasTheFocusNotOK) {
+  ui::frmConfigure configure(components);
+  configure.Configuration()->SetData(
+      "NAME=Line 1\r\nDESCRIPTOR=1\tG\tP\r\nTEST=G\tT\tV\t\r\nCONDITION=0\tA\t1\t2\r\n"
+      "CONDITION=0\tB\t1\t3");
+  configure.Form_Load();
+  auto descriptor = Open<ui::frmDescriptor>(Descriptor(1, "G", "P"));
+  auto test = Open<ui::frmTest>(TestItem("G", "T"));
+  auto compare = std::make_shared<config::ConditionItem>();
+  compare->SetEvaluation(1);
+  auto condition = Open<ui::frmCondition>(compare);
+  ui::frmTagSetup tags(components);
+  tags.Form_Load();
+  const struct {
+    QWidget* form;
+    const char* tab;  // the Alt+digit that shows the buttons, if any
+    std::vector<const char*> buttons;
+  } cases[] = {
+      {&configure, nullptr, {"bnDataLink"}},
+      {&configure, "3>lvwDescriptors", {"bnAddDesc", "bnEditDesc", "bnDeleteDesc"}},
+      {&configure, "4>lvwTests", {"bnAddTest", "bnEditTest", "bnDeleteTest"}},
+      {&configure, "5>lvwConditions", {"bnAddCondition", "bnEditCondition", "bnDeleteCondition"}},
+      {descriptor.get(), nullptr, {"bnGroup", "bnItem", "bnSelect"}},
+      {test.get(), nullptr, {"bnGroup", "bnItem", "bnSelect", "bnValue", "bnDefect"}},
+      {condition.get(), nullptr, {"bnValue1", "bnValue2"}},
+      {&tags, nullptr, {"bnRefresh"}},
+  };
+  for (const auto& c : cases) {
+    for (const auto& other : cases) other.form->hide();
+    uitest::ShowActive(*c.form);
+    if (c.tab) uitest::Press(*c.form, c.tab);
+    for (const char* name : c.buttons) {
+      auto& button = Control<QPushButton>(*c.form, name);
+      button.setFocus(Qt::TabFocusReason);
+      EXPECT_TRUE(button.isDefault()) << name << ": Enter would press another button";
+    }
+  }
+
+  // Enter on a focused Delete deletes, and the dialog stays open.
+  for (const auto& c : cases) c.form->hide();
+  uitest::ShowActive(configure);
+  Control<QPushButton>(configure, "bnDeleteCondition").setFocus(Qt::TabFocusReason);
+  QTest::keyClick(QApplication::focusWidget(), Qt::Key_Return);
+  EXPECT_EQ(configure.Configuration()->ConditionCount(), 1);
+  EXPECT_TRUE(configure.isVisible());
+  EXPECT_FALSE(configure.OKPressed());
+}
+
 TEST_F(SetupDialogsTest, TypePickerOffersEachFixedTypeOnceAndUserDefinedAlways) {
   for (int32_t held : {1, 4, 7}) configuration->AddDescriptor(Descriptor(held));
   ui::frmDescriptorType picker(components);

@@ -73,7 +73,7 @@ TEST(HostDialogsTest, SelectionStartsOnTheGivenRecordOrGroupAndEnterTakesOnlyARe
   EXPECT_TRUE(list.topLevelItem(0)->isHidden());
   Box(dialog, "txtFilter").setText("GEA");
   EXPECT_FALSE(list.topLevelItem(0)->child(0)->isHidden());
-  list.setCurrentItem(list.topLevelItem(0)->child(0));
+  EXPECT_EQ(list.currentItem(), list.topLevelItem(0)->child(0)) << "the first match is current";
   dialog.accept();
   EXPECT_EQ(dialog.result(), QDialog::Accepted);
   EXPECT_EQ(runtime::ToText(dialog.Chosen().Field("Name")), "Gear");
@@ -131,6 +131,12 @@ TEST_F(DataLinkTest, ATypedStringIsTakenOnEnterAndDroppedOnEscapeFromEveryContro
     EXPECT_FALSE(leftOpen);
     EXPECT_EQ(link, taken ? typed : "Driver=SQLite3;Database=/srv/h.db");
   }
+}
+
+TEST_F(DataLinkTest, EnterOnTestConnectionTestsAndKeepsTheDialogOpen) {
+  const bool confirmed = Edit([](QDialog& dialog) { KeyOn(dialog, "bnTest", Qt::Key_Return); });
+  EXPECT_EQ(tested, (std::vector<std::string>{"Driver=SQLite3;Database=/srv/h.db"}));
+  EXPECT_EQ(std::tuple(confirmed, leftOpen), std::tuple(false, true));
 }
 
 TEST_F(DataLinkTest, ListsDriversHidesPasswordsAndEditsKeysByKeyboard) {
