@@ -5,7 +5,6 @@
 #include <sys/resource.h>
 
 #include <cstdlib>
-
 #include <string>
 #include <vector>
 

@@ -10,9 +10,7 @@
 namespace dam {
 
 int GuiCommand(const GuiOptions& options) {
-  platform::PlatformComponents settings;
-  ReadHostSettings(settings);
-  // Made before the display's threads start. A stopping signal leaves every event loop, a
+  // Made before anything starts a thread. A stopping signal leaves every event loop, a
   // dialog's too, so that the window is closed from the outermost one, where no dialog of a
   // driver is still on the stack.
   StopSignals stop(
@@ -22,6 +20,8 @@ int GuiCommand(const GuiOptions& options) {
         }
       },
       [] { platform::CancelRunningStatements(); });
+  platform::PlatformComponents settings;
+  ReadHostSettings(settings);
   const auto application = MakeWindowsApplication();
   MainWindow window(options.configs, options.spc, options.driverClass);
   window.show();
