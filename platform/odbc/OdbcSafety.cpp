@@ -1,11 +1,14 @@
 #include "platform/odbc/OdbcSafety.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "host/FileKind.h"
 #include "platform/odbc/OdbcConnectionString.h"
 #include "platform/odbc/OdbcDriverLists.h"
 #include "runtime/Error.h"
@@ -170,11 +173,19 @@ void RefuseUnsafeConnectionString(std::string_view connectionString,
 void RefuseSqliteWithoutFile(std::string_view connectionString, const OdbcDriverLists& drivers) {
   if (!IsSqliteDriver(drivers.LibraryFor(connectionString))) return;
   const std::optional<std::string> file = ConnectionValue(connectionString, "Database");
-  if (file ? !TrimWhiteSpace(*file).empty() : HasConnectionKey(connectionString, "DSN")) return;
-  throw runtime::Error(runtime::kInvalidProcedureCall,
-                       "The SQLite3 connection string names no database file; give one as "
-                       "Database=/path/to/file.db",
-                       "ODBC");
+  if (!(file ? !TrimWhiteSpace(*file).empty() : HasConnectionKey(connectionString, "DSN"))) {
+    throw runtime::Error(runtime::kInvalidProcedureCall,
+                         "The SQLite3 connection string names no database file; give one as "
+                         "Database=/path/to/file.db",
+                         "ODBC");
+  }
+  struct stat status {};
+  if (file && stat(file->c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+    throw runtime::Error(runtime::kInvalidProcedureCall,
+                         "The SQLite3 database " + *file + " is " + host::FileKind(status.st_mode) +
+                             ", not a database file",
+                         "ODBC");
+  }
 }
 
 }  // namespace platform

@@ -29,7 +29,9 @@ void RefuseUnsafeConnectionString(std::string_view connectionString,
 
 // Throws runtime::Error (5, source "ODBC") when the string loads the SQLite3 ODBC driver
 // and names no database file (an empty Database, or none and no DSN to give one): that
-// driver would make a file named after the whole string in the current folder.
+// driver would make a file named after the whole string in the current folder. Also when
+// the Database it names is there but no regular file: the driver fails on a folder without
+// saying why, and waits for good on a FIFO it may only read.
 void RefuseSqliteWithoutFile(std::string_view connectionString, const OdbcDriverLists& drivers);
 
 }  // namespace platform

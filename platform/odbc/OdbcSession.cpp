@@ -1,10 +1,15 @@
 #include "platform/odbc/OdbcSession.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
 #include <mutex>
 #include <optional>
 #include <string_view>
@@ -50,6 +55,24 @@ std::shared_ptr<const OdbcHandle> SharedEnvironment() {
 std::unique_lock<std::mutex> TurnToConnect(bool sqliteDriver) {
   static std::mutex turns;
   return sqliteDriver ? std::unique_lock(turns) : std::unique_lock<std::mutex>();
+}
+
+// The SQLite3 ODBC driver says only "connect failed" when it cannot open or make its file.
+std::string WhySqliteFileCannotOpen(const std::string& connectionString) {
+  const std::optional<std::string> named = ConnectionValue(connectionString, "Database");
+  if (!named) return {};
+  const std::filesystem::path file = *named;
+  const int fd = open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (fd >= 0) {
+    close(fd);
+    return {};
+  }
+  if (errno != ENOENT) return "cannot open " + *named + ": " + std::strerror(errno);
+  const std::string folder = file.has_parent_path() ? file.parent_path().string() : ".";
+  if (access(folder.c_str(), W_OK | X_OK) != 0) {
+    return "cannot make " + *named + ": its folder " + folder + ": " + std::strerror(errno);
+  }
+  return "there is no file " + *named;
 }
 
 bool ConnectionFailed(const OdbcHandle& handle) {
@@ -103,13 +126,17 @@ OdbcSession::OdbcSession(const std::string& connectionString, const OdbcPolicy& 
         "SQLSetConnectAttr");
   }
   sqliteDriver_ = IsSqliteDriver(library);
-  {
+  try {
     const std::unique_lock turn = TurnToConnect(sqliteDriver_);
     connection_.Check(
         SQLDriverConnect(connection_.get(), nullptr, reinterpret_cast<SQLCHAR*>(text.data()),
                          static_cast<SQLSMALLINT>(text.size()), nullptr, 0, nullptr,
                          SQL_DRIVER_NOPROMPT),
         "SQLDriverConnect");
+  } catch (const runtime::Error& e) {
+    const std::string why = sqliteDriver_ ? WhySqliteFileCannotOpen(text) : std::string();
+    if (why.empty()) throw;
+    throw runtime::Error(e.Number(), e.Description() + " (" + why + ")", e.Source(), e.SqlState());
   }
   if (IsPostgresDriver(library) && std::getenv("PGTZ") == nullptr) {
     try {

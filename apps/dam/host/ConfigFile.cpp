@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "apps/shared/Failures.h"
+#include "host/FileKind.h"
 #include "host/PrivateFiles.h"
 #include "runtime/Error.h"
 #include "runtime/Text.h"
@@ -24,14 +25,6 @@ constexpr off_t kMostBytes = off_t{16} << 20;
 
 [[noreturn]] void Refuse(const std::string& why) {
   throw apps::Failure(apps::kExitNoFile, why);
-}
-
-std::string Kind(mode_t mode) {
-  if (S_ISDIR(mode)) return "a folder";
-  if (S_ISFIFO(mode)) return "a FIFO";
-  if (S_ISCHR(mode) || S_ISBLK(mode)) return "a device";
-  if (S_ISSOCK(mode)) return "a socket";
-  return "no regular file";
 }
 
 // A file written this recently may be only half written yet, and a writer that goes on
@@ -63,7 +56,7 @@ Look LookAt(const std::string& path) {
   Look look;
   if (fstat(fd, &look.before) != 0) cannotRead();
   if (!S_ISREG(look.before.st_mode))
-    Refuse(path + " is " + Kind(look.before.st_mode) + ", not a configuration file");
+    Refuse(path + " is " + host::FileKind(look.before.st_mode) + ", not a configuration file");
   for (char buffer[65536];;) {
     const ssize_t count = read(fd, buffer, sizeof buffer);
     if (count < 0 && errno == EINTR) continue;

@@ -87,8 +87,7 @@ std::vector<host::CheckFinding> DriverHandle::Check(const std::string& text) {
 void DriverHandle::Create(const std::string& spc, const std::string& name) {
   platform_.SetConfigurationName(name);
   const std::string connection = SpcConnection(*components_, spc);
-  host_ = apps::Doing(apps::kExitUnreachable,
-                      "cannot open the SPC database" + SpcFileTrouble(connection),
+  host_ = apps::Doing(apps::kExitUnreachable, "cannot open the SPC database",
                       [&] { return std::make_shared<DamHost>(*components_, connection); });
   driver_ = module_->ClassObject(driverClass_).CreateInstance(*components_);
   if (!driver_->Initialize(host_, name)) {

@@ -1,9 +1,5 @@
 #include "apps/dam/host/MissingSpcFile.h"
 
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -59,18 +55,6 @@ std::string MissingSpcFile(const std::string& connection) {
                         "cannot look for the SPC database " + file + ": " + error.message());
   }
   return there ? "" : file;
-}
-
-std::string SpcFileTrouble(const std::string& connection) {
-  const std::filesystem::path file = SqliteFile(connection);
-  if (file.empty()) return "";
-  const std::string named = " " + file.string();
-  // SQLite writes the file and its journals beside it, in its folder.
-  if (access(file.c_str(), R_OK | W_OK) == 0) return named;
-  if (errno != ENOENT) return named + " (" + std::strerror(errno) + ")";
-  const std::string folder = file.has_parent_path() ? file.parent_path().string() : ".";
-  if (access(folder.c_str(), W_OK | X_OK) == 0) return named;
-  return named + " (its folder " + folder + ": " + std::strerror(errno) + ")";
 }
 
 std::unique_ptr<DamHost> OpenSpcForReading(host::Components& components, const std::string& spc) {

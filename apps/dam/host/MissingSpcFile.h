@@ -16,12 +16,6 @@ namespace dam {
 // cannot look up (too long, a symbolic link loop) is an apps::Failure with exit status 4.
 std::string MissingSpcFile(const std::string& connection);
 
-// For an SQLite connection, " FILE", and why the file system keeps it from being opened for
-// writing when it tells (" FILE (Permission denied)", " FILE (its folder DIR: No such file or
-// directory)"); "" for another database. The SQLite driver's own error says only "connect
-// failed".
-std::string SpcFileTrouble(const std::string& connection);
-
 // The host's session on the SPC database `spc` names (SpcConnection), for a command that
 // reads: fails with exit status 4 when the file is not there, is no SPC database, or the
 // database cannot be opened.

@@ -244,8 +244,9 @@ TEST_F(CommandLine, FailuresArePlainSentencesWithTheirNumbersOnlyWhenVerbose) {
        "dam run: cannot open the SPC database: "},
       // The SQLite driver says only "connect failed": the file system tells why.
       {"run " + config + " --for 1 --spc Driver=SQLite3;Database=" + work_.File("gone/spc.db"), 4,
-       "dam run: cannot open the SPC database " + work_.File("gone/spc.db") + " (its folder " +
-           work_.File("gone") + ": No such file or directory): "},
+       "dam run: cannot open the SPC database: [SQLite]connect failed (cannot make " +
+           work_.File("gone/spc.db") + ": its folder " + work_.File("gone") +
+           ": No such file or directory)\n"},
       {"chart --test F/W --spc Driver=Nope;Database=x", 4,
        "dam chart: cannot open the SPC database: "},
       {"spool forward --spc Driver=Nope;Database=x", 4,

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -440,6 +441,35 @@ TEST(OdbcPoolFileTest, ASqliteFileReplacedAtItsPathIsOpenedAfresh) {
   connection.Open(link, "", "");
   EXPECT_FALSE(HasMarker(connection));
   OdbcPool::Instance().Clear();
+}
+
+// The SQLite3 ODBC driver says only "connect failed", and opening a FIFO it may only read
+// would wait for a writer for good.
+TEST(OdbcPoolFileTest, ASqliteFileThatCannotBeOpenedSaysWhyAtOnce) {
+  testsupport::TempFolder folder;
+  const std::string fifo = folder.File("fifo.db");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0444), 0);
+  std::filesystem::create_directory(folder.File("folder.db"));
+  std::ofstream(folder.File("plain")) << "x";
+  const struct {
+    std::string link, said;
+  } cases[] = {
+      {"Driver=SQLite3;Database=" + fifo, fifo + " is a FIFO, not a database file"},
+      {"Driver=SQLite3;Database=" + folder.File("folder.db"),
+       folder.File("folder.db") + " is a folder, not a database file"},
+      {"Driver=SQLite3;NoCreat=1;Database=" + folder.File("none.db"),
+       "connect failed (there is no file " + folder.File("none.db") + ")"},
+      {"Driver=SQLite3;Database=" + folder.File("gone/x.db"),
+       "connect failed (cannot make " + folder.File("gone/x.db") + ": its folder " +
+           folder.File("gone") + ": No such file or directory)"},
+      {"Driver=SQLite3;Database=" + folder.File("plain/x.db"),
+       "connect failed (cannot open " + folder.File("plain/x.db") + ": Not a directory)"},
+  };
+  for (const auto& c : cases) {
+    OdbcConnection connection;
+    const runtime::Error error = ErrorFrom([&] { connection.Open(c.link, "", ""); });
+    EXPECT_PRED_FORMAT2(testing::IsSubstring, c.said, error.Description());
+  }
 }
 
 // A server that restarted: the first statement on its kept connection runs again on a new
