@@ -16,6 +16,9 @@ class SystemClock : public Clock {
     const auto ms =
         std::chrono::duration_cast<std::chrono::milliseconds>(now.time_since_epoch()).count();
     const std::time_t seconds = static_cast<std::time_t>(ms / 1000);
+    // localtime_r alone keeps the zone read first: a zone changed on the running host
+    // (timedatectl, a tzdata update, TZ) would stamp subgroups in the old one until restart.
+    tzset();
     std::tm local{};
     localtime_r(&seconds, &local);
     const Date whole = MakeDate({local.tm_year + 1900, local.tm_mon + 1, local.tm_mday,

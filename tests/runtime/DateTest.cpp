@@ -4,7 +4,9 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdlib>
 #include <ctime>
+#include <string>
 #include <tuple>
 
 #include "runtime/Clock.h"
@@ -113,6 +115,15 @@ TEST(Clock, ScopedClockStandsInForTheLocalWallClockWhileItLives) {
   const Date wall = MakeDate({local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
                               local.tm_min, local.tm_sec});
   EXPECT_LE(std::abs(DateDiffSeconds(Now(), wall)), 2);
+  // The host's zone changed while it runs: the next reading is in the new one.
+  const char* const zone = std::getenv("TZ");
+  const std::string before = zone != nullptr ? zone : "";
+  setenv("TZ", "UTC0", 1);
+  const Date utc = Now();
+  setenv("TZ", "JST-9", 1);
+  EXPECT_NEAR(DateDiffSeconds(utc, Now()), 9 * 3600, 2);
+  zone != nullptr ? setenv("TZ", before.c_str(), 1) : unsetenv("TZ");
+  tzset();
   const std::chrono::nanoseconds monotonic = Monotonic();
   EXPECT_GT(monotonic.count(), 0);
   EXPECT_LE(monotonic, Monotonic());
