@@ -177,6 +177,7 @@ void OdbcSession::UseHostTimeZone() {
                              "\" (PGTZ may name one it knows): " + e.Description(),
                          e.Source(), e.SqlState());
   }
+  zone_ = zone;
 }
 
 void OdbcSession::NoteSqliteFile() {
@@ -313,7 +314,15 @@ bool OdbcSession::Reset() noexcept {
       return false;
     }
   }
-  return !broken_ && !SqliteFileMoved() && !Dead();
+  return !broken_ && !SqliteFileMoved() && InHostTimeZone() && !Dead();
+}
+
+bool OdbcSession::InHostTimeZone() const noexcept {
+  try {
+    return zone_.empty() || zone_ == HostTimeZone();
+  } catch (...) {
+    return false;
+  }
 }
 
 bool OdbcSession::Dead() const noexcept {

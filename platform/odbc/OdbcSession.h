@@ -63,8 +63,9 @@ class OdbcSession {
 
   // Readies the session for its next user: rolls back a transaction left open. False when
   // the connection is no longer worth keeping: a call on it failed with a connection-class
-  // error (SQLSTATE 08xxx, 57P0x), the driver reports it dead, the rollback failed, or
-  // the SQLite file it opened was deleted or replaced at its path.
+  // error (SQLSTATE 08xxx, 57P0x), the driver reports it dead, the rollback failed, the
+  // SQLite file it opened was deleted or replaced at its path, or the host's time zone
+  // changed since it was made.
   bool Reset() noexcept;
 
   // Manual commit from here until EndTransaction.
@@ -82,6 +83,9 @@ class OdbcSession {
   void SetAutoCommit(bool on);
   // Sets the PostgreSQL session's TimeZone to HostTimeZone().
   void UseHostTimeZone();
+  // False when the host's zone is no longer the one UseHostTimeZone set: the session would
+  // read every timestamptz off by the difference.
+  bool InHostTimeZone() const noexcept;
   // The driver's SQL_ATTR_CONNECTION_DEAD; false where it cannot tell.
   bool Dead() const noexcept;
   // The path and identity of the SQLite file the connection opened.
@@ -114,6 +118,8 @@ class OdbcSession {
   std::string sqliteFile_;
   uint64_t sqliteDevice_ = 0;
   uint64_t sqliteInode_ = 0;
+  // The PostgreSQL session's TimeZone as UseHostTimeZone set it; empty when left to PGTZ.
+  std::string zone_;
 };
 
 }  // namespace platform

@@ -274,6 +274,18 @@ TEST_P(OdbcConnectionTest, ClosedConnectionsServeTheNextOpenOfTheSameStringAndPo
   EXPECT_EQ(OdbcPool::Instance().IdleCount(), idle + 1);
   reader.Open(link_, "", "");
   EXPECT_TRUE(HasMarker(reader));
+  reader.Close();
+
+  // A PostgreSQL session reads timestamptz in the host's zone: none kept across a change.
+  if (GetParam() != "PostgreSQL") return;
+  const std::string zone = std::getenv("TZ") != nullptr ? std::getenv("TZ") : "";
+  setenv("TZ", "Asia/Tokyo", 1);
+  OdbcConnection moved(KeptFor(60));
+  moved.Open(link_, "", "");
+  EXPECT_FALSE(HasMarker(moved));
+  EXPECT_EQ(moved.Execute("SELECT current_setting('TimeZone') AS z")->Field("z"),
+            Variant(std::string("Asia/Tokyo")));
+  zone.empty() ? unsetenv("TZ") : setenv("TZ", zone.c_str(), 1);
 }
 
 TEST_P(OdbcConnectionTest, IdleConnectionsAreDisconnectedAfterTheirTimeOrWhenThePoolCloses) {
