@@ -23,6 +23,7 @@ SpcDialect Connect(OdbcConnection& connection, std::optional<SpcFile>& file,
     file = SpcFile::Opened(connection);
   }
   try {
+    if (dialect.IsSqlite()) RefuseOtherSqliteDatabase(connection);
     dialect.Configure(connection);
     UpgradeSchema(connection, dialect);
   } catch (...) {

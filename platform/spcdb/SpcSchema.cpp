@@ -12,6 +12,7 @@
 #include "platform/spcdb/SpcTables.h"
 #include "runtime/Error.h"
 #include "runtime/Text.h"
+#include "runtime/Variant.h"
 
 namespace platform {
 namespace {
@@ -170,6 +171,23 @@ std::optional<int32_t> CurrentVersion(OdbcConnection& connection) {
 }
 
 }  // namespace
+
+void RefuseOtherSqliteDatabase(OdbcConnection& connection) {
+  std::string tables;
+  for (auto rows = connection.Execute(
+           "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite^_%' "
+           "ESCAPE '^' ORDER BY name");
+       !rows->Eof(); rows->MoveNext()) {
+    const std::string name = runtime::ToText(rows->Field("name"));
+    if (name == "schema_version") return;
+    tables += (tables.empty() ? "" : ", ") + name;
+  }
+  if (tables.empty()) return;
+  throw runtime::Error(kSpcOtherDatabase,
+                       "The SQLite file holds the tables of another database (" + tables +
+                           "), not those of an SPC database: nothing is added to it",
+                       "UpgradeSchema");
+}
 
 void UpgradeSchema(OdbcConnection& connection, const SpcDialect& dialect) {
   // Without the transaction and its DDL: a role that may only read and write runs too.

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "platform/odbc/OdbcDiagnostics.h"
+#include "platform/spcdb/SpcErrors.h"
 #include "runtime/Text.h"
 
 namespace platform {
@@ -53,6 +54,7 @@ constexpr std::string_view kSettingTexts[] = {
 }  // namespace
 
 bool IsUnopenedFile(const runtime::Error& error) {
+  if (error.Number() == kSpcOtherDatabase) return true;
   const std::string folded = runtime::FoldCase(error.Description());
   for (std::string_view phrase : {"unable to open database file", "[sqlite]connect failed",
                                   "file is not a database", "database disk image is malformed"}) {

@@ -20,7 +20,8 @@ namespace platform {
 bool IsUnavailable(const runtime::Error& error);
 
 // True for an SQLite file that cannot be opened as a database (IsUnavailable counts it): its
-// folder moved or unmounted, or another file at its path (a backup still being copied back),
+// folder moved or unmounted, or another file at its path (a backup still being copied back,
+// another program's database),
 // while the database was in use, which waiting may mend, or a wrong path at the start, which
 // it does not.
 bool IsUnopenedFile(const runtime::Error& error);

@@ -226,8 +226,10 @@ TEST(SpcFile, ASaveAfterTheFileWasDeletedReplacedOrMovedLandsInTheFileAtThePath)
     platform::OdbcConnection reader;
     if (gone == "replaced") {
       const std::string other = folder.File("other.db");
+      SessionOn(other);
       testsupport::CreateSqliteDatabase(
-          other, {"CREATE TABLE notes (note TEXT)", "INSERT INTO notes VALUES ('kept')"});
+          other, {"PRAGMA journal_mode=DELETE", "CREATE TABLE notes (note TEXT)",
+                  "INSERT INTO notes VALUES ('kept')"});
       std::filesystem::rename(other, path);
     } else if (moved) {
       reader.Open(testsupport::SqliteLink(path), "", "");
@@ -274,15 +276,20 @@ TEST(SpcFile, SubgroupsWaitForAFolderMovedAwayButAStartOnAWrongPathFails) {
   EXPECT_EQ(spool->Forward(*session, false), 1);
   EXPECT_EQ(ReadSubgroups(*session, 10).size(), 2u);
 
-  std::filesystem::rename(folder.File("spc/spc.db"), folder.File("spc.db"));
-  std::ofstream(folder.File("spc/spc.db")) << std::string(8192, 'x');
-  EXPECT_EQ(SaveSubgroup(session, SampleSubgroup(3)), 0);
-  EXPECT_EQ(spool->Depth(), 1);
-  EXPECT_THROW(open(folder.File("spc/spc.db")), runtime::Error);
-  std::filesystem::rename(folder.File("spc.db"), folder.File("spc/spc.db"));
-  steady += std::chrono::seconds(4);
-  EXPECT_EQ(spool->Forward(*session, false), 1);
-  EXPECT_EQ(ReadSubgroups(*session, 10).size(), 3u);
+  // A file that is no database, then another program's database.
+  for (int id : {3, 4}) {
+    std::filesystem::rename(folder.File("spc/spc.db"), folder.File("spc.db"));
+    if (id == 3) std::ofstream(folder.File("spc/spc.db")) << std::string(8192, 'x');
+    if (id == 4)
+      testsupport::CreateSqliteDatabase(folder.File("spc/spc.db"), {"CREATE TABLE t (x)"});
+    EXPECT_EQ(SaveSubgroup(session, SampleSubgroup(id)), 0);
+    EXPECT_EQ(spool->Depth(), 1);
+    EXPECT_THROW(open(folder.File("spc/spc.db")), runtime::Error);
+    std::filesystem::rename(folder.File("spc.db"), folder.File("spc/spc.db"));
+    steady += std::chrono::seconds(4 * id);
+    EXPECT_EQ(spool->Forward(*session, false), 1);
+    EXPECT_EQ(ReadSubgroups(*session, 10).size(), size_t(id));
+  }
 
   EXPECT_THROW(open(folder.File("nowhere/spc.db")), runtime::Error);
 }

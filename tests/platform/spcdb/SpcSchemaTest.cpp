@@ -36,6 +36,15 @@ TEST_P(SpcDatabaseTest, SchemaIsCreatedOnFirstOpenKeptOnReopenAndUpgradedFromEmp
   EXPECT_EQ(error.Number(), platform::kSpcSchemaMismatch);
   EXPECT_PRED_FORMAT2(testing::IsSubstring, "schema version 99", error.Description());
   EXPECT_EQ(Query(*database_, kVersions), "99");
+
+  // Another program's SQLite file, a historian named by mistake, is left as it was.
+  if (GetParam() != Backend::SQLite) return;
+  database_ = MakeTestDatabase(GetParam());
+  Query(*database_, "CREATE TABLE ihRawData (Tagname TEXT)");
+  error = ErrorFrom([&] { OpenSession(); });
+  EXPECT_EQ(error.Number(), platform::kSpcOtherDatabase);
+  EXPECT_PRED_FORMAT2(testing::IsSubstring, "another database (ihRawData)", error.Description());
+  EXPECT_EQ(Query(*database_, "SELECT count(*) AS version FROM sqlite_master"), "1");
 }
 
 // Names are one without regard to case (SpcSaveTest): a database of the first version
