@@ -12,6 +12,7 @@
 #include "runtime/Date.h"
 #include "runtime/Error.h"
 #include "runtime/Text.h"
+#include "ui/CalendarKeys.h"
 #include "ui/SelectOnFocus.h"
 #include "ui/StrayAccelerators.h"
 #include "ui/TabAccelerators.h"
@@ -99,6 +100,7 @@ frmConfigure::frmConfigure(host::Components& components, QWidget* parent)
     SelectTextOnFocus(*box);
   }
   AcceptTypedSeparators(*ui_->dtDate);
+  OpenCalendarByKeyboard(*ui_->dtDate);
   AcceptTypedSeparators(*ui_->dtTime);
 }
 

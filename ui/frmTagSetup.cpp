@@ -2,7 +2,6 @@
 
 #include <QEvent>
 #include <QHash>
-#include <QTimer>
 #include <QTreeWidget>
 #include <vector>
 
@@ -13,6 +12,7 @@
 #include "runtime/Conversions.h"
 #include "runtime/Text.h"
 #include "runtime/Variant.h"
+#include "ui/SelectOnFocus.h"
 #include "ui/StrayAccelerators.h"
 #include "ui_frmTagSetup.h"
 
@@ -38,6 +38,7 @@ frmTagSetup::frmTagSetup(host::Components& components, QWidget* parent)
   connect(ui_->OKButton, &QPushButton::clicked, this, &frmTagSetup::OKButton_Click);
   connect(ui_->CancelButton, &QPushButton::clicked, this, &frmTagSetup::CancelButton_Click);
   connect(ui_->ListView1, &QTreeWidget::itemDoubleClicked, this, &frmTagSetup::ListView1_DblClick);
+  SelectTextOnFocus(*ui_->txtFilter);
   ui_->txtFilter->installEventFilter(this);
 }
 
@@ -186,8 +187,6 @@ bool frmTagSetup::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void frmTagSetup::txtFilter_GotFocus() {
-  // After the click that gave the focus has placed the cursor.
-  QTimer::singleShot(0, ui_->txtFilter, &QLineEdit::selectAll);
   ui_->bnRefresh->setDefault(true);
 }
 

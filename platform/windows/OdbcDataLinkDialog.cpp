@@ -76,6 +76,8 @@ OdbcDataLinkDialog::OdbcDataLinkDialog(QWidget* parent) : QDialog(parent) {
   tblKeys_->setHorizontalHeaderLabels({"Key", "Value"});
   tblKeys_->horizontalHeader()->setStretchLastSection(true);
   tblKeys_->verticalHeader()->hide();
+  // Tab goes on to the next control, as from any other; the arrows move between cells.
+  tblKeys_->setTabKeyNavigation(false);
   txtRaw_ = new QLineEdit;
   txtRaw_->setObjectName("txtRaw");
   txtRaw_->setMinimumWidth(420);

@@ -176,10 +176,21 @@ TEST_F(ConfigureDialogTest, OKWritesTheSamplingValuesAndAHandlerMayKeepTheDialog
   EXPECT_EQ(runtime::FormatGeneralDate(components.DateMath().SerialToDate(saved.SyncTime())),
             "2024-02-29 06:30:15");
 
-  // Digits alone, and a separator after a section the user ended early.
+  // Digits alone, and a separator after a section the user ended early; the calendar opens
+  // from the keyboard without stepping the date, its arrows move the day, and Escape closes
+  // only the calendar.
   refuse = false;
   uitest::Press(*form, "A>dtDate");
   Type("20300102");
+  for (const auto& [key, modifier, end] :
+       {std::tuple(Qt::Key_Down, Qt::AltModifier, Qt::Key_Escape),
+        std::tuple(Qt::Key_F4, Qt::NoModifier, Qt::Key_Return)}) {
+    QTest::keyClick(QApplication::focusWidget(), key, modifier);
+    QWidget* calendar = QApplication::activePopupWidget();
+    ASSERT_NE(calendar, nullptr) << key;
+    QTest::keyClick(calendar->focusWidget(), Qt::Key_Right);
+    QTest::keyClick(calendar->focusWidget(), end);
+  }
   uitest::Press(*form, "B>dtTime");
   Type("3:4:5");
   Box(*form, "txtRetryInterval").setText("abc");
@@ -188,7 +199,7 @@ TEST_F(ConfigureDialogTest, OKWritesTheSamplingValuesAndAHandlerMayKeepTheDialog
   EXPECT_TRUE(form->OKPressed());
   EXPECT_EQ(saved.RetryInterval(), 0) << "letters only save 0";
   EXPECT_EQ(runtime::FormatGeneralDate(components.DateMath().SerialToDate(saved.SyncTime())),
-            "2030-01-02 03:04:05");
+            "2030-01-04 03:04:05");
   EXPECT_FALSE(form->isVisible());
   EXPECT_FALSE(form->IsLoaded());
 }

@@ -171,6 +171,9 @@ void MainWindow::lvwDrivers_SelectionChanged() {
 
 void MainWindow::bnStart_Click() {
   if (Row* row = SelectedRow()) {
+    // A start begins the driver's status afresh: what was reported before it (a refused
+    // dialog, an earlier run) would read as a fault of this run.
+    SetError(*row, "");
     if (row->handle->Driver().StartDriver()) {
       row->started = true;
     } else {

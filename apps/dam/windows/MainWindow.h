@@ -1,8 +1,8 @@
 // The host's main window (`dam gui`): one row per configuration file with its driver's
-// state as the driver reports it, the subgroups it saved and its last error, and buttons
-// acting on the selected row. A confirmed setup is written back to the row's file at once;
-// one that renames the configuration makes the row's driver again under the new name.
-// Closing it stops every driver and unloads it.
+// state as the driver reports it, the subgroups it saved and its last error since it last
+// started, and buttons acting on the selected row. A confirmed setup is written back to the
+// row's file at once; one that renames the configuration makes the row's driver again under
+// the new name. Closing it stops every driver and unloads it.
 #pragma once
 
 #include <QMainWindow>

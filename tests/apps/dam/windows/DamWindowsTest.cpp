@@ -123,7 +123,7 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
   const std::string config = files.File("line-a.cfg");
   std::ofstream(config, std::ios::binary)
       << "NAME=Line A\r\nACTIVE=1\r\nDATALINK=" << historian
-      << "\r\nSUBGROUPINTERVAL=1\r\nSUBGROUPUNIT=9\r\nDESCRIPTOR=1\tParts\tP-1\r\n";
+      << "\r\nSUBGROUPINTERVAL=1\r\nSUBGROUPUNIT=3\r\nDESCRIPTOR=1\tParts\tP-1\r\n";
   const std::string before = FileText(config);
   const std::string copy = files.File("copy.cfg");
   std::filesystem::copy_file(config, copy);
@@ -167,12 +167,24 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
     return titles;
   };
   EXPECT_EQ(chartTitles(), "Control Chart - Line A;");
-  // Setup: Cancel leaves the file alone; OK rewrites it and renames the row, and the driver
-  // and the chart go by the new name, the name its subgroups carry.
-  WhenSetup("Line B", kCancelButton);
+  // Setup: a dialog refused, then cancelled, leaves the file alone and its error shows until
+  // the next start; OK rewrites the file and renames the row, and the driver and the chart go
+  // by the new name, the name its subgroups carry.
+  watchdog.stop();
+  WhenModals({[](QDialog& dialog) {
+                uitest::Box(dialog, "txtSubgroupInterval").setText("99999999999");
+                uitest::Click(dialog, "bnOK");
+                uitest::Click(dialog, "bnCancel");
+              },
+              Answer("OK")});
   click("bnSetup");
+  watchdog.start(200);
   EXPECT_EQ(FileText(config), before);
   EXPECT_FALSE(std::filesystem::exists(config + ".bak"));
+  EXPECT_EQ(row(0), "Line A | oxaGEPDAD6.Version1 | stopped | 0 | Overflow");
+  click("bnStart");
+  EXPECT_EQ(row(0), "Line A | oxaGEPDAD6.Version1 | running | 0 | none");
+  click("bnStop");
   WhenSetup("Line B", kOkButton);
   click("bnSetup");
   EXPECT_TRUE(FileText(config).starts_with("NAME=Line B\n")) << FileText(config);
@@ -180,12 +192,12 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
   EXPECT_EQ(chartTitles(), "Control Chart - Line B;");
   // An edit made outside meanwhile (sed -i) is what the dialog opens with, and stays.
   std::string edited = FileText(config);
-  edited.replace(edited.find("SUBGROUPINTERVAL=1\n"), 19, "SUBGROUPINTERVAL=7\n");
+  edited.replace(edited.find("SUBGROUPUNIT=3\n"), 15, "SUBGROUPUNIT=9\n");
   std::ofstream(config + ".new", std::ios::binary) << edited;
   std::filesystem::rename(config + ".new", config);
   WhenSetup("", kOkButton);
   click("bnSetup");
-  EXPECT_NE(FileText(config).find("\nSUBGROUPINTERVAL=7\n"), std::string::npos) << FileText(config);
+  EXPECT_NE(FileText(config).find("\nSUBGROUPUNIT=9\n"), std::string::npos) << FileText(config);
 
   const std::pair<const char*, std::string> steps[] = {
       {"bnStart", "running"}, {"bnPause", "paused"}, {"bnStop", "stopped"}, {"bnStart", "running"}};
