@@ -2,6 +2,8 @@
 
 #include <QHeaderView>
 #include <QTreeWidget>
+#include <unordered_map>
+#include <utility>
 
 #include "common/ErrorDisplay.h"
 #include "common/Evaluation.h"
@@ -30,15 +32,36 @@ std::string ValueText(const runtime::Variant& value) {
   return value.IsNull() ? "Null" : runtime::ToText(value);
 }
 
-// The row whose first column is `key` (compared without regard to case), made at the end
-// of the list on first use.
-QTreeWidgetItem* RowByKey(QTreeWidget& list, const QString& key) {
-  const std::string wanted = key.toStdString();
-  for (int i = 0; i < list.topLevelItemCount(); ++i) {
-    QTreeWidgetItem* row = list.topLevelItem(i);
-    if (runtime::EqualsNoCase(row->text(0).toStdString(), wanted)) return row;
+// The rows of a list by the text of their first column, compared without regard to case;
+// Row makes one at the end of the list on first use. One look-up a row, not a scan.
+class RowsByKey {
+ public:
+  explicit RowsByKey(QTreeWidget& list) : list_(list) {
+    for (int i = 0; i < list.topLevelItemCount(); ++i) {
+      QTreeWidgetItem* row = list.topLevelItem(i);
+      rows_.try_emplace(row->text(0).toStdString(), row);
+    }
   }
-  return new QTreeWidgetItem(&list, QStringList{key});
+  QTreeWidgetItem* Row(const QString& key) {
+    const auto [at, added] = rows_.try_emplace(key.toStdString(), nullptr);
+    if (added) at->second = new QTreeWidgetItem(&list_, QStringList{key});
+    return at->second;
+  }
+
+ private:
+  QTreeWidget& list_;
+  std::unordered_map<std::string, QTreeWidgetItem*, runtime::NoCaseHash, runtime::NoCaseEqual>
+      rows_;
+};
+
+// Row `index` of `list`, made when the list is shorter. Rows are written in place, not made
+// anew at each collection, so that the selection and the scroll position stay.
+QTreeWidgetItem* RowAt(QTreeWidget& list, int index) {
+  return index < list.topLevelItemCount() ? list.topLevelItem(index) : new QTreeWidgetItem(&list);
+}
+
+void KeepRows(QTreeWidget& list, int count) {
+  while (list.topLevelItemCount() > count) delete list.takeTopLevelItem(count);
 }
 
 }  // namespace
@@ -62,25 +85,41 @@ void frmActivity::SetConfiguration(std::shared_ptr<config::Configuration1> confi
 void frmActivity::SetEngine(engine::Engine1* engine) {
   subscriptions_.clear();
   engine_ = engine;
+  missed_ = 0;
   if (!engine_) return;
   for (runtime::Event<>* general :
        {&engine_->EngineStarted, &engine_->EngineStopped, &engine_->CollectionError,
         &engine_->CollectionTimeSet, &engine_->SubgroupSaved}) {
-    subscriptions_.push_back(general->Subscribe([this] { RefreshGeneral(); }));
+    subscriptions_.push_back(general->Subscribe([this] { Refresh(kGeneral); }));
   }
   subscriptions_.push_back(
-      engine_->DescriptorsRefreshed.Subscribe([this] { RefreshDescriptors(); }));
-  subscriptions_.push_back(engine_->TestsRefreshed.Subscribe([this] { RefreshTests(); }));
-  subscriptions_.push_back(engine_->TagsRefreshed.Subscribe([this] { RefreshTagItems(); }));
-  subscriptions_.push_back(engine_->ConditionsRefreshed.Subscribe([this] { RefreshConditions(); }));
+      engine_->DescriptorsRefreshed.Subscribe([this] { Refresh(kDescriptors); }));
+  subscriptions_.push_back(engine_->TestsRefreshed.Subscribe([this] { Refresh(kTests); }));
+  subscriptions_.push_back(engine_->TagsRefreshed.Subscribe([this] { Refresh(kTagItems); }));
+  subscriptions_.push_back(
+      engine_->ConditionsRefreshed.Subscribe([this] { Refresh(kConditions); }));
   // Shown at once, not at the next event, which may be an hour away.
   if (!engine_->IsRunning()) return;
-  RefreshGeneral();
-  if (!HoldsResults()) return;
-  RefreshDescriptors();
-  RefreshTests();
-  RefreshTagItems();
-  RefreshConditions();
+  Refresh(HoldsResults() ? kGeneral | kDescriptors | kTests | kTagItems | kConditions : kGeneral);
+}
+
+void frmActivity::Refresh(unsigned lists) {
+  // A closed window is only hidden: with a plant's lines each one's window would otherwise
+  // rebuild its lists at every collection until the driver goes.
+  if (!isVisible()) {
+    missed_ |= lists;
+    return;
+  }
+  if (lists & kGeneral) RefreshGeneral();
+  if (lists & kDescriptors) RefreshDescriptors();
+  if (lists & kTests) RefreshTests();
+  if (lists & kTagItems) RefreshTagItems();
+  if (lists & kConditions) RefreshConditions();
+}
+
+void frmActivity::showEvent(QShowEvent* event) {
+  QWidget::showEvent(event);
+  Refresh(std::exchange(missed_, 0));
 }
 
 bool frmActivity::HoldsResults() const {
@@ -132,9 +171,8 @@ void frmActivity::RefreshGeneral() {
         {"    Details", Shown(engine.LastErrorDetail())},
         {"    Extended Details", Shown(engine.LastErrorExtended())}};
     const int description = ColumnByKey(*ui_->lvwGeneral, "Description");
-    for (const auto& [label, value] : rows) {
-      RowByKey(*ui_->lvwGeneral, label)->setText(description, value);
-    }
+    RowsByKey general(*ui_->lvwGeneral);
+    for (const auto& [label, value] : rows) general.Row(label)->setText(description, value);
     FitColumns(*ui_->lvwGeneral);
   });
 }
@@ -142,17 +180,18 @@ void frmActivity::RefreshGeneral() {
 void frmActivity::RefreshDescriptors() {
   Refreshing("frmActivity.RefreshDescriptors", [&] {
     QTreeWidget& list = *ui_->lvwDescriptors;
-    list.clear();
     const int item = ColumnByKey(list, "Item");
     const int group = ColumnByKey(list, "Group");
-    for (int32_t i = 1; i <= configuration_->DescriptorCount(); ++i) {
+    const int32_t count = configuration_->DescriptorCount();
+    for (int32_t i = 1; i <= count; ++i) {
       const config::DescriptorItem& descriptor = *configuration_->GetDescriptorItem(i);
-      auto* row =
-          new QTreeWidgetItem(&list, QStringList{QString::fromStdString(
-                                         common::GetDescriptorType(descriptor.DescriptorType()))});
+      QTreeWidgetItem* row = RowAt(list, i - 1);
+      row->setText(0,
+                   QString::fromStdString(common::GetDescriptorType(descriptor.DescriptorType())));
       row->setText(item, Shown(descriptor.ResolvedItem(1)));
       row->setText(group, Shown(descriptor.ResolvedGroup(1)));
     }
+    KeepRows(list, count);
     FitColumns(list);
   });
 }
@@ -160,17 +199,19 @@ void frmActivity::RefreshDescriptors() {
 void frmActivity::RefreshTests() {
   Refreshing("frmActivity.RefreshTests", [&] {
     QTreeWidget& list = *ui_->lvwTests;
-    list.clear();
     const int group = ColumnByKey(list, "Group");
     const int value = ColumnByKey(list, "Value");
     const int defect = ColumnByKey(list, "Defect");
-    for (int32_t i = 1; i <= configuration_->TestCount(); ++i) {
+    const int32_t count = configuration_->TestCount();
+    for (int32_t i = 1; i <= count; ++i) {
       const config::TestItem& test = *configuration_->GetTestItem(i);
-      auto* row = new QTreeWidgetItem(&list, QStringList{Shown(test.ResolvedItem(1))});
+      QTreeWidgetItem* row = RowAt(list, i - 1);
+      row->setText(0, Shown(test.ResolvedItem(1)));
       row->setText(group, Shown(test.ResolvedGroup(1)));
       row->setText(value, Shown(test.ResolvedValue(1)));
       row->setText(defect, Shown(test.ResolvedDefect(1)));
     }
+    KeepRows(list, count);
     FitColumns(list);
   });
 }
@@ -180,8 +221,9 @@ void frmActivity::RefreshTagItems() {
     QTreeWidget& list = *ui_->lvwTagItems;
     const int value = ColumnByKey(list, "Value");
     const int dateTime = ColumnByKey(list, "DateTime");
+    RowsByKey rows(list);
     for (const auto& tag : configuration_->TagItems()) {
-      QTreeWidgetItem* row = RowByKey(list, QString::fromStdString(tag->TagName));
+      QTreeWidgetItem* row = rows.Row(QString::fromStdString(tag->TagName));
       row->setText(value,
                    tag->IsEmpty ? kMissing : QString::fromStdString(ValueText(tag->TagValue)));
       row->setText(dateTime, tag->IsEmpty ? kMissing : DateShown(tag->TimeStamp));
@@ -193,9 +235,9 @@ void frmActivity::RefreshTagItems() {
 void frmActivity::RefreshConditions() {
   Refreshing("frmActivity.RefreshConditions", [&] {
     QTreeWidget& list = *ui_->lvwConditions;
-    list.clear();
     const int results = ColumnByKey(list, "Results");
-    for (int32_t i = 1; i <= configuration_->ConditionCount(); ++i) {
+    const int32_t count = configuration_->ConditionCount();
+    for (int32_t i = 1; i <= count; ++i) {
       const config::ConditionItem& condition = *configuration_->GetConditionItem(i);
       const bool evaluated = !condition.ResolvedValue1().IsEmpty();
       // Each operand beside its resolved value, in brackets so that the comparison's own
@@ -205,9 +247,11 @@ void frmActivity::RefreshConditions() {
       if (condition.Evaluation() != common::kIsNew) {
         text += " (" + condition.Value2() + " = " + ValueText(condition.ResolvedValue2()) + ")";
       }
-      auto* row = new QTreeWidgetItem(&list, QStringList{QString::fromStdString(text)});
+      QTreeWidgetItem* row = RowAt(list, i - 1);
+      row->setText(0, QString::fromStdString(text));
       row->setText(results, !evaluated ? kMissing : condition.IsValid() ? "True" : "False");
     }
+    KeepRows(list, count);
     FitColumns(list);
   });
 }

@@ -39,7 +39,19 @@ class frmActivity : public QWidget {
   void SelectTab(const QString& key);
 
  private:
+  // The lists, as bits of a set.
+  enum List : unsigned {
+    kGeneral = 1,
+    kDescriptors = 2,
+    kTests = 4,
+    kTagItems = 8,
+    kConditions = 16
+  };
+
+  void showEvent(QShowEvent* event) override;
   void TabStrip1_Click();
+  // Refreshes `lists` now, or once the window is shown again when it is not.
+  void Refresh(unsigned lists);
   // Whether the configuration's tags hold values the engine read.
   bool HoldsResults() const;
   void RefreshGeneral();
@@ -56,6 +68,8 @@ class frmActivity : public QWidget {
   std::shared_ptr<config::Configuration1> configuration_;
   engine::Engine1* engine_ = nullptr;
   std::vector<runtime::Subscription> subscriptions_;
+  // The lists whose events came while the window was not shown.
+  unsigned missed_ = 0;
 };
 
 }  // namespace ui

@@ -90,6 +90,7 @@ TEST_F(ActivityWindowTest, AWindowGivenARunningEngineShowsItAtOnce) {
     ui::frmActivity late(components);
     late.SetConfiguration(configuration);
     late.SetEngine(&engine);
+    late.show();
     return AllRows(late);
   };
   const std::vector<Lines> empty(std::size(kLists));
@@ -112,7 +113,8 @@ TEST_F(ActivityWindowTest, TagsTheHistorianDidNotReturnShowDashes) {
 }
 
 // Each event refreshes its own list and no other: a list that was refreshed no longer
-// shows the stale text written into its first row.
+// shows the stale text written into its first row. Rows are written in place, so the row a
+// user selected stays selected. A closed window refreshes nothing until it is shown again.
 TEST_F(ActivityWindowTest, EachEngineEventRefreshesExactlyItsList) {
   Start();
   TickDue();
@@ -125,20 +127,36 @@ TEST_F(ActivityWindowTest, EachEngineEventRefreshesExactlyItsList) {
       {&engine.TagsRefreshed},
       {&engine.ConditionsRefreshed}};
   std::map<std::string, int> counts;
-  for (const char* list : kLists) counts[list] = List(list).topLevelItemCount();
+  for (const char* list : kLists) {
+    counts[list] = List(list).topLevelItemCount();
+    List(list).setCurrentItem(List(list).topLevelItem(counts[list] - 1));
+  }
+  const auto stale = [this](const char* list) {
+    return List(list).topLevelItem(0)->text(1) == "stale";
+  };
   for (size_t refreshed = 0; refreshed < events.size(); ++refreshed) {
     for (runtime::Event<>* event : events[refreshed]) {
       for (const char* list : kLists) List(list).topLevelItem(0)->setText(1, "stale");
       event->Raise();
       for (const char* list : kLists) {
-        const bool stale = List(list).topLevelItem(0)->text(1) == "stale";
-        EXPECT_EQ(stale, list != kLists[refreshed])
+        EXPECT_EQ(stale(list), list != kLists[refreshed])
             << list << " after the event refreshing " << kLists[refreshed];
         EXPECT_EQ(List(list).topLevelItemCount(), counts[list])
             << list << ": rows are replaced or updated in place, never added twice";
+        EXPECT_EQ(List(list).indexOfTopLevelItem(List(list).currentItem()), counts[list] - 1)
+            << list << ": the selected row stays selected";
       }
     }
   }
+
+  window.close();
+  for (const char* list : kLists) List(list).topLevelItem(0)->setText(1, "stale");
+  for (const auto& listEvents : events) {
+    for (runtime::Event<>* event : listEvents) event->Raise();
+  }
+  for (const char* list : kLists) EXPECT_TRUE(stale(list)) << list << " while closed";
+  window.show();
+  for (const char* list : kLists) EXPECT_FALSE(stale(list)) << list << " shown again";
 }
 
 TEST_F(ActivityWindowTest, TabsShowTheirOwnListAndResizingKeepsThemFitted) {
