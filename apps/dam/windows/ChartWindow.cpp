@@ -72,7 +72,13 @@ void ChartWindow::TestsChanged(const config::Configuration1& configuration) {
 }
 
 void ChartWindow::Refresh() {
-  if (saves_.Count() != readAtCount_) Reload();
+  // A closed window is only hidden: it reads the SPC database again once shown.
+  if (isVisible() && saves_.Count() != readAtCount_) Reload();
+}
+
+void ChartWindow::showEvent(QShowEvent* event) {
+  QWidget::showEvent(event);
+  Refresh();
 }
 
 void ChartWindow::Reload() {

@@ -32,13 +32,15 @@ class ChartWindow : public QWidget {
               const config::Configuration1& configuration);
   ~ChartWindow() override;
 
-  // Reads the chart again when a subgroup was saved since it last read it.
+  // Reads the chart again when a subgroup was saved since it last read it, or once it is
+  // shown again when it is closed.
   void Refresh();
   // The configuration was set up anew: its characteristics are listed again, and the one
   // shown stays shown if it is still among them.
   void TestsChanged(const config::Configuration1& configuration);
 
  private:
+  void showEvent(QShowEvent* event) override;
   void ListTests(const config::Configuration1& configuration);
   void Reload();
   void ShowChart(const QString& title);

@@ -127,19 +127,27 @@ void MainWindow::Rename(Row& row, const std::string& text) {
 }
 
 void MainWindow::RefreshRows() {
+  bool changed = false;
+  const auto set = [&changed](QTreeWidgetItem& item, int column, const QString& text) {
+    if (item.text(column) == text) return;
+    item.setText(column, text);
+    changed = true;
+  };
   for (const auto& each : rows_) {
     Row& row = *each;
-    QTreeWidgetItem* item = row.item;
-    item->setText(kState, row.loaded ? QString::fromStdString(RunStatus::StateName(row.state))
-                                     : "not loaded");
+    QTreeWidgetItem& item = *row.item;
+    set(item, kState,
+        row.loaded ? QString::fromStdString(RunStatus::StateName(row.state)) : "not loaded");
     if (row.status) {
-      item->setText(kSaved, QString::number(row.savedBefore + row.status->SavedSubgroups()));
+      set(item, kSaved, QString::number(row.savedBefore + row.status->SavedSubgroups()));
       const std::vector<RunError> errors = row.status->NewErrors();
       if (!errors.empty()) row.error = errors.back().message;
     }
-    item->setText(kLastError, QString::fromStdString(row.error.empty() ? "none" : row.error));
+    set(item, kLastError, QString::fromStdString(row.error.empty() ? "none" : row.error));
     if (row.chart) row.chart->Refresh();
   }
+  // Measuring every row's texts twice a second was most of an idle window's work.
+  if (!changed) return;
   for (int column = kName; column < kLastError; ++column) {
     ui_->lvwDrivers->resizeColumnToContents(column);
   }

@@ -483,12 +483,12 @@ TEST_F(DamWindowsTest, ChartWindowShowsACharacteristicAndReadsAgainWhenItsHostSa
       "NAME=Line A\r\nTEST=Fill\tWeight\t1\t\r\nTEST=fill\tWEIGHT\t2\t\r\n"
       "TEST=Fill\tWidth\t3\t\r\nTEST=%TAG(G)\tX\t4\t");
   int minute = 0;
-  const auto save = [&](double first, double second) {
+  const auto save = [&](double first, double second, const char* test = "Weight") {
     platform::SpcSubgroup subgroup;
     subgroup.SetDatabase(session);
     subgroup.SetTime(runtime::MakeDate({2026, 11, 23, 9, ++minute, 0}));
     subgroup.LookupTestGroup("Fill");
-    subgroup.LookupTest("Weight");
+    subgroup.LookupTest(test);
     subgroup.AddReading(first, 1, 0, "", "");
     subgroup.AddReading(second, 2, 0, "", "");
     subgroup.Save(0);
@@ -549,6 +549,14 @@ TEST_F(DamWindowsTest, ChartWindowShowsACharacteristicAndReadsAgainWhenItsHostSa
   configuration.SetData("NAME=Line A\r\nTEST=Fill\tLength\t1\t");
   chart.TestsChanged(configuration);
   EXPECT_EQ(status(), "No subgroup of Fill/Length saved by Line A yet.");
+
+  // Closed, it reads nothing; shown again, it reads what was saved meanwhile.
+  chart.close();
+  save(1, 2, "Length");
+  chart.Refresh();
+  EXPECT_EQ(status(), "No subgroup of Fill/Length saved by Line A yet.");
+  uitest::ShowActive(chart);
+  EXPECT_EQ(status(), "xbar-r chart, n 2, 1 subgroups");
 }
 
 }  // namespace
