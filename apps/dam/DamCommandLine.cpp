@@ -152,10 +152,12 @@ const std::vector<Command>& Commands() {
          return CheckCommand({p.Positional(), p.Value("driver", kDefaultDriverClass)});
        }},
       {{"dam gui",
-        "[CONFIG...] [--spc CONNECTION] [--driver CLASS]",
+        "[PATH...] [--spc CONNECTION] [--driver CLASS]",
         "Opens the main window on the configuration files: start, stop, pause, setup, activity, "
         "chart and about for each. Closing the window, SIGINT or SIGTERM stops every driver.",
-        {{"CONFIG...", "configuration text files"}},
+        {{"PATH...",
+          "configuration text files, or folders standing for every *.cfg in them (as dam run "
+          "takes them)"}},
         0,
         1'000'000,
         {kSpc, kDriver},

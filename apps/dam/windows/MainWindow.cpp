@@ -2,15 +2,18 @@
 
 #include <QCloseEvent>
 #include <filesystem>
+#include <iostream>
 
 #include "apps/dam/host/ConfigFile.h"
 #include "apps/dam/host/ConfigurationName.h"
+#include "apps/dam/host/ConfigurationPaths.h"
 #include "apps/dam/host/DamHost.h"
 #include "apps/dam/host/DriverHandle.h"
 #include "apps/dam/host/RunStatus.h"
 #include "apps/dam/windows/ChartWindow.h"
 #include "apps/dam/windows/SaveEdited.h"
 #include "apps/shared/Failures.h"
+#include "apps/shared/TerminalText.h"
 #include "host/DriverState.h"
 #include "platform/odbc/ConnectionSecrets.h"
 #include "runtime/Error.h"
@@ -24,6 +27,27 @@ enum Column { kName, kDriver, kState, kSaved, kLastError };
 // What failed, as a command would say it.
 std::string Reason(std::exception_ptr thrown) {
   return platform::MaskConnectionSecrets(apps::FailureText(thrown, false));
+}
+
+// The files `paths` name, as `dam run` takes them: a folder stands for its *.cfg files.
+// Paths that name no file at all are listed as they are, each with its reason.
+std::vector<std::string> Files(const std::vector<std::string>& paths) {
+  if (paths.empty()) return {};
+  ConfigurationFileList list;
+  try {
+    list = ConfigurationFiles(paths);
+  } catch (const apps::Failure&) {
+    return paths;
+  }
+  for (const ConfigurationFileList::Again& again : list.again) {
+    std::cerr << "dam gui: " << apps::Printable(again.path + ": the same file as " + again.first)
+              << "; it is listed once" << std::endl;
+  }
+  for (const ConfigurationFileList::PassedOver& over : list.passedOver) {
+    std::cerr << "dam gui: " << apps::Printable(over.folder + ": " + PassedOverText(over))
+              << std::endl;
+  }
+  return std::move(list.files);
 }
 
 }  // namespace
@@ -50,7 +74,7 @@ MainWindow::MainWindow(const std::vector<std::string>& configFiles, const std::s
                        const std::string& driverClass)
     : ui_(std::make_unique<Ui::frmMain>()), spc_(spc), driverClass_(driverClass) {
   ui_->setupUi(this);
-  for (const std::string& path : configFiles) AddConfiguration(path);
+  for (const std::string& path : Files(configFiles)) AddConfiguration(path);
   connect(ui_->lvwDrivers, &QTreeWidget::itemSelectionChanged, this,
           &MainWindow::lvwDrivers_SelectionChanged);
   connect(ui_->bnStart, &QPushButton::clicked, this, &MainWindow::bnStart_Click);

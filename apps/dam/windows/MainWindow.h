@@ -19,10 +19,10 @@ namespace dam {
 
 class MainWindow : public QMainWindow {
  public:
-  // Loads every file of `configFiles` into a driver of `driverClass` on the SPC database
-  // `spc` ("" for the host's setting), each through a DriverHandle of its own. A file that
-  // cannot be loaded, or whose name an earlier file has, stays in the list with its reason
-  // and no driver.
+  // Loads every file of `configFiles` (a folder: its *.cfg files, as for `dam run`) into a
+  // driver of `driverClass` on the SPC database `spc` ("" for the host's setting), each
+  // through a DriverHandle of its own. A file that cannot be loaded, or whose name an
+  // earlier file has, stays in the list with its reason and no driver.
   MainWindow(const std::vector<std::string>& configFiles, const std::string& spc,
              const std::string& driverClass);
   ~MainWindow() override;

@@ -137,7 +137,9 @@ TEST_F(DamWindowsTest, MainWindowActsOnTheSelectedDriverAndClosingUnloadsEveryOn
   });
   watchdog.start(200);
 
-  dam::MainWindow window({config, files.File("missing.cfg"), copy}, "", "oxaGEPDAD6.Version1");
+  // The folder stands for its files, as for `dam run`: copy.cfg, and line-a.cfg named before.
+  dam::MainWindow window({config, files.File("missing.cfg"), files.Path()}, "",
+                         "oxaGEPDAD6.Version1");
   window.show();
   auto* list = window.findChild<QTreeWidget*>("lvwDrivers");
   const auto click = [&](const char* button) {
